@@ -1,0 +1,162 @@
+#include "common/Files.h"
+
+#include <algorithm>
+
+#include "common/CallObserver.h"
+
+namespace tarnwick {
+namespace {
+
+constexpr std::uint32_t kReadBlock = 1U << 16;
+constexpr std::uint32_t kWriteBlock = 1U << 30;
+
+FoundFile ToFoundFile(const WIN32_FIND_DATAA& data) {
+    FoundFile found;
+    found.name = data.cFileName;
+    found.size = (static_cast<std::uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+    found.attributes = data.dwFileAttributes;
+    found.lastAccess = data.ftLastAccessTime;
+    found.lastWrite = data.ftLastWriteTime;
+    return found;
+}
+
+}  // namespace
+
+File::File(const std::string& path, OpenMode mode) {
+    if (!CallAllowed("CreateFile", path)) return;
+    handle_ = FileHandle(CreateFileA(path.c_str(), mode.access, mode.share, nullptr,
+                                     mode.disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+std::optional<std::uint32_t> File::Read(void* bytes, std::uint32_t size) {
+    DWORD count = 0;
+    if (!CallAllowed("ReadFile")) return std::nullopt;
+    if (ReadFile(handle_.Get(), bytes, size, &count, nullptr) == FALSE) return std::nullopt;
+    return count;
+}
+
+bool File::ReadToEnd(std::string& bytes) {
+    // One read of the expected rest and one that finds the end, as long as nobody appends
+    // meanwhile.
+    const std::int64_t size = Size().value_or(0);
+    std::uint32_t block = static_cast<std::uint32_t>(
+        std::clamp<std::int64_t>(size, kReadBlock, std::int64_t{kWriteBlock}));
+    for (;;) {
+        const std::size_t filled = bytes.size();
+        bytes.resize(filled + block);
+        const auto count = Read(bytes.data() + filled, block);
+        bytes.resize(filled + count.value_or(0));
+        if (!count) return false;
+        if (*count < block) return true;
+        block = kReadBlock;
+    }
+}
+
+bool File::Write(std::string_view bytes) {
+    while (!bytes.empty()) {
+        const auto block = static_cast<DWORD>(std::min<std::size_t>(bytes.size(), kWriteBlock));
+        DWORD count = 0;
+        if (!CallAllowed("WriteFile")) return false;
+        if (WriteFile(handle_.Get(), bytes.data(), block, &count, nullptr) == FALSE) return false;
+        if (count != block) {
+            SetLastError(ERROR_DISK_FULL);
+            return false;
+        }
+        bytes.remove_prefix(count);
+    }
+    return true;
+}
+
+bool File::Seek(std::int64_t offset, DWORD origin) {
+    LARGE_INTEGER distance;
+    distance.QuadPart = offset;
+    return CallAllowed("SetFilePointer") &&
+           SetFilePointerEx(handle_.Get(), distance, nullptr, origin) != FALSE;
+}
+
+std::optional<std::int64_t> File::Position() {
+    LARGE_INTEGER position;
+    if (!CallAllowed("SetFilePointer")) return std::nullopt;
+    if (SetFilePointerEx(handle_.Get(), LARGE_INTEGER{}, &position, FILE_CURRENT) == FALSE) {
+        return std::nullopt;
+    }
+    return position.QuadPart;
+}
+
+std::optional<std::int64_t> File::Size() {
+    LARGE_INTEGER size;
+    if (!CallAllowed("GetFileSize")) return std::nullopt;
+    if (GetFileSizeEx(handle_.Get(), &size) == FALSE) return std::nullopt;
+    return size.QuadPart;
+}
+
+bool File::SetEnd() {
+    return CallAllowed("SetEndOfFile") && SetEndOfFile(handle_.Get()) != FALSE;
+}
+
+std::optional<std::uint64_t> File::LastWriteTime() {
+    FILETIME written;
+    if (!CallAllowed("GetFileTime")) return std::nullopt;
+    if (GetFileTime(handle_.Get(), nullptr, nullptr, &written) == FALSE) return std::nullopt;
+    return ToUint64(written);
+}
+
+bool File::Close() {
+    if (!handle_.IsValid()) return true;
+    // A refused close still gives the handle up, as a real one that fails would leave nothing to
+    // do.
+    const bool allowed = CallAllowed("CloseHandle");
+    const DWORD refusal = GetLastError();
+    const bool closed = handle_.Close();
+    if (!allowed) SetLastError(refusal);
+    return allowed && closed;
+}
+
+bool RemoveFile(const std::string& path) {
+    return CallAllowed("DeleteFile", path) && DeleteFileA(path.c_str()) != FALSE;
+}
+
+bool MoveToName(const std::string& from, const std::string& to) {
+    return CallAllowed("MoveFile", from, to) && MoveFileA(from.c_str(), to.c_str()) != FALSE;
+}
+
+bool CopyOver(const std::string& from, const std::string& to) {
+    return CallAllowed("CopyFile", from, to) && CopyFileA(from.c_str(), to.c_str(), FALSE) != FALSE;
+}
+
+bool MakeDirectory(const std::string& path) {
+    return CallAllowed("CreateDirectory", path) && CreateDirectoryA(path.c_str(), nullptr) != FALSE;
+}
+
+std::optional<FoundFile> DirectoryScan::Next() {
+    WIN32_FIND_DATAA data;
+    if (ended_) return std::nullopt;
+    if (!search_.IsValid()) {
+        if (CallAllowed("FindFirstFile", pattern_)) {
+            search_ = SearchHandle(FindFirstFileA(pattern_.c_str(), &data));
+        }
+        ended_ = !search_.IsValid();
+    } else {
+        ended_ =
+            !CallAllowed("FindNextFile", pattern_) || FindNextFileA(search_.Get(), &data) == FALSE;
+    }
+    if (ended_) return std::nullopt;
+    return ToFoundFile(data);
+}
+
+bool FileExists(const std::string& path) {
+    return DirectoryScan(path).Next().has_value();
+}
+
+std::optional<std::string> ReadWholeFile(const std::string& path) {
+    std::string bytes;
+    File file(path, kOpenRead);
+    if (!file.IsOpen() || !file.ReadToEnd(bytes)) return std::nullopt;
+    return bytes;
+}
+
+std::uint64_t ToUint64(const FILETIME& time) {
+    return (static_cast<std::uint64_t>(time.dwHighDateTime) << 32) | time.dwLowDateTime;
+}
+
+}  // namespace tarnwick

@@ -1,0 +1,61 @@
+#include "common/Registry.h"
+
+#include <new>
+#include <string>
+
+#include "common/Handle.h"
+#include "common/Text.h"
+
+namespace tarnwick {
+namespace {
+
+RegistryKey OpenKey(RegistryRoot root, const std::string& key) {
+    HKEY native = nullptr;
+    const HKEY parent = root == RegistryRoot::LocalMachine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
+    if (RegOpenKeyExA(parent, key.c_str(), 0, KEY_QUERY_VALUE, &native) != ERROR_SUCCESS) {
+        return {};
+    }
+    return RegistryKey(native);
+}
+
+}  // namespace
+
+bool ReadRegistryString(RegistryRoot root, const std::string& key, const char* value,
+                        std::span<char> output) try {
+    if (output.empty()) return false;
+    output[0] = '\0';
+    std::string work(output.size() + 1, '\0');
+    const RegistryKey opened = OpenKey(root, key);
+    if (!opened.IsValid()) return false;
+    auto length = static_cast<DWORD>(output.size());
+    const LSTATUS status = RegQueryValueExA(opened.Get(), value, nullptr, nullptr,
+                                            reinterpret_cast<BYTE*>(work.data()), &length);
+    if (status != ERROR_SUCCESS || length == 0) return false;
+    StoreField(output, UpToNul(work));
+    return true;
+} catch (const std::bad_alloc&) {
+    return false;
+}
+
+bool ReadRegistryDword(RegistryRoot root, const std::string& key, const char* value,
+                       std::uint32_t& number) {
+    if (key.empty()) return false;
+    const RegistryKey opened = OpenKey(root, key);
+    if (!opened.IsValid()) return false;
+    std::uint32_t stored = 0;
+    DWORD length = sizeof stored;
+    const LSTATUS status = RegQueryValueExA(opened.Get(), value, nullptr, nullptr,
+                                            reinterpret_cast<BYTE*>(&stored), &length);
+    if (status != ERROR_SUCCESS || length != sizeof stored) return false;
+    number = stored;
+    return true;
+}
+
+std::uint32_t RegistryDwordOr(const std::string& key, const char* value,
+                              std::uint32_t defaultNumber) {
+    std::uint32_t number = defaultNumber;
+    ReadRegistryDword(RegistryRoot::LocalMachine, key, value, number);
+    return number;
+}
+
+}  // namespace tarnwick

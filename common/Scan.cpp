@@ -1,0 +1,73 @@
+#include "common/Scan.h"
+
+#include <emmintrin.h>
+#include <bit>
+#include <cstring>
+
+namespace tarnwick {
+namespace {
+
+constexpr std::size_t kLane = 16;
+
+__m128i LoadLane(const char* bytes) {
+    __m128i lane;
+    std::memcpy(&lane, bytes, kLane);
+    return lane;
+}
+
+unsigned MatchMask(__m128i lane, __m128i pattern) {
+    return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(lane, pattern)));
+}
+
+std::size_t FirstBit(unsigned mask) {
+    return static_cast<std::size_t>(std::countr_zero(mask));
+}
+
+}  // namespace
+
+std::size_t FindByte(std::string_view text, char byte, std::size_t from) {
+    const __m128i pattern = _mm_set1_epi8(byte);
+    std::size_t at = from;
+    for (; at < text.size() && text.size() - at >= kLane; at += kLane) {
+        const unsigned mask = MatchMask(LoadLane(text.data() + at), pattern);
+        if (mask != 0) return at + FirstBit(mask);
+    }
+    for (; at < text.size(); ++at) {
+        if (text[at] == byte) return at;
+    }
+    return kNotFound;
+}
+
+std::size_t FindEither(std::string_view text, char first, char second, std::size_t from) {
+    const __m128i firstPattern = _mm_set1_epi8(first);
+    const __m128i secondPattern = _mm_set1_epi8(second);
+    std::size_t at = from;
+    for (; at < text.size() && text.size() - at >= kLane; at += kLane) {
+        const __m128i lane = LoadLane(text.data() + at);
+        const unsigned mask = MatchMask(lane, firstPattern) | MatchMask(lane, secondPattern);
+        if (mask != 0) return at + FirstBit(mask);
+    }
+    for (; at < text.size(); ++at) {
+        if (text[at] == first || text[at] == second) return at;
+    }
+    return kNotFound;
+}
+
+std::size_t FindText(std::string_view text, std::string_view wanted, std::size_t from) {
+    if (from > text.size() || wanted.size() > text.size() - from) return kNotFound;
+    if (wanted.empty()) return from;
+    // The last position at which the wanted text still fits bounds the search for its first byte.
+    const std::string_view starts = text.substr(0, text.size() - wanted.size() + 1);
+    for (std::size_t at = FindByte(starts, wanted[0], from); at != kNotFound;
+         at = FindByte(starts, wanted[0], at + 1)) {
+        if (std::memcmp(text.data() + at, wanted.data(), wanted.size()) == 0) return at;
+    }
+    return kNotFound;
+}
+
+std::size_t BoundedLength(const char* text, std::size_t limit) {
+    const std::size_t end = FindByte(std::string_view(text, limit), '\0');
+    return end == kNotFound ? limit : end;
+}
+
+}  // namespace tarnwick

@@ -1,0 +1,42 @@
+// The bytes of text files as the C runtime's text mode sees them, and lines as fgets cuts them;
+// both over whole blocks, because stream calls a line cost many times the file's own system calls.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tarnwick {
+
+// What reading in text mode makes of a file's bytes: each CR LF pair becomes LF, other CRs stay,
+// and a Ctrl-Z (0x1A) ends the text. Changes `bytes` in place.
+void DecodeTextMode(std::string& bytes);
+
+// Appends `text` as writing in text mode puts it on disk: each LF becomes a CR LF pair.
+void AppendTextMode(std::string& bytes, std::string_view text);
+
+// Cuts a text into the pieces that fgets with a buffer of fixed size returns: up to and including
+// the next LF, at most `bufferSize` - 1 bytes; a longer line comes in several pieces.
+class LineReader {
+  public:
+    // `text` must outlive the reader. `bufferSize` counts the terminator and is at least 2.
+    LineReader(std::string_view text, std::size_t bufferSize)
+        : text_(text), pieceLimit_(bufferSize - 1) {}
+
+    // The next piece with its line break, or nothing at the end of the text. It may hold NUL bytes.
+    std::optional<std::string_view> NextPiece();
+
+    // Bytes consumed so far.
+    std::size_t Position() const { return position_; }
+
+  private:
+    std::string_view text_;
+    std::size_t pieceLimit_;
+    std::size_t position_ = 0;
+};
+
+// What the system makes of a piece: the text up to its first NUL, without its line break.
+std::string_view LineText(std::string_view piece);
+
+}  // namespace tarnwick

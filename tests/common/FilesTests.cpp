@@ -1,0 +1,80 @@
+#include <gtest/gtest.h>
+
+#include "common/Clock.h"
+#include "common/Files.h"
+#include "common/Registry.h"
+#include "common/Reports.h"
+#include "tests/support/WindowsFixtures.h"
+
+namespace tarnwick {
+namespace {
+
+using testing::CallRecorder;
+using testing::ScratchFolder;
+using testing::ScratchRegistry;
+
+TEST(Files, BlockFileIsCreatedOnce) {
+    const ScratchFolder folder;
+    const File first(folder.Path("a.blk"), kCreateBlockFile);
+    EXPECT_TRUE(first.IsOpen());
+    const File second(folder.Path("a.blk"), kCreateBlockFile);
+    EXPECT_FALSE(second.IsOpen());
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_EXISTS));
+}
+
+TEST(Files, ReadToEndTakesWholeFilesAroundTheBlockSize) {
+    const ScratchFolder folder;
+    for (const std::size_t size : {0U, 1U, 65535U, 65536U, 65537U, 200000U}) {
+        const std::string bytes(size, 'x');
+        ASSERT_TRUE(File(folder.Path("f"), kOpenTruncate).Write(bytes));
+        EXPECT_EQ(ReadWholeFile(folder.Path("f")), bytes) << size;
+    }
+    EXPECT_EQ(ReadWholeFile(folder.Path("missing")), std::nullopt);
+}
+
+TEST(Files, ARefusedCallIsNotMade) {
+    const ScratchFolder folder;
+    CallRecorder calls;
+    calls.FailCall(1, ERROR_ACCESS_DENIED);
+    EXPECT_FALSE(File(folder.Path("f"), kOpenTruncate).IsOpen());
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+    EXPECT_FALSE(FileExists(folder.Path("f")));
+    EXPECT_EQ(calls.Calls(), (std::vector<std::string>{"CreateFile f", "FindFirstFile f"}));
+}
+
+TEST(Registry, DefaultsApplyOnlyWhenAValueCannotBeRead) {
+    const ScratchRegistry registry;
+    EXPECT_EQ(RegistryDwordOr(kProvidersKey, "Apply Timeout", 20), 20U);
+    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProvidersKey, "Apply Timeout", 0);
+    EXPECT_EQ(RegistryDwordOr(kProvidersKey, "Apply Timeout", 20), 0U);
+    std::uint32_t number = 7;
+    EXPECT_FALSE(ReadRegistryDword(RegistryRoot::LocalMachine, "", "Apply Timeout", number));
+    ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProvidersKey, "Text", "seven");
+    EXPECT_FALSE(ReadRegistryDword(RegistryRoot::LocalMachine, kProvidersKey, "Text", number));
+    EXPECT_EQ(number, 7U);
+}
+
+TEST(Registry, StringsLeaveTheEmptyTextWhenUnreadable) {
+    const ScratchRegistry registry;
+    char text[8] = "before";
+    EXPECT_FALSE(ReadRegistryString(RegistryRoot::CurrentUser, "A", "B", std::span(text, 0)));
+    EXPECT_STREQ(text, "before");
+    EXPECT_FALSE(ReadRegistryString(RegistryRoot::CurrentUser, "A", "B", text));
+    EXPECT_STREQ(text, "");
+    ScratchRegistry::SetString(HKEY_CURRENT_USER, "A", "B", "1234567");
+    EXPECT_TRUE(ReadRegistryString(RegistryRoot::CurrentUser, "A", "B", text));
+    EXPECT_STREQ(text, "1234567");
+    ScratchRegistry::SetString(HKEY_CURRENT_USER, "A", "B", "12345678");
+    EXPECT_FALSE(ReadRegistryString(RegistryRoot::CurrentUser, "A", "B", text));
+    EXPECT_STREQ(text, "");
+}
+
+TEST(Clock, CanBeReplaced) {
+    SetClock([]() -> std::uint64_t { return 116'444'736'070'000'000; });
+    EXPECT_EQ(CurrentUnixTime(), 7);
+    SetClock(nullptr);
+    EXPECT_GT(CurrentUnixTime(), 1'700'000'000);
+}
+
+}  // namespace
+}  // namespace tarnwick

@@ -1,0 +1,190 @@
+#include <gtest/gtest.h>
+
+#include "common/Scan.h"
+#include "common/Text.h"
+#include "common/TextFile.h"
+
+namespace tarnwick {
+namespace {
+
+// All texts of up to `length` letters over `alphabet`.
+std::vector<std::string> AllTexts(const std::string& alphabet, std::size_t length) {
+    std::vector<std::string> texts{""};
+    for (std::size_t begin = 0; length > 0; --length) {
+        const std::size_t end = texts.size();
+        for (std::size_t at = begin; at < end; ++at) {
+            for (const char letter : alphabet) texts.push_back(texts[at] + letter);
+        }
+        begin = end;
+    }
+    return texts;
+}
+
+TEST(Scan, AgreesWithTheLibraryAtEveryLengthAndOffset) {
+    for (std::size_t size = 0; size < 70; ++size) {
+        for (std::size_t at = 0; at <= size; ++at) {
+            std::string text(size, '.');
+            if (at < size) text[at] = 'x';
+            if (at + 20 < size) text[at + 20] = 'x';
+            for (const std::size_t from : {std::size_t{0}, at, at + 1, size, size + 1}) {
+                EXPECT_EQ(FindByte(text, 'x', from), text.find('x', from)) << size << " " << from;
+                EXPECT_EQ(FindEither(text, 'x', 'y', from), text.find('x', from));
+                EXPECT_EQ(FindText(text, "x.", from), text.find("x.", from));
+            }
+        }
+    }
+    EXPECT_EQ(FindEither("...................y", 'x', 'y'), 19U);
+}
+
+TEST(Scan, FindTextAgreesOnAllShortTexts) {
+    for (const std::string& text : AllTexts("ab", 7)) {
+        for (const std::string& wanted : AllTexts("ab", 3)) {
+            ASSERT_EQ(FindText(text, wanted), text.find(wanted)) << text << " / " << wanted;
+            ASSERT_EQ(FindTextIgnoreCase(text, wanted), text.find(wanted));
+        }
+    }
+    EXPECT_EQ(FindTextIgnoreCase("xxMULTIPART/Mixed", "multipart/mixed"), 2U);
+}
+
+TEST(Scan, BoundedLengthStaysInTheField) {
+    const std::vector<char> field(256, 'a');
+    EXPECT_EQ(BoundedLength(field.data(), field.size()), 256U);
+    EXPECT_EQ(FieldText(std::span(field.data(), 7)).size(), 7U);
+    EXPECT_EQ(BoundedLength("ab\0cd", 5), 2U);
+}
+
+TEST(DelimitedField, GivesTheLastFieldBeyondTheLastAndLeavesTheBufferWhenThereIsNone) {
+    struct Case {
+        const char* text;
+        const char* delimiter;
+        int number;
+        bool result;
+        const char* output;
+    };
+    const Case cases[] = {
+        {"10\t20\tABC", "\t", 1, true, "10"},
+        {"10\t20\tABC", "\t", 3, true, "ABC"},
+        {"10\t20\tABC", "\t", 4, true, "ABC"},
+        {"10", "\t", 2, false, "kept"},
+        {"10", "\t", 1, true, "10"},
+        {"10", "\t", 0, true, "10"},
+        {"10", "\t", -5, true, "10"},
+        {"a\t\tb", "\t", 2, true, ""},
+        {"a::b::c", "::", 2, true, "b"},
+        {"\t", "\t", 2, true, ""},
+        {"", "\t", 1, true, ""},
+        {"", "\t", 2, false, "kept"},
+        {"12345678", "\t", 1, false, ""},
+        {"1\t12345678", "\t", 2, false, ""},
+        {"1234567", "\t", 1, true, "1234567"},
+        {"10\t20", "\t", 0, true, "10"},
+    };
+    for (const Case& row : cases) {
+        char output[8] = "kept";
+        EXPECT_EQ(GetDelimitedField(row.text, row.delimiter, row.number, output), row.result)
+            << row.text << " field " << row.number;
+        EXPECT_STREQ(output, row.output) << row.text << " field " << row.number;
+    }
+}
+
+TEST(TextBetween, NeedsBothMarkersAndCutsToTheOutput) {
+    struct Case {
+        const char* text;
+        const char* first;
+        const char* second;
+        std::size_t result;
+        const char* output;
+    };
+    const Case cases[] = {
+        {"Y11M08D03.CAL", "D", ".", 10, "03"},
+        {"Y11M08.CAL", "D", ".", 0, "kept"},
+        {"D.", "D", ".", 2, ""},
+        {".D", "D", ".", 0, "kept"},
+        {"abc.x", "", ".", 4, "abc"},
+        {"D123456789.", "D", ".", 11, "1234567"},
+    };
+    for (const Case& row : cases) {
+        char output[8] = "kept";
+        EXPECT_EQ(GetTextBetween(row.text, row.first, row.second, output), row.result) << row.text;
+        EXPECT_STREQ(output, row.output) << row.text;
+    }
+}
+
+TEST(ParseInteger, NeverFails) {
+    struct Case {
+        const char* text;
+        std::int32_t number;
+    };
+    const Case cases[] = {
+        {"", 0},
+        {"x1", 0},
+        {"12x", 12},
+        {"  -7", -7},
+        {"+5", 5},
+        {"+-5", 0},
+        {"--5", 0},
+        {"-", 0},
+        {"\t\n7", 7},
+        {"007", 7},
+        {"2147483647", INT32_MAX},
+        {"2147483648", INT32_MAX},
+        {"-2147483648", INT32_MIN},
+        {"-99999999999999999999", INT32_MIN},
+    };
+    for (const Case& row : cases) EXPECT_EQ(ParseInt32(row.text), row.number) << row.text;
+    EXPECT_EQ(ParseInt64("99999999999"), 99999999999);
+}
+
+TEST(FormatPath, IsLiteralAndBounded) {
+    EXPECT_EQ(FormatPath("%s\\%s.CAL", {"", "a%sb"}), "\\a%sb.CAL");
+    EXPECT_EQ(FormatPath("%s\\x", {std::string(2000, 'a')}), std::string(1023, 'a'));
+}
+
+TEST(TextMode, PairsBecomeLineBreaksAndControlZEnds) {
+    struct Case {
+        std::string disk;
+        std::string text;
+    };
+    const Case cases[] = {
+        {"a\r\nb", "a\nb"},
+        {"a\rb", "a\rb"},
+        {"a\r", "a\r"},
+        {"\r\r\n", "\r\n"},
+        {"a\x1a"
+         "b",
+         "a"},
+        {"", ""},
+        {"a\nb\r\n", "a\nb\n"},
+        {"\r\n\r\n", "\n\n"},
+    };
+    for (const Case& row : cases) {
+        std::string bytes = row.disk;
+        DecodeTextMode(bytes);
+        EXPECT_EQ(bytes, row.text) << row.disk;
+    }
+    std::string written;
+    AppendTextMode(written, "a\n\nb\r");
+    EXPECT_EQ(written, "a\r\n\r\nb\r");
+}
+
+TEST(LineReader, CutsLongLinesIntoPieces) {
+    const std::string text = "ab\n\nabcdef\nabcde";
+    LineReader reader(text, 5);
+    std::vector<std::string> pieces;
+    while (const auto piece = reader.NextPiece()) pieces.emplace_back(*piece);
+    EXPECT_EQ(pieces, (std::vector<std::string>{"ab\n", "\n", "abcd", "ef\n", "abcd", "e"}));
+    using namespace std::string_view_literals;
+    EXPECT_EQ(LineText("ab\n"), "ab");
+    EXPECT_EQ(LineText("a\0b\n"sv), "a");
+    EXPECT_EQ(LineText("\n"), "");
+}
+
+TEST(TextComparison, FoldsLettersOnly) {
+    EXPECT_TRUE(EqualsIgnoreCase("aZ@[", "Az@["));
+    EXPECT_FALSE(EqualsIgnoreCase("@", "`"));
+    EXPECT_FALSE(EqualsIgnoreCase("a", "ab"));
+    EXPECT_FALSE(EqualsIgnoreCase("\xC4", "\xE4"));
+}
+
+}  // namespace
+}  // namespace tarnwick
