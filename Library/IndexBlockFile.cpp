@@ -1,0 +1,117 @@
+#include "Library/IndexBlockFile.h"
+
+#include <cstdio>
+
+#include "common/DiagnosticLevel.h"
+#include "common/Registry.h"
+#include "common/Reports.h"
+#include "common/Retry.h"
+#include "common/Scan.h"
+#include "common/Text.h"
+#include "common/Waits.h"
+
+namespace tarnwick {
+namespace {
+
+// Waits of a second after which a block file counts as abandoned.
+constexpr int kAbandonedAfterWaits = 60;
+// Further tries to remove a block file that something holds open, a second apart.
+constexpr std::int32_t kRemoveRetries = 80;
+constexpr int kAccessDeniedReportLevel = 6;
+
+enum class Refusal { Hopeless, MayPass };
+
+bool IsIndexUnblockModeSet() {
+    static const bool set = RegistryDwordOr(kProductProvidersKey, "Index Unblock Mode", 0) != 0;
+    return set;
+}
+
+void ReportAccessDenied(const std::string& path) {
+    char text[kPathCapacity + 128];
+    std::snprintf(text, sizeof text,
+                  "[%ld] Access Denied error occured in WaitForAccessToIndexFileEx for block file: "
+                  "%s\r\n",
+                  static_cast<long>(GetCurrentThreadId()), path.c_str());
+    Report(ReportChannel::EventLogError, text);
+}
+
+Refusal Judge(DWORD error, const std::string& path) {
+    if (error == ERROR_ACCESS_DENIED && DiagnosticLevel() >= kAccessDeniedReportLevel) {
+        ReportAccessDenied(path);
+        return Refusal::Hopeless;
+    }
+    const bool cannotExist = error == ERROR_PATH_NOT_FOUND || error == ERROR_FILENAME_EXCED_RANGE ||
+                             error == ERROR_INVALID_NAME;
+    return cannotExist ? Refusal::Hopeless : Refusal::MayPass;
+}
+
+bool RemoveBlockFile(const std::string& path) {
+    // One try and 80 more: with the test before the wait the limit counts the waits allowed.
+    const RetryOutcome outcome =
+        RetryWhileRefused([&] { return RemoveFile(path); }, [] { return kRemoveRetries - 1; },
+                          GiveUpTest::BeforeWait);
+    return outcome != RetryOutcome::GivenUp;
+}
+
+bool IsOrphan(DWORD error, const std::string& path) {
+    return error == ERROR_FILE_EXISTS && IsIndexUnblockModeSet() &&
+           FindText(path, "\\_index.blk") != kNotFound;
+}
+
+}  // namespace
+
+std::string IndexBlockPath(const std::string& folder, int folderType) {
+    return FormatPath(folderType == kGroupFolderType ? "%s\\_groups.blk" : "%s\\_index.blk",
+                      {folder});
+}
+
+File WaitForAccessToIndexFileEx(const std::string& path) {
+    for (int waits = 0;;) {
+        File lock(path, kCreateBlockFile);
+        if (lock.IsOpen()) return lock;
+        const DWORD error = GetLastError();
+        if (Judge(error, path) == Refusal::Hopeless) return {};
+        WaitMilliseconds(kPollMilliseconds);
+        ++waits;
+        if (IsOrphan(error, path)) {
+            if (RemoveFile(path)) PrintStandardOutput("deleted orphan");
+            lock = File(path, kCreateBlockFile);
+            if (lock.IsOpen()) return lock;
+        }
+        if (waits > kAbandonedAfterWaits) {
+            if (!RemoveBlockFile(path)) return {};
+            return File(path, kCreateBlockFile);
+        }
+    }
+}
+
+bool RemoveIndexBlock(File& lock, const std::string& path) {
+    if (!lock.Close()) {
+        char text[96];
+        std::snprintf(text, sizeof text, "An error occured closing the handle of a block file: %ld",
+                      static_cast<long>(GetLastError()));
+        PrintStandardOutput(text);
+    }
+    return RemoveBlockFile(path);
+}
+
+void ReleaseIndexBlock(File& lock, const std::string& path) {
+    if (RemoveIndexBlock(lock, path)) return;
+    if (FileExists(path)) {
+        PrintStandardOutput("ScanFoldersOrdered::Unable to remove blocking file");
+    }
+}
+
+IndexAvailability CheckIndexFileAvailability(const std::string& folder, int mode) {
+    const std::string blockPath = FormatPath("%s\\_index.blk", {folder});
+    if (mode != kLookOnlyMode && !File(blockPath, kCreateBlockFile).IsOpen()) {
+        return IndexAvailability::Busy;
+    }
+    const bool exists = FileExists(FormatPath("%s\\_index.xml", {folder}));
+    if (mode != kLookOnlyMode && !RemoveBlockFile(blockPath)) {
+        PrintStandardOutput("CheckIndexFileAvailability::Unable to remove blocking file");
+    }
+    return exists ? IndexAvailability::IndexExists : IndexAvailability::NoIndex;
+}
+
+}  // namespace tarnwick

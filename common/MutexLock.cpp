@@ -1,0 +1,114 @@
+#include "common/MutexLock.h"
+
+#include <cstdint>
+#include <cstdio>
+
+#include "common/CallObserver.h"
+#include "common/Text.h"
+
+namespace tarnwick {
+namespace {
+
+constexpr const char* kSource = "xMutexLock";
+
+// Where each failure is reported to have happened; administrators search for these numbers.
+constexpr int kTimedOutLine = 71;
+constexpr int kAbandonedLine = 78;
+constexpr int kFailedLine = 86;
+
+DWORD WaitForMutex(HANDLE mutex, DWORD timeoutMilliseconds) {
+    if (!CallAllowed("WaitForSingleObject")) return WAIT_FAILED;
+    return WaitForSingleObject(mutex, timeoutMilliseconds);
+}
+
+std::string HandleText(HANDLE handle) {
+    char text[2 + 2 * sizeof(handle) + 1];
+    std::snprintf(text, sizeof text, "0x%llx",
+                  static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(handle)));
+    return text;
+}
+
+// 64-bit FNV-1a. Two folders with one hash share a mutex, which costs waiting but breaks nothing: a
+// thread may own a mutex several times.
+std::uint64_t HashOf(const std::string& text) {
+    constexpr std::uint64_t kOffsetBasis = 0xcbf29ce484222325;
+    constexpr std::uint64_t kPrime = 0x100000001b3;
+    std::uint64_t hash = kOffsetBasis;
+    for (const char character : text) {
+        hash = (hash ^ static_cast<unsigned char>(character)) * kPrime;
+    }
+    return hash;
+}
+
+std::string FullPath(const std::string& path) {
+    const DWORD size = GetFullPathNameA(path.c_str(), 0, nullptr, nullptr);
+    std::string full(size, '\0');
+    const DWORD length = GetFullPathNameA(path.c_str(), size, full.data(), nullptr);
+    if (length == 0 || length >= size) return path;
+    full.resize(length);
+    return full;
+}
+
+// Lower case, one backslash between components, none at the end.
+std::string Normalised(const std::string& path) {
+    std::string normalised;
+    for (const char character : path) {
+        const bool separator = character == '\\' || character == '/';
+        if (separator && normalised.size() > 1 && normalised.back() == '\\') continue;
+        normalised += separator ? '\\' : LowerAscii(character);
+    }
+    while (!normalised.empty() && normalised.back() == '\\') normalised.pop_back();
+    return normalised;
+}
+
+}  // namespace
+
+xMutexLock::xMutexLock(HANDLE mutex, DWORD timeoutMilliseconds) : mutex_(mutex) {
+    if (mutex == nullptr) return;
+    const DWORD result = WaitForMutex(mutex, timeoutMilliseconds);
+    if (result == WAIT_OBJECT_0) return;
+    const std::string name = HandleText(mutex);
+    if (result == WAIT_TIMEOUT) {
+        throw LibraryException("Failed to lock mutex " + name + ": request timed out", kSource,
+                               kTimedOutLine);
+    }
+    if (result == WAIT_ABANDONED) {
+        // The wait made this thread the owner. No destructor will run for a lock that throws, so
+        // the mutex is given back here: the next one that locks it finds it free.
+        ReleaseMutex(mutex);
+        throw LibraryException("Mutex " + name + " was abandoned by another thread", kSource,
+                               kAbandonedLine);
+    }
+    const DWORD error = GetLastError();
+    throw LibraryException("Failed to lock mutex " + name + " with error " + std::to_string(error),
+                           kSource, kFailedLine);
+}
+
+xMutexLock::~xMutexLock() {
+    if (mutex_ != nullptr) ReleaseMutex(mutex_);
+}
+
+MutexLock::MutexLock(HANDLE mutex, DWORD timeoutMilliseconds) noexcept
+    : mutex_(mutex), locked_(true) {
+    if (mutex == nullptr) return;
+    const DWORD result = WaitForMutex(mutex, timeoutMilliseconds);
+    locked_ = result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
+}
+
+MutexLock::~MutexLock() {
+    if (mutex_ != nullptr && locked_) ReleaseMutex(mutex_);
+}
+
+std::string FolderMutexName(const std::string& folder) {
+    char name[48];
+    std::snprintf(name, sizeof name, "Global\\TarnwickFolder-%016llx",
+                  static_cast<unsigned long long>(HashOf(Normalised(FullPath(folder)))));
+    return name;
+}
+
+ObjectHandle OpenFolderMutex(const std::string& folder) {
+    if (!CallAllowed("CreateMutex", folder)) return {};
+    return ObjectHandle(CreateMutexA(nullptr, FALSE, FolderMutexName(folder).c_str()));
+}
+
+}  // namespace tarnwick
