@@ -1,5 +1,6 @@
 #include "common/TextFile.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "common/Scan.h"
@@ -44,6 +45,25 @@ std::optional<std::string_view> LineReader::NextPiece() {
     const std::string_view piece = lineEnd == kNotFound ? rest : rest.substr(0, lineEnd + 1);
     position_ += piece.size();
     return piece;
+}
+
+TextModeLines::TextModeLines(std::string_view bytes, std::size_t bufferSize)
+    : bytes_(bytes.substr(0, FindByte(bytes, kTextEnd))), pieceLimit_(bufferSize - 1) {}
+
+std::optional<std::string_view> TextModeLines::Next() {
+    if (position_ == bytes_.size()) return std::nullopt;
+    // A piece may be as long as the limit and its line break be a pair.
+    const std::string_view rest = bytes_.substr(position_, pieceLimit_ + 1);
+    const std::size_t lineEnd = FindByte(rest, '\n');
+    std::size_t length = lineEnd == kNotFound ? rest.size() : lineEnd;
+    if (lineEnd != kNotFound && length > 0 && rest[length - 1] == '\r') --length;
+    if (lineEnd != kNotFound && length < pieceLimit_) {
+        position_ += lineEnd + 1;
+    } else {
+        length = std::min(length, pieceLimit_);
+        position_ += length;
+    }
+    return UpToNul(rest.substr(0, length));
 }
 
 std::string_view LineText(std::string_view piece) {

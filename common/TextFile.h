@@ -36,6 +36,22 @@ class LineReader {
     std::size_t position_ = 0;
 };
 
+// The same pieces as LineText gives of them, of a file that text mode has not decoded: one pass
+// over the bytes as they lie on disk, without a copy. For files whose lines are only looked at.
+class TextModeLines {
+  public:
+    // `bytes` must outlive the lines. `bufferSize` is LineReader's.
+    TextModeLines(std::string_view bytes, std::size_t bufferSize);
+
+    // The text of the next piece, or nothing at the end.
+    std::optional<std::string_view> Next();
+
+  private:
+    std::string_view bytes_;
+    std::size_t pieceLimit_;
+    std::size_t position_ = 0;
+};
+
 // What the system makes of a piece: the text up to its first NUL, without its line break.
 std::string_view LineText(std::string_view piece);
 

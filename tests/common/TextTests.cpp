@@ -167,6 +167,28 @@ TEST(TextMode, PairsBecomeLineBreaksAndControlZEnds) {
     EXPECT_EQ(written, "a\r\n\r\nb\r");
 }
 
+// Every text of up to seven bytes over the ones that mean something.
+TEST(TextModeLines, GiveWhatTheDecodedTextsPiecesHold) {
+    constexpr std::string_view kAlphabet("a\r\n\x1a\0", 5);
+    constexpr std::size_t kBufferSize = 4;
+    for (std::size_t length = 0, texts = 1; length <= 7; ++length, texts *= kAlphabet.size()) {
+        for (std::size_t number = 0; number < texts; ++number) {
+            std::string bytes;
+            for (std::size_t rest = number; bytes.size() < length; rest /= kAlphabet.size()) {
+                bytes += kAlphabet[rest % kAlphabet.size()];
+            }
+            std::string decoded = bytes;
+            DecodeTextMode(decoded);
+            LineReader pieces(decoded, kBufferSize);
+            TextModeLines lines(bytes, kBufferSize);
+            while (const auto piece = pieces.NextPiece()) {
+                ASSERT_EQ(lines.Next(), LineText(*piece)) << ::testing::PrintToString(bytes);
+            }
+            ASSERT_EQ(lines.Next(), std::nullopt) << ::testing::PrintToString(bytes);
+        }
+    }
+}
+
 TEST(LineReader, CutsLongLinesIntoPieces) {
     const std::string text = "ab\n\nabcdef\nabcde";
     LineReader reader(text, 5);
