@@ -1,0 +1,43 @@
+#include "provider/FreeBusy.h"
+
+#include "common/Files.h"
+#include "common/Text.h"
+#include "provider/CalendarPaths.h"
+
+namespace tarnwick {
+namespace {
+
+constexpr std::size_t kDayCapacity = 128;
+
+std::string ScanPattern(const FreeBusyRecord& record) {
+    return FileInCalendarFolder(FieldText(record.postoffice), FieldText(record.mailbox),
+                                std::string(FieldText(record.namePrefix)) + "*.CAL");
+}
+
+// Appends the day in a file name to the list; false when the list has no room for it.
+bool AppendDay(std::string& days, const std::string& fileName) {
+    char day[kDayCapacity];
+    if (GetTextBetween(fileName, "D", ".", day) == 0) return true;
+    const std::string_view text = FieldText(day);
+    const std::size_t separator = days.empty() ? 0 : 1;
+    if (separator + text.size() > TWAICP_CHUNK_SIZE - 1 - days.size()) return false;
+    days.append(separator, ',').append(text);
+    return true;
+}
+
+}  // namespace
+
+bool ScanFreeBusy(FreeBusyRecord& record) {
+    record.result[0] = '\0';
+    DirectoryScan scan(ScanPattern(record));
+    auto found = scan.Next();
+    // Without any match the length keeps its value beside the empty text.
+    if (!found) return true;
+    std::string days;
+    while (found && AppendDay(days, found->name)) found = scan.Next();
+    StoreField(record.result, days);
+    record.resultLength = static_cast<std::int32_t>(days.size());
+    return true;
+}
+
+}  // namespace tarnwick
