@@ -1,11 +1,146 @@
 #include "remote/RemoteSession.h"
 
-namespace tarnwick {
+#include <mutex>
+#include <type_traits>
 
-GateResult EnsureRemoteSession(std::string_view /*library*/) {
-    return GateResult::Local;
+#include "common/Reports.h"
+#include "remote/AdminHost.h"
+
+namespace tarnwick {
+namespace {
+
+constexpr std::string_view kDefaultHost = "Default";
+// Choosing this host keeps whatever connection there is, and opens none.
+constexpr std::string_view kLoopbackHost = "127.0.0.1";
+
+// What a cut reply can have left on the socket is below this; a peer that sends without end is not
+// listened to for longer.
+constexpr std::size_t kDiscardLimit = 1U << 20;
+
+static_assert(std::is_trivially_destructible_v<RemoteSession>);
+constinit RemoteSession processSession;
+
+void PrintSocketFailure() {
+    std::string text = "Error connecting to remote admin: ";
+    AppendDecimal(text, WSAGetLastError());
+    PrintStandardOutput(text += '\n');
 }
 
-void SetCurrentHost(std::string_view /*host*/) {}
+// Connects an open socket to the host as the registry describes it.
+bool ConnectSocket(SOCKET socket, const std::string& host) {
+    const auto name = ReadHostAddress(host);
+    if (!name) return false;
+    const std::uint16_t port = ReadHostPort(host);
+    const auto address = ResolveHost(*name);
+    return address && Connect(socket, *address, port);
+}
+
+}  // namespace
+
+RemoteSession& ProcessSession() {
+    return processSession;
+}
+
+void SetCurrentHost(std::string_view host) {
+    processSession.SetCurrentHost(host);
+}
+
+void RemoteSession::SetCurrentHost(std::string_view host) {
+    const std::lock_guard lock(currentHostLock_);
+    StoreField(currentHost_, host);
+}
+
+std::string RemoteSession::CurrentHost() const {
+    const std::lock_guard lock(currentHostLock_);
+    return std::string(FieldText(currentHost_));
+}
+
+std::string RemoteSession::ChosenOrForcedHost(std::string_view executablePath) {
+    std::string host = CurrentHost();
+    if (!host.empty() || IsDefaultHostForced(executablePath) == 0) return host;
+    const std::lock_guard lock(currentHostLock_);
+    if (FieldText(currentHost_).empty()) StoreField(currentHost_, kDefaultHost);
+    return std::string(FieldText(currentHost_));
+}
+
+GateResult RemoteSession::EnsureRemoteSession(std::string_view library,
+                                              std::string_view executablePath) {
+    if (IsOwnProgram(executablePath)) return GateResult::Local;
+    const std::string host = ChosenOrForcedHost(executablePath);
+    if (host.empty()) {
+        CloseAdminSocket();
+        return GateResult::Local;
+    }
+    const bool ready =
+        EqualsIgnoreCase(host, ConnectedHost()) && EqualsIgnoreCase(LoadedLibrary(), library);
+    const bool answers = PingSession();
+    if (ready && answers) return GateResult::Ready;
+    if (!ready && !answers && adminSocket_ != 0) {
+        // Only a session that does not answer is sent QUIT; one that does is closed without.
+        SendOnce(adminSocket_, kQuitMessage);
+        CloseAdminSocket();
+    }
+    if (!ConnectAdminHost(host)) return GateResult::ConnectFailed;
+    AuthenticateSession(host, library);
+    if (!ready) StoreField(connectedHost_, host);
+    return GateResult::Ready;
+}
+
+bool RemoteSession::ConnectAdminHost(const std::string& host) {
+    if (host == kLoopbackHost) {
+        StoreField(connectedHost_, "");
+        return true;
+    }
+    CloseAdminSocket();
+    Socket opened = CreateSocket();
+    adminSocket_ = INVALID_SOCKET;
+    if (!opened.IsValid()) {
+        // The host counts as connected as before; only a failure after this point forgets it.
+        PrintSocketFailure();
+        return false;
+    }
+    if (!ConnectSocket(opened.Get(), host)) {
+        StoreField(connectedHost_, "");
+        return false;
+    }
+    SetReceiveTimeout(opened.Get(), kReceiveTimeoutMilliseconds);
+    adminSocket_ = opened.Release();
+    return true;
+}
+
+bool RemoteSession::AuthenticateSession(const std::string& host, std::string_view library) {
+    if (!SendAuth(adminSocket_, host)) return false;
+    if (!library.empty()) {
+        if (!LoadRemoteLibrary(library)) return false;
+        StoreField(loadedLibrary_, library);
+    }
+    StoreField(connectedHost_, host);
+    return true;
+}
+
+bool RemoteSession::LoadRemoteLibrary(std::string_view library) {
+    return SendLoad(adminSocket_, library);
+}
+
+bool RemoteSession::PingSession() {
+    // What waits here is the rest of an earlier reply that came in pieces. Left there, it would be
+    // taken for the next answer, and every later one for the one after it.
+    DiscardWaiting(adminSocket_, kDiscardLimit);
+    return SendPing(adminSocket_);
+}
+
+void RemoteSession::CloseAdminSocket() {
+    if (adminSocket_ == 0) return;
+    Socket(adminSocket_).Close();
+    adminSocket_ = INVALID_SOCKET;
+}
+
+std::optional<std::string_view> RemoteSession::ExchangeRequest(std::string_view request,
+                                                               std::span<char> buffer) {
+    if (!SendOnce(adminSocket_, request)) return std::nullopt;
+    const auto reply = ReceiveOnce(adminSocket_, buffer);
+    if (!reply) return std::nullopt;
+    return UpToNul(*reply);
+}
 
 }  // namespace tarnwick
