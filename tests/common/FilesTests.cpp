@@ -2,6 +2,7 @@
 
 #include "common/Clock.h"
 #include "common/Files.h"
+#include "common/Guid.h"
 #include "common/Registry.h"
 #include "common/Reports.h"
 #include "tests/support/WindowsFixtures.h"
@@ -74,6 +75,17 @@ TEST(Clock, CanBeReplaced) {
     EXPECT_EQ(CurrentUnixTime(), 7);
     SetClock(nullptr);
     EXPECT_GT(CurrentUnixTime(), 1'700'000'000);
+}
+
+TEST(Guid, EachIsNewUnlessReplaced) {
+    const Guid first = NewGuid();
+    const Guid second = NewGuid();
+    EXPECT_TRUE(first.data1 != second.data1 || first.data4 != second.data4);
+    EXPECT_EQ(first.data3 >> 12, 4) << "a random one says so";
+    SetGuidSource([] { return Guid{1, 2, 3, {4}}; });
+    EXPECT_EQ(NewGuid().data1, 1U);
+    SetGuidSource(nullptr);
+    EXPECT_EQ(NewGuid().data3 >> 12, 4);
 }
 
 }  // namespace
