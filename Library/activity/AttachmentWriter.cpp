@@ -1,0 +1,202 @@
+#include "Library/activity/AttachmentWriter.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <optional>
+#include <span>
+
+#include "common/Guid.h"
+#include "common/Scan.h"
+#include "common/Text.h"
+#include "Library/activity/MessageHeaderEdit.h"
+#include "remote/shared/Base64.h"
+
+namespace tarnwick {
+namespace {
+
+constexpr std::size_t kLineBufferSize = 1024;
+constexpr std::size_t kBase64LineLength = 76;
+constexpr std::size_t kBytesPerBase64Line = kBase64LineLength / 4 * 3;
+constexpr std::size_t kBase64LinesPerBlock = 512;
+
+constexpr std::string_view kBoundaryParameter = "boundary=";
+
+bool IsContinuation(std::string_view line) {
+    return !line.empty() && (line[0] == '\t' || line[0] == ' ');
+}
+
+// The boundary that a continuation line gives: from behind an opening quote, whether one stands
+// there or not, up to the closing one. Without a closing quote it goes to the end of the line, so
+// that the closing delimiter is still recognised by it.
+std::optional<std::string> BoundaryIn(std::string_view line) {
+    const std::size_t parameter = FindText(line, kBoundaryParameter);
+    if (parameter == kNotFound) return std::nullopt;
+    const std::size_t start = std::min(parameter + kBoundaryParameter.size() + 1, line.size());
+    const std::string_view rest = line.substr(start);
+    const std::size_t quote = FindByte(rest, '"');
+    return std::string(rest.substr(0, quote != kNotFound ? quote : FindEither(rest, '\r', '\n')));
+}
+
+// One message on its way from the old file to the new one.
+class AttachmentCopy {
+  public:
+    AttachmentCopy(ByteSource& message, const std::string& newBoundary, ByteSink& copy)
+        : lines_(message, kLineBufferSize),
+          copy_(copy, LineBreaks::CrLf),
+          newBoundary_(newBoundary) {}
+
+    bool Run(const AttachmentRecord& part, std::string_view data) {
+        CopyHeader();
+        if (multipart_) {
+            CopyPartsToClosingLine();
+        } else {
+            CopyBodyAsPreamble();
+        }
+        WritePartHeader(part);
+        WritePartBody(part, data);
+        Put({"\n", multipart_ ? closingLine_ : "--" + newBoundary_ + "--\n"});
+        return copy_.Flush() && !lines_.Failed();
+    }
+
+  private:
+    using Line = std::optional<std::string_view>;
+
+    void Put(std::initializer_list<std::string_view> texts) {
+        for (const std::string_view text : texts) copy_.Write(text);
+    }
+
+    Line NextLine() {
+        const Line line = lines_.NextPiece();
+        if (line) lastLine_ = *line;
+        return line;
+    }
+
+    void CopyHeader();
+    Line CopyContentType(std::string_view line);
+    void CopyPartsToClosingLine();
+    void CopyBodyAsPreamble();
+    void WritePartHeader(const AttachmentRecord& part);
+    void WritePartBody(const AttachmentRecord& part, std::string_view data);
+    void WriteBase64(std::string_view data);
+
+    PieceReader lines_;
+    BlockWriter copy_;
+    const std::string& newBoundary_;
+    bool multipart_ = false;
+    std::string contentType_;  // the last Content-Type field with its continuation lines
+    std::string boundary_;     // of the old multipart message
+    std::string lastLine_;
+    std::string closingLine_;
+};
+
+void AttachmentCopy::CopyHeader() {
+    Line line = NextLine();
+    while (line) {
+        if (StartsWithIgnoreCase(*line, "Content-Type:")) {
+            line = CopyContentType(*line);
+            continue;
+        }
+        copy_.Write(*line);
+        if (IsEmptyLine(*line)) return;
+        line = NextLine();
+    }
+}
+
+// Copies or replaces the field that begins with `line`; the line behind it.
+AttachmentCopy::Line AttachmentCopy::CopyContentType(std::string_view first) {
+    multipart_ = multipart_ || FindText(first, "multipart/mixed") != kNotFound;
+    contentType_ = first;
+    if (multipart_) copy_.Write(first);
+    Line line = NextLine();
+    for (; line && IsContinuation(*line); line = NextLine()) {
+        contentType_ += *line;
+        if (!multipart_) continue;
+        copy_.Write(*line);
+        if (auto boundary = BoundaryIn(*line)) boundary_ = std::move(*boundary);
+    }
+    if (!multipart_) {
+        Put({"Content-Type: multipart/mixed;\n\tboundary=\"", newBoundary_, "\"\n"});
+    }
+    return line;
+}
+
+// A boundary that stood on the Content-Type line itself is not known here: the first line with "--"
+// then counts as the closing one. Callers know the outcome, so it stays.
+void AttachmentCopy::CopyPartsToClosingLine() {
+    const std::string closing = boundary_ + "--";
+    while (const Line line = lines_.NextPiece()) {
+        if (FindTextIgnoreCase(*line, closing) != kNotFound) {
+            closingLine_ = *line;
+            break;
+        }
+        copy_.Write(*line);
+    }
+    Put({"--", boundary_, "\n"});
+}
+
+// The old body stays in front of the first boundary; the part that should hold it holds its field
+// and its last line only. Readers of these files are used to that.
+void AttachmentCopy::CopyBodyAsPreamble() {
+    while (const Line line = NextLine()) copy_.Write(*line);
+    Put({"--", newBoundary_, "\n", contentType_, "\n", lastLine_, "\n--", newBoundary_, "\n"});
+}
+
+// The encoding that a part declares.
+std::string_view DeclaredEncoding(const AttachmentRecord& part) {
+    if (part.transferEncoding != nullptr) return part.transferEncoding;
+    const bool text =
+        part.contentType != nullptr && StartsWithIgnoreCase(part.contentType, "text/");
+    return text ? "quoted-printable" : "base64";
+}
+
+void AttachmentCopy::WritePartHeader(const AttachmentRecord& part) {
+    Put({"Content-Type: ",
+         part.contentType != nullptr ? part.contentType : "application/octet-stream"});
+    if (part.name != nullptr) Put({";\n\tname=\"", part.name, "\""});
+    Put({"\nContent-Transfer-Encoding: ", DeclaredEncoding(part), "\n"});
+    if (part.contentId != nullptr) Put({"Content-ID: ", part.contentId, "\n"});
+    if (part.disposition != nullptr) Put({"Content-Disposition: ", part.disposition, "\n"});
+    Put({"\n"});
+}
+
+// A part declared as quoted-printable holds base64 all the same.
+void AttachmentCopy::WritePartBody(const AttachmentRecord& part, std::string_view data) {
+    const std::string_view encoding = DeclaredEncoding(part);
+    if (encoding == "base64" || encoding == "quoted-printable") {
+        WriteBase64(data);
+    } else {
+        copy_.Write(data);
+    }
+}
+
+// Whole lines have no padding, so that blocks of lines join to the encoding of the whole.
+void AttachmentCopy::WriteBase64(std::string_view data) {
+    constexpr std::size_t kBlock = kBytesPerBase64Line * kBase64LinesPerBlock;
+    std::string text(kBase64LineLength * kBase64LinesPerBlock + 1, '\0');
+    for (; !data.empty(); data.remove_prefix(std::min(data.size(), kBlock))) {
+        const auto bytes = std::as_bytes(std::span(data.substr(0, kBlock)));
+        std::string_view rest(text.data(), static_cast<std::size_t>(Base64Encode(bytes, text)));
+        for (; !rest.empty(); rest.remove_prefix(std::min(rest.size(), kBase64LineLength))) {
+            Put({rest.substr(0, kBase64LineLength), "\n"});
+        }
+    }
+}
+
+}  // namespace
+
+std::string BoundaryText(const Guid& guid) {
+    const auto& tail = guid.data4;
+    char text[33];
+    std::snprintf(text, sizeof text, "%08X%04X%04X%02X%02X%02X%02X%02X%02X%02X%02X", guid.data1,
+                  guid.data2, guid.data3, tail[0], tail[1], tail[2], tail[3], tail[4], tail[5],
+                  tail[6], tail[7]);
+    return text;
+}
+
+bool CopyWithAttachment(ByteSource& message, const AttachmentRecord& part, std::string_view data,
+                        const std::string& newBoundary, ByteSink& copy) {
+    TextModeSource text(message);
+    return AttachmentCopy(text, newBoundary, copy).Run(part, data);
+}
+
+}  // namespace tarnwick

@@ -1,0 +1,41 @@
+#include "Library/activity/MessageAttachment.h"
+
+#include "common/Guid.h"
+#include "Library/activity/MessageSibling.h"
+
+namespace tarnwick {
+namespace {
+
+std::string_view BytesOf(const AttachmentData& data) {
+    if (data.bytes == nullptr) return {};
+    return {static_cast<const char*>(data.bytes), data.length};
+}
+
+void AddAttachment(const MessagePaths& paths, const AttachmentRecord& part, std::string_view data) {
+    const std::string boundary = BoundaryText(NewGuid());
+    File message(paths.message, kOpenRead);
+    SiblingFile sibling(paths.sibling);
+    if (!sibling.IsOpen()) return;
+    if (message.IsOpen()) {
+        FileSource source(message);
+        FileSink sink(sibling.Opened());
+        if (!CopyWithAttachment(source, part, data, boundary, sink)) return;
+        message.Close();
+    }
+    // Without a message the sibling is empty and takes its place so: callers rely on a file there.
+    if (sibling.Finish()) SwapSiblingIn(paths);
+}
+
+}  // namespace
+
+int AddAttachmentToMessage(std::string_view messagePath, const AttachmentRecord& part,
+                           const AttachmentData& data) {
+    try {
+        AddAttachment(PathsOfMessage(messagePath), part, BytesOf(data));
+    } catch (...) {
+        // Memory ran out: the message stays as it was, and the result says nothing of it.
+    }
+    return 1;
+}
+
+}  // namespace tarnwick

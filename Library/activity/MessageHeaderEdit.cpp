@@ -1,0 +1,65 @@
+#include "Library/activity/MessageHeaderEdit.h"
+
+#include <algorithm>
+
+#include "common/Text.h"
+
+namespace tarnwick {
+namespace {
+
+FieldRule* RuleFor(std::string_view line, std::span<FieldRule> rules) {
+    for (FieldRule& rule : rules) {
+        for (const std::string& key : rule.keys) {
+            if (StartsWithIgnoreCase(line, key)) return &rule;
+        }
+    }
+    return nullptr;
+}
+
+void CopyLine(std::string_view line, FieldRule* rule, BlockWriter& copy) {
+    if (rule != nullptr) rule->seen = true;
+    if (rule == nullptr || rule->fate == FieldFate::Keep) copy.Write(line);
+    if (rule != nullptr && rule->fate == FieldFate::Replace) copy.Write(rule->line);
+}
+
+void AddMissing(std::span<const FieldRule> rules, BlockWriter& copy) {
+    for (const FieldRule& rule : rules) {
+        if (!rule.seen) copy.Write(rule.line);
+    }
+}
+
+bool AnySeen(std::span<const FieldRule> rules) {
+    return std::any_of(rules.begin(), rules.end(), [](const FieldRule& rule) { return rule.seen; });
+}
+
+}  // namespace
+
+bool IsEmptyLine(std::string_view line) {
+    return !line.empty() && (line[0] == '\r' || line[0] == '\n');
+}
+
+bool CopyHeader(PieceReader& lines, std::span<FieldRule> rules, BlockWriter& copy) {
+    while (const auto line = lines.NextPiece()) {
+        if (IsEmptyLine(*line)) {
+            AddMissing(rules, copy);
+            copy.Write(*line);
+            return true;
+        }
+        CopyLine(*line, RuleFor(*line, rules), copy);
+    }
+    return false;
+}
+
+CopyResult CopyMessage(ByteSource& message, const CopyRules& rules, std::span<FieldRule> fields,
+                       ByteSink& sink) {
+    PieceReader lines(message, rules.lineBufferSize);
+    BlockWriter copy(sink);
+    const bool hadEmptyLine = CopyHeader(lines, fields, copy);
+    if (lines.Failed()) return CopyResult::Failed;
+    if (rules.onlyWhenSeen && !AnySeen(fields)) return CopyResult::NotWanted;
+    while (const auto block = lines.NextBlock()) copy.Write(*block);
+    if (!hadEmptyLine && rules.addWithoutEmptyLine) AddMissing(fields, copy);
+    return copy.Flush() && !lines.Failed() ? CopyResult::Complete : CopyResult::Failed;
+}
+
+}  // namespace tarnwick

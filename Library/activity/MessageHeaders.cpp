@@ -1,0 +1,243 @@
+#include "Library/activity/MessageHeaders.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "common/Registry.h"
+#include "common/Reports.h"
+#include "common/Text.h"
+#include "Library/activity/MessageHeaderEdit.h"
+#include "Library/activity/MessageSibling.h"
+#include "Library/activity/ModuleLog.h"
+
+namespace tarnwick {
+namespace {
+
+constexpr const char* kUidKey = "X-UID: ";
+constexpr const char* kFlagsKey = "X-TWTempFlags: ";
+
+// Where and how an operation says that a file could not be opened.
+enum class Complaint { LogWithPath, Output, OutputWithError };
+
+enum class SiblingRefused {
+    LeaveMessage,
+    RemoveMessage  // the swap goes on without a copy: callers expect the message to be gone
+};
+
+enum class DeleteRefused {
+    Ignored,  // the move then fails too, and the sibling stays
+    KeepMessage
+};
+
+struct Operation {
+    CopyRules copy;
+    Complaint complaint;
+    SiblingRefused siblingRefused;
+    DeleteRefused deleteRefused;
+};
+
+// Where the five differ, but for their fields. The rest of a message is copied byte for byte by all
+// of them.
+//
+// line buffer, missing field added without an empty line, swapped in only when a field was seen;
+// complaint; sibling refused; delete refused
+// clang-format off
+constexpr Operation kSetTempFlags{
+    {4096, false, false}, Complaint::LogWithPath,
+    SiblingRefused::LeaveMessage,  DeleteRefused::Ignored};
+constexpr Operation kSetUid{
+    {2048, false, false}, Complaint::Output,
+    SiblingRefused::RemoveMessage, DeleteRefused::Ignored};
+constexpr Operation kHasTempFlags{
+    {2048, false, true},  Complaint::Output,
+    SiblingRefused::LeaveMessage,  DeleteRefused::Ignored};
+constexpr Operation kStripUidAndFlags{
+    {2048, false, true},  Complaint::Output,
+    SiblingRefused::LeaveMessage,  DeleteRefused::Ignored};
+constexpr Operation kSetHeaderField{
+    {2048, true,  false}, Complaint::OutputWithError,
+    SiblingRefused::LeaveMessage,  DeleteRefused::KeepMessage};
+// clang-format on
+
+bool UidBrandingEnabled() {
+    static const bool enabled = RegistryDwordOr(kProductKey, "UID Branding Enabled", 0) != 0;
+    return enabled;
+}
+
+std::string FieldLine(std::string_view name, std::string_view value) {
+    return std::string(name).append(": ").append(value).append("\r\n");
+}
+
+std::string UidLine(std::uint32_t high, std::uint32_t low) {
+    std::string line = kUidKey;
+    if (high != 0) {
+        AppendDecimal(line, high);
+        line += '.';
+    }
+    AppendDecimal(line, low);
+    return line + "\r\n";
+}
+
+std::string FlagsLine(std::string_view flags) {
+    return FieldLine("X-TWTempFlags", flags);
+}
+
+void Complain(Complaint complaint, const std::string& text, const std::string& path) {
+    const auto error = static_cast<std::int32_t>(GetLastError());
+    if (complaint == Complaint::LogWithPath) {
+        LogMessage(text + ": " + path + "\n");
+    } else if (complaint == Complaint::Output) {
+        PrintStandardOutput(text + "\r\n");
+    } else {
+        PrintStandardOutput("Error: " + text + ". Error Code: " + std::to_string(error) + "\r\n");
+    }
+}
+
+void ComplainAboutInput(Complaint complaint, const std::string& path) {
+    Complain(complaint, "Could not open message file for input", path);
+}
+
+void SwapIn(const MessagePaths& paths, DeleteRefused deleteRefused) {
+    if (deleteRefused == DeleteRefused::Ignored) return SwapSiblingIn(paths);
+    if (RemoveFile(paths.message)) {
+        MoveToName(paths.sibling, paths.message);
+    } else {
+        PrintStandardOutput(
+            "Could not remove original copy of message file. Check if file has readonly set or if "
+            "there are permissions issues\r\n");
+        RemoveFile(paths.sibling);
+    }
+}
+
+// Rewrites the open message through its sibling.
+void Rewrite(File message, const MessagePaths& paths, const Operation& operation,
+             std::vector<FieldRule> fields) {
+    SiblingFile sibling(paths.sibling);
+    if (!sibling.IsOpen()) {
+        Complain(operation.complaint, "Could not open message file for writing", paths.sibling);
+        message.Close();
+        if (operation.siblingRefused == SiblingRefused::RemoveMessage) SwapSiblingIn(paths);
+        return;
+    }
+    FileSource source(message);
+    FileSink sink(sibling.Opened());
+    const CopyResult result = CopyMessage(source, operation.copy, fields, sink);
+    message.Close();
+    if (result == CopyResult::Complete && sibling.Finish()) {
+        SwapIn(paths, operation.deleteRefused);
+    }
+}
+
+void OpenAndRewrite(const MessagePaths& paths, const Operation& operation,
+                    std::vector<FieldRule> fields) {
+    File message(paths.message, kOpenRead);
+    if (message.IsOpen()) {
+        Rewrite(std::move(message), paths, operation, std::move(fields));
+    } else {
+        ComplainAboutInput(operation.complaint, paths.message);
+    }
+}
+
+class NoSink : public ByteSink {
+  public:
+    bool Write(std::string_view) override { return true; }
+};
+
+bool HeaderHasField(const std::string& path, const Operation& operation, const char* key) {
+    File message(path, kOpenRead);
+    if (!message.IsOpen()) {
+        ComplainAboutInput(operation.complaint, path);
+        return false;
+    }
+    FileSource source(message);
+    PieceReader lines(source, operation.copy.lineBufferSize);
+    NoSink nowhere;
+    BlockWriter copy(nowhere);
+    FieldRule field{{key}, FieldFate::Keep, ""};
+    CopyHeader(lines, {&field, 1}, copy);
+    return field.seen;
+}
+
+void CreateWithField(const std::string& path, const std::string& line) {
+    File created(path, kOpenTruncate);
+    if (created.IsOpen()) created.Write(line);
+}
+
+void SetField(const MessagePaths& paths, std::string_view name, const std::string& line,
+              bool createIfMissing) {
+    File message(paths.message, kOpenRead);
+    if (!message.IsOpen()) {
+        const bool missing = GetLastError() == ERROR_FILE_NOT_FOUND;
+        if (missing && createIfMissing) return CreateWithField(paths.message, line);
+        return ComplainAboutInput(kSetHeaderField.complaint, paths.message);
+    }
+    std::string key(name);
+    if (name.find(':') == name.npos) key += ':';
+    Rewrite(std::move(message), paths, kSetHeaderField, {{{key}, FieldFate::Replace, line}});
+}
+
+// Runs an edit without letting an exception out: one that runs out of memory leaves the message as
+// it was.
+template <typename Edit>
+void Contain(Edit edit) {
+    try {
+        edit();
+    } catch (...) {
+        // The operations have no way to tell their callers.
+    }
+}
+
+}  // namespace
+
+int SetMessageTempFlags(std::string_view directory, std::string_view name, std::string_view flags,
+                        bool dropUid) {
+    if (!UidBrandingEnabled()) return 1;
+    Contain([&] {
+        const MessagePaths paths = PathsInFolder(directory, name);
+        LogMessage("Setting Message Flags for: " + paths.message + "\n");
+        std::vector<FieldRule> fields{{{kFlagsKey}, FieldFate::Replace, FlagsLine(flags)}};
+        if (dropUid) fields.push_back({{kUidKey}, FieldFate::Drop, ""});
+        OpenAndRewrite(paths, kSetTempFlags, std::move(fields));
+    });
+    return 1;
+}
+
+int SetMessageUid(std::string_view directory, std::string_view name, std::uint32_t uidHigh,
+                  std::uint32_t uidLow, std::optional<std::string_view> flags) {
+    if (!UidBrandingEnabled()) return 1;
+    Contain([&] {
+        OpenAndRewrite(PathsInFolder(directory, name), kSetUid,
+                       {{{kUidKey}, FieldFate::Replace, UidLine(uidHigh, uidLow)},
+                        {{kFlagsKey}, FieldFate::Keep, flags ? FlagsLine(*flags) : ""}});
+    });
+    return 1;
+}
+
+int HasMessageTempFlags(std::string_view directory, std::string_view name) {
+    if (!UidBrandingEnabled()) return 0;
+    bool found = false;
+    Contain([&] {
+        found = HeaderHasField(PathsInFolder(directory, name).message, kHasTempFlags, kFlagsKey);
+    });
+    return found ? 1 : 0;
+}
+
+int StripMessageUidAndFlags(std::string_view directory, std::string_view name,
+                            std::uint32_t uidHigh, std::uint32_t uidLow) {
+    if (!UidBrandingEnabled()) return 1;
+    Contain([&] {
+        OpenAndRewrite(PathsInFolder(directory, name), kStripUidAndFlags,
+                       {{{kUidKey, kFlagsKey}, FieldFate::Drop, UidLine(uidHigh, uidLow)}});
+    });
+    return 1;
+}
+
+void SetMessageHeaderField(std::string_view path, std::string_view fieldName,
+                           std::string_view value, bool createIfMissing) {
+    Contain([&] {
+        SetField(PathsOfMessage(path), fieldName, FieldLine(fieldName, value), createIfMissing);
+    });
+}
+
+}  // namespace tarnwick

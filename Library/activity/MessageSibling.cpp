@@ -1,0 +1,45 @@
+#include "Library/activity/MessageSibling.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace tarnwick {
+
+MessagePaths PathsInFolder(std::string_view directory, std::string_view name) {
+    const std::string folder = std::string(directory) + "\\";
+    return {folder + std::string(name), folder + "_" + std::string(name)};
+}
+
+MessagePaths PathsOfMessage(std::string_view path) {
+    const std::size_t nameStart = path.find_last_of("\\/") + 1;
+    std::string sibling(path.substr(0, nameStart));
+    sibling.append("_").append(path.substr(nameStart));
+    return {std::string(path), std::move(sibling)};
+}
+
+SiblingFile::~SiblingFile() {
+    if (!stays_ && IsOpen()) {
+        file_.Close();
+        RemoveFile(path_);
+    }
+}
+
+bool SiblingFile::Finish() {
+    stays_ = file_.Close();
+    if (!stays_) RemoveFile(path_);
+    return stays_;
+}
+
+void SwapSiblingIn(const MessagePaths& paths) {
+    RemoveFile(paths.message);
+    MoveToName(paths.sibling, paths.message);
+}
+
+std::optional<std::size_t> FileSource::Read(char* bytes, std::size_t size) {
+    const std::size_t limit = std::numeric_limits<std::uint32_t>::max();
+    const auto count = file_.Read(bytes, static_cast<std::uint32_t>(std::min(size, limit)));
+    if (!count) return std::nullopt;
+    return *count;
+}
+
+}  // namespace tarnwick

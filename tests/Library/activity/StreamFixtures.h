@@ -1,0 +1,90 @@
+// Messages in memory as streams, and what every edit of a message must keep.
+#pragma once
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "common/Text.h"
+#include "common/TextFile.h"
+#include "Library/activity/AttachmentWriter.h"
+#include "Library/activity/MessageHeaderEdit.h"
+
+namespace tarnwick::testing {
+
+// Hands out a text in reads of at most `chunk` bytes; the read after `goodReads` of them fails.
+class TextSource : public ByteSource {
+  public:
+    explicit TextSource(std::string_view text, std::size_t chunk = kStreamBlock,
+                        std::size_t goodReads = ~std::size_t{0})
+        : rest_(text), chunk_(chunk), goodReads_(goodReads) {}
+    std::optional<std::size_t> Read(char* bytes, std::size_t size) override {
+        if (goodReads_ == 0) return std::nullopt;
+        --goodReads_;
+        const std::size_t count = std::min({rest_.size(), chunk_, size});
+        std::memcpy(bytes, rest_.data(), count);
+        rest_.remove_prefix(count);
+        return count;
+    }
+
+  private:
+    std::string_view rest_;
+    std::size_t chunk_;
+    std::size_t goodReads_;
+};
+
+// Keeps what is written; the write after `goodWrites` fails.
+class TextSink : public ByteSink {
+  public:
+    explicit TextSink(std::size_t goodWrites = ~std::size_t{0}) : goodWrites_(goodWrites) {}
+    bool Write(std::string_view bytes) override {
+        if (goodWrites_ == 0) return false;
+        --goodWrites_;
+        text += bytes;
+        longest = std::max(longest, bytes.size());
+        return true;
+    }
+    std::string text;
+    std::size_t longest = 0;
+
+  private:
+    std::size_t goodWrites_;
+};
+
+inline std::string Decoded(std::string bytes) {
+    DecodeTextMode(bytes);
+    return bytes;
+}
+
+inline std::string OnDisk(std::string_view text) {
+    std::string bytes;
+    AppendTextMode(bytes, text);
+    return bytes;
+}
+
+inline bool BeginsWithKeyOf(std::string_view line, const FieldRule& field) {
+    return std::any_of(field.keys.begin(), field.keys.end(),
+                       [line](const std::string& key) { return StartsWithIgnoreCase(line, key); });
+}
+
+// The message without the header lines of those fields that `edited`, the rules after their use,
+// may have changed: a field that is kept only counts when it had to be added.
+inline std::string WithoutFields(std::string_view message, std::size_t lineBufferSize,
+                                 const std::vector<FieldRule>& edited) {
+    std::string kept;
+    LineReader lines(message, lineBufferSize);
+    while (const auto line = lines.NextPiece()) {
+        if (IsEmptyLine(*line)) {
+            return kept.append(*line).append(message.substr(lines.Position()));
+        }
+        const bool changed =
+            std::any_of(edited.begin(), edited.end(), [&line](const FieldRule& field) {
+                const bool untouched = field.fate == FieldFate::Keep && field.seen;
+                return !untouched && BeginsWithKeyOf(*line, field);
+            });
+        if (!changed) kept += *line;
+    }
+    return kept;
+}
+
+}  // namespace tarnwick::testing
