@@ -1,0 +1,58 @@
+// Dates of the Gregorian calendar, extended backwards, and their forms in calendar texts.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace tarnwick {
+
+inline constexpr std::int64_t kSecondsPerDay = 86400;
+// From 1601-01-01, where file times begin, to 1970-01-01.
+inline constexpr std::int64_t kSecondsFrom1601To1970 = 11'644'473'600;
+inline constexpr std::int64_t kFileTimeUnitsPerSecond = 10'000'000;
+
+struct CivilDate {
+    std::int64_t year;
+    unsigned month;  // 1 to 12
+    unsigned day;    // 1 to 31
+    bool operator==(const CivilDate&) const = default;
+};
+
+// Days since 1970-01-01; month and day must be in their ranges.
+std::int64_t DaysFromCivil(const CivilDate& date);
+CivilDate CivilFromDays(std::int64_t days);
+// 0 Sunday to 6 Saturday.
+unsigned WeekdayFromDays(std::int64_t days);
+unsigned DaysInMonth(std::int64_t year, unsigned month);
+
+// The fields of a point in time, as the system's own conversion gives them.
+struct CalendarFields {
+    std::uint16_t year = 0;
+    std::uint16_t month = 0;
+    std::uint16_t day = 0;
+    std::uint16_t hour = 0;
+    std::uint16_t minute = 0;
+    std::uint16_t second = 0;
+    bool operator==(const CalendarFields&) const = default;
+};
+
+// No value for a file time of 2^63 or more, which the system's conversion refuses.
+std::optional<CalendarFields> FieldsOfFileTime(std::uint64_t fileTime);
+
+// Year (at least four places), month, day, "T", hour, minute, second. Fields out of range are
+// clamped: month, and day below 1 or above 31, to 1; hour from 25 on, minute and second from 60 on
+// to 0. The hour 24 stays.
+std::string DateText(const CalendarFields& fields);
+
+// The text of a file time; empty when it cannot be converted.
+std::string DateText(std::uint64_t fileTime);
+
+// Seconds since 1970 as a file time, and back (cut to whole seconds).
+std::uint64_t FileTimeOfSeconds(std::int32_t secondsSince1970);
+std::int64_t SecondsOfFileTime(std::uint64_t fileTime);
+
+// The file time of any point from 1601 to the last that DateText can write.
+std::optional<std::uint64_t> FileTimeOfUnixSeconds(std::int64_t secondsSince1970);
+
+}  // namespace tarnwick

@@ -1,0 +1,120 @@
+#include "Library/convert/RecurrenceRule.h"
+
+#include "common/Text.h"
+#include "Library/convert/CalendarDate.h"
+#include "Library/convert/PropertyNames.h"
+
+namespace tarnwick {
+namespace {
+
+// Empty for a type without a word, which leaves "FREQ=" with nothing behind it.
+const char* FrequencyWord(std::int32_t type) {
+    switch (static_cast<RecurrenceType>(type)) {
+        case RecurrenceType::Daily:
+            return "DAILY";
+        case RecurrenceType::Weekly:
+            return "WEEKLY";
+        case RecurrenceType::MonthlyOnDay:
+        case RecurrenceType::MonthlyOnWeekday:
+            return "MONTHLY";
+        case RecurrenceType::YearlyOnDay:
+        case RecurrenceType::YearlyOnWeekday:
+            return "YEARLY";
+    }
+    return "";
+}
+
+bool IsMonthly(std::int32_t type) {
+    return type == static_cast<std::int32_t>(RecurrenceType::MonthlyOnDay) ||
+           type == static_cast<std::int32_t>(RecurrenceType::MonthlyOnWeekday);
+}
+
+bool IsYearly(std::int32_t type) {
+    return type == static_cast<std::int32_t>(RecurrenceType::YearlyOnDay) ||
+           type == static_cast<std::int32_t>(RecurrenceType::YearlyOnWeekday);
+}
+
+std::string DayList(std::int32_t mask) {
+    std::string list;
+    for (int day = 0; day < 7; ++day) {
+        if ((mask >> day & 1) == 0) continue;
+        if (!list.empty()) list += ',';
+        list += kWeekdayNames[day];
+    }
+    return list;
+}
+
+void AppendPart(std::string& rule, const char* name, std::int32_t number) {
+    rule += name;
+    AppendDecimal(rule, number);
+}
+
+void AppendNonZeroPart(std::string& rule, const char* name, std::int32_t number) {
+    if (number != 0) AppendPart(rule, name, number);
+}
+
+// ";BYDAY=" and its companions. Without an instance there is no ";BYSETPOS=".
+void AppendDays(std::string& rule, std::int32_t mask, std::optional<std::int32_t> instance) {
+    const std::string list = DayList(mask);
+    if (list.empty()) return;
+    rule.append(";BYDAY=").append(list);
+    if (instance) {
+        AppendPart(rule, ";BYSETPOS=", *instance == kLastInstance ? -1 : *instance);
+    }
+    rule += ";WKST=SU";
+}
+
+}  // namespace
+
+std::string RecurrenceRuleLine(PropertySource& source) {
+    if (source.NumberOr(property::kIsRecurring, 0) == 0) return {};
+    std::int32_t type = source.NumberOr(property::kRecurrenceType, 0);
+    std::int32_t interval = source.NumberOr(property::kRecurrenceInterval, 0);
+    const std::int32_t days = source.NumberOr(property::kRecurrenceDays, 0);
+    const std::int32_t instance = source.NumberOr(property::kRecurrenceInstance, kEveryInstance);
+    const std::int32_t noEnd = source.NumberOr(property::kNoEndDate, 0);
+    if (type == static_cast<std::int32_t>(RecurrenceType::Weekly) && days == kMondayToFriday) {
+        // The interval of such a rule is lost.
+        type = static_cast<std::int32_t>(RecurrenceType::Daily);
+        interval = 0;
+    }
+    std::string rule = std::string("RRULE:FREQ=") + FrequencyWord(type);
+    if (!IsYearly(type)) AppendNonZeroPart(rule, ";INTERVAL=", interval);
+    if (noEnd == 0) {
+        // Both, although the standard allows only one of them.
+        AppendPart(rule, ";COUNT=", source.NumberOr(property::kOccurrences, 0));
+        const auto end = source.FileTime(property::kPatternEndDate);
+        rule.append(";UNTIL=").append(end ? DateText(*end) : std::string());
+    }
+    AppendDays(rule, days, instance == kEveryInstance ? std::nullopt : std::optional(instance));
+    if (IsMonthly(type)) {
+        AppendNonZeroPart(rule,
+                          ";BYMONTHDAY=", source.NumberOr(property::kRecurrenceDayOfMonth, 0));
+    }
+    if (IsYearly(type)) {
+        AppendNonZeroPart(rule, ";BYMONTH=", source.NumberOr(property::kRecurrenceMonth, 0));
+    }
+    return rule + "\r\n";
+}
+
+std::string StoredRecurrenceRule(PropertySource& source) {
+    std::string rule;
+    if (const auto type = source.Number(property::kRecurrenceType)) {
+        rule.append("FREQ=").append(FrequencyWord(*type));
+    }
+    if (const auto interval = source.Number(property::kRecurrenceInterval)) {
+        AppendPart(rule, ";INTERVAL=", *interval);
+    }
+    if (source.NumberOr(property::kNoEndDate, 1) == 0) {
+        if (const auto end = source.FileTime(property::kPatternEndDate)) {
+            rule.append(";UNTIL=").append(DateText(*end));
+        }
+    }
+    const std::int32_t days = source.NumberOr(property::kRecurrenceDays, 0);
+    AppendDays(rule, days, source.Number(property::kRecurrenceInstance));
+    AppendNonZeroPart(rule, ";BYMONTHDAY=", source.NumberOr(property::kRecurrenceDayOfMonth, 0));
+    AppendNonZeroPart(rule, ";BYMONTH=", source.NumberOr(property::kRecurrenceMonth, 0));
+    return rule;
+}
+
+}  // namespace tarnwick

@@ -1,0 +1,95 @@
+#include <gtest/gtest.h>
+
+#include "Library/convert/CalendarDate.h"
+
+namespace tarnwick {
+namespace {
+
+TEST(CalendarDate, DayCountsOfKnownDates) {
+    const struct {
+        CivilDate date;
+        std::int64_t days;
+        unsigned weekday;
+    } rows[] = {
+        {{1970, 1, 1}, 0, 4},       {{1969, 12, 31}, -1, 3},      {{2000, 2, 29}, 11016, 2},
+        {{2000, 3, 1}, 11017, 3},   {{1900, 2, 28}, -25509, 3},   {{1900, 3, 1}, -25508, 4},
+        {{1601, 1, 1}, -134774, 1}, {{9999, 12, 31}, 2932896, 5}, {{0, 3, 1}, -719468, 3},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.days, DaysFromCivil(row.date)) << row.days;
+        EXPECT_EQ(row.date, CivilFromDays(row.days)) << row.days;
+        EXPECT_EQ(row.weekday, WeekdayFromDays(row.days)) << row.days;
+    }
+}
+
+TEST(CalendarDate, EveryDayOfTwoErasFollowsTheOneBefore) {
+    CivilDate date{1599, 12, 31};
+    for (std::int64_t days = DaysFromCivil(date) + 1; days < DaysFromCivil({2401, 1, 1}); ++days) {
+        const CivilDate next = CivilFromDays(days);
+        if (date.day < DaysInMonth(date.year, date.month)) {
+            date.day += 1;
+        } else {
+            date = date.month == 12 ? CivilDate{date.year + 1, 1, 1}
+                                    : CivilDate{date.year, date.month + 1, 1};
+        }
+        ASSERT_EQ(date, next) << days;
+        ASSERT_EQ(days, DaysFromCivil(next));
+    }
+}
+
+TEST(DateText, OfFileTimes) {
+    const struct {
+        std::uint64_t fileTime;
+        const char* text;
+    } rows[] = {
+        {0, "16010101T000000"},
+        {9'999'999, "16010101T000000"},
+        {10'000'000, "16010101T000001"},
+        {116'444'736'000'000'000, "19700101T000000"},
+        {116'444'735'999'999'999, "19691231T235959"},
+        {125'962'559'999'999'999, "20000228T235959"},
+        {125'962'560'000'000'000, "20000229T000000"},
+        {0x7FFF'FFFF'FFFF'FFFF, "308280914T024805"},
+        {0x8000'0000'0000'0000, ""},
+        {0xFFFF'FFFF'FFFF'FFFF, ""},
+    };
+    for (const auto& row : rows) EXPECT_EQ(row.text, DateText(row.fileTime)) << row.fileTime;
+}
+
+TEST(DateText, OfSecondsSince1970) {
+    EXPECT_EQ("20380119T031407", DateText(FileTimeOfSeconds(2'147'483'647)));
+    EXPECT_EQ("19011213T204552", DateText(FileTimeOfSeconds(-2'147'483'647 - 1)));
+    EXPECT_EQ("19700101T000000", DateText(FileTimeOfSeconds(0)));
+}
+
+TEST(DateText, ClampsEachFieldOutOfRange) {
+    const struct {
+        CalendarFields fields;
+        const char* text;
+    } rows[] = {
+        {{2024, 12, 31, 23, 59, 59}, "20241231T235959"},
+        {{2024, 0, 5, 6, 7, 8}, "20240105T060708"},
+        {{2024, 13, 5, 6, 7, 8}, "20240105T060708"},
+        {{2024, 65535, 5, 6, 7, 8}, "20240105T060708"},
+        {{2024, 3, 0, 6, 7, 8}, "20240301T060708"},
+        {{2024, 3, 32, 6, 7, 8}, "20240301T060708"},
+        {{2024, 2, 31, 6, 7, 8}, "20240231T060708"},
+        {{2024, 3, 5, 24, 7, 8}, "20240305T240708"},
+        {{2024, 3, 5, 25, 7, 8}, "20240305T000708"},
+        {{2024, 3, 5, 6, 60, 8}, "20240305T060008"},
+        {{2024, 3, 5, 6, 7, 60}, "20240305T060700"},
+        {{7, 3, 5, 6, 7, 8}, "   70305T060708"},
+        {{65535, 3, 5, 6, 7, 8}, "655350305T060708"},
+    };
+    for (const auto& row : rows) EXPECT_EQ(row.text, DateText(row.fields)) << row.text;
+}
+
+TEST(FileTimes, OfSecondsOutOfTheirRangeDoNotExist) {
+    EXPECT_EQ(0U, FileTimeOfUnixSeconds(-11'644'473'600));
+    EXPECT_EQ(std::nullopt, FileTimeOfUnixSeconds(-11'644'473'601));
+    EXPECT_EQ("308280914T024805", DateText(FileTimeOfUnixSeconds(910'692'730'085).value_or(0)));
+    EXPECT_EQ(std::nullopt, FileTimeOfUnixSeconds(910'692'730'086));
+}
+
+}  // namespace
+}  // namespace tarnwick
