@@ -127,15 +127,6 @@ TEST(EntryListing, HasColumnsForPeopleAndObjectsForPrograms) {
               "}\n");
 }
 
-// What the chunk reader makes of a file: one byte is skipped between two chunks.
-std::string ReadInChunks(const std::string& file) {
-    std::string content;
-    for (std::size_t at = 0; at < file.size(); at += kItemChunkSize + 1) {
-        content += file.substr(at, kItemChunkSize);
-    }
-    return content;
-}
-
 TEST(ItemLayout, SurvivesTheSkippedBytesAtEverySize) {
     std::string content;
     for (std::size_t at = 0; at < 3 * kItemChunkSize + 2; ++at) {
@@ -158,6 +149,7 @@ TEST(ItemLayout, TellsWhichByteOfAPlainFileIsLost) {
     EXPECT_EQ(FirstLostByte(plain), 8192U);
     EXPECT_EQ(FirstLostByte(plain.substr(0, 8193)), 8192U);
     EXPECT_FALSE(FirstLostByte(plain.substr(0, 8192)));
+    EXPECT_EQ(ReadInChunks("ab" + plain).size(), 20000U);
     std::string half = LaidOutForChunks(plain);
     half[16385] = 'x';
     EXPECT_EQ(FirstLostByte(half), 16385U);

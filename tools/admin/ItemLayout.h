@@ -17,6 +17,9 @@ inline constexpr char kItemFiller = '\x16';
 // The file that gives `content` when it is read in chunks.
 std::string LaidOutForChunks(std::string_view content);
 
+// What the chunk reader makes of a file.
+std::string ReadInChunks(std::string_view file);
+
 // Offset of the first byte of the file that the chunk reader skips although it is no filler; no
 // value when the file reads without loss.
 std::optional<std::size_t> FirstLostByte(std::string_view file);

@@ -1,5 +1,6 @@
 #include "tools/admin/Times.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <limits>
@@ -15,6 +16,8 @@ using std::chrono::year;
 using std::chrono::year_month;
 using std::chrono::year_month_day;
 
+constexpr std::int64_t kFirstSecond = std::numeric_limits<std::int32_t>::min();
+constexpr std::int64_t kLastSecond = std::numeric_limits<std::int32_t>::max();
 constexpr std::int64_t kSecondsPerDay = 86400;
 constexpr std::int64_t kSecondsPerHour = 3600;
 constexpr std::int64_t kSecondsPerMinute = 60;
@@ -62,9 +65,8 @@ class Cursor {
 };
 
 std::optional<std::int32_t> Fitting(std::int64_t seconds) {
-    const auto fitting = static_cast<std::int32_t>(seconds);
-    if (fitting != seconds) return std::nullopt;
-    return fitting;
+    if (seconds < kFirstSecond || seconds > kLastSecond) return std::nullopt;
+    return static_cast<std::int32_t>(seconds);
 }
 
 std::int64_t SecondsAt(sys_days date) {
@@ -121,8 +123,9 @@ std::optional<std::int32_t> ParseIsoTime(std::string_view text) {
     return Fitting(SecondsAt(date) + offset);
 }
 
-bool FitsInCalendars(sys_days first, sys_days last) {
-    return Fitting(SecondsAt(first)) && Fitting(SecondsAt(last) + kSecondsPerDay - 1);
+// Whether any second of the days can stand in an entry.
+bool ReachesCalendarTime(sys_days first, sys_days last) {
+    return SecondsAt(first) <= kLastSecond && SecondsAt(last) + kSecondsPerDay > kFirstSecond;
 }
 
 }  // namespace
@@ -150,7 +153,7 @@ std::optional<Period> ParseDay(std::string_view text) {
     Cursor cursor(text);
     const year_month_day date = TakeDate(cursor);
     if (!cursor.Good() || !cursor.AtEnd() || !date.ok()) return std::nullopt;
-    if (!FitsInCalendars(date, date)) return std::nullopt;
+    if (!ReachesCalendarTime(date, date)) return std::nullopt;
     return DaysFrom(date, date);
 }
 
@@ -160,23 +163,27 @@ std::optional<year_month> ParseMonth(std::string_view text) {
     cursor.Expect('-');
     const year_month taken(takenYear, month(static_cast<unsigned>(cursor.Number(2, 12))));
     if (!cursor.Good() || !cursor.AtEnd() || !taken.ok()) return std::nullopt;
-    if (!FitsInCalendars(taken / 1, taken / std::chrono::last)) return std::nullopt;
+    if (!IsCalendarMonth(taken)) return std::nullopt;
     return taken;
 }
 
-std::optional<Period> ParseYear(std::string_view text) {
+std::optional<year> ParseYear(std::string_view text) {
     Cursor cursor(text);
     const year taken(cursor.Number(4, 9999));
     if (!cursor.Good() || !cursor.AtEnd()) return std::nullopt;
-    const sys_days first = taken / 1 / 1;
-    const sys_days last = taken / 12 / 31;
-    if (!FitsInCalendars(first, last)) return std::nullopt;
-    return DaysFrom(first, last);
+    if (!ReachesCalendarTime(taken / 1 / 1, taken / 12 / 31)) return std::nullopt;
+    return taken;
+}
+
+bool IsCalendarMonth(year_month wanted) {
+    return ReachesCalendarTime(wanted / 1, wanted / std::chrono::last);
 }
 
 Period DaysFrom(sys_days first, sys_days last) {
-    return {static_cast<std::int32_t>(SecondsAt(first)),
-            static_cast<std::int32_t>(SecondsAt(last) + kSecondsPerDay - 1)};
+    const auto held = [](std::int64_t seconds) {
+        return static_cast<std::int32_t>(std::clamp(seconds, kFirstSecond, kLastSecond));
+    };
+    return {held(SecondsAt(first)), held(SecondsAt(last) + kSecondsPerDay - 1)};
 }
 
 Period PeriodOf(year_month wanted) {

@@ -24,15 +24,16 @@ std::optional<std::int32_t> ParseTime(std::string_view text);
 // "2025-03-01T09:30:00Z".
 std::string FormatTime(std::int32_t seconds);
 
-// Reads "2025-03-01", "2025-03" or "2025"; no value when the period does not fit into 32-bit
-// seconds.
+// Reads "2025-03-01", "2025-03" or "2025"; no value when no second of it fits into 32 bits.
 std::optional<Period> ParseDay(std::string_view text);
 std::optional<std::chrono::year_month> ParseMonth(std::string_view text);
-std::optional<Period> ParseYear(std::string_view text);
+std::optional<std::chrono::year> ParseYear(std::string_view text);
 
-// The days from `first` to `last`, both included; both must lie within 32-bit seconds.
+// Whether some second of the month fits into 32 bits.
+bool IsCalendarMonth(std::chrono::year_month month);
+
+// The days from `first` to `last`, both included, cut to what 32-bit seconds hold.
 Period DaysFrom(std::chrono::sys_days first, std::chrono::sys_days last);
-
 Period PeriodOf(std::chrono::year_month month);
 
 // The calendar year in which the seconds lie.

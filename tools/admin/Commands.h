@@ -1,0 +1,79 @@
+// The commands of the tool, a file each family. A family registers itself with one function; a new
+// one is a new file, its function declared here and named in Main.cpp.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "tools/admin/EntryListing.h"
+#include "tools/admin/MailboxStore.h"
+#include "tools/admin/Times.h"
+
+namespace tarnwick::admin {
+
+// What stands on the command line in front of, or behind, every command.
+struct Context {
+    bool json = false;
+};
+
+void RegisterEntryChanges(CLI::App& app, const Context& context);  // add, edit, remove
+void RegisterEntryQueries(CLI::App& app, const Context& context);  // get, list
+void RegisterTransfers(CLI::App& app, const Context& context);     // import, export
+void RegisterItems(CLI::App& app, const Context& context);         // item put|get|size|delete
+void RegisterOverviews(CLI::App& app, const Context& context);     // freebusy, calendars
+
+// The mailbox that the command line names as "postoffice/mailbox". Every command reaches its
+// mailbox through here. Throws Failure when there is no such mailbox.
+MailboxStore OpenMailbox(const std::string& text, const Context& context);
+
+// What the help of a command says: a line for the list of commands, what there is to know, and
+// command lines to copy.
+struct CommandHelp {
+    const char* summary;
+    const char* details;
+    const char* examples;
+};
+
+// A subcommand; options that belong to the tool may follow it.
+CLI::App* AddCommand(CLI::App& app, const char* name, const CommandHelp& help);
+// The first argument of all commands.
+void AddMailboxOption(CLI::App& command, std::string& mailbox);
+
+// Which calendars a command works on, as given by its options.
+struct Selection {
+    std::string calendar;
+    std::string day;
+    std::string month;
+    std::string year;
+
+    bool IsEmpty() const {
+        return calendar.empty() && day.empty() && month.empty() && year.empty();
+    }
+};
+void AddSelectionOptions(CLI::App& command, Selection& selection);
+
+// The names of the calendars selected: the one named, or the date buckets of the period; all date
+// buckets for an empty selection.
+std::vector<std::string> SelectedCalendars(const MailboxStore& store, const Selection& selection);
+
+// All entries of the calendars selected. Throws Failure when a calendar that was named has none.
+std::vector<PlacedEntry> SelectedEntries(const MailboxStore& store, const Selection& selection);
+
+// The entries with the ID in the calendars selected. Throws Failure when there is none.
+std::vector<PlacedEntry> FindEntries(const MailboxStore& store, const Selection& selection,
+                                     const std::string& id);
+
+// Prints entries as the command line wants them: a table, or JSON.
+void PrintEntries(const std::vector<PlacedEntry>& entries, const Context& context);
+
+// Prints what became of an entry: `text`, or JSON in which `change` names it in one word.
+void PrintChange(const std::string& change, const std::string& text, const PlacedEntry& entry,
+                 const Context& context);
+
+// A time of the command line; throws Failure (WrongUsage).
+std::int32_t TimeOption(const std::string& text);
+Period DayOption(const std::string& text);
+std::chrono::year_month MonthOption(const std::string& text);
+
+}  // namespace tarnwick::admin

@@ -1,0 +1,85 @@
+#include "tools/admin/Console.h"
+
+#include <fcntl.h>
+#include <io.h>
+
+#include <array>
+#include <cstdio>
+#include <utility>
+
+#include "common/Files.h"
+#include "tools/admin/Failure.h"
+
+namespace tarnwick::admin {
+namespace {
+
+constexpr std::size_t kLongJob = 100;
+
+std::string ReadStandardInput() {
+    std::string text;
+    std::array<char, 65536> block;
+    while (const std::size_t count = std::fread(block.data(), 1, block.size(), stdin)) {
+        text.append(block.data(), count);
+    }
+    if (std::ferror(stdin) != 0) throw Refusal("standard input cannot be read");
+    return text;
+}
+
+std::wstring ToWide(std::string_view text) {
+    const int size = static_cast<int>(text.size());
+    const int length = MultiByteToWideChar(CP_ACP, 0, text.data(), size, nullptr, 0);
+    std::wstring wide(static_cast<std::size_t>(length), L'\0');
+    MultiByteToWideChar(CP_ACP, 0, text.data(), size, wide.data(), length);
+    return wide;
+}
+
+}  // namespace
+
+void UseBinaryStreams() {
+    for (std::FILE* stream : {stdin, stdout, stderr}) _setmode(_fileno(stream), _O_BINARY);
+}
+
+void Print(std::string_view text) {
+    const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+    if (!written || std::fflush(stdout) != 0) throw Refusal("standard output cannot be written");
+}
+
+void Note(std::string_view text) {
+    const std::string line = "tarnwick-admin: " + std::string(text) + "\n";
+    std::fwrite(line.data(), 1, line.size(), stderr);
+    std::fflush(stderr);
+}
+
+std::string ReadInput(const std::string& path) {
+    if (path == "-") return ReadStandardInput();
+    if (const auto text = ReadWholeFile(path)) return *text;
+    throw Refusal("the file " + path + " cannot be read; check its name and its rights");
+}
+
+void WriteOutput(const std::string& path, std::string_view bytes) {
+    if (path == "-") return Print(bytes);
+    File file(path, kOpenTruncate);
+    if (file.IsOpen() && file.Write(bytes) && file.Close()) return;
+    throw Refusal("the file " + path + " cannot be written; check its folder and its rights");
+}
+
+std::string ToUtf8(std::string_view text) {
+    const std::wstring wide = ToWide(text);
+    const int size = static_cast<int>(wide.size());
+    const int length =
+        WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, nullptr, 0, nullptr, nullptr);
+    std::string utf8(static_cast<std::size_t>(length), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, utf8.data(), length, nullptr, nullptr);
+    return utf8;
+}
+
+Progress::Progress(std::string job, std::size_t total, bool wanted)
+    : job_(std::move(job)), total_(total), shown_(wanted && total >= kLongJob) {}
+
+void Progress::Step() {
+    ++done_;
+    if (!shown_ || done_ * 10 / total_ == (done_ - 1) * 10 / total_) return;
+    Note(job_ + ": " + std::to_string(done_) + " of " + std::to_string(total_));
+}
+
+}  // namespace tarnwick::admin

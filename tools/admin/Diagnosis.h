@@ -1,0 +1,29 @@
+// Why the library refused. It gives no reasons, so the tool looks at the registry and at the folder
+// of a local mailbox to tell a person what to do.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/admin/Names.h"
+
+namespace tarnwick::admin {
+
+// Throws Failure (Refused) when the mail root is not set or the mailbox has no folder: the library
+// would find nothing there, which looks like an empty mailbox.
+void RequireMailboxFolder(const Mailbox& mailbox);
+
+// "calendar X is blocked: FILE has been there for 3 min 20 s"; no value when it is not.
+std::optional<std::string> BlockNotice(const Mailbox& mailbox, const std::string& calendar);
+
+// Why a change to the calendar was refused, and what to do.
+std::string ExplainRefusal(const Mailbox& mailbox, const std::string& calendar);
+
+// Full path of the item's file.
+std::string ItemPath(const Mailbox& mailbox, const std::string& name);
+
+// Names of the calendar files in the mailbox's folder, without extension, sorted.
+std::vector<std::string> CalendarFileNames(const Mailbox& mailbox);
+
+}  // namespace tarnwick::admin

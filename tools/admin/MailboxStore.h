@@ -1,0 +1,55 @@
+// One mailbox, reached through the exported functions of TWAICP.DLL and by no other way.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/admin/EntryLines.h"
+#include "tools/admin/Names.h"
+
+struct AppointmentRecord;
+
+namespace tarnwick::admin {
+
+class MailboxStore {
+  public:
+    // Called with a calendar's name before each call that may wait until it is unblocked.
+    using Notice = std::function<void(const std::string& calendar)>;
+
+    explicit MailboxStore(Mailbox mailbox, Notice beforeCall = {});
+
+    const Mailbox& Owner() const { return mailbox_; }
+
+    // Each is true when the library says that it was done.
+    bool Add(const std::string& calendar, const Entry& entry) const;
+    bool Edit(const std::string& calendar, const std::string& id, const Entry& replacement) const;
+    bool Remove(const std::string& calendar, const std::string& id) const;
+    bool RemoveAll(const std::string& calendar) const;
+
+    std::optional<Entry> Get(const std::string& calendar, const std::string& id) const;
+    // All entries of the calendar in its order; none when there is no such calendar.
+    std::vector<Entry> Entries(const std::string& calendar) const;
+    bool HasEntries(const std::string& calendar) const;
+
+    // What the free/busy scan gives for the calendars whose names begin with `prefix`: the text
+    // between "D" and the extension of each that has one. No value when no calendar begins so.
+    std::optional<std::vector<std::string>> Scan(const std::string& prefix) const;
+
+    // Replaces the item's file; bytes from the first NUL on cannot be written. The library does not
+    // tell whether it could: read it back.
+    void WriteItem(const std::string& name, std::string_view file) const;
+    // The item as the chunk reader gives it; no value when there is no such file.
+    std::optional<std::string> ReadItem(const std::string& name) const;
+    void DeleteItem(const std::string& name) const;
+
+  private:
+    AppointmentRecord RecordFor(const std::string& calendar, std::string_view id) const;
+
+    Mailbox mailbox_;
+    Notice beforeCall_;
+};
+
+}  // namespace tarnwick::admin

@@ -1,0 +1,156 @@
+// import, export
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "tools/admin/Buckets.h"
+#include "tools/admin/Commands.h"
+#include "tools/admin/Console.h"
+#include "tools/admin/Diagnosis.h"
+#include "tools/admin/Failure.h"
+
+namespace tarnwick::admin {
+namespace {
+
+struct ImportOptions {
+    std::string mailbox;
+    std::string file = "-";
+    std::string calendar;
+    bool replace = false;
+    bool quiet = false;
+};
+
+struct ImportCounts {
+    std::size_t added = 0;
+    std::size_t replaced = 0;
+    std::size_t refused = 0;
+};
+
+std::string AtLine(const NumberedEntry& numbered) {
+    return "line " + std::to_string(numbered.line) + ": ";
+}
+
+// An entry that the library did not add: it is there already, or nothing can be written at all.
+void ImportExisting(const MailboxStore& store, const std::string& calendar,
+                    const NumberedEntry& numbered, bool replace, ImportCounts& counts) {
+    const Entry& entry = numbered.entry;
+    const auto existing = store.Get(calendar, entry.id);
+    const bool blocked = !existing || (replace && !store.Edit(calendar, entry.id, entry));
+    if (blocked) {
+        throw Refusal(AtLine(numbered) + ExplainRefusal(store.Owner(), calendar) + ". " +
+                      std::to_string(counts.added + counts.replaced) +
+                      " entries were imported before it");
+    }
+    if (replace) {
+        ++counts.replaced;
+        return;
+    }
+    ++counts.refused;
+    Note(AtLine(numbered) + "calendar " + calendar + " has an entry \"" + entry.id +
+         "\" already; --replace would change it");
+}
+
+ImportCounts ImportEntries(const MailboxStore& store, const std::vector<NumberedEntry>& entries,
+                           const ImportOptions& options) {
+    ImportCounts counts;
+    Progress progress("import", entries.size(), !options.quiet);
+    for (const NumberedEntry& numbered : entries) {
+        const Entry& entry = numbered.entry;
+        const std::string calendar =
+            options.calendar.empty() ? BucketName({entry.start, entry.end}) : options.calendar;
+        if (store.Add(calendar, entry)) {
+            ++counts.added;
+        } else {
+            ImportExisting(store, calendar, numbered, options.replace, counts);
+        }
+        progress.Step();
+    }
+    return counts;
+}
+
+void PrintCounts(const ImportCounts& counts, const Context& context) {
+    if (context.json) {
+        const nlohmann::ordered_json json{
+            {"added", counts.added}, {"replaced", counts.replaced}, {"refused", counts.refused}};
+        return Print(json.dump() + "\n");
+    }
+    Print("added " + std::to_string(counts.added) + ", replaced " +
+          std::to_string(counts.replaced) + ", refused " + std::to_string(counts.refused) + "\n");
+}
+
+void Import(const ImportOptions& options, const Context& context) {
+    if (!options.calendar.empty()) CheckCalendarName(options.calendar);
+    const MailboxStore store = OpenMailbox(options.mailbox, context);
+    const std::vector<NumberedEntry> entries = ParseEntryLines(ReadInput(options.file));
+    const ImportCounts counts = ImportEntries(store, entries, options);
+    PrintCounts(counts, context);
+    if (counts.refused == 0) return;
+    throw Refusal(std::to_string(counts.refused) + " of " + std::to_string(entries.size()) +
+                  " entries were refused");
+}
+
+void RegisterImport(CLI::App& app, const Context& context) {
+    auto options = std::make_shared<ImportOptions>();
+    CLI::App* command = AddCommand(
+        app, "import",
+        {"Add entries from lines of text",
+
+         "A line is start<tab>end<tab>ID with times in seconds since 1970, as calendar files hold\n"
+         "them, or as 2025-03-01T09:30:00Z. Blank lines and lines that begin with # are skipped;\n"
+         "with one bad line nothing of the file is imported.\n",
+
+         "  tarnwick-admin import sales/anna year.tsv\n"
+         "  tarnwick-admin export sales/anna | tarnwick-admin import sales/ben\n"
+         "  tarnwick-admin import sales/anna year.tsv --calendar Holidays --replace\n"});
+    AddMailboxOption(*command, options->mailbox);
+    command->add_option("file", options->file, "The lines; - or nothing is standard input");
+    command->add_option("--calendar", options->calendar,
+                        "Put all entries there (left out: each into that of its date)");
+    command->add_flag("--replace", options->replace, "Change entries that exist already");
+    command->add_flag("--quiet", options->quiet, "No progress on standard error");
+    command->callback([options, &context] { Import(*options, context); });
+}
+
+struct ExportOptions {
+    std::string mailbox;
+    std::string file = "-";
+    bool iso = false;
+    Selection selection;
+};
+
+void Export(const ExportOptions& options, const Context& context) {
+    if (context.json) throw WrongUsage("export writes lines; list --json writes JSON");
+    const MailboxStore store = OpenMailbox(options.mailbox, context);
+    const TimeStyle style = options.iso ? TimeStyle::Iso : TimeStyle::Seconds;
+    const std::vector<PlacedEntry> entries = SelectedEntries(store, options.selection);
+    std::string lines;
+    for (const PlacedEntry& placed : entries) lines += FormatEntryLine(placed.entry, style);
+    WriteOutput(options.file, lines);
+    if (options.file != "-") Print("exported " + std::to_string(entries.size()) + " entries\n");
+}
+
+void RegisterExport(CLI::App& app, const Context& context) {
+    auto options = std::make_shared<ExportOptions>();
+    CLI::App* command = AddCommand(
+        app, "export",
+        {"Write entries as lines of text",
+
+         "A line is start<tab>end<tab>ID, as calendar files hold them and as import reads them.\n",
+
+         "  tarnwick-admin export sales/anna anna.tsv\n"
+         "  tarnwick-admin export sales/anna --month 2025-03 --iso\n"
+         "  tarnwick-admin export sales/anna --calendar Holidays\n"});
+    AddMailboxOption(*command, options->mailbox);
+    command->add_option("file", options->file, "The file; - or nothing is standard output");
+    command->add_flag("--iso", options->iso, "Times as 2025-03-01T09:30:00Z instead of seconds");
+    AddSelectionOptions(*command, options->selection);
+    command->callback([options, &context] { Export(*options, context); });
+}
+
+}  // namespace
+
+void RegisterTransfers(CLI::App& app, const Context& context) {
+    RegisterImport(app, context);
+    RegisterExport(app, context);
+}
+
+}  // namespace tarnwick::admin
