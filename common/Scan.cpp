@@ -23,6 +23,19 @@ std::size_t FirstBit(unsigned mask) {
     return static_cast<std::size_t>(std::countr_zero(mask));
 }
 
+constexpr signed char kFirstPrintable = 0x20;
+
+bool IsMarkupOrUnprintable(char byte) {
+    return byte == '&' || byte == '<' || byte == '>' ||
+           static_cast<signed char>(byte) < kFirstPrintable;
+}
+
+unsigned MarkupOrUnprintableMask(__m128i lane) {
+    const __m128i low = _mm_cmplt_epi8(lane, _mm_set1_epi8(kFirstPrintable));
+    return static_cast<unsigned>(_mm_movemask_epi8(low)) | MatchMask(lane, _mm_set1_epi8('&')) |
+           MatchMask(lane, _mm_set1_epi8('<')) | MatchMask(lane, _mm_set1_epi8('>'));
+}
+
 }  // namespace
 
 std::size_t FindByte(std::string_view text, char byte, std::size_t from) {
@@ -61,6 +74,18 @@ std::size_t FindText(std::string_view text, std::string_view wanted, std::size_t
     for (std::size_t at = FindByte(starts, wanted[0], from); at != kNotFound;
          at = FindByte(starts, wanted[0], at + 1)) {
         if (std::memcmp(text.data() + at, wanted.data(), wanted.size()) == 0) return at;
+    }
+    return kNotFound;
+}
+
+std::size_t FindMarkupOrUnprintable(std::string_view text, std::size_t from) {
+    std::size_t at = from;
+    for (; at < text.size() && text.size() - at >= kLane; at += kLane) {
+        const unsigned mask = MarkupOrUnprintableMask(LoadLane(text.data() + at));
+        if (mask != 0) return at + FirstBit(mask);
+    }
+    for (; at < text.size(); ++at) {
+        if (IsMarkupOrUnprintable(text[at])) return at;
     }
     return kNotFound;
 }
