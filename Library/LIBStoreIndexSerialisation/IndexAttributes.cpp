@@ -1,0 +1,64 @@
+// The attributes of an entry's start tag: what an entry is, and whether it is wanted.
+#include "common/Text.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
+#include "Library/LIBStoreIndexSerialisation/IndexMalformations.h"
+#include "Library/LIBStoreIndexSerialisation/IndexParser.h"
+#include "Library/LIBStoreIndexSerialisation/IndexTag.h"
+
+namespace tarnwick {
+namespace {
+
+constexpr std::string_view kId = "ID";
+constexpr std::string_view kUid = "UID";
+
+}  // namespace
+
+void IndexParser::TakeAttributes(std::string_view tag) {
+    std::string_view rest = AttributeText(tag);
+    while (!TrimBlanks(rest).empty()) {
+        const auto attribute = TakeTagAttribute(rest);
+        if (!attribute) return Malformed({malformation::kBadAttribute, tag, "]"});
+        if (attribute->name == kUid && currentFormat_) CheckUidOrder(ParseUid(attribute->value));
+        entrySkipped_ = IsToBeSkipped(*attribute);
+        if (entrySkipped_) return;
+        StoreAttribute(*attribute);
+    }
+}
+
+bool IndexParser::IsToBeSkipped(const TagAttribute& attribute) {
+    if (IsBlanked(attribute.value)) {
+        ++blanked_;
+        return true;
+    }
+    if (!EqualsIgnoreCase(attribute.name, kId)) return false;
+    if (knownIds_ != nullptr) return !knownIds_->contains(attribute.value);
+    return load_.fileExists && !load_.fileExists(attribute.value);
+}
+
+void IndexParser::StoreAttribute(const TagAttribute& attribute) {
+    if (!entryLive_) {
+        draft_.Begin(load_.mode == kLoadIdentifiers ? nullptr : index_.ExpectedNames());
+        entryLive_ = true;
+        entryOffset_ = reader_.TagOffset();
+    }
+    if (EqualsIgnoreCase(attribute.name, kId)) {
+        draft_.SetId(attribute.value);
+        entryHasId_ = true;
+    } else if (attribute.name == kUid) {
+        draft_.SetUid(ParseUid(attribute.value));
+    } else if (IsStorablePropertyName(attribute.name)) {
+        draft_.SetProperty(attribute.name, attribute.value);
+    }
+}
+
+// Entries with the same UID pass.
+void IndexParser::CheckUidOrder(std::uint32_t uid) {
+    if (uid < previousUid_) {
+        Malformed({malformation::kUidOrder, std::to_string(uid), malformation::kPreviousUid,
+                   std::to_string(previousUid_), malformation::kLargestUid,
+                   std::to_string(index_.LastUid())});
+    }
+    previousUid_ = uid;
+}
+
+}  // namespace tarnwick

@@ -1,0 +1,64 @@
+#include "Library/LIBStoreIndexSerialisation/IndexBackup.h"
+
+#include "common/Clock.h"
+#include "common/Files.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
+
+namespace tarnwick {
+namespace {
+
+std::string IndexPath(const std::string& folder) {
+    return IndexFilePath(folder, 0);
+}
+std::string BackupPath(const std::string& folder) {
+    return IndexPath(folder) + ".bak";
+}
+std::string QuarantinePath(const std::string& folder) {
+    return IndexPath(folder) + ".bad";
+}
+
+}  // namespace
+
+void CreateIndexBackup(const std::string& folder) {
+    CopyOver(IndexPath(folder), BackupPath(folder));
+}
+
+bool RestoreIndexBackup(const std::string& folder) {
+    if (!IndexBackupExists(folder)) return false;
+    CopyOver(IndexPath(folder), QuarantinePath(folder));
+    CopyOver(BackupPath(folder), IndexPath(folder));
+    return true;
+}
+
+bool QuarantineFolderIndex(const std::string& folder) {
+    CopyOver(IndexPath(folder), QuarantinePath(folder));
+    RemoveFile(IndexPath(folder));
+    return true;
+}
+
+bool IndexBackupExists(const std::string& folder) {
+    return FileExists(BackupPath(folder));
+}
+
+std::uint32_t IndexBackupAgeMinutes(const std::string& folder) {
+    const auto backup = StampOf(BackupPath(folder));
+    const std::uint64_t now = CurrentFileTime();
+    if (!backup || backup->lastWrite > now) return 0;
+    return CalendarMinutes(now - backup->lastWrite);
+}
+
+void DeleteIndexBackup(const std::string& folder) {
+    RemoveFile(BackupPath(folder));
+}
+
+std::uint32_t CalendarMinutes(std::uint64_t span) {
+    const FILETIME time{static_cast<DWORD>(span), static_cast<DWORD>(span >> 32)};
+    SYSTEMTIME date;
+    if (FileTimeToSystemTime(&time, &date) == FALSE) return 0;
+    const std::uint32_t days =
+        (date.wYear - 1601U) * 365 + (date.wMonth - 1U) * 30 + (date.wDay - 1U);
+    return (days * 24 + date.wHour) * 60 + date.wMinute;
+}
+
+}  // namespace tarnwick

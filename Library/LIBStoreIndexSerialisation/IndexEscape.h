@@ -1,0 +1,24 @@
+// The escaping of property values in an index file. Nothing else in the file is escaped.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tarnwick {
+
+// Escapes `text` in place: first the ampersand, then both angle brackets (for attribute use also
+// both quotes), then each byte that is no valid XML character as "&#x", its value in lower-case
+// hexadecimal, ";". A byte counts as a signed number, so that 0x80 to 0xFF are all escaped: 8-bit
+// text survives whatever code page it is in.
+void EscapeXmlText(std::string& text, bool forAttributeUse);
+
+// The reverse in place: first each "&#" up to the next ";" becomes one byte, as long as there is
+// one (a byte that completes another reference counts), then the named entities, the ampersand
+// last. Takes time linear in the text.
+void UnescapeXmlText(std::string& text, bool forAttributeUse);
+
+// The same for element text, appended to `output`.
+void AppendEscaped(std::string& output, std::string_view text);
+void AppendUnescaped(std::string& output, std::string_view text);
+
+}  // namespace tarnwick

@@ -1,0 +1,126 @@
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+
+#include "common/Scan.h"
+#include "common/Text.h"
+#include "Library/LIBStoreIndexSerialisation/IndexEscape.h"
+
+namespace tarnwick {
+namespace {
+
+constexpr std::string_view kHeaderStart = "<BASEELEMENT LASTUID=\"x";
+constexpr std::string_view kLastUidStart = "LASTUID=\"";
+constexpr std::string_view kReservedNames[] = {"ID", "UID", "LASTUID", "IDX", "SEQ"};
+constexpr std::string_view kWhiteSpace = " \t\r\n";
+// The longest ID whose start tag, with the longest UID, a reader takes in one piece.
+constexpr std::size_t kIdLimit =
+    kTagLimit - std::string_view("ELEMENT ID=\"\" UID=\"4294967295\"").size();
+
+// Digits up to the first other character, held at the type's limit; no digits give 0.
+std::uint32_t ParseNumber(std::string_view text, int base) {
+    std::uint32_t number = 0;
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), number, base);
+    if (result.ec == std::errc::result_out_of_range)
+        return std::numeric_limits<std::uint32_t>::max();
+    return number;
+}
+
+std::uint32_t ParseHexadecimal(std::string_view text) {
+    if (text.starts_with("0x")) text.remove_prefix(2);
+    return ParseNumber(text, 16);
+}
+
+std::size_t DecimalLength(std::uint32_t number) {
+    std::size_t length = 1;
+    for (; number >= 10; number /= 10) ++length;
+    return length;
+}
+
+}  // namespace
+
+std::string IndexFilePath(const std::string& folder, std::uint32_t folderType) {
+    return folder + (folderType == kGroupFolder ? "\\_groups.xml" : "\\_index.xml");
+}
+
+std::string IndexHeader(std::uint32_t lastUid) {
+    constexpr std::size_t kDigits = 8;
+    char digits[kDigits];
+    const auto result = std::to_chars(digits, digits + kDigits, lastUid, 16);
+    const auto count = static_cast<std::size_t>(result.ptr - digits);
+    std::string header(kHeaderStart);
+    header.append(kDigits - count, '0').append(digits, count).append("\">");
+    return header;
+}
+
+bool ParseLastUidAttribute(std::string_view rootTag, std::uint32_t& lastUid) {
+    const std::size_t start = FindText(rootTag, kLastUidStart);
+    if (start == kNotFound) return false;
+    std::string_view value = rootTag.substr(start + kLastUidStart.size(), kTagLimit);
+    value = value.substr(0, FindByte(value, '"'));
+    if (value.starts_with('x')) {
+        lastUid = ParseHexadecimal(value.substr(1));
+        return true;
+    }
+    lastUid = value.starts_with('0') ? ParseHexadecimal(value) : ParseNumber(value, 10);
+    return false;
+}
+
+std::uint32_t ParseUid(std::string_view text) {
+    const std::size_t digits = text.find_first_not_of(kWhiteSpace);
+    return digits == kNotFound ? 0 : ParseNumber(text.substr(digits), 10);
+}
+
+std::string BlankedStart(const IndexItemPropertyContainer& entry) {
+    std::string start = "<ELEMENT ID=\"";
+    start.append(entry.Id().size(), '-');
+    if (!entry.HasUid()) return start;
+    return start.append("\" UID=\"").append(DecimalLength(entry.Uid()), '-');
+}
+
+bool IsBlanked(std::string_view value) {
+    return !value.empty() && value.find_first_not_of('-') == std::string_view::npos;
+}
+
+void AppendIndexElement(std::string& output, const IndexItemPropertyContainer& entry) {
+    output.append("<ELEMENT ID=\"").append(entry.Id());
+    if (entry.HasUid()) {
+        output.append("\" UID=\"");
+        AppendDecimal(output, entry.Uid());
+    }
+    output.append("\">");
+    const PropertyNameList& names = entry.Names();
+    for (std::size_t at = 0; at < names.Count(); ++at) {
+        output += names.StartTag(at);
+        AppendEscaped(output, entry.Value(at));
+        output += names.EndTag(at);
+    }
+    output += kEntryEnd;
+}
+
+bool IsStorableId(std::string_view id) {
+    return !id.empty() && id.size() <= kIdLimit && !IsBlanked(id) &&
+           id.find_first_of("\"<>") == std::string_view::npos;
+}
+
+bool IsStorablePropertyName(std::string_view name) {
+    if (name.empty() || name.size() >= kTagLimit) return false;
+    if (name.find_first_of("<>") != std::string_view::npos) return false;
+    if (name.starts_with(kRootName) || name.starts_with(kEntryName)) return false;
+    return name.find_first_of("/!?") != 0 && !name.ends_with('/') && !IsReservedName(name);
+}
+
+bool IsReservedName(std::string_view name) {
+    return std::find(std::begin(kReservedNames), std::end(kReservedNames), name) !=
+           std::end(kReservedNames);
+}
+
+std::size_t EntryTagLength(std::size_t idLength, std::optional<std::uint32_t> uid) {
+    std::size_t length = std::string_view("ELEMENT ID=\"\"").size() + idLength;
+    if (uid) length += std::string_view(" UID=\"\"").size() + DecimalLength(*uid);
+    return length;
+}
+
+}  // namespace tarnwick

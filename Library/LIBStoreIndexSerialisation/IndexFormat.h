@@ -1,0 +1,61 @@
+// The bytes of an index file: header, entries, blanked entries, trailer. docs/index-file.md tells
+// the whole format.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Library/LIBStoreIndexSerialisation/IndexItemPropertyContainer.h"
+
+namespace tarnwick {
+
+inline constexpr std::string_view kRootName = "BASEELEMENT";
+inline constexpr std::string_view kEntryName = "ELEMENT";
+inline constexpr std::string_view kEntryStart = "<ELEMENT";
+inline constexpr std::string_view kEntryEnd = "</ELEMENT>";
+inline constexpr std::string_view kRootEnd = "</BASEELEMENT>";
+inline constexpr std::string_view kTrailer = "</BASEELEMENT>\r\n";
+inline constexpr std::size_t kHeaderLength = 33;
+// What a reader takes of one tag, of an attribute's value and of a file's first line.
+inline constexpr std::size_t kTagLimit = 1024;
+
+inline constexpr std::uint32_t kGroupFolder = 54;
+
+// The index file of a folder: "_groups.xml" for a group folder, else "_index.xml".
+std::string IndexFilePath(const std::string& folder, std::uint32_t folderType);
+
+// The 33 bytes that begin a file in the current format.
+std::string IndexHeader(std::uint32_t lastUid);
+
+// Takes the last UID from the root's start tag. True for the current format, whose value begins
+// with "x"; without the attribute the format is the older one and `lastUid` keeps its value.
+bool ParseLastUidAttribute(std::string_view rootTag, std::uint32_t& lastUid);
+
+// A UID's decimal text; digits up to the first other character, held at 4294967295.
+std::uint32_t ParseUid(std::string_view text);
+
+// What a removed entry is overwritten with: its start tag up to the UID's closing quote, with "-"
+// for each character of its ID and UID.
+std::string BlankedStart(const IndexItemPropertyContainer& entry);
+
+// Whether a value makes its entry a blanked one.
+bool IsBlanked(std::string_view value);
+
+// Appends the entry as the file holds it.
+void AppendIndexElement(std::string& output, const IndexItemPropertyContainer& entry);
+
+// What the format can hold: an ID that stands in quotes as it is, a name that is read back as a
+// property.
+bool IsStorableId(std::string_view id);
+bool IsStorablePropertyName(std::string_view name);
+
+// A child with one of these names is no property.
+bool IsReservedName(std::string_view name);
+
+// Length of an entry's start tag between the brackets; without a UID, one that is not written.
+std::size_t EntryTagLength(std::size_t idLength, std::optional<std::uint32_t> uid);
+
+}  // namespace tarnwick

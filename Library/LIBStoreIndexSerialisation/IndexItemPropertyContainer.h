@@ -1,0 +1,64 @@
+// One entry of a store index: a message file's name, its identifier in the folder, and the header
+// fields that a folder listing shows.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "Library/LIBStoreIndexSerialisation/PropertyNameList.h"
+
+namespace tarnwick {
+
+// Owned by a StoreIndex, which alone changes it. Texts that it hands out hold until the entry
+// changes or the index is emptied.
+class IndexItemPropertyContainer {
+  public:
+    // The message file's name within the folder: the entry's key.
+    std::string_view Id() const { return Text(0, idLength_); }
+    // The identifier within the folder; an entry read without one has 0.
+    std::uint32_t Uid() const { return uid_; }
+    bool HasUid() const { return hasUid_; }
+
+    // IDX: position in the file as read, from 1. Entries added since follow on.
+    std::uint32_t Idx() const { return idx_; }
+    // SEQ: position in UID order as read, from 1, live entries alone. Entries added since follow
+    // on.
+    std::uint32_t Seq() const { return seq_; }
+
+    // Where the entry's "<ELEMENT" stands in the file (0: not in the file yet), and its length
+    // through the end of "</ELEMENT>".
+    std::uint32_t ItemOffset() const { return itemOffset_; }
+    std::uint32_t ItemLength() const { return itemLength_; }
+
+    bool IsRemoved() const { return removed_; }
+
+    // Properties in ascending order of their names.
+    std::size_t PropertyCount() const { return names_->Count(); }
+    const PropertyNameList& Names() const { return *names_; }
+    std::string_view Value(std::size_t index) const;
+    // The value of the property with this name, if the entry has it.
+    std::optional<std::string_view> Property(std::string_view name) const;
+
+  private:
+    friend class StoreIndex;
+
+    // The block holds one 32-bit end a value, then the ID, then the values; ends count from the ID.
+    std::uint32_t End(std::size_t index) const;
+    std::string_view Text(std::size_t start, std::size_t end) const;
+
+    const PropertyNameList* names_ = nullptr;
+    const char* block_ = nullptr;
+    std::uint32_t idLength_ = 0;
+    std::uint32_t uid_ = 0;
+    std::uint32_t idx_ = 0;
+    std::uint32_t seq_ = 0;
+    std::uint32_t itemOffset_ = 0;
+    std::uint32_t itemLength_ = 0;
+    bool hasUid_ = false;
+    bool removed_ = false;
+    bool changed_ = false;  // added, or its properties changed, since the load or the last save
+};
+
+}  // namespace tarnwick

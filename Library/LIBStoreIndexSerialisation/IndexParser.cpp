@@ -1,0 +1,219 @@
+#include "Library/LIBStoreIndexSerialisation/IndexParser.h"
+
+#include <limits>
+
+#include "common/Reports.h"
+#include "common/Scan.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
+#include "Library/LIBStoreIndexSerialisation/IndexMalformations.h"
+
+namespace tarnwick {
+namespace {
+
+constexpr std::uint64_t kLargestOffset = std::numeric_limits<std::uint32_t>::max();
+
+// A declaration or the like; it may stand anywhere and means nothing here.
+bool IsPassedOver(std::string_view tag) {
+    return tag.starts_with('?') || tag.starts_with('!');
+}
+
+}  // namespace
+
+ParseResult IndexParser::Run(const std::string& folder) {
+    while (reader_.TakeText(joinText_)) {
+        if (reader_.Offset() > kLargestOffset) {
+            Malformed({malformation::kFileTooLong});
+            break;
+        }
+        joinText_ = openProperty_.has_value();
+        if (reader_.SkipComment()) continue;
+        const auto tag = reader_.TakeTag();
+        if (!tag) break;
+        if (IsPassedOver(*tag)) continue;
+        joinText_ = false;
+        TakeTag(*tag);
+        if (MustRewrite() && !ReadsWhole()) break;
+    }
+    return Finish(folder);
+}
+
+// Kinds of tags are told apart by how they begin, so that "ELEMENTS" is an entry as well.
+void IndexParser::TakeTag(std::string_view tag) {
+    const bool isEnd = tag.starts_with('/');
+    const std::string_view name = tag.substr(isEnd ? 1 : 0);
+    if (name.starts_with(kRootName)) {
+        if (isEnd) {
+            TakeRootEnd();
+        } else {
+            TakeRootStart(name);
+        }
+    } else if (name.starts_with(kEntryName)) {
+        TakeEntryTag(name, isEnd);
+    } else {
+        TakePropertyTag(name, isEnd);
+    }
+}
+
+void IndexParser::TakeRootStart(std::string_view tag) {
+    if (rootStarted_) Malformed({malformation::kSecondRootStart});
+    rootStarted_ = true;
+    std::uint32_t lastUid = index_.LastUid();
+    currentFormat_ = ParseLastUidAttribute(tag, lastUid);
+    index_.SetLastUid(lastUid);
+    // A header of another length or at another place cannot be overwritten either.
+    const bool overwritable = reader_.Offset() == kHeaderLength && tag.size() == kHeaderLength - 2;
+    if (!currentFormat_ || !overwritable) DistrustExtents();
+    if (tag.find('/') != std::string_view::npos) rootEnded_ = true;
+}
+
+void IndexParser::TakeRootEnd() {
+    if (!rootStarted_) Malformed({malformation::kRootEndBeforeStart});
+    if (rootEnded_) Malformed({malformation::kSecondRootEnd});
+    rootEnded_ = true;
+}
+
+void IndexParser::TakeEntryTag(std::string_view name, bool isEnd) {
+    if (!rootStarted_) Malformed({malformation::kEntryBeforeRoot});
+    if (rootEnded_) Malformed({malformation::kEntryAfterRoot});
+    if (openProperty_) Malformed({malformation::kEntryInProperty, *openProperty_, ")"});
+    if (isEnd) return TakeEntryEnd();
+    // An entry without properties may close itself.
+    const bool isBoth = name.ends_with('/');
+    TakeEntryStart(name.substr(0, name.size() - (isBoth ? 1 : 0)), isBoth);
+    if (isBoth) return TakeEntryEnd();
+    if (entryLive_ && load_.mode != kLoadIdentifiers) TakeExpectedProperties();
+}
+
+void IndexParser::TakeEntryStart(std::string_view tag, bool closesItself) {
+    if (insideEntry_) Malformed({malformation::kEntryInEntry});
+    insideEntry_ = true;
+    entryLive_ = entrySkipped_ = entryHasId_ = false;
+    TakeAttributes(tag);
+    if (entrySkipped_) {
+        entryLive_ = false;
+        return;
+    }
+    if (!entryHasId_) Malformed({malformation::kEntryWithoutId});
+    if (closesItself || tag.size() != draft_.StartTagLength()) foreignLayout_ = true;
+}
+
+void IndexParser::TakeEntryEnd() {
+    if (!insideEntry_) Malformed({malformation::kEntryEndAlone});
+    insideEntry_ = false;
+    if (!entryLive_) return;
+    entryLive_ = false;
+    if (reader_.Offset() > kLargestOffset) return;
+    const std::uint32_t idx = idx_++;
+    if (!entryHasId_) return;
+    const auto offset = static_cast<std::uint32_t>(entryOffset_);
+    draft_.SetExtent(offset, static_cast<std::uint32_t>(reader_.Offset()) - offset);
+    // Of two entries with one ID the second is dropped.
+    if (index_.Load(draft_, idx, seq_) != nullptr) ++seq_;
+}
+
+void IndexParser::TakePropertyTag(std::string_view name, bool isEnd) {
+    if (!isEnd) {
+        const auto misplaced = [&](std::string_view where) {
+            Malformed({malformation::kPropertyTag, name, where});
+        };
+        if (!rootStarted_) misplaced(malformation::kBeforeRoot);
+        if (rootEnded_) misplaced(malformation::kAfterRoot);
+        if (!insideEntry_) misplaced(malformation::kOutsideEntry);
+    }
+    if (load_.mode == kLoadIdentifiers) return;
+    if (isEnd) return TakePropertyEnd(name);
+    // A property without text may close itself.
+    const bool isBoth = name.ends_with('/');
+    if (isBoth) name = TrimBlanks(name.substr(0, name.size() - 1));
+    TakePropertyStart(name);
+    if (!isBoth) return;
+    StoreProperty(name, {});
+    openProperty_.reset();
+}
+
+void IndexParser::TakePropertyStart(std::string_view name) {
+    if (openProperty_) {
+        Malformed(
+            {malformation::kPropertyStart, name, malformation::kInProperty, *openProperty_, ")"});
+    }
+    openProperty_ = name;
+}
+
+void IndexParser::TakePropertyEnd(std::string_view name) {
+    if (openProperty_ != name) {
+        const std::string_view open = openProperty_ ? *openProperty_ : std::string_view();
+        Malformed({malformation::kPropertyEnd, name, malformation::kNoMatch, open, ")"});
+    }
+    if (reader_.TextTooLong()) Malformed({malformation::kTextTooLong, name, ")"});
+    StoreProperty(name, reader_.Text());
+    openProperty_.reset();
+}
+
+void IndexParser::StoreProperty(std::string_view name, std::string_view text) {
+    if (entryLive_ && !IsReservedName(name)) draft_.SetEscapedProperty(name, text);
+}
+
+// What TakeTag makes of "<NAME>text</NAME>" as long as the names are those of the entry before,
+// found with three comparisons in the buffer. Whatever is not at hand or not like that is left to
+// it.
+void IndexParser::TakeExpectedProperties() {
+    const PropertyNameList* const names = draft_.Expected();
+    if (names == nullptr || openProperty_) return;
+    for (std::size_t at = draft_.ExpectedIndex(); at < names->Count(); ++at) {
+        std::string_view rest = reader_.AtHand();
+        const std::string_view start = names->StartTag(at);
+        if (!rest.starts_with(start)) return;
+        rest.remove_prefix(start.size());
+        const std::size_t length = FindByte(rest, '<');
+        if (length == kNotFound) return;
+        const std::string_view end = names->EndTag(at);
+        if (!rest.substr(length).starts_with(end)) return;
+        draft_.SetExpected(rest.substr(0, length));
+        reader_.Take(start.size() + length + end.size());
+    }
+}
+
+void IndexParser::DistrustExtents() {
+    index_.InvalidateExtents();
+    knownIds_ = nullptr;
+    foreignLayout_ = true;
+}
+
+ParseResult IndexParser::Finish(const std::string& folder) {
+    index_.FinishLoad();
+    if (!currentFormat_) index_.NumberSequence();
+    if (MustRewrite()) {
+        index_.InvalidateExtents();
+        if (!ReadsWhole()) {
+            index_.Clear();
+            return ParseResult::ParseAgain;
+        }
+    }
+    if (!rootStarted_) {
+        Malformed({malformation::kNoRootStart});
+    } else if (!rootEnded_) {
+        Malformed({malformation::kNoRootEnd});
+    }
+    if (!wellFormed_) return ReportMalformation(folder);
+    // What was left out for want of its file left a hole.
+    if (load_.mode == kLoadFull && load_.fileExists) index_.InvalidateExtents();
+    return ParseResult::Parsed;
+}
+
+ParseResult IndexParser::ReportMalformation(const std::string& folder) const {
+    const std::string message =
+        "Malformed index detected: " + malformation_ + " (" + folder + ")\n";
+    Trace(message);
+    Report(ReportChannel::EventLogError, message);
+    return ParseResult::Malformed;
+}
+
+// The later ones would only say again that the file is damaged.
+void IndexParser::Malformed(Texts texts) {
+    if (wellFormed_) {
+        for (const std::string_view text : texts) malformation_ += text;
+    }
+    wellFormed_ = false;
+}
+
+}  // namespace tarnwick

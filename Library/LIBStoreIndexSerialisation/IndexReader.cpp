@@ -1,0 +1,94 @@
+#include "Library/LIBStoreIndexSerialisation/IndexReader.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "common/Scan.h"
+
+namespace tarnwick {
+
+// Reads the next block behind what is at hand (less than kCarry bytes), which moves; so a text that
+// lies in the buffer is put aside.
+bool IndexReader::Refill() {
+    if (!spilled_) Spill(text_);
+    const auto left = static_cast<std::size_t>(end_ - at_);
+    char* const block = buffer_.data() + kCarry;
+    std::memmove(block - left, at_, left);
+    const std::size_t count = source_.Read({block, kReadSize});
+    at_ = block - left;
+    end_ = block + count;
+    read_ += count;
+    return count != 0;
+}
+
+void IndexReader::Spill(std::string_view piece) {
+    const std::size_t room = kTextLimit - spill_.size();
+    if (piece.size() > room) textTooLong_ = true;
+    spill_.append(piece, 0, room);
+    spilled_ = true;
+}
+
+bool IndexReader::TakeText(bool join) {
+    if (join && !spilled_) Spill(text_);
+    if (!join) {
+        text_ = {};
+        if (spilled_) spill_.clear();
+        spilled_ = textTooLong_ = false;
+    }
+    for (;;) {
+        const std::string_view rest = AtHand();
+        const std::size_t end = FindByte(rest, '<');
+        const std::string_view piece = rest.substr(0, end);
+        const bool found = end != kNotFound;
+        if (found && !spilled_) {
+            text_ = piece;
+        } else {
+            Spill(piece);
+        }
+        Take(piece.size());
+        if (found) {
+            tagOffset_ = Offset();
+            Take(1);
+            return true;
+        }
+        if (!Refill()) return false;
+    }
+}
+
+std::optional<std::string_view> IndexReader::TakeTag() {
+    for (;;) {
+        const std::string_view rest = AtHand();
+        const std::size_t end = FindByte(rest.substr(0, kTagLimit + 1), '>');
+        if (end != kNotFound) {
+            Take(end + 1);
+            return rest.substr(0, end);
+        }
+        if (rest.size() > kTagLimit) {
+            Take(kTagLimit);
+            return rest.substr(0, kTagLimit);
+        }
+        if (!Refill()) return std::nullopt;
+    }
+}
+
+bool IndexReader::SkipCommentHere() {
+    constexpr std::string_view kStart = "!--";
+    constexpr std::string_view kEnd = "-->";
+    while (AtHand().size() < kStart.size() && Refill()) continue;
+    if (!AtHand().starts_with(kStart)) return false;
+    Take(kStart.size());
+    for (;;) {
+        const std::size_t end = FindText(AtHand(), kEnd);
+        if (end != kNotFound) {
+            Take(end + kEnd.size());
+            return true;
+        }
+        // What is left may begin with the end's first bytes.
+        Take(AtHand().size() - std::min(AtHand().size(), kEnd.size() - 1));
+        if (Refill()) continue;
+        Take(AtHand().size());
+        return true;
+    }
+}
+
+}  // namespace tarnwick

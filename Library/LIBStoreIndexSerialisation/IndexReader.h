@@ -1,0 +1,69 @@
+// Reads an index file as a row of texts and tags, in one pass and through a small buffer.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
+#include "Library/LIBStoreIndexSerialisation/IndexStream.h"
+
+namespace tarnwick {
+
+// The most of one text that is kept; the folder listing's longest fields are a few kilobytes.
+inline constexpr std::size_t kTextLimit = std::size_t{1} << 24;
+
+class IndexReader {
+  public:
+    explicit IndexReader(ByteSource& source) : source_(source) {}
+    IndexReader(const IndexReader&) = delete;
+    IndexReader& operator=(const IndexReader&) = delete;
+
+    // Takes the text up to the next "<", and the "<"; false when the data end before one. With
+    // `join` the text is put behind the one before.
+    bool TakeText(bool join);
+    // What TakeText took, until the next call of it. A text beyond kTextLimit is cut there.
+    std::string_view Text() const { return spilled_ ? std::string_view(spill_) : text_; }
+    bool TextTooLong() const { return textTooLong_; }
+    // Offset of the "<" that ended the text.
+    std::uint64_t TagOffset() const { return tagOffset_; }
+
+    // Takes the tag up to the next ">", and the ">"; of a tag longer than kTagLimit that many
+    // bytes, the rest being the text that follows. Nothing when the data end before a ">". The tag
+    // holds until the next call.
+    std::optional<std::string_view> TakeTag();
+    // Takes a comment whose "<" was taken, whatever it holds; false when none begins here.
+    bool SkipComment() { return (at_ == end_ || *at_ == '!') && SkipCommentHere(); }
+
+    // The bytes at hand at the current place, for whoever knows what should come; Take takes some.
+    std::string_view AtHand() const { return {at_, static_cast<std::size_t>(end_ - at_)}; }
+    void Take(std::size_t count) { at_ += count; }
+
+    // Bytes taken so far.
+    std::uint64_t Offset() const { return read_ - static_cast<std::uint64_t>(end_ - at_); }
+
+  private:
+    bool Refill();
+    bool SkipCommentHere();
+    void Spill(std::string_view piece);
+
+    static constexpr std::size_t kReadSize = 8192;
+    // Room before the read block for what is left of the one before; a whole tag fits.
+    static constexpr std::size_t kCarry = 2 * kTagLimit;
+
+    ByteSource& source_;
+    std::array<char, kCarry + kReadSize> buffer_;
+    const char* at_ = buffer_.data() + kCarry;
+    const char* end_ = at_;
+    std::uint64_t read_ = 0;
+    std::uint64_t tagOffset_ = 0;
+    std::string_view text_;
+    std::string spill_;
+    bool spilled_ = false;
+    bool textTooLong_ = false;
+};
+
+}  // namespace tarnwick

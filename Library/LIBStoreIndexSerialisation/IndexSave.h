@@ -1,0 +1,40 @@
+// Writing a StoreIndex to its file.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "Library/LIBStoreIndexSerialisation/IndexStream.h"
+#include "Library/LIBStoreIndexSerialisation/StoreIndex.h"
+
+namespace tarnwick {
+
+enum class SaveKind {
+    Refused,  // the file is not the one that was loaded, and not all of it was
+    Nothing,  // the file holds what the index holds
+    InPlace,
+    Full,
+};
+
+// How to save, from the state of the file now (nothing: there is none) and at the load. Reports a
+// file that another has changed.
+SaveKind ChooseSave(StoreIndex& index, const std::optional<IndexFileStamp>& file,
+                    const std::string& folder, const std::string& path);
+
+struct SaveOutcome {
+    bool sound = true;                    // every seek, read and write succeeded
+    std::optional<std::uint64_t> newEnd;  // where an in-place save wants the file to end
+};
+
+// Writes the index to `stream`, the file `path`: the whole file, which must be empty, or in place
+// what changed. Failures of the stream are reported and do not stop it. Entries' extents then are
+// those in the file.
+SaveOutcome WriteIndex(StoreIndex& index, IndexStream& stream, const std::string& path,
+                       SaveKind kind);
+
+// Notes in the index how a save ended: with `file`, the file's state after it, nothing is left to
+// save; after an unsound one the next save starts afresh.
+void FinishSave(StoreIndex& index, bool sound, const IndexFileStamp& file);
+
+}  // namespace tarnwick

@@ -1,0 +1,39 @@
+#include "Library/LIBStoreIndexSerialisation/IndexTag.h"
+
+#include "common/Scan.h"
+
+namespace tarnwick {
+namespace {
+
+bool IsBlank(char byte) {
+    return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n';
+}
+
+}  // namespace
+
+std::string_view TrimBlanks(std::string_view text) {
+    while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
+    return text;
+}
+
+std::string_view AttributeText(std::string_view tag) {
+    while (!tag.empty() && !IsBlank(tag.front())) tag.remove_prefix(1);
+    return tag;
+}
+
+std::optional<TagAttribute> TakeTagAttribute(std::string_view& rest) {
+    const std::size_t equals = FindByte(rest, '=');
+    if (equals == kNotFound) return std::nullopt;
+    const std::size_t open = FindByte(rest, '"', equals + 1);
+    if (open == kNotFound) return std::nullopt;
+    if (!TrimBlanks(rest.substr(equals + 1, open - equals - 1)).empty()) return std::nullopt;
+    const std::size_t close = FindByte(rest, '"', open + 1);
+    if (close == kNotFound) return std::nullopt;
+    const TagAttribute attribute{TrimBlanks(rest.substr(0, equals)),
+                                 rest.substr(open + 1, close - open - 1)};
+    rest.remove_prefix(close + 1);
+    return attribute;
+}
+
+}  // namespace tarnwick

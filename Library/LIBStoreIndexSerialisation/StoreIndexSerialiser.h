@@ -1,0 +1,43 @@
+// What loads and saves a folder's index. The order of the virtual operations is fixed.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "Library/LIBStoreIndexSerialisation/StoreIndex.h"
+
+namespace tarnwick {
+
+// What a caller of Deserialise hands through to the class that reads the file.
+struct DeserialiseRequest {
+    std::uint32_t loadMode = kLoadFull;
+    const IdSet* knownIds = nullptr;  // the only IDs to load, when not null
+    bool verifyFiles = false;         // leave entries out whose message file is missing
+};
+
+// Folder directories come without a backslash at the end; folder types are 0 mail, 1 contacts,
+// 2 calendar, 3 tasks, 54 groups. The backup operations work on "_index.xml" whatever the type.
+class StoreIndexSerialiser {
+  public:
+    virtual void CreateBackup(const std::string& folder);
+    virtual bool RestoreBackup(const std::string& folder);
+    virtual bool QuarantineIndex(const std::string& folder);
+    // True when the file was written or nothing needed writing.
+    virtual bool Serialise(StoreIndex& index, const std::string& folder,
+                           std::uint32_t folderType) = 0;
+    // The load status (StoreIndex.h).
+    virtual std::uint32_t Deserialise(StoreIndex& index, const std::string& folder,
+                                      std::uint32_t folderType,
+                                      const DeserialiseRequest& request) = 0;
+    virtual bool RequiresFullLoad() = 0;
+    virtual bool SupportsRecovery() = 0;
+    virtual bool BackupExists(const std::string& folder);
+    virtual std::uint32_t BackupAgeMinutes(const std::string& folder);
+    virtual void DeleteBackup(const std::string& folder);
+
+  protected:
+    // Not virtual: the operations above are all there are. Owners know the class they made.
+    ~StoreIndexSerialiser() = default;
+};
+
+}  // namespace tarnwick

@@ -1,0 +1,73 @@
+#include "Library/LIBStoreIndexSerialisation/StreamXMLStoreIndexSerialiser.h"
+
+#include "common/Files.h"
+#include "Library/LIBStoreIndexSerialisation/IndexBackup.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
+#include "Library/LIBStoreIndexSerialisation/IndexLoad.h"
+#include "Library/LIBStoreIndexSerialisation/IndexReports.h"
+#include "Library/LIBStoreIndexSerialisation/IndexSave.h"
+#include "Library/LIBStoreIndexSerialisation/IndexSettings.h"
+
+namespace tarnwick {
+
+std::uint32_t StreamXMLStoreIndexSerialiser::Deserialise(StoreIndex& index,
+                                                         const std::string& folder,
+                                                         std::uint32_t folderType,
+                                                         const DeserialiseRequest& request) {
+    const std::string path = IndexFilePath(folder, folderType);
+    IndexLoad load;
+    load.mode = request.loadMode;
+    load.knownIds = request.knownIds;
+    load.garbageThreshold = StoredIndexSettings().garbageThreshold;
+    if (request.verifyFiles) {
+        load.fileExists = [&](std::string_view id) {
+            return FileExists(folder + "\\" + std::string(id));
+        };
+    }
+    const auto open = [&] { return OpenIndexSource(path); };
+    const std::uint32_t status = LoadIndex(index, open, folder, load);
+    index.SetFileStamp(StampOf(path).value_or(IndexFileStamp{}));
+    return status;
+}
+
+bool StreamXMLStoreIndexSerialiser::Serialise(StoreIndex& index, const std::string& folder,
+                                              std::uint32_t folderType) {
+    const std::string path = IndexFilePath(folder, folderType);
+    const SaveKind kind = ChooseSave(index, StampOf(path), folder, path);
+    if (kind == SaveKind::Nothing) return true;
+    if (kind == SaveKind::Refused) return false;
+    IndexFile file(path, kind);
+    if (!file.IsOpen()) {
+        ReportIndexProblem("Failed to deserialise index: " + folder +
+                           ". A File Access error occured when opening the file (was retried for "
+                           "40 seconds). No data can be written.");
+        return false;
+    }
+    const SaveOutcome outcome = WriteIndex(index, file, path, kind);
+    bool sound = file.Close() && outcome.sound;
+    if (outcome.newEnd) sound = CutFile(path, *outcome.newEnd) && sound;
+    FinishSave(index, sound, StampOf(path).value_or(IndexFileStamp{}));
+    return sound;
+}
+
+void StreamXMLStoreIndexSerialiser::CreateBackup(const std::string& folder) {
+    CreateIndexBackup(folder);
+}
+bool StreamXMLStoreIndexSerialiser::RestoreBackup(const std::string& folder) {
+    return RestoreIndexBackup(folder);
+}
+bool StreamXMLStoreIndexSerialiser::QuarantineIndex(const std::string& folder) {
+    return QuarantineFolderIndex(folder);
+}
+bool StreamXMLStoreIndexSerialiser::BackupExists(const std::string& folder) {
+    return IndexBackupExists(folder);
+}
+std::uint32_t StreamXMLStoreIndexSerialiser::BackupAgeMinutes(const std::string& folder) {
+    return IndexBackupAgeMinutes(folder);
+}
+void StreamXMLStoreIndexSerialiser::DeleteBackup(const std::string& folder) {
+    DeleteIndexBackup(folder);
+}
+
+}  // namespace tarnwick
