@@ -112,6 +112,13 @@ bool File::Close() {
     return allowed && closed;
 }
 
+bool File::CloseOrKeep() {
+    if (!handle_.IsValid()) return true;
+    if (!CallAllowed("CloseHandle") || CloseHandle(handle_.Get()) == FALSE) return false;
+    handle_.Release();
+    return true;
+}
+
 bool RemoveFile(const std::string& path) {
     return CallAllowed("DeleteFile", path) && DeleteFileA(path.c_str()) != FALSE;
 }

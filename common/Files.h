@@ -52,6 +52,8 @@ class File {
     std::optional<std::uint64_t> LastWriteTime();
     // Closes now; true when the system closed it (or it was not open).
     bool Close();
+    // The same, but a handle that the system refuses to close is kept for another try.
+    bool CloseOrKeep();
 
   private:
     FileHandle handle_;

@@ -1,4 +1,4 @@
-// The one function in which the system sleeps.
+// The functions in which the system sleeps.
 #pragma once
 
 #include <cstdint>
@@ -19,5 +19,8 @@ class Sleeper {
 void SetSleeper(Sleeper* sleeper);
 
 void WaitMilliseconds(std::uint32_t milliseconds);
+
+// Waits while the window messages of the calling thread are dispatched.
+void WaitDispatchingMessages(std::uint32_t milliseconds);
 
 }  // namespace tarnwick
