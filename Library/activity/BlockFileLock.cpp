@@ -1,0 +1,151 @@
+#include "Library/activity/BlockFileLock.h"
+
+#include "common/BlockFile.h"
+#include "common/Registry.h"
+#include "common/Retry.h"
+#include "common/Text.h"
+#include "Library/activity/ModuleLog.h"
+
+namespace tarnwick {
+namespace {
+
+constexpr std::uint32_t kDefaultWaitTimeoutSeconds = 100;
+constexpr std::uint32_t kWaitsPerMessage = 10;
+constexpr std::int32_t kRemoveRetries = 80;
+
+std::uint32_t WaitTimeoutSeconds() {
+    static const std::uint32_t seconds = RegistryDwordOr(
+        kProductProvidersKey, "Store Notification Wait Timeout", kDefaultWaitTimeoutSeconds);
+    return seconds;
+}
+
+// When the activity lock goes on waiting, and how it gets past an abandoned block file.
+struct ActivityBlockRule {
+    const std::string& path;
+    const bool beyondThreshold;
+
+    bool MayWait(DWORD error, std::uint32_t waits) const {
+        if (error == ERROR_PATH_NOT_FOUND) return false;
+        if (waits % kWaitsPerMessage == 0) {
+            LogMessage("[Thread:%ld] WaitForAccessToFile: Blocking on activity file: %s (%d)\n",
+                       {GetCurrentThreadId(), path, error});
+        }
+        return true;
+    }
+
+    BlockVerdict AfterWait(DWORD, std::uint32_t waits) const {
+        if (waits <= WaitTimeoutSeconds()) return BlockVerdict::TryAgain;
+        LogMessage("[Thread:%ld] WaitForAccessToFile: Blocking timed out on activity file: %s\n",
+                   {GetCurrentThreadId(), path});
+        switch (UnBlockIndexFileAccess_Notify(path, nullptr)) {
+            case UnblockResult::Removed:
+                LogMessage("[Thread:%ld] WaitForAccessToFile: Unblocked activity file: %s\n",
+                           {GetCurrentThreadId(), path});
+                return BlockVerdict::TryLast;
+            case UnblockResult::AlreadyGone:
+                LogMessage(
+                    "TW-WXXXX: Warning: Unblocking activity file (%s) succeeded with "
+                    "non-fatal errors... trying to get block again.\n",
+                    {path});
+                return BlockVerdict::StartOver;
+            case UnblockResult::Failed:
+                break;
+        }
+        LogMessage(
+            "TW-WXXXX: Error: Activity file (%s) access could not be obtained within "
+            "timeout threshold. Threshold=%ld seconds.\n",
+            {path, WaitTimeoutSeconds()});
+        // The count stays above the threshold, so that every further wait tries the removal again.
+        return beyondThreshold ? BlockVerdict::TryAgain : BlockVerdict::GiveUp;
+    }
+};
+
+bool CloseBlockHandle(const std::string& path, File* handle) {
+    if (handle == nullptr || handle->CloseOrKeep()) return true;
+    LogMessage(
+        "UnBlockIndexFileAccess_Notify: [Thread:%ld] was unable to release blockfile lock "
+        "for file %s. LastError=%ld\n",
+        {GetCurrentThreadId(), path, GetLastError()});
+    return false;
+}
+
+}  // namespace
+
+bool WaitForAccessToFile(const std::string& path, File* handle, bool keepHandle,
+                         std::uint32_t waitBeyondThreshold) {
+    ActivityBlockRule rule{path, waitBeyondThreshold != 0};
+    File block = WaitForBlockFile(path, rule);
+    if (!block.IsOpen()) return false;
+    if (keepHandle) {
+        *handle = std::move(block);
+    } else if (!block.CloseOrKeep()) {
+        LogMessage(
+            "WaitForAccessToFile: [Thread:%ld] was unable to release temporary blockfile "
+            "handle for file %s. LastError=%ld\n",
+            {GetCurrentThreadId(), path, GetLastError()});
+    }
+    return true;
+}
+
+UnblockResult UnBlockIndexFileAccess_Notify(const std::string& path, File* handle) {
+    CloseBlockHandle(path, handle);
+    const RetryOutcome outcome = RetryWhileRefused(
+        [&] { return RemoveFile(path); }, [] { return kRemoveRetries; }, GiveUpTest::AfterWait);
+    if (outcome == RetryOutcome::Done) return UnblockResult::Removed;
+    const DWORD error = GetLastError();
+    // A handle that would not close before may close now.
+    const bool wasOpen = handle != nullptr && handle->IsOpen();
+    const bool closed = CloseBlockHandle(path, handle);
+    if (outcome == RetryOutcome::Gone) {
+        return error == ERROR_FILE_NOT_FOUND ? UnblockResult::AlreadyGone : UnblockResult::Failed;
+    }
+    if (wasOpen && closed) {
+        LogMessage(
+            "UnBlockIndexFileAccess_Notify: [Thread:%ld] released blockfile lock for file "
+            "%s\n",
+            {GetCurrentThreadId(), path});
+    }
+    return UnblockResult::Failed;
+}
+
+bool IsActivityLockingModeEnabled() {
+    static const bool enabled = RegistryDwordOr(kProductKey, "Activity Locking Mode", 0) == 1;
+    return enabled;
+}
+
+BlockFileLock::BlockFileLock(const std::string& path, bool keepHandle,
+                             std::uint32_t waitBeyondThreshold) {
+    Acquire(path, keepHandle, waitBeyondThreshold);
+}
+
+BlockFileLock::~BlockFileLock() {
+    Release();
+}
+
+void BlockFileLock::Acquire(const std::string& path, bool keepHandle,
+                            std::uint32_t waitBeyondThreshold) {
+    StoreField(path_, path);
+    if (WaitForAccessToFile(path_, &handle_, keepHandle, waitBeyondThreshold)) {
+        state_ = LockState::Held;
+        return;
+    }
+    LogMessage(
+        "TW-EXXXX: [Thread:%ld] Serious Error: BlockFileLock Activity notification handler "
+        "(WaitForAccessToFile) failed to obtain a lock on the blockfile (%s).\n",
+        {GetCurrentThreadId(), path_});
+}
+
+void BlockFileLock::Release() {
+    if (state_ != LockState::Held) return;
+    if (UnBlockIndexFileAccess_Notify(path_, &handle_) != UnblockResult::Failed) {
+        state_ = LockState::NotHeld;
+        return;
+    }
+    LogMessage(
+        "TW-EXXXX: [Thread:%ld] ERROR BlockFileLock: Activity notification handler was able "
+        "to obtain a lock to the file (%s) but was unable to gracefully unlock it.\n",
+        {GetCurrentThreadId(), path_});
+    state_ = LockState::ReleaseFailed;
+}
+
+}  // namespace tarnwick
