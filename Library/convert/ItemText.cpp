@@ -34,12 +34,12 @@ std::string ModifiedDate(PropertySource& source) {
     return seconds ? DateText(FileTimeOfSeconds(*seconds)) : std::string();
 }
 
-const char* ClassWord(std::int32_t sensitivity) {
+const char* WordOfSensitivity(std::int32_t sensitivity) {
     if (sensitivity == 0) return "PUBLIC";
     return sensitivity == 1 || sensitivity == 2 ? "PRIVATE" : "CONFIDENTIAL";
 }
 
-const char* StatusWord(std::int32_t status) {
+const char* WordOfStatus(std::int32_t status) {
     switch (status) {
         case 1:
             return "IN-PROCESS";
@@ -54,7 +54,7 @@ const char* StatusWord(std::int32_t status) {
     }
 }
 
-const char* PriorityWord(std::int32_t importance) {
+const char* WordOfImportance(std::int32_t importance) {
     if (importance == 0) return "9";
     return importance == 1 ? "5" : "1";
 }
@@ -76,6 +76,18 @@ std::string PercentText(PropertySource& source) {
 }
 
 }  // namespace
+
+std::string ClassWord(PropertySource& source) {
+    return Word(source, property::kSensitivity, WordOfSensitivity);
+}
+
+std::string StatusWord(PropertySource& source) {
+    return Word(source, property::kStatus, WordOfStatus);
+}
+
+std::string PriorityWord(PropertySource& source) {
+    return Word(source, property::kImportance, WordOfImportance);
+}
 
 std::string EventText(PropertySource& source) {
     std::string text = CalendarBeginning() + "BEGIN:VEVENT\r\n";
@@ -103,11 +115,11 @@ std::string TaskText(PropertySource& source) {
     };
     line("UID:", source.TextOr(property::kItemId));
     dateLine("DUE:", TaskDate(source, property::kDueDate));
-    line("CLASS:", Word(source, property::kSensitivity, ClassWord));
+    line("CLASS:", ClassWord(source));
     line("LAST-MODIFIED:", ModifiedDate(source));
     line("PERCENT-COMPLETE:", PercentText(source));
-    line("STATUS:", Word(source, property::kStatus, StatusWord));
-    line("PRIORITY:", Word(source, property::kImportance, PriorityWord));
+    line("STATUS:", StatusWord(source));
+    line("PRIORITY:", PriorityWord(source));
     dateLine("DTSTART:", TaskDate(source, property::kTaskStart));
     line("DESCRIPTION:", source.TextOr(property::kBody));
     line("SUMMARY:", source.TextOr(property::kSubject));

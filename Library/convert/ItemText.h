@@ -22,6 +22,11 @@ std::string EventText(PropertySource& source);
 // A VCALENDAR with one VTODO. DUE and DTSTART are left out without a date; there is no recurrence.
 std::string TaskText(PropertySource& source);
 
+// The values of a task's CLASS, STATUS and PRIORITY; empty when their properties are missing.
+std::string ClassWord(PropertySource& source);
+std::string StatusWord(PropertySource& source);
+std::string PriorityWord(PropertySource& source);
+
 // A vCard 2.1 of name, nickname and preferred e-mail address.
 std::string ContactText(PropertySource& source);
 

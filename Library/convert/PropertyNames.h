@@ -35,7 +35,8 @@ inline constexpr const char* kPatternEndDate = "PR_BNP_PatternEndDate";
 inline constexpr const char* kRecurrenceDayOfMonth = "PR_BNP_RecurrenceDayOfMonth";
 inline constexpr const char* kRecurrenceMonth = "PR_BNP_RecurrenceMonthOfYear";
 
-// Contacts.
+// Contacts. The display name is read and not written.
+inline constexpr const char* kDisplayName = "PR_DISPLAY_NAME";
 inline constexpr const char* kSurname = "PR_SURNAME";
 inline constexpr const char* kGivenName = "PR_GIVEN_NAME";
 inline constexpr const char* kMiddleName = "PR_MIDDLE_NAME";

@@ -1,0 +1,57 @@
+// BEGIN and END: the components that property lines stand in.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "common/Text.h"
+#include "Library/convert/ContentLines.h"
+#include "Library/convert/ReadProblem.h"
+
+namespace tarnwick {
+
+// A component whose BEGIN has been read.
+struct OpenComponent {
+    std::string name;
+    std::size_t line = 0;
+
+    bool Is(std::string_view other) const { return EqualsIgnoreCase(name, other); }
+};
+
+// The component that a line begins; nothing when it is another line.
+std::optional<OpenComponent> BeginningOf(const ContentLine& line);
+
+// Whether a line is the END of `open`. Throws ReadFailure for the END of something else.
+bool IsEndOf(const ContentLine& line, const OpenComponent& open);
+
+// Throws ReadFailure for bytes that are no text: those with a NUL among them.
+void RequireText(std::string_view text);
+
+// A short form of file text that is fit to be shown.
+std::string Excerpt(std::string_view text);
+
+// The next line of an open component. Throws ReadFailure when the text ends before it.
+ContentLine NextLineIn(ContentLines& lines, const OpenComponent& open);
+
+// Passes over an open component and what is in it, whatever its lines are. Throws ReadFailure for
+// components that do not end, end in the wrong order or are nested deeper than any real ones.
+void SkipComponent(ContentLines& lines, OpenComponent open);
+
+// Reads an open component to its END: `onChild` gets each component begun in it, which it must
+// read to its end, and `onLine` each property line. Throws ReadFailure for a line that is neither.
+template <typename OnChild, typename OnLine>
+void ReadComponent(ContentLines& lines, const OpenComponent& open, OnChild onChild, OnLine onLine) {
+    for (;;) {
+        const ContentLine line = NextLineIn(lines, open);
+        if (IsEndOf(line, open)) return;
+        if (const auto child = BeginningOf(line)) {
+            onChild(*child);
+        } else if (line.name.empty()) {
+            throw ReadFailure(line.number, "the line is not a property");
+        } else {
+            onLine(line);
+        }
+    }
+}
+
+}  // namespace tarnwick

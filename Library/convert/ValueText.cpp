@@ -1,0 +1,77 @@
+#include "Library/convert/ValueText.h"
+
+#include "common/Scan.h"
+#include "Library/convert/ContentLines.h"
+
+namespace tarnwick {
+namespace {
+
+int HexDigit(char digit) {
+    if (digit >= '0' && digit <= '9') return digit - '0';
+    if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
+    if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
+    return -1;
+}
+
+// What a backslash and this byte stand for; empty when they stand for themselves.
+std::string_view Escaped(char byte, Escapes escapes) {
+    if (byte == ';') return ";";
+    if (escapes == Escapes::Old) return {};
+    if (byte == 'n' || byte == 'N') return "\r\n";
+    if (byte == ',') return ",";
+    return byte == '\\' ? "\\" : std::string_view();
+}
+
+}  // namespace
+
+std::string DecodeQuotedPrintable(std::string_view value) {
+    std::string decoded;
+    std::size_t from = 0;
+    for (std::size_t at = FindByte(value, '='); at != kNotFound; at = FindByte(value, '=', from)) {
+        decoded.append(value, from, at - from);
+        const int high = at + 1 < value.size() ? HexDigit(value[at + 1]) : -1;
+        const int low = at + 2 < value.size() ? HexDigit(value[at + 2]) : -1;
+        const bool isPair = high >= 0 && low >= 0;
+        decoded += isPair ? static_cast<char>(high * 16 + low) : '=';
+        from = at + (isPair ? 3 : 1);
+    }
+    return decoded.append(value, from);
+}
+
+std::string Unescape(std::string_view value, Escapes escapes) {
+    if (escapes == Escapes::None) return std::string(value);
+    std::string text;
+    std::size_t from = 0;
+    for (std::size_t at = FindByte(value, '\\'); at != kNotFound && at + 1 < value.size();
+         at = FindByte(value, '\\', from)) {
+        const std::string_view meant = Escaped(value[at + 1], escapes);
+        text.append(value, from, at - from);
+        text += meant.empty() ? value.substr(at, 2) : meant;
+        from = at + 2;
+    }
+    return text.append(value, from);
+}
+
+std::string TextOfValue(std::string_view value, std::string_view parameters, Escapes escapes) {
+    if (!parameters.empty() && HasEncoding(parameters, "QUOTED-PRINTABLE")) {
+        return Unescape(DecodeQuotedPrintable(value), escapes);
+    }
+    return Unescape(value, escapes);
+}
+
+std::string EscapeText(std::string_view text) {
+    std::string escaped;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const char byte = text[at];
+        if (byte == '\r' && at + 1 < text.size() && text[at + 1] == '\n') continue;
+        if (byte == '\n') {
+            escaped += "\\n";
+            continue;
+        }
+        if (byte == '\\' || byte == ',' || byte == ';') escaped += '\\';
+        escaped += byte;
+    }
+    return escaped;
+}
+
+}  // namespace tarnwick

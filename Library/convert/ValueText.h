@@ -1,0 +1,27 @@
+// Property values as texts: the encodings and escapes under which they travel.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tarnwick {
+
+enum class Escapes {
+    None,    // the text stands as it is
+    Modern,  // RFC 5545 and RFC 6350: \n and \N are line breaks; \\ \, \; their second byte
+    Old,     // vCalendar 1.0 and vCard 2.1: \; is a semicolon
+};
+
+// Decodes quoted-printable (RFC 2045); a "=" that begins no hexadecimal pair stays.
+std::string DecodeQuotedPrintable(std::string_view value);
+
+// Resolves escapes; line breaks become CR LF. A backslash before any other byte stays.
+std::string Unescape(std::string_view value, Escapes escapes);
+
+// The value of a line as text. Bytes are not converted, whatever the parameter CHARSET says.
+std::string TextOfValue(std::string_view value, std::string_view parameters, Escapes escapes);
+
+// Escapes a text so that it reads back the same under Escapes::Modern (line breaks as CR LF).
+std::string EscapeText(std::string_view text);
+
+}  // namespace tarnwick

@@ -1,0 +1,235 @@
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "Library/convert/CalendarDate.h"
+#include "Library/convert/CalendarFileText.h"
+#include "Library/convert/ContactReader.h"
+#include "Library/convert/ItemText.h"
+#include "Library/convert/PropertyNames.h"
+#include "Library/convert/RecurrenceRule.h"
+#include "tests/Library/convert/ItemDescription.h"
+
+namespace tarnwick {
+namespace {
+
+constexpr int kRounds = 3000;
+
+bool SameProperties(const ItemPropertyContainer& left, const ItemPropertyContainer& right) {
+    if (left.size() != right.size()) return false;
+    for (const auto& property : left) {
+        const PropertyValue* other = right.Find(property.name);
+        if (other == nullptr || *other != property.value) return false;
+    }
+    return true;
+}
+
+// Items such as the store holds: what is set is what the texts can carry.
+class Generator {
+  public:
+    explicit Generator(const char* alphabet) : alphabet_(alphabet) {}
+
+    int Below(int limit) { return std::uniform_int_distribution<int>(0, limit - 1)(random_); }
+
+    void MaybeText(ItemPropertyContainer& item, const char* name) {
+        if (Below(4) == 0) return;
+        std::string text;
+        const int length = 1 + Below(Below(8) == 0 ? 300 : 12);
+        while (static_cast<int>(text.size()) < length) {
+            const char byte =
+                alphabet_[static_cast<std::size_t>(Below(static_cast<int>(alphabet_.size())))];
+            text += byte == '\n' && breaksArePairs_ ? "\r\n" : std::string(1, byte);
+        }
+        item.Set(name, text);
+    }
+    void MaybeDate(ItemPropertyContainer& item, const char* name) {
+        if (Below(4) == 0) return;
+        item.Set(name, Date());
+    }
+    void MaybeNumber(ItemPropertyContainer& item, const char* name, std::int32_t number) {
+        if (Below(4) != 0) item.Set(name, number);
+    }
+    // Any second of the 800 years from 1601.
+    std::uint64_t Date() {
+        return std::uniform_int_distribution<std::uint64_t>(0, 25'245'000'000)(random_) *
+               10'000'000;
+    }
+    std::int32_t Number() {
+        return static_cast<std::int32_t>(static_cast<std::uint32_t>(random_()));
+    }
+    void BreaksArePairs() { breaksArePairs_ = true; }
+
+  private:
+    std::mt19937 random_{5545};
+    std::string alphabet_;
+    bool breaksArePairs_ = false;
+};
+
+void AddRecurrence(Generator& generator, ItemPropertyContainer& item) {
+    static constexpr std::int32_t kTypes[] = {0, 1, 2, 3, 5, 6};
+    const std::int32_t type = kTypes[generator.Below(6)];
+    const bool onWeekday = type == 3 || type == 6;
+    std::int32_t days = type == 2 || type == 5 ? 0 : generator.Below(128);
+    if (onWeekday && days == 0) days = 1;
+    // A weekly rule of all working days has lost its interval, a yearly one never has any.
+    std::int32_t interval = type >= 5 ? 0 : generator.Below(5);
+    if (type == 1 && days == kMondayToFriday) interval = 1;
+    if (type == 0 && days == kMondayToFriday && interval == 0) interval = 2;
+    static constexpr std::int32_t kInstances[] = {-1, 1, 2, 3, 4, 5};
+    item.Set(property::kIsRecurring, 1);
+    item.Set(property::kRecurrenceType, type);
+    item.Set(property::kRecurrenceInterval, interval);
+    item.Set(property::kRecurrenceDays, days);
+    item.Set(property::kRecurrenceInstance, days == 0 ? -1 : kInstances[generator.Below(6)]);
+    item.Set(property::kRecurrenceDayOfMonth, type == 2 || type == 3 ? generator.Below(32) : 0);
+    item.Set(property::kRecurrenceMonth, type >= 5 ? generator.Below(13) : 0);
+    const bool ends = generator.Below(2) == 0;
+    item.Set(property::kNoEndDate, ends ? 0 : 1);
+    if (!ends) return;
+    item.Set(property::kOccurrences, generator.Below(100));
+    item.Set(property::kPatternEndDate, generator.Date());
+}
+
+CalendarItem MakeEvent(Generator& generator) {
+    CalendarItem event;
+    event.kind = ItemKind::Event;
+    ItemPropertyContainer& item = event.properties;
+    generator.MaybeDate(item, property::kEventStart);
+    generator.MaybeDate(item, property::kEventEnd);
+    for (const char* name :
+         {property::kAppointmentUid, property::kLocation, property::kBody, property::kSubject}) {
+        generator.MaybeText(item, name);
+    }
+    if (generator.Below(2) == 0) AddRecurrence(generator, item);
+    generator.MaybeNumber(item, property::kModifiedDate, generator.Number());
+    return event;
+}
+
+CalendarItem MakeTask(Generator& generator) {
+    static constexpr std::int32_t kSensitivities[] = {0, 2, 3};
+    CalendarItem task;
+    task.kind = ItemKind::Task;
+    ItemPropertyContainer& item = task.properties;
+    for (const char* name : {property::kItemId, property::kBody, property::kSubject}) {
+        generator.MaybeText(item, name);
+    }
+    generator.MaybeDate(item, property::kDueDate);
+    generator.MaybeDate(item, property::kTaskStart);
+    generator.MaybeNumber(item, property::kSensitivity, kSensitivities[generator.Below(3)]);
+    generator.MaybeNumber(item, property::kStatus, 1 + generator.Below(4));
+    generator.MaybeNumber(item, property::kImportance, generator.Below(3));
+    generator.MaybeNumber(item, property::kModifiedDate, generator.Number());
+    if (generator.Below(2) == 0) item.Set(property::kPercentComplete, generator.Below(401) / 4.0);
+    return task;
+}
+
+void CheckOwnText(CalendarItem& item, int round) {
+    const bool isEvent = item.kind == ItemKind::Event;
+    const std::string text = isEvent ? EventText(item.properties) : TaskText(item.properties);
+    const CalendarReading reading = ReadCalendarText(text);
+    ASSERT_EQ(std::nullopt, reading.failure) << round << "\n" << text;
+    ASSERT_EQ(1U, reading.items.size()) << round;
+    ASSERT_EQ(item.kind, reading.items[0].kind) << round;
+    ASSERT_TRUE(SameProperties(item.properties, reading.items[0].properties))
+        << round << "\n"
+        << text << testing::Describe(reading.items[0].properties);
+}
+
+TEST(RoundTrip, EventsAndTasksReadBackToTheSameProperties) {
+    Generator generator("ab :;,\\\"=\r\n\t\xE9");
+    for (int round = 0; round < kRounds; ++round) {
+        CalendarItem event = MakeEvent(generator);
+        CheckOwnText(event, round);
+        CalendarItem task = MakeTask(generator);
+        CheckOwnText(task, round);
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST(RoundTrip, WhatIsLost) {
+    // Parts of a second, a sensitivity of 1, an importance above 2, digits of the percentage.
+    ItemPropertyContainer task;
+    task.Set(property::kDueDate, std::uint64_t{133'540'924'287'654'321});
+    task.Set(property::kSensitivity, 1);
+    task.Set(property::kImportance, 7);
+    task.Set(property::kPercentComplete, 33.33333333);
+    EXPECT_EQ("SENSITIVITY=2\nPercentComplete=33.333300\nIMPORTANCE=2\nDueDate=20240305T060708\n",
+              testing::Describe(ReadCalendarText(TaskText(task)).items.at(0).properties));
+}
+
+// Drops what the standard does not allow: the second end of a rule.
+void KeepOneEnd(ItemPropertyContainer& item) {
+    if (item.Number(property::kNoEndDate) != 0) return;
+    ItemPropertyContainer kept;
+    const bool counted = item.NumberOr(property::kOccurrences, 0) > 0;
+    const std::string_view dropped = counted ? property::kPatternEndDate : property::kOccurrences;
+    for (const auto& property : item) {
+        if (property.name != dropped) kept.Set(property.name.data(), property.value);
+    }
+    item = kept;
+}
+
+TEST(RoundTrip, CalendarFilesReadBackToTheSameProperties) {
+    Generator generator("ab :;,\\\"=\n\t\xC3\xA9");
+    generator.BreaksArePairs();
+    std::vector<CalendarItem> items;
+    for (int round = 0; round < kRounds; ++round) {
+        items.push_back(round % 2 == 0 ? MakeEvent(generator) : MakeTask(generator));
+        CalendarItem& item = items.back();
+        KeepOneEnd(item.properties);
+        // An event without an end of its own would get its start's.
+        if (item.kind == ItemKind::Event)
+            item.properties.Set(property::kEventEnd, generator.Date());
+        if (item.properties.Double(property::kPercentComplete)) {
+            item.properties.Set(property::kPercentComplete, double(generator.Below(101)));
+        }
+    }
+    const std::string text = CalendarFileText(items, generator.Date());
+    const CalendarReading reading = ReadCalendarText(text);
+    ASSERT_EQ(std::nullopt, reading.failure);
+    ASSERT_EQ(items.size(), reading.items.size());
+    for (std::size_t number = 0; number < items.size(); ++number) {
+        ASSERT_TRUE(SameProperties(items[number].properties, reading.items[number].properties))
+            << testing::Describe(items[number].properties) << "---\n"
+            << testing::Describe(reading.items[number].properties);
+    }
+}
+
+TEST(CalendarFileText, IsEscapedAndFolded) {
+    CalendarItem item;
+    item.properties.Set(property::kSubject,
+                        std::string(67, 'x') + "\xC3\xA9" + std::string(74, 'y'));
+    item.properties.Set(property::kBody, "a,b;c\\d\r\ne\nf:g");
+    item.properties.Set(property::kEventStart, std::uint64_t{133'540'924'280'000'000});
+    item.properties.Set(property::kIsRecurring, 1);
+    item.properties.Set(property::kOccurrences, 0);
+    item.properties.Set(property::kPatternEndDate, std::uint64_t{133'540'956'000'000'000});
+    EXPECT_EQ(
+        "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Tarnwick//Calendar Export//EN\r\n"
+        "BEGIN:VEVENT\r\nDTSTAMP:16010101T000000Z\r\nDTSTART:20240305T060708Z\r\n"
+        "SUMMARY:" +
+            std::string(67, 'x') + "\r\n \xC3\xA9" + std::string(72, 'y') +
+            "\r\n yy\r\n"
+            "DESCRIPTION:a\\,b\\;c\\\\d\\ne\\nf:g\r\n"
+            "RRULE:FREQ=DAILY;UNTIL=20240305T070000Z\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n",
+        CalendarFileText({&item, 1}, 0));
+}
+
+TEST(RoundTrip, ContactsReadBackToTheSameProperties) {
+    Generator generator("ab :,\"=@\t\xE9");
+    for (int round = 0; round < kRounds; ++round) {
+        ItemPropertyContainer contact;
+        for (const char* name : {property::kSurname, property::kGivenName, property::kMiddleName,
+                                 property::kNamePrefix, property::kGeneration, property::kNickname,
+                                 property::kEmailAddress}) {
+            generator.MaybeText(contact, name);
+        }
+        const ContactReading reading = ReadContactText(ContactText(contact));
+        ASSERT_EQ(std::nullopt, reading.failure) << ContactText(contact);
+        ASSERT_EQ(1U, reading.contacts.size());
+        ASSERT_TRUE(SameProperties(contact, reading.contacts[0])) << ContactText(contact);
+    }
+}
+
+}  // namespace
+}  // namespace tarnwick
