@@ -84,7 +84,7 @@ std::vector<PlacedEntry> FindEntries(const MailboxStore& store, const Selection&
     if (!found.empty()) return found;
     const std::string where = calendars.size() == 1
                                   ? "calendar " + calendars.front()
-                                  : std::to_string(calendars.size()) + " calendars";
+                                  : Counted(calendars.size(), "calendar", "calendars");
     throw Refusal("no entry \"" + id + "\" in " + where + " of " + store.Owner().Text() +
                   "; the command list shows the entries there are");
 }

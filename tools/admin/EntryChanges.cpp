@@ -55,7 +55,9 @@ std::string Quoted(const std::string& id) {
 
 void AddNew(const MailboxStore& store, const PlacedEntry& placed) {
     if (store.Add(placed.calendar, placed.entry)) return;
-    if (store.Get(placed.calendar, placed.entry.id)) {
+    // Looking for the entry in a blocked calendar would wait as long again.
+    const bool blocked = BlockNotice(store.Owner(), placed.calendar).has_value();
+    if (!blocked && store.Get(placed.calendar, placed.entry.id)) {
         throw Refusal("calendar " + placed.calendar + " has an entry " + Quoted(placed.entry.id) +
                       " already; edit or remove that one, or take another ID");
     }
@@ -217,7 +219,7 @@ void RemoveEverything(const MailboxStore& store, const RemoveOptions& options,
         if (!store.RemoveAll(calendar)) throw Refusal(ExplainRefusal(store.Owner(), calendar));
     }
     if (context.json) return PrintEntries(entries, context);
-    Print("removed " + std::to_string(entries.size()) + " entries\n");
+    Print("removed " + Counted(entries.size(), "entry", "entries") + "\n");
 }
 
 void Remove(const RemoveOptions& options, const Context& context) {

@@ -46,6 +46,10 @@ std::string EntryTable(const std::vector<PlacedEntry>& entries) {
     return table;
 }
 
+std::string Counted(std::size_t count, const std::string& one, const std::string& many) {
+    return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
 std::string EntryJson(const PlacedEntry& entry) {
     return Dump(ToJson(entry));
 }

@@ -17,6 +17,9 @@ struct PlacedEntry {
 // One line an entry in columns under a heading; nothing at all for no entries.
 std::string EntryTable(const std::vector<PlacedEntry>& entries);
 
+// "1 entry", "2 entries".
+std::string Counted(std::size_t count, const std::string& one, const std::string& many);
+
 // Texts must be UTF-8; what is not is replaced.
 std::string EntryJson(const PlacedEntry& entry);
 std::string EntryListJson(const std::vector<PlacedEntry>& entries);

@@ -33,9 +33,9 @@ std::string ReadExisting(const MailboxStore& store, const std::string& name) {
 
 void PrintResult(const char* result, const ItemOptions& options, std::size_t size,
                  const Context& context) {
-    const std::string bytes = std::to_string(size);
     if (!context.json) {
-        return Print(std::string(result) + " " + options.name + ", " + bytes + " bytes\n");
+        return Print(std::string(result) + " " + options.name + ", " +
+                     Counted(size, "byte", "bytes") + "\n");
     }
     const nlohmann::ordered_json json{
         {"result", result}, {"item", ToUtf8(options.name)}, {"size", size}};

@@ -116,6 +116,8 @@ std::optional<std::vector<std::string>> MailboxStore::Scan(const std::string& pr
 }
 
 void MailboxStore::WriteItem(const std::string& name, std::string_view file) const {
+    // Only the calls for entries make the Calendar folder in which items lie too.
+    HasEntries(name);
     AppointmentItemRecord record = ItemRecordFor(mailbox_, name);
     StoreField(record.data, file.substr(0, kWriteSize));
     AppointmentItemWriteFirstChunk(&record);

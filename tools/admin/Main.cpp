@@ -23,6 +23,27 @@ void RegisterCommands(CLI::App& app, Context& context) {
     }
 }
 
+// "tarnwick-admin item put": as far as the command line was understood.
+std::string CommandPath(const CLI::App& app) {
+    const auto chosen = app.get_subcommands();
+    if (chosen.empty()) return app.get_name();
+    return app.get_name() + " " + CommandPath(*chosen.front());
+}
+
+ExitStatus ExplainUsage(const CLI::App& app, const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) {  // the help or the version was asked for
+        app.exit(error);
+        return ExitStatus::Done;
+    }
+    const std::vector<std::string> unknown = app.remaining(true);
+    const bool noCommand = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+    const std::string problem = noCommand && !unknown.empty()
+                                    ? "\"" + unknown.front() + "\" is not known here"
+                                    : std::string(error.what());
+    Note(problem + "; see " + CommandPath(app) + " --help");
+    return ExitStatus::WrongUsage;
+}
+
 ExitStatus Run(int count, char** arguments) {
     Context context;
     CLI::App app("Looks after the calendars of mailboxes.", "tarnwick-admin");
@@ -31,7 +52,7 @@ ExitStatus Run(int count, char** arguments) {
         app.parse(count, arguments);
         return ExitStatus::Done;
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? ExitStatus::Done : ExitStatus::WrongUsage;
+        return ExplainUsage(app, error);
     } catch (const Failure& failure) {
         Note(failure.what());
         return failure.Status();

@@ -33,12 +33,12 @@ std::string AtLine(const NumberedEntry& numbered) {
 void ImportExisting(const MailboxStore& store, const std::string& calendar,
                     const NumberedEntry& numbered, bool replace, ImportCounts& counts) {
     const Entry& entry = numbered.entry;
-    const auto existing = store.Get(calendar, entry.id);
-    const bool blocked = !existing || (replace && !store.Edit(calendar, entry.id, entry));
-    if (blocked) {
+    const bool blocked = BlockNotice(store.Owner(), calendar).has_value();
+    const bool existing = !blocked && store.Get(calendar, entry.id).has_value();
+    if (!existing || (replace && !store.Edit(calendar, entry.id, entry))) {
         throw Refusal(AtLine(numbered) + ExplainRefusal(store.Owner(), calendar) + ". " +
-                      std::to_string(counts.added + counts.replaced) +
-                      " entries were imported before it");
+                      Counted(counts.added + counts.replaced, "entry was", "entries were") +
+                      " imported before it");
     }
     if (replace) {
         ++counts.replaced;
@@ -84,8 +84,7 @@ void Import(const ImportOptions& options, const Context& context) {
     const ImportCounts counts = ImportEntries(store, entries, options);
     PrintCounts(counts, context);
     if (counts.refused == 0) return;
-    throw Refusal(std::to_string(counts.refused) + " of " + std::to_string(entries.size()) +
-                  " entries were refused");
+    throw Refusal(Counted(counts.refused, "entry was", "entries were") + " refused");
 }
 
 void RegisterImport(CLI::App& app, const Context& context) {
@@ -125,7 +124,8 @@ void Export(const ExportOptions& options, const Context& context) {
     std::string lines;
     for (const PlacedEntry& placed : entries) lines += FormatEntryLine(placed.entry, style);
     WriteOutput(options.file, lines);
-    if (options.file != "-") Print("exported " + std::to_string(entries.size()) + " entries\n");
+    if (options.file != "-")
+        Print("exported " + Counted(entries.size(), "entry", "entries") + "\n");
 }
 
 void RegisterExport(CLI::App& app, const Context& context) {

@@ -1,0 +1,338 @@
+#!/usr/bin/env python3
+"""Runs tarnwick-admin.exe as a person would: tables of command lines with what must come back.
+
+usage: admin_tool_tests.py SOURCE_DIR BINARY_DIR GROUP
+
+The rows of a group run in their order in a mail store of their own; the Wine prefix, whose registry
+names that store, belongs to these tests alone (one group at a time).
+"""
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+
+SOURCE, BINARY, GROUP = sys.argv[1:4]
+PREFIX = pathlib.Path(SOURCE) / "build" / "wine-tools"
+WORK = pathlib.Path(BINARY) / "tools-tests" / GROUP
+ROOT = WORK / "postoffices"
+FOLDER = ROOT / "sales" / "MAILROOT" / "anna" / "Calendar"
+PRODUCT_KEY = r"HKLM\SOFTWARE\Wow6432Node\Tarnwick\Tarnwick"
+PROVIDERS_KEY = r"HKLM\SOFTWARE\Tarnwick\Tarnwick\Providers"
+DAY = "1740787200\t1740873599\t"  # 2025-03-01
+failures = []
+
+
+def wine(*arguments, stdin=b""):
+    environment = dict(os.environ, TARNWICK_PREFIX=str(PREFIX))
+    command = ["bash", f"{SOURCE}/script/wine", *map(str, arguments)]
+    return subprocess.run(command, input=stdin, capture_output=True, env=environment)
+
+
+def windows_path(path):
+    return "Z:" + str(path).replace("/", "\\")
+
+
+def set_value(key, name, value, kind="REG_SZ"):
+    wine("reg", "add", key, "/v", name, "/t", kind, "/d", value, "/f")
+
+
+def delete_value(key, name):
+    wine("reg", "delete", key, "/v", name, "/f")
+
+
+def check(row, what, got, wanted):
+    if got != wanted:
+        failures.append(row)
+        print(f"FAILED {row}: {what}\n  wanted {repr(wanted):.600}\n  got    {repr(got):.600}")
+
+
+def run(arguments, status=0, out=None, error="", stdin=b""):
+    """One row. `out` is the whole of standard output, `error` a part of standard error; without a
+    text there, there must be nothing at all."""
+    row = "tarnwick-admin " + " ".join(repr(a) if " " in a or not a else a for a in arguments)
+    done = wine(f"{BINARY}/bin/tarnwick-admin.exe", *arguments, stdin=stdin)
+    check(row, "exit status", done.returncode, status)
+    got_error = done.stderr.decode("latin-1")
+    if not error or error not in got_error:
+        check(row, "standard error", got_error, error)
+    if out is not None:
+        check(row, "standard output", done.stdout, out if isinstance(out, bytes) else out.encode())
+    return done.stdout
+
+
+def check_file(name, wanted):
+    path = FOLDER / name
+    check(name, "content", path.read_bytes() if path.exists() else None, wanted)
+
+
+def check_names(pattern, wanted):
+    check(pattern, "files", sorted(path.name for path in FOLDER.glob(pattern)), wanted)
+
+
+def table(*rows):
+    width = max(8, *(len(row[0]) for row in rows)) + 2
+    lines = [("CALENDAR", "START", "END", "ID"), *rows]
+    return "".join(f"{a:<{width}}{b:<22}{c:<22}{d}\n" for a, b, c, d in lines)
+
+
+def entries():
+    review = ("Y25M03D01", "2025-03-01T09:30:00Z", "2025-03-01T10:00:00Z", "Review")
+    run(["list", "sales/anna"], error="no entries", out="")
+    run(["add", "sales/anna", "Review", "--start", "2025-03-01T09:30Z", "--end", "1740823200"],
+        out='added "Review" to Y25M03D01\n')
+    check_file("Y25M03D01.CAL", b"1740821400\t1740823200\tReview")
+    run(["add", "sales/anna", "REVIEW", "--on", "2025-03-01"], 1, "", "already")
+    check_file("Y25M03D01.CAL", b"1740821400\t1740823200\tReview")
+    run(["get", "sales/anna", "review"], out=table(review))
+    # The buckets of several days, months and years, and a calendar of a name of its own.
+    for name, start, end, bucket in (("Fair", "2025-03-03", "2025-03-07", "Y25M03"),
+                                     ("Spring", "2025-03-01", "2025-05-31", "Y25"),
+                                     ("Winter", "2005-12-01", "2006-02-28", "Y"),
+                                     ("Old", "2005-03-01", "2005-04-01", "Y5"),
+                                     ("Before", "-1", "-1", "Y-31M12D31"),
+                                     ("First", "-2147483648", "-2147483648", "Y-99M12D13"),
+                                     ("Last", "2147483647", "2147483647", "Y38M01D19")):
+        run(["add", "sales/anna", name, "--start", start, "--end", end],
+            out=f'added "{name}" to {bucket}\n')
+    run(["add", "sales/anna", "Own", "--on", "2025-03-01", "--calendar", "Own Days"],
+        out='added "Own" to Own Days\n')
+    listed = run(["--json", "list", "sales/anna"])
+    check("list", "calendars", [e["calendar"] for e in json.loads(listed)],
+          ["Y", "Y-99M12D13", "Y-31M12D31", "Y5", "Y25", "Y25M03", "Y25M03D01", "Y38M01D19"])
+    run(["list", "sales/anna", "--day", "2025-03-01"], out=table(review))
+    fair = ("Y25M03", "2025-03-03T00:00:00Z", "2025-03-07T00:00:00Z", "Fair")
+    run(["list", "sales/anna", "--month", "2025-03"], out=table(fair, review))
+    run(["list", "sales/anna", "--year", "2024"], error="no entries", out="")
+    run(["list", "sales/anna", "--calendar", "None"], 1, "", 'no calendar "None"')
+    run(["get", "sales/anna", "Own"], 1, "", 'no entry "Own" in 8 calendars')
+    # A new date moves an entry; a calendar that is named keeps it.
+    run(["edit", "sales/anna", "review", "--end", "2025-03-01T11:00Z", "--id", "Review 2"],
+        out='changed "Review" in Y25M03D01\n')
+    check_file("Y25M03D01.CAL", b"1740821400\t1740826800\tReview 2")
+    run(["edit", "sales/anna", "Review 2", "--on", "2025-03-02", "--json"], out=(
+        '{\n  "result": "moved",\n  "calendar": "Y25M03D02",\n  "id": "Review 2",\n'
+        '  "start": 1740873600,\n  "end": 1740959999,\n  "startTime": "2025-03-02T00:00:00Z",\n'
+        '  "endTime": "2025-03-02T23:59:59Z"\n}\n'))
+    check_names("Y25M03D0*.CAL", ["Y25M03D02.CAL"])
+    run(["edit", "sales/anna", "Own", "--calendar", "Own Days", "--on", "2025-06-01"],
+        out='changed "Own" in Own Days\n')
+    check_file("Own Days.CAL", b"1748736000\t1748822399\tOwn")
+    run(["edit", "sales/anna", "Nobody", "--end", "5"], 1, "", 'no entry "Nobody"')
+    run(["add", "sales/anna", "Second", "--on", "2025-03-02"], out='added "Second" to Y25M03D02\n')
+    run(["edit", "sales/anna", "Second", "--id", "REVIEW 2"], 1, "", "already")
+    run(["add", "sales/anna", "Second", "--on", "2025-03-05"], out='added "Second" to Y25M03D05\n')
+    run(["remove", "sales/anna", "Second"], 1, "", "several calendars have an entry")
+    run(["edit", "sales/anna", "Second", "--day", "2025-03-05", "--on", "2025-03-02"], 1, "",
+        "already")
+    run(["remove", "sales/anna", "Second", "--day", "2025-03-05"],
+        out='removed "Second" from Y25M03D05\n')
+    check_names("Y25M03D05.*", ["Y25M03D05.BAK"])
+    run(["remove", "sales/anna", "Second", "--day", "2025-03-05"], 1, "", 'no entry "Second"')
+    run(["remove", "sales/anna", "--all", "--month", "2025-03"], out="removed 3 entries\n")
+    check_names("Y25M03*.CAL", [])
+    run(["remove", "sales/anna", "--all", "--calendar", "Own Days"], out="removed 1 entry\n")
+    check_names("Own*.CAL", [])
+
+
+def transfers():
+    year = pathlib.Path(SOURCE, "examples", "year-2026.tsv").read_bytes()
+    lines = [line for line in year.splitlines(keepends=True) if not line.startswith(b"#")]
+    done = wine(f"{BINARY}/bin/tarnwick-admin.exe", "import", "sales/anna",
+                f"{SOURCE}/examples/year-2026.tsv")
+    check("import", "output", done.stdout, b"added %d, replaced 0, refused 0\n" % len(lines))
+    check("import", "progress lines", done.stderr.count(b"import: "), 10)
+    exported = run(["export", "sales/anna", "--iso"])
+    check("export --iso", "lines", sorted(exported.splitlines(keepends=True)), sorted(lines))
+    own_lines = run(["export", "sales/anna"])
+    run(["import", "sales/ben", "--quiet"], stdin=own_lines,
+        out="added %d, replaced 0, refused 0\n" % len(lines))
+    check("export of the copy", "lines", run(["export", "sales/ben"]), own_lines)
+    copies = ROOT / "sales" / "MAILROOT" / "ben" / "Calendar"
+    check("calendars of the copy", "bytes",
+          {path.name: path.read_bytes() for path in copies.glob("*.CAL")},
+          {path.name: path.read_bytes() for path in FOLDER.glob("*.CAL")})
+    new = (DAY + "one\r\n\r\n# note\r\n" + DAY + "two\r\n").encode()
+    run(["import", "sales/anna", "-", "--calendar", "Own"], stdin=new,
+        out="added 2, replaced 0, refused 0\n")
+    check_file("Own.CAL", (DAY + "one\r\n" + DAY + "two").encode())
+    run(["import", "sales/anna", "--calendar", "Own"], 1, stdin=(f"1\t2\tTWO\n{DAY}three").encode(),
+        out="added 1, replaced 0, refused 1\n", error='line 1: calendar Own has an entry "TWO"')
+    run(["--json", "import", "sales/anna", "--calendar", "Own", "--replace"],
+        stdin=b"1\t2\tTWO\n5\t6\tfour", out='{"added":1,"replaced":1,"refused":0}\n')
+    wanted = DAY + "one\n1\t2\tTWO\n" + DAY + "three\n5\t6\tfour"
+    check_file("Own.CAL", wanted.replace("\n", "\r\n").encode())
+    run(["export", "sales/anna", "--calendar", "Own"], out=wanted + "\n")
+    run(["import", "sales/anna", "--calendar", "Own"], 1, "", "line 2: there are fewer than two tabs",
+        stdin=b"7\t8\tfive\n7 8 six\n")
+    check_file("Own.CAL", wanted.replace("\n", "\r\n").encode())
+    run(["export", "sales/anna", windows_path(WORK / "own.tsv"), "--calendar", "Own"],
+        out="exported 4 entries\n")
+    check("own.tsv", "content", (WORK / "own.tsv").read_bytes(), (wanted + "\n").encode())
+    run(["export", "sales/anna", "--calendar", "None"], 1, "", 'no calendar "None"')
+    run(["export", "sales/anna", "--json"], 2, "", "list --json")
+    run(["import", "sales/anna", windows_path(WORK / "none.tsv")], 1, "", "cannot be read")
+    run(["export", "sales/anna", windows_path(WORK / "none" / "x.tsv")], 1, "", "cannot be written")
+
+
+def items():
+    text = b"".join(b"line %03d of the agenda of the review of last year\n" % n for n in range(400))
+    check("the text", "size", len(text), 20000)
+    run(["item", "put", "sales/anna", "review.txt"], stdin=text,
+        out="written review.txt, 20000 bytes\n")
+    filler = b"\x16"
+    check_file("review.txt", text[:8192] + filler + text[8192:16384] + filler + text[16384:])
+    run(["item", "get", "sales/anna", "review.txt"], out=text)
+    run(["item", "size", "sales/anna", "review.txt"], out="20000\n")
+    run(["item", "size", "sales/anna", "review.txt", "--json"],
+        out='{"result":"found","item":"review.txt","size":20000}\n')
+    for size in (0, 1, 8192, 8193, 16384, 16385):
+        run(["item", "put", "sales/anna", "sized.txt"], stdin=text[:size])
+        run(["item", "get", "sales/anna", "sized.txt"], out=text[:size])
+    # Without fillers the file is as given, and the reader loses the bytes between its chunks.
+    run(["item", "put", "sales/anna", "raw.txt", "--raw"], stdin=text,
+        out="written raw.txt, 20000 bytes\n")
+    check_file("raw.txt", text)
+    lost = text[:8192] + text[8193:16385] + text[16386:]
+    run(["item", "get", "sales/anna", "raw.txt"], 1, lost, "its byte at offset 8192")
+    run(["item", "size", "sales/anna", "raw.txt"], out="19998\n")
+    run(["item", "put", "sales/anna", "binary.txt"], 1, "", "offset 3 is NUL", stdin=b"abc\0def")
+    check_names("binary.txt", [])
+    kept = windows_path(WORK / "kept.txt")
+    run(["item", "get", "sales/anna", "review.txt", kept], out="")
+    check("kept.txt", "content", (WORK / "kept.txt").read_bytes(), text)
+    run(["item", "put", "sales/anna", "again.txt", kept], out="written again.txt, 20000 bytes\n")
+    (FOLDER / "folder.txt").mkdir()
+    run(["item", "put", "sales/anna", "folder.txt"], 1, "", "not written as it should be",
+        stdin=b"x")
+    run(["item", "delete", "sales/anna", "review.txt"], out="deleted review.txt, 20000 bytes\n")
+    check_names("review*", [])
+    for command in ("get", "size", "delete"):
+        run(["item", command, "sales/anna", "review.txt"], 1, "", "no item review.txt")
+    for name in ("Y25.CAL", "_CHANGE.DTY", "x.blk", "..\\x.txt", "nul"):
+        run(["item", "put", "sales/anna", name], 2, "", "the item name", stdin=b"x")
+
+
+def overviews():
+    lines = (DAY + "one\n" + DAY + "two\n2025-03-14\t2025-03-14\tthree\n"
+             "2025-03-03\t2025-03-05\tseveral days\n2025-04-01\t2025-04-01\tfour\n")
+    run(["import", "sales/anna"], stdin=lines.encode(), out="added 5, replaced 0, refused 0\n")
+    grid = ("March 2025  sales/anna\n\n"
+            "week |  Mo   Tu   We   Th   Fr   Sa   Su\n"
+            "-----+-----------------------------------\n"
+            "   9 |                          [ 1]   2\n"
+            "  10 |   3    4    5    6    7    8    9\n"
+            "  11 |  10   11   12   13  [14]  15   16\n"
+            "  12 |  17   18   19   20   21   22   23\n"
+            "  13 |  24   25   26   27   28   29   30\n"
+            "  14 |  31\n\n"
+            "[ ] busy: 2 of 31 days\n")
+    run(["freebusy", "sales/anna", "2025-03"], out=grid)
+    day = ("2025-03-01T00:00:00Z", "2025-03-01T23:59:59Z")
+    run(["freebusy", "sales/anna", "2025-03", "--entries"], out=grid + "\n" + table(
+        ("Y25M03", "2025-03-03T00:00:00Z", "2025-03-05T00:00:00Z", "several days"),
+        ("Y25M03D01", *day, "one"), ("Y25M03D01", *day, "two"),
+        ("Y25M03D14", "2025-03-14T00:00:00Z", "2025-03-14T00:00:00Z", "three")))
+    run(["freebusy", "sales/anna", "2025-03", "--json"],
+        out='{"month":"2025-03","busyDays":[1,14]}\n')
+    run(["freebusy", "sales/anna", "2025-05", "--json"],
+        out='{"month":"2025-05","busyDays":[]}\n')
+    counted = "Y25M03\t1\nY25M03D01\t2\nY25M03D14\t1\n"
+    run(["calendars", "sales/anna"], out=counted + "Y25M04D01\t1\n")
+    run(["calendars", "sales/anna", "--month", "2025-03"], out=counted)
+    run(["calendars", "sales/anna", "--day", "2025-04-01", "--json"],
+        out='[\n  {\n    "calendar": "Y25M04D01",\n    "entries": 1\n  }\n]\n')
+    (FOLDER / "Own.CAL").write_bytes(b"1\t2\tthree")
+    (FOLDER / "Y25M03D31.CAL").write_bytes(b"")
+    run(["calendars", "sales/anna"], out=counted + "Y25M03D31\t0\nY25M04D01\t1\n",
+        error='names of their own, which --calendar reaches: "Own"')
+    # Text in the code page of the machine (Windows-1252 here) is UTF-8 in JSON.
+    (FOLDER / "Own.CAL").write_bytes(b"1\t2\tB\xfcro")
+    listed = json.loads(run(["list", "sales/anna", "--calendar", "Own", "--json"]))
+    check("list --json", "ID", listed[0]["id"], "B\u00fcro")
+
+
+def usage():
+    for arguments, part in (
+            ([], "--help"), (["sing"], '"sing" is not known here'), (["list"], "mailbox is required"),
+            (["list", "anna"], "postoffice/mailbox"), (["list", "sales/.."], '".."'),
+            (["list", "sales/a\\b"], "holds one of"), (["list", "sales/anna", "more"], "more"),
+            (["list", "sales/anna", "--day", "1 March"], "is no day"),
+            (["list", "sales/anna", "--month", "2025-3"], "is no month"),
+            (["list", "sales/anna", "--year", "25"], "is no year"),
+            (["list", "sales/anna", "--day", "2025-03-01", "--year", "2025"], "at most 1"),
+            (["list", "sales/anna", "--calendar", "a\\b"], "holds one of"),
+            (["add", "sales/anna", "x"], "needs --start"),
+            (["add", "sales/anna", "x", "--start", "noon"], "is no time"),
+            (["add", "sales/anna", "x", "--start", "2147483648"], "is no time"),
+            (["add", "sales/anna", "x", "--start", "5", "--end", "4"], "lies before the start"),
+            (["add", "sales/anna", "x", "--on", "2025-03-01", "--start", "5"], "excludes"),
+            (["add", "sales/anna", "", "--start", "5"], "is empty"),
+            (["add", "sales/anna", "i" * 64, "--start", "5"], "longer than 63"),
+            (["add", "sales/anna", "a\tb", "--start", "5"], "holds a tab"),
+            (["edit", "sales/anna", "x"], "nothing to change"),
+            (["edit", "sales/anna", "x", "--id", "a\tb"], "holds a tab"),
+            (["remove", "sales/anna"], "either the ID"), (["remove", "sales/anna", ""], "either"),
+            (["remove", "sales/anna", "x", "--all"], "either"),
+            (["remove", "sales/anna", "--all"], "--all needs"),
+            (["get", "sales/anna", ""], "is empty"),
+            (["item"], "item --help"), (["item", "put", "sales/anna"], "name is required"),
+            (["item", "get", "sales/anna", "x.txt", "--json"], "leave --json away"),
+            (["freebusy", "sales/anna", "March"], "is no month")):
+        run(arguments, 2, "", part)
+    check_names("*", [])
+    run(["--version"], out="1.0.0\n")
+    for command in (["add"], ["edit"], ["remove"], ["get"], ["list"], ["import"], ["export"],
+                    ["item"], ["item", "put"], ["item", "get"], ["item", "size"],
+                    ["item", "delete"], ["freebusy"], ["calendars"]):
+        text = run([*command, "--help"]).decode()
+        check(" ".join(command), "examples in its help",
+              f"\n  tarnwick-admin {' '.join(command)}" in text, True)
+
+
+def refusals():
+    run(["list", "sales/carl"], 1, "", r"sales\MAILROOT\carl does not exist. Create it")
+    run(["list", "shop/anna"], 1, "", r"shop\MAILROOT\anna does not exist. Create it")
+    # A block file that no writer takes away: a writer waits (here as short as it can) and gives up,
+    # a reader waits and takes the block file away.
+    for name in ("Write Wait Timeout", "UnBlock Timeout", "Read Wait Timeout"):
+        set_value(PROVIDERS_KEY, name, "0", "REG_DWORD")
+    FOLDER.mkdir()
+    block = FOLDER / "Y25M03D01.BLK"
+    block.write_bytes(b"")
+    os.utime(block, (os.stat(block).st_mtime - 200, os.stat(block).st_mtime - 200))
+    refused = "is blocked: " + windows_path(block) + " has been there for 3 min 2"
+    run(["add", "sales/anna", "x", "--on", "2025-03-01"], 1, error=refused)
+    run(["import", "sales/anna", "--quiet"], 1, stdin=f"2025-03-02\t2025-03-02\ty\n{DAY}x".encode(),
+        error="delete the file and try again. 1 entry was imported before it")
+    check("the block file", "is there", block.exists(), True)
+    (FOLDER / "Y25M03D01.CAL").write_bytes((DAY + "x").encode())
+    run(["list", "sales/anna", "--day", "2025-03-01"], error="; waiting", out=table(
+        ("Y25M03D01", "2025-03-01T00:00:00Z", "2025-03-01T23:59:59Z", "x")))
+    check("the block file", "is there", block.exists(), False)
+    for name in ("Write Wait Timeout", "UnBlock Timeout", "Read Wait Timeout"):
+        delete_value(PROVIDERS_KEY, name)
+    # Nothing can be written where the calendar's replacement should go.
+    (FOLDER / "Y25M03D01.TMP").mkdir()
+    run(["add", "sales/anna", "z", "--on", "2025-03-01"], 1, "", "can be written")
+    # The settings: the data directory stands in for the mail root; without both there is no store.
+    delete_value(PRODUCT_KEY, "Mail Root")
+    run(["list", "sales/anna"], 1, "", "the mail root is not set. Set it with\n  reg add")
+    set_value(PRODUCT_KEY, "Data Directory", windows_path(WORK))
+    run(["list", "sales/anna", "--day", "2025-03-02"],
+        out=table(("Y25M03D02", "2025-03-02T00:00:00Z", "2025-03-02T00:00:00Z", "y")))
+    delete_value(PRODUCT_KEY, "Data Directory")
+
+
+def main():
+    shutil.rmtree(WORK, ignore_errors=True)
+    for mailbox in ("anna", "ben"):
+        (ROOT / "sales" / "MAILROOT" / mailbox).mkdir(parents=True)
+    set_value(PRODUCT_KEY, "Mail Root", windows_path(ROOT))
+    {"entries": entries, "transfers": transfers, "items": items, "overviews": overviews,
+     "usage": usage, "refusals": refusals}[GROUP]()
+    return 1 if failures else 0
+
+
+sys.exit(main())
