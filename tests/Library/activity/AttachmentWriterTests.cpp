@@ -235,5 +235,22 @@ TEST(AttachmentWriter, AFailedReadOrWriteIsNeverComplete) {
     }
 }
 
+TEST(AttachmentWriter, RealMessagesKeepEverythingElse) {
+    const auto folder = testing::SharedDataFolder("messages");
+    if (!std::filesystem::exists(folder)) GTEST_SKIP() << "no real messages here";
+    int count = 0;
+    for (const auto& file : std::filesystem::directory_iterator(folder)) {
+        const std::string message = testing::ReadBytes(file.path());
+        for (const std::string& bytes : {message, OnDisk(message)}) {
+            const std::string after = Attach(bytes, kNothingGiven, "foo", 100);
+            EXPECT_TRUE(testing::SurvivesAttaching(bytes, after, kFooPart)) << file.path() << "\n"
+                                                                            << after;
+            EXPECT_NE(after.find(OnDisk(kFooPart)), std::string::npos) << file.path();
+        }
+        ++count;
+    }
+    EXPECT_GT(count, 10);
+}
+
 }  // namespace
 }  // namespace tarnwick
