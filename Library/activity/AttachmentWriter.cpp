@@ -20,6 +20,7 @@ constexpr std::size_t kBytesPerBase64Line = kBase64LineLength / 4 * 3;
 constexpr std::size_t kBase64LinesPerBlock = 512;
 
 constexpr std::string_view kBoundaryParameter = "boundary=";
+constexpr std::string_view kDashes = "--";
 
 bool IsContinuation(std::string_view line) {
     return !line.empty() && (line[0] == '\t' || line[0] == ' ');
@@ -37,12 +38,23 @@ std::optional<std::string> BoundaryIn(std::string_view line) {
     return std::string(rest.substr(0, quote != kNotFound ? quote : FindEither(rest, '\r', '\n')));
 }
 
+// The first `boundary`, in any case, with "--" behind it at or after `from`, or kNotFound. Dashes
+// are rarer in a message than whatever letter a boundary begins with, so they are looked for.
+std::size_t FindClosingText(std::string_view text, std::string_view boundary, std::size_t from) {
+    for (std::size_t at = FindText(text, kDashes, from + boundary.size()); at != kNotFound;
+         at = FindText(text, kDashes, at + 1)) {
+        const std::size_t start = at - boundary.size();
+        if (StartsWithIgnoreCase(text.substr(start), boundary)) return start;
+    }
+    return kNotFound;
+}
+
 // One message on its way from the old file to the new one.
 class AttachmentCopy {
   public:
     AttachmentCopy(ByteSource& message, const std::string& newBoundary, ByteSink& copy)
-        : lines_(message, kLineBufferSize),
-          copy_(copy, LineBreaks::CrLf),
+        : lines_(message, kLineBufferSize, FileMode::Text),
+          copy_(copy, FileMode::Text),
           newBoundary_(newBoundary) {}
 
     bool Run(const AttachmentRecord& part, std::string_view data) {
@@ -54,7 +66,7 @@ class AttachmentCopy {
         }
         WritePartHeader(part);
         WritePartBody(part, data);
-        Put({"\n", multipart_ ? closingLine_ : "--" + newBoundary_ + "--\n"});
+        WriteEnd();
         return copy_.Flush() && !lines_.Failed();
     }
 
@@ -73,11 +85,13 @@ class AttachmentCopy {
 
     void CopyHeader();
     Line CopyContentType(std::string_view line);
+    std::size_t FindClosingPiece(std::string_view pieces) const;
     void CopyPartsToClosingLine();
     void CopyBodyAsPreamble();
     void WritePartHeader(const AttachmentRecord& part);
     void WritePartBody(const AttachmentRecord& part, std::string_view data);
     void WriteBase64(std::string_view data);
+    void WriteEnd();
 
     PieceReader lines_;
     BlockWriter copy_;
@@ -96,7 +110,7 @@ void AttachmentCopy::CopyHeader() {
             line = CopyContentType(*line);
             continue;
         }
-        copy_.Write(*line);
+        copy_.Copy(*line);
         if (IsEmptyLine(*line)) return;
         line = NextLine();
     }
@@ -106,12 +120,12 @@ void AttachmentCopy::CopyHeader() {
 AttachmentCopy::Line AttachmentCopy::CopyContentType(std::string_view first) {
     multipart_ = multipart_ || FindText(first, "multipart/mixed") != kNotFound;
     contentType_ = first;
-    if (multipart_) copy_.Write(first);
+    if (multipart_) copy_.Copy(first);
     Line line = NextLine();
     for (; line && IsContinuation(*line); line = NextLine()) {
         contentType_ += *line;
         if (!multipart_) continue;
-        copy_.Write(*line);
+        copy_.Copy(*line);
         if (auto boundary = BoundaryIn(*line)) boundary_ = std::move(*boundary);
     }
     if (!multipart_) {
@@ -120,25 +134,53 @@ AttachmentCopy::Line AttachmentCopy::CopyContentType(std::string_view first) {
     return line;
 }
 
+// Where the piece begins that holds the closing delimiter, or kNotFound.
+std::size_t AttachmentCopy::FindClosingPiece(std::string_view pieces) const {
+    for (std::size_t at = FindClosingText(pieces, boundary_, 0); at != kNotFound;
+         at = FindClosingText(pieces, boundary_, at + 1)) {
+        // One that two pieces share is in neither.
+        const std::size_t start = lines_.StartOf(pieces, at);
+        if (lines_.StartOf(pieces, at + boundary_.size() + kDashes.size() - 1) == start) {
+            return start;
+        }
+    }
+    return kNotFound;
+}
+
 // A boundary that stood on the Content-Type line itself is not known here: the first line with "--"
 // then counts as the closing one. Callers know the outcome, so it stays.
 void AttachmentCopy::CopyPartsToClosingLine() {
-    const std::string closing = boundary_ + "--";
-    while (const Line line = lines_.NextPiece()) {
-        if (FindTextIgnoreCase(*line, closing) != kNotFound) {
-            closingLine_ = *line;
-            break;
-        }
-        copy_.Write(*line);
+    while (const Line pieces = lines_.NextPieces()) {
+        const std::size_t closing = FindClosingPiece(*pieces);
+        copy_.Copy(pieces->substr(0, closing));
+        if (closing == kNotFound) continue;
+        closingLine_ = lines_.FirstOf(pieces->substr(closing));
+        break;
     }
-    Put({"--", boundary_, "\n"});
+    Put({kDashes, boundary_, "\n"});
 }
 
 // The old body stays in front of the first boundary; the part that should hold it holds its field
 // and its last line only. Readers of these files are used to that.
 void AttachmentCopy::CopyBodyAsPreamble() {
-    while (const Line line = NextLine()) copy_.Write(*line);
-    Put({"--", newBoundary_, "\n", contentType_, "\n", lastLine_, "\n--", newBoundary_, "\n"});
+    while (const Line pieces = lines_.NextPieces()) {
+        copy_.Copy(*pieces);
+        lastLine_ = pieces->substr(lines_.StartOf(*pieces, pieces->size() - 1));
+    }
+    Put({kDashes, newBoundary_, "\n"});
+    copy_.Copy(contentType_);
+    Put({"\n"});
+    copy_.Copy(lastLine_);
+    Put({"\n--", newBoundary_, "\n"});
+}
+
+void AttachmentCopy::WriteEnd() {
+    Put({"\n"});
+    if (multipart_) {
+        copy_.Copy(closingLine_);
+    } else {
+        Put({kDashes, newBoundary_, "--\n"});
+    }
 }
 
 // The encoding that a part declares.
@@ -195,8 +237,7 @@ std::string BoundaryText(const Guid& guid) {
 
 bool CopyWithAttachment(ByteSource& message, const AttachmentRecord& part, std::string_view data,
                         const std::string& newBoundary, ByteSink& copy) {
-    TextModeSource text(message);
-    return AttachmentCopy(text, newBoundary, copy).Run(part, data);
+    return AttachmentCopy(message, newBoundary, copy).Run(part, data);
 }
 
 }  // namespace tarnwick

@@ -18,7 +18,7 @@ FieldRule* RuleFor(std::string_view line, std::span<FieldRule> rules) {
 
 void CopyLine(std::string_view line, FieldRule* rule, BlockWriter& copy) {
     if (rule != nullptr) rule->seen = true;
-    if (rule == nullptr || rule->fate == FieldFate::Keep) copy.Write(line);
+    if (rule == nullptr || rule->fate == FieldFate::Keep) copy.Copy(line);
     if (rule != nullptr && rule->fate == FieldFate::Replace) copy.Write(rule->line);
 }
 
@@ -42,7 +42,7 @@ bool CopyHeader(PieceReader& lines, std::span<FieldRule> rules, BlockWriter& cop
     while (const auto line = lines.NextPiece()) {
         if (IsEmptyLine(*line)) {
             AddMissing(rules, copy);
-            copy.Write(*line);
+            copy.Copy(*line);
             return true;
         }
         CopyLine(*line, RuleFor(*line, rules), copy);
@@ -52,12 +52,12 @@ bool CopyHeader(PieceReader& lines, std::span<FieldRule> rules, BlockWriter& cop
 
 CopyResult CopyMessage(ByteSource& message, const CopyRules& rules, std::span<FieldRule> fields,
                        ByteSink& sink) {
-    PieceReader lines(message, rules.lineBufferSize);
-    BlockWriter copy(sink);
+    PieceReader lines(message, rules.lineBufferSize, FileMode::Binary);
+    BlockWriter copy(sink, FileMode::Binary);
     const bool hadEmptyLine = CopyHeader(lines, fields, copy);
     if (lines.Failed()) return CopyResult::Failed;
     if (rules.onlyWhenSeen && !AnySeen(fields)) return CopyResult::NotWanted;
-    while (const auto block = lines.NextBlock()) copy.Write(*block);
+    while (const auto body = lines.NextPieces()) copy.Copy(*body);
     if (!hadEmptyLine && rules.addWithoutEmptyLine) AddMissing(fields, copy);
     return copy.Flush() && !lines.Failed() ? CopyResult::Complete : CopyResult::Failed;
 }

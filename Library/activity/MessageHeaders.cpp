@@ -151,9 +151,9 @@ bool HeaderHasField(const std::string& path, const Operation& operation, const c
         return false;
     }
     FileSource source(message);
-    PieceReader lines(source, operation.copy.lineBufferSize);
+    PieceReader lines(source, operation.copy.lineBufferSize, FileMode::Binary);
     NoSink nowhere;
-    BlockWriter copy(nowhere);
+    BlockWriter copy(nowhere, FileMode::Binary);
     FieldRule field{{key}, FieldFate::Keep, ""};
     CopyHeader(lines, {&field, 1}, copy);
     return field.seen;

@@ -13,81 +13,57 @@ constexpr char kTextEnd = '\x1a';
 
 }  // namespace
 
-std::optional<std::size_t> TextModeSource::Read(char* bytes, std::size_t size) {
-    while (position_ == block_.size()) {
-        if (ended_) return 0;
-        if (!FillBlock()) return std::nullopt;
-    }
-    const std::size_t count = std::min(size, block_.size() - position_);
-    std::memcpy(bytes, block_.data() + position_, count);
-    position_ += count;
-    return count;
-}
-
-bool TextModeSource::FillBlock() {
-    const std::size_t held = heldReturn_ ? 1 : 0;
-    block_.assign(held, '\r');
-    block_.resize(held + kStreamBlock);
-    const auto count = source_.Read(block_.data() + held, kStreamBlock);
-    block_.resize(held + count.value_or(0));
-    position_ = block_.size();
-    if (!count) return false;
-    position_ = 0;
-    ended_ = *count == 0 || FindByte(block_, kTextEnd) != kNotFound;
-    heldReturn_ = !ended_ && block_.back() == '\r';
-    if (heldReturn_) block_.pop_back();
-    DecodeTextMode(block_);
-    return true;
-}
-
-void BlockWriter::Write(std::string_view bytes) {
-    if (breaks_ == LineBreaks::CrLf) {
-        for (; !bytes.empty(); bytes.remove_prefix(std::min(bytes.size(), kStreamBlock))) {
-            AppendTextMode(gathered_, bytes.substr(0, kStreamBlock));
-            if (gathered_.size() >= kStreamBlock) Flush();
-        }
-    } else if (bytes.size() <= kStreamBlock - gathered_.size()) {
-        gathered_ += bytes;
-    } else {
-        Flush();
-        WriteThrough(bytes);
-    }
-}
-
-bool BlockWriter::Flush() {
-    WriteThrough(gathered_);
-    gathered_.clear();
-    return !failed_;
-}
-
-void BlockWriter::WriteThrough(std::string_view bytes) {
-    if (!failed_ && !bytes.empty()) failed_ = !sink_.Write(bytes);
-}
-
-PieceReader::PieceReader(ByteSource& source, std::size_t bufferSize)
-    : source_(source), pieceLimit_(bufferSize - 1), buffer_(kStreamBlock, '\0') {}
+PieceReader::PieceReader(ByteSource& source, std::size_t bufferSize, FileMode mode)
+    : source_(source), pieceLimit_(bufferSize - 1), mode_(mode), buffer_(kStreamBlock, '\0') {}
 
 std::optional<std::string_view> PieceReader::NextPiece() {
-    std::size_t searched = 0;
-    for (;;) {
-        const std::string_view unread = Unread().substr(0, pieceLimit_);
-        const std::size_t lineEnd = FindByte(unread, '\n', searched);
-        const bool whole = lineEnd != kNotFound || unread.size() == pieceLimit_;
-        searched = unread.size();
-        if (!whole && Refill()) continue;
-        if (unread.empty() || failed_) return std::nullopt;
-        // The view is taken afresh, as a refill in vain has moved the bytes.
-        const auto piece = Unread().substr(0, lineEnd == kNotFound ? searched : lineEnd + 1);
-        begin_ += piece.size();
-        return piece;
-    }
+    std::size_t length = PieceLength(Unread());
+    while (length == 0 && Refill()) length = PieceLength(Unread());
+    return Take(length);
 }
 
-std::optional<std::string_view> PieceReader::NextBlock() {
-    if (failed_ || (begin_ == end_ && !Refill())) return std::nullopt;
-    const std::string_view block = Unread();
-    begin_ = end_;
-    return block;
+std::optional<std::string_view> PieceReader::NextPieces() {
+    std::size_t length = WholePieces(Unread());
+    while (length == 0 && Refill()) length = WholePieces(Unread());
+    return Take(length);
+}
+
+// Without a length the stream ended before the piece did: what is left is the last one.
+std::optional<std::string_view> PieceReader::Take(std::size_t length) {
+    const std::string_view taken = Unread().substr(0, length == 0 ? kNotFound : length);
+    if (failed_ || taken.empty()) return std::nullopt;
+    begin_ += taken.size();
+    return taken;
+}
+
+std::string_view PieceReader::FirstOf(std::string_view pieces) const {
+    const std::size_t length = PieceLength(pieces);
+    return length == 0 ? pieces : pieces.substr(0, length);
+}
+
+std::size_t PieceReader::StartOf(std::string_view pieces, std::size_t position) const {
+    // Nothing stands before the first byte, so npos + 1 = 0 serves there too.
+    const std::size_t lineStart = pieces.substr(0, position).rfind('\n') + 1;
+    std::size_t offset = position - lineStart;
+    const bool pair = offset > 0 && pieces[position] == '\n' && pieces[position - 1] == '\r';
+    if (pair && mode_ == FileMode::Text) --offset;
+    return lineStart + offset / pieceLimit_ * pieceLimit_;
+}
+
+std::size_t PieceReader::PieceLength(std::string_view unread) const {
+    // A pair counts once, so its LF may stand one byte farther.
+    const std::size_t reach = pieceLimit_ + (mode_ == FileMode::Text ? 1 : 0);
+    const std::size_t lineEnd = FindByte(unread.substr(0, reach), '\n');
+    if (lineEnd == kNotFound) return unread.size() < reach ? 0 : pieceLimit_;
+    const bool fits = lineEnd < pieceLimit_ || unread[lineEnd - 1] == '\r';
+    return fits ? lineEnd + 1 : pieceLimit_;
+}
+
+std::size_t PieceReader::WholePieces(std::string_view unread) const {
+    const std::size_t lineEnd = unread.rfind('\n');
+    if (lineEnd != kNotFound) return lineEnd + 1;
+    // The last byte may be the CR of a pair, which then belongs to the piece before it.
+    return unread.empty() ? 0 : (unread.size() - 1) / pieceLimit_ * pieceLimit_;
 }
 
 bool PieceReader::Refill() {
@@ -97,9 +73,54 @@ bool PieceReader::Refill() {
     begin_ = 0;
     const auto count = source_.Read(buffer_.data() + end_, buffer_.size() - end_);
     failed_ = !count;
-    ended_ = count.value_or(0) == 0;
-    end_ += count.value_or(0);
-    return !ended_;
+    const std::string_view read(buffer_.data() + end_, count.value_or(0));
+    const std::size_t textEnd = mode_ == FileMode::Text ? FindByte(read, kTextEnd) : kNotFound;
+    const std::size_t added = std::min(textEnd, read.size());
+    ended_ = added < read.size() || read.empty();
+    end_ += added;
+    return added != 0;
+}
+
+void BlockWriter::Write(std::string_view text) {
+    if (mode_ == FileMode::Binary) return Gather(text);
+    for (; !text.empty(); text.remove_prefix(std::min(text.size(), kStreamBlock))) {
+        AppendTextMode(gathered_, text.substr(0, kStreamBlock));
+        if (gathered_.size() >= kStreamBlock) Flush();
+    }
+}
+
+void BlockWriter::Copy(std::string_view pieces) {
+    std::size_t from = 0;
+    if (mode_ == FileMode::Text) {
+        // Only an LF without a CR before it is not yet as it would be written.
+        for (std::size_t at = FindByte(pieces, '\n'); at != kNotFound;
+             at = FindByte(pieces, '\n', at + 1)) {
+            if (at > 0 && pieces[at - 1] == '\r') continue;
+            Gather(pieces.substr(from, at - from));
+            Gather("\r\n");
+            from = at + 1;
+        }
+    }
+    Gather(pieces.substr(from));
+}
+
+bool BlockWriter::Flush() {
+    WriteThrough(gathered_);
+    gathered_.clear();
+    return !failed_;
+}
+
+void BlockWriter::Gather(std::string_view bytes) {
+    if (gathered_.size() < kStreamBlock && bytes.size() <= kStreamBlock - gathered_.size()) {
+        gathered_ += bytes;
+    } else {
+        Flush();
+        WriteThrough(bytes);
+    }
+}
+
+void BlockWriter::WriteThrough(std::string_view bytes) {
+    if (!failed_ && !bytes.empty()) failed_ = !sink_.Write(bytes);
 }
 
 }  // namespace tarnwick

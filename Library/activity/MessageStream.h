@@ -1,5 +1,5 @@
-// Message files as streams of blocks: nothing here holds more than a block of a message, so that
-// memory does not grow with it.
+// Message files as streams: nothing here holds more than a few blocks of a message, so that memory
+// does not grow with it.
 #pragma once
 
 #include <cstddef>
@@ -26,76 +26,75 @@ class ByteSink {
     virtual bool Write(std::string_view bytes) = 0;
 };
 
-// What the C runtime's text mode makes of `source`, block by block: CR LF pairs become LF, other
-// CRs stay, and a Ctrl-Z ends the text.
-class TextModeSource : public ByteSource {
+// The modes of the C runtime. In text mode a CR LF pair on disk is one LF to the reader, a Ctrl-Z
+// ends the file, and each LF is written as a pair.
+enum class FileMode { Binary, Text };
+
+// Cuts a stream into the pieces that fgets with a buffer of fixed size returns: up to and including
+// the next LF, at most `bufferSize` - 1 bytes. A longer line comes in several pieces, and whoever
+// reads header lines takes each piece for a line of its own. Bytes are kept whole, NULs too.
+//
+// In text mode a pair counts as the one byte that it is to the reader and is never cut, but pieces
+// are given as they lie on disk: what is only copied need not be decoded and encoded again.
+class PieceReader {
   public:
-    explicit TextModeSource(ByteSource& source) : source_(source) {}
-    std::optional<std::size_t> Read(char* bytes, std::size_t size) override;
+    // `bufferSize` counts the terminator; 2 to kStreamBlock / 2.
+    PieceReader(ByteSource& source, std::size_t bufferSize, FileMode mode);
+
+    // The next piece, good until the next call; nothing at the end or after a failed read.
+    std::optional<std::string_view> NextPiece();
+    // The next pieces, as many as are at hand, in one; nothing as above.
+    std::optional<std::string_view> NextPieces();
+    // Whether the pieces ended because a read failed.
+    bool Failed() const { return failed_; }
+
+    // Within `pieces` that one call gave: the first of them, and where the one begins that holds
+    // the byte at `position`.
+    std::string_view FirstOf(std::string_view pieces) const;
+    std::size_t StartOf(std::string_view pieces, std::size_t position) const;
 
   private:
-    bool FillBlock();
+    // Length of the first piece; 0 when more bytes are needed to tell.
+    std::size_t PieceLength(std::string_view unread) const;
+    // Length of all pieces that are surely whole.
+    std::size_t WholePieces(std::string_view unread) const;
+    // Moves the unread bytes to the front and reads behind them; false when none came.
+    bool Refill();
+    std::optional<std::string_view> Take(std::size_t length);
+    std::string_view Unread() const { return {buffer_.data() + begin_, end_ - begin_}; }
 
     ByteSource& source_;
-    std::string block_;  // decoded, from position_ on still to be handed out
-    std::size_t position_ = 0;
-    bool heldReturn_ = false;  // the last byte read was a CR that may begin a pair
+    std::size_t pieceLimit_;
+    FileMode mode_;
+    std::string buffer_;
+    std::size_t begin_ = 0;
+    std::size_t end_ = 0;
     bool ended_ = false;
-};
-
-enum class LineBreaks {
-    AsWritten,  // binary mode
-    CrLf        // text mode: each LF becomes a CR LF pair
+    bool failed_ = false;
 };
 
 // Gathers small writes to `sink` into blocks. The first failure lasts: what is written after it is
 // dropped.
 class BlockWriter {
   public:
-    explicit BlockWriter(ByteSink& sink, LineBreaks breaks = LineBreaks::AsWritten)
-        : sink_(sink), breaks_(breaks) {}
+    BlockWriter(ByteSink& sink, FileMode mode) : sink_(sink), mode_(mode) {}
     BlockWriter(const BlockWriter&) = delete;
     BlockWriter& operator=(const BlockWriter&) = delete;
 
-    void Write(std::string_view bytes);
+    // Writes a text of one's own.
+    void Write(std::string_view text);
+    // Writes pieces that a reader of the same mode gave.
+    void Copy(std::string_view pieces);
     // Hands on what is gathered; true when everything written so far arrived.
     bool Flush();
 
   private:
+    void Gather(std::string_view bytes);
     void WriteThrough(std::string_view bytes);
 
     ByteSink& sink_;
-    LineBreaks breaks_;
+    FileMode mode_;
     std::string gathered_;
-    bool failed_ = false;
-};
-
-// Cuts a stream into the pieces that fgets with a buffer of fixed size returns: up to and including
-// the next LF, at most `bufferSize` - 1 bytes. A longer line comes in several pieces, and whoever
-// reads header lines takes each piece for a line of its own. Bytes are kept whole, NULs too.
-class PieceReader {
-  public:
-    // `bufferSize` counts the terminator; 2 to kStreamBlock.
-    PieceReader(ByteSource& source, std::size_t bufferSize);
-
-    // The next piece, good until the next call; nothing at the end or after a failed read.
-    std::optional<std::string_view> NextPiece();
-    // What was read but not handed out yet, or else the next block; nothing as above.
-    std::optional<std::string_view> NextBlock();
-    // Whether the pieces ended because a read failed.
-    bool Failed() const { return failed_; }
-
-  private:
-    // Moves the unread bytes to the front and reads behind them; false at the end.
-    bool Refill();
-    std::string_view Unread() const { return {buffer_.data() + begin_, end_ - begin_}; }
-
-    ByteSource& source_;
-    std::size_t pieceLimit_;
-    std::string buffer_;
-    std::size_t begin_ = 0;
-    std::size_t end_ = 0;
-    bool ended_ = false;
     bool failed_ = false;
 };
 

@@ -23,112 +23,122 @@ std::vector<std::string> TextsOf(const std::string& alphabet, std::size_t length
     return texts;
 }
 
-std::string ReadAll(ByteSource& source, std::size_t size) {
-    std::string all;
-    std::string block(size, '\0');
-    while (const auto count = source.Read(block.data(), size)) {
-        if (*count == 0) break;
-        all.append(block, 0, *count);
-    }
-    return all;
-}
-
-std::vector<std::string> PiecesOf(ByteSource& source, std::size_t bufferSize) {
+std::vector<std::string> PiecesOf(ByteSource& source, std::size_t bufferSize, FileMode mode) {
     std::vector<std::string> pieces;
-    PieceReader reader(source, bufferSize);
+    PieceReader reader(source, bufferSize, mode);
     while (const auto piece = reader.NextPiece()) pieces.emplace_back(*piece);
     return pieces;
 }
 
-TEST(TextModeSource, AgreesWithTheWholeTextAtEverySplit) {
-    for (const std::string& text : TextsOf("a\r\n\x1a", 6)) {
-        for (const std::size_t chunk : {1U, 2U, 3U, 6U}) {
-            TextSource bytes(text, chunk);
-            TextModeSource source(bytes);
-            ASSERT_EQ(ReadAll(source, 3), Decoded(text)) << text << " by " << chunk;
+// The same pieces, taken as many at a time as there are.
+std::vector<std::string> PiecesInOneOf(ByteSource& source, std::size_t bufferSize, FileMode mode) {
+    std::vector<std::string> all;
+    PieceReader reader(source, bufferSize, mode);
+    while (auto pieces = reader.NextPieces()) {
+        for (std::size_t at = 0; at < pieces->size(); at += all.back().size()) {
+            all.emplace_back(reader.FirstOf(pieces->substr(at)));
+            EXPECT_EQ(reader.StartOf(*pieces, at), at);
+            EXPECT_EQ(reader.StartOf(*pieces, at + all.back().size() - 1), at);
         }
     }
+    return all;
 }
 
-TEST(TextModeSource, JoinsAPairThatABlockCuts) {
-    for (const std::size_t before : {kStreamBlock - 2, kStreamBlock - 1, kStreamBlock}) {
-        for (const char* tail : {"\r\nb", "\r", "\rb", "\r\r\n", "\r\x1a"}) {
-            const std::string text = std::string(before, 'a') + tail;
-            TextSource bytes(text);
-            TextModeSource source(bytes);
-            ASSERT_EQ(ReadAll(source, kStreamBlock), Decoded(text)) << before << tail;
+// What fgets gives of a whole text; a binary one, or a decoded one.
+std::vector<std::string> PiecesOfText(const std::string& text, std::size_t bufferSize) {
+    std::vector<std::string> pieces;
+    LineReader whole(text, bufferSize);
+    while (const auto piece = whole.NextPiece()) pieces.emplace_back(*piece);
+    return pieces;
+}
+
+void ExpectPiecesAtEverySplit(const std::string& text, FileMode mode) {
+    for (const std::size_t bufferSize : {2U, 3U, 5U, 1024U}) {
+        if (text.size() > bufferSize * 1000) continue;  // no end of pieces
+        const auto expected =
+            PiecesOfText(mode == FileMode::Text ? Decoded(text) : text, bufferSize);
+        for (const std::size_t chunk : {std::size_t{1}, std::size_t{3}, kStreamBlock}) {
+            for (const bool inOne : {false, true}) {
+                TextSource source(text, chunk);
+                auto pieces = (inOne ? PiecesInOneOf : PiecesOf)(source, bufferSize, mode);
+                for (std::string& piece : pieces) {
+                    if (mode == FileMode::Text) piece = Decoded(piece);
+                }
+                ASSERT_EQ(pieces, expected) << text.substr(0, 9) << " into " << bufferSize
+                                            << ", reads of " << chunk << (inOne ? " in one" : "");
+            }
         }
     }
 }
 
 TEST(PieceReader, AgreesWithTheWholeTextAtEverySplit) {
     using namespace std::string_literals;
-    std::vector<std::string> texts = TextsOf("a\n\0"s, 7);
-    texts.push_back(std::string(kStreamBlock - 1, 'x') + "\n\nyy\n" + std::string(70000, 'z'));
-    for (const std::string& text : texts) {
-        for (const std::size_t bufferSize : {2U, 3U, 5U, 1024U}) {
-            std::vector<std::string> expected;
-            LineReader whole(text, bufferSize);
-            while (const auto piece = whole.NextPiece()) expected.emplace_back(*piece);
-            for (const std::size_t chunk : {std::size_t{1}, std::size_t{3}, kStreamBlock}) {
-                TextSource source(text, chunk);
-                ASSERT_EQ(PiecesOf(source, bufferSize), expected)
-                    << text.substr(0, 9) << bufferSize;
-            }
-        }
+    for (const std::string& text : TextsOf("a\n\0"s, 5)) {
+        ExpectPiecesAtEverySplit(text, FileMode::Binary);
     }
+    ExpectPiecesAtEverySplit(
+        std::string(kStreamBlock - 1, 'x') + "\n\nyy\n" + std::string(70000, 'z'),
+        FileMode::Binary);
 }
 
-TEST(PieceReader, GivesTheRestInBlocksAfterAnyPiece) {
-    const std::string text = "one\ntwo\nthree" + std::string(2 * kStreamBlock, 'x');
-    for (const std::size_t chunk : {std::size_t{5}, kStreamBlock}) {
-        for (int count = 0; count < 5; ++count) {
-            TextSource source(text, chunk);
-            PieceReader reader(source, 8);
-            std::string seen;
-            for (int piece = 0; piece < count; ++piece) seen += reader.NextPiece().value();
-            while (const auto block = reader.NextBlock()) seen += *block;
-            ASSERT_TRUE(seen == text) << chunk << " after " << count;
+TEST(PieceReader, AgreesWithTheDecodedTextAtEverySplit) {
+    for (const std::string& text : TextsOf("a\r\n\x1a", 5)) {
+        ExpectPiecesAtEverySplit(text, FileMode::Text);
+    }
+    for (const std::size_t before : {1021U, 1022U, 1023U, 1024U, 65534U, 65535U, 65536U}) {
+        for (const char* tail : {"\r\nb", "\r", "\rb", "\r\r\n", "\r\x1a"}) {
+            ExpectPiecesAtEverySplit(std::string(before, 'a') + tail, FileMode::Text);
         }
     }
 }
 
 TEST(PieceReader, TellsAFailedReadFromTheEnd) {
-    for (const std::size_t goodReads : {0U, 1U, 2U}) {
+    for (const std::size_t goodReads : {0U, 1U, 2U, 3U}) {
         TextSource source("one\ntwo", 4, goodReads);
-        PieceReader reader(source, 100);
+        PieceReader reader(source, 100, FileMode::Binary);
         while (reader.NextPiece()) {
         }
-        EXPECT_TRUE(reader.Failed()) << goodReads;
-        EXPECT_FALSE(reader.NextBlock()) << goodReads;
+        EXPECT_EQ(reader.Failed(), goodReads < 3) << goodReads;
+        EXPECT_FALSE(reader.NextPieces()) << goodReads;
     }
-    TextSource whole("one\ntwo", 4);
-    PieceReader reader(whole, 100);
-    while (reader.NextPiece()) {
-    }
-    EXPECT_FALSE(reader.Failed());
 }
 
-TEST(BlockWriter, WritesEverythingInOrderAndNotMoreThanItNeeds) {
-    for (const LineBreaks breaks : {LineBreaks::AsWritten, LineBreaks::CrLf}) {
+TEST(BlockWriter, WritesEverythingInOrder) {
+    for (const FileMode mode : {FileMode::Binary, FileMode::Text}) {
         TextSink sink;
-        BlockWriter writer(sink, breaks);
+        BlockWriter writer(sink, mode);
         std::string expected;
         for (const std::size_t size :
              {std::size_t{0}, std::size_t{1}, kStreamBlock - 1, kStreamBlock, kStreamBlock + 1,
               std::size_t{7}, 5 * kStreamBlock}) {
             const std::string text = std::string(size, 'x') + "\n";
             writer.Write(text);
-            expected += breaks == LineBreaks::CrLf ? OnDisk(text) : text;
+            expected += mode == FileMode::Text ? OnDisk(text) : text;
         }
         EXPECT_TRUE(writer.Flush());
         EXPECT_TRUE(sink.text == expected);
     }
 }
 
+TEST(BlockWriter, CopiesWhatWasReadAsItsModeWritesIt) {
+    for (const std::string& text : TextsOf("a\r\n", 6)) {
+        TextSink binary;
+        BlockWriter verbatim(binary, FileMode::Binary);
+        verbatim.Copy(text);
+        ASSERT_TRUE(verbatim.Flush());
+        ASSERT_EQ(binary.text, text);
+
+        TextSink sink;
+        BlockWriter writer(sink, FileMode::Text);
+        writer.Copy(text);
+        ASSERT_TRUE(writer.Flush());
+        ASSERT_EQ(sink.text, OnDisk(Decoded(text))) << text;
+    }
+}
+
 TEST(BlockWriter, GathersNoMoreThanABlockOfABigText) {
     TextSink sink;
-    BlockWriter writer(sink, LineBreaks::CrLf);
+    BlockWriter writer(sink, FileMode::Text);
     writer.Write(std::string(10 * kStreamBlock, '\n'));
     EXPECT_TRUE(writer.Flush());
     EXPECT_EQ(sink.text.size(), 20 * kStreamBlock);
@@ -137,7 +147,7 @@ TEST(BlockWriter, GathersNoMoreThanABlockOfABigText) {
 
 TEST(BlockWriter, AFailureLasts) {
     TextSink sink(1);
-    BlockWriter writer(sink);
+    BlockWriter writer(sink, FileMode::Binary);
     for (int block = 0; block < 4; ++block) writer.Write(std::string(kStreamBlock, 'x'));
     EXPECT_FALSE(writer.Flush());
     EXPECT_FALSE(writer.Flush());
