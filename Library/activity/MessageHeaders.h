@@ -13,8 +13,7 @@
 
 namespace tarnwick {
 
-// Gives the message one flags field that reads `flags`; with `dropUid` removes its identifier.
-// Always 1.
+// Sets the flags field to `flags`; with `dropUid` removes every identifier line. Always 1.
 int SetMessageTempFlags(std::string_view directory, std::string_view name, std::string_view flags,
                         bool dropUid);
 
