@@ -60,9 +60,8 @@ bool IsOrphan(DWORD error, const std::string& path) {
 
 }  // namespace
 
-std::string IndexBlockPath(const std::string& folder, int folderType) {
-    return FormatPath(folderType == kGroupFolderType ? "%s\\_groups.blk" : "%s\\_index.blk",
-                      {folder});
+std::string IndexBlockPath(const std::string& folder, std::uint32_t folderType) {
+    return FormatPath(folderType == kGroupsFolder ? "%s\\_groups.blk" : "%s\\_index.blk", {folder});
 }
 
 File WaitForAccessToIndexFileEx(const std::string& path) {

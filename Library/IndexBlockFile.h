@@ -5,14 +5,13 @@
 #include <string>
 
 #include "common/Files.h"
+#include "Library/FolderFiles.h"
 
 namespace tarnwick {
 
-inline constexpr int kGroupFolderType = 54;
-
 // Path of the block file of a folder, cut to 1023 characters: "_groups.blk" in a group folder,
 // "_index.blk" in every other.
-std::string IndexBlockPath(const std::string& folder, int folderType);
+std::string IndexBlockPath(const std::string& folder, std::uint32_t folderType);
 
 // Waits for the block file at `path` and creates it. The open file is the lock; it is not open when
 // the wait gave up (the folder is gone, its name is not valid, or a block file stands that cannot

@@ -1,0 +1,59 @@
+// One folder's index in a process: opened, changed in memory, committed, closed.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "common/Files.h"
+#include "Library/FolderDetails.h"
+#include "Library/LIBStoreIndexSerialisation/StoreIndex.h"
+
+namespace tarnwick {
+
+// What the operations below work on. The caller sets the folder before it opens the index and
+// changes the entries between open and commit; it is not for use by two threads at once.
+struct FolderIndex {
+    std::string folder;            // full path without a backslash at the end
+    std::uint32_t folderType = 0;  // FolderFiles.h
+    // Where the folder's details go when it is closed; without a name they are not written.
+    std::string dataDirectory;
+    std::string postoffice;
+    std::string folderName;
+
+    StoreIndex entries;
+    bool open = false;
+    // Of what the entries were loaded.
+    std::string loadedFolder;
+    std::uint32_t loadedType = 0;
+};
+
+enum StoreOpenMode : int {
+    kOpenChecked = 1,  // scans a folder that is marked as changed, leaves out entries without file
+    kOpenReindexed = 2,   // scans the folder first in any case
+    kOpenUnscanned = 3,   // takes the index as it is: no block file, no scan
+    kOpenUnverified = 5,  // as 1, and keeps entries without looking for their files
+    kOpenCheckedToo = 6,  // as 1
+};
+
+enum StoreOpenResult : int { kOpenFailed = 0, kOpenLoaded = 1, kOpenKept = 2 };
+
+// Readies the index for use. Kept means that the entries in memory are still those of the file and
+// were left alone, changes included. A number that is no mode counts as 1. Exceptions (a lost
+// folder mutex, memory) are reported and thrown on.
+int StoreIndex_Open(FolderIndex* index, int mode);
+
+enum CommitMode : int { kCommit = 0, kCommitNotified = 1 };
+enum CommitResult : int { kCommitFailed = 0, kCommitted = 1, kCommitNotOpen = 2 };
+
+// Saves the open index. In the notified mode it waits for the folder's mutex no longer than "Index
+// Notification Timeout". Never throws.
+int StoreIndex_Commit(FolderIndex* index, int mode);
+
+// Saves the index when `save` is set, marks the folder as changed when that fails or when the file
+// was changed by another meanwhile, and removes the folder's block file, closing `block` first when
+// `blockIsOpen`. `details` stand for those computed from the index when not null. Always 1; never
+// throws.
+int StoreIndex_SaveAndClose(FolderIndex* index, bool save, bool blockIsOpen, File& block,
+                            const FolderDetails* details);
+
+}  // namespace tarnwick

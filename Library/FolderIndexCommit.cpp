@@ -1,0 +1,122 @@
+#include "common/MutexLock.h"
+#include "common/Registry.h"
+#include "common/Reports.h"
+#include "common/Scan.h"
+#include "common/Text.h"
+#include "Library/ExceptionReport.h"
+#include "Library/FolderFlags.h"
+#include "Library/FolderIndex.h"
+#include "Library/IndexBlockFile.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
+#include "Library/SerialiserChoice.h"
+
+namespace tarnwick {
+namespace {
+
+DWORD CommitTimeout(int mode) {
+    if (mode != kCommitNotified) return INFINITE;
+    return RegistryDwordOr(kProductKey, "Index Notification Timeout", INFINITE);
+}
+
+bool Save(FolderIndex& index) {
+    return ChooseSaver()->Serialise(index.entries, index.folder, index.folderType);
+}
+
+// Folders of the file store keep no details; nor does one whose place in the store is not known.
+void WriteDetails(const FolderIndex& index, const FolderDetails* given) {
+    const bool inFileRoot = FindTextIgnoreCase(index.folder, "$FILEROOT") != kNotFound;
+    if (inFileRoot || index.folderName.empty()) return;
+    if (given == nullptr && !index.entries.IsWhole()) return;
+    WriteFolderDetails(FolderDetailsPath(index.dataDirectory, index.postoffice, index.folderName),
+                       given == nullptr ? DetailsOf(index.entries) : *given);
+    Trace("StoreIndex_SaveAndClose::SetCacheDetailsToFile for folder " + index.folder);
+}
+
+int Commit(FolderIndex& index, int mode) {
+    const ObjectHandle mutex = OpenFolderMutex(index.folder);
+    const MutexLock lock(mutex.Get(), CommitTimeout(mode));
+    if (!lock.IsLocked()) {
+        Trace("StoreIndex_Commit:: Was abandoned due to mutex timeout " + index.folder);
+        return kCommitFailed;
+    }
+    const bool whole = index.entries.IsWhole();
+    const bool saved = Save(index);
+    if (saved && whole && !index.folderName.empty()) {
+        WriteFolderDetails(
+            FolderDetailsPath(index.dataDirectory, index.postoffice, index.folderName),
+            DetailsOf(index.entries));
+    }
+    Trace((mode == kCommitNotified ? "StoreIndex_Commit::(Notified and Committed Index for folder "
+                                   : "StoreIndex_Commit::Committed Index for folder ") +
+          index.folder);
+    return saved ? kCommitted : kCommitFailed;
+}
+
+// Saves under the folder's mutex. False when the save failed, or when another had written the file
+// since it was loaded: its entries may be overwritten, and only a scan brings them back.
+bool SaveUnlessOvertaken(FolderIndex& index, const FolderDetails* details) {
+    const ObjectHandle mutex = OpenFolderMutex(index.folder);
+    const xMutexLock lock(mutex.Get(), INFINITE);
+    const std::uint64_t atLoad = index.entries.FileStamp().lastWrite;
+    const std::uint64_t beforeSave =
+        StampOf(IndexFilePath(index.folder, index.folderType)).value_or(IndexFileStamp{}).lastWrite;
+    const bool saved = Save(index);
+    if (atLoad != beforeSave) {
+        Trace("StoreIndex_SaveAndClose::Failed to commit index for folder " + index.folder +
+              ". Index was changed while being transacted. Folder will be marked as dirty.");
+        return false;
+    }
+    if (saved) WriteDetails(index, details);
+    return saved;
+}
+
+void SaveOrMark(FolderIndex& index, const FolderDetails* details) {
+    bool saved = false;
+    try {
+        MakeDirectory(index.folder);
+        Trace("StoreIndex_SaveAndClose::Committing Index for folder " + index.folder);
+        saved = SaveUnlessOvertaken(index, details);
+    } catch (...) {
+        ReportCaughtException("StoreIndex_SaveAndClose");
+    }
+    if (saved) return;
+    Trace("StoreIndex_SaveAndClose::Failed to commit index for folder " + index.folder +
+          ". Folder will be marked as dirty.");
+    MarkFolderChanged(index.folder);
+}
+
+}  // namespace
+
+int StoreIndex_Commit(FolderIndex* index, int mode) {
+    if (index == nullptr) {
+        Trace("WARNING!: StoreIndex is NULL when passed to StoreIndex_Commit");
+        return kCommitFailed;
+    }
+    if (index->folder.empty()) {
+        Trace("WARNING!: StoreIndex Folder has not been set. Commit is ignored");
+        return kCommitFailed;
+    }
+    if (!index->open) return kCommitNotOpen;
+    try {
+        return Commit(*index, mode);
+    } catch (...) {
+        Trace("StoreIndex_Commit raised an exception");
+        return kCommitFailed;
+    }
+}
+
+int StoreIndex_SaveAndClose(FolderIndex* index, bool save, bool blockIsOpen, File& block,
+                            const FolderDetails* details) try {
+    if (index == nullptr || index->folder.empty()) return 1;
+    if (save) SaveOrMark(*index, details);
+    index->open = false;
+    File none;
+    RemoveIndexBlock(blockIsOpen ? block : none, IndexBlockPath(index->folder, index->folderType));
+    return 1;
+} catch (...) {
+    ReportCaughtException("StoreIndex_SaveAndClose");
+    return 1;
+}
+
+}  // namespace tarnwick

@@ -1,0 +1,80 @@
+#include "Library/FolderScan.h"
+
+#include <atomic>
+#include <vector>
+
+#include "common/Files.h"
+#include "common/Retry.h"
+#include "Library/FolderFiles.h"
+#include "Library/ItemIndexProperties.h"
+
+namespace tarnwick {
+namespace {
+
+std::atomic<FolderScan> installedScan{nullptr};
+
+void AddFile(StoreIndex& index, const std::string& folder, std::uint32_t folderType,
+             const MessageFile& file) {
+    StoreIndex::Entry* const entry = index.Add(file.name);
+    if (entry == nullptr) return;
+    for (const NamedValue& property : ItemIndexProperties(folder, folderType, file)) {
+        index.SetProperty(*entry, property.name, property.value);
+    }
+}
+
+void AddFiles(StoreIndex& index, const std::string& folder, std::uint32_t folderType,
+              const std::vector<MessageFile>& files) {
+    IdSet known;
+    for (const StoreIndex::Entry& entry : index.InPositionOrder()) known.emplace(entry.Id());
+    for (const MessageFile& file : files) {
+        if (!known.contains(file.name)) AddFile(index, folder, folderType, file);
+    }
+}
+
+// The list may have been cut, so a file that is not in it is looked for. Not being able to look is
+// no reason to drop an entry.
+bool HasGone(const std::string& folder, const std::string& id, const IdSet& listed) {
+    return !listed.contains(id) && !FileExists(folder + "\\" + id) && IsGone(GetLastError());
+}
+
+void DropGone(StoreIndex& index, const std::string& folder, const std::vector<MessageFile>& files) {
+    IdSet listed;
+    for (const MessageFile& file : files) listed.insert(file.name);
+    std::vector<StoreIndex::Entry*> gone;
+    for (StoreIndex::Entry& entry : index.InPositionOrder()) {
+        if (HasGone(folder, std::string(entry.Id()), listed)) gone.push_back(&entry);
+    }
+    for (StoreIndex::Entry* const entry : gone) index.Remove(*entry);
+}
+
+}  // namespace
+
+void InstallFolderScan(FolderScan scan) {
+    installedScan = scan;
+}
+
+FolderScan InstalledFolderScan() {
+    const FolderScan scan = installedScan;
+    return scan == nullptr ? DefaultFolderScan : scan;
+}
+
+bool AddUnknownFiles(StoreIndex& index, const std::string& folder, std::uint32_t folderType) {
+    const char* const extension = MessageFileExtension(folderType);
+    if (extension == nullptr) return false;
+    const auto files = ListMessageFiles(folder, extension);
+    if (!files) return false;
+    AddFiles(index, folder, folderType, *files);
+    return true;
+}
+
+bool DefaultFolderScan(StoreIndex& index, const std::string& folder, std::uint32_t folderType) {
+    const char* const extension = MessageFileExtension(folderType);
+    if (extension == nullptr) return false;
+    const auto files = ListMessageFiles(folder, extension);
+    if (!files) return false;
+    DropGone(index, folder, *files);
+    AddFiles(index, folder, folderType, *files);
+    return true;
+}
+
+}  // namespace tarnwick

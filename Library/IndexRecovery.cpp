@@ -1,0 +1,96 @@
+#include "Library/IndexRecovery.h"
+
+#include "common/Reports.h"
+#include "Library/ExceptionReport.h"
+#include "Library/LIBStoreIndexSerialisation/IndexSettings.h"
+#include "Library/UnindexedStoreIndexSerialiser.h"
+
+namespace tarnwick {
+namespace {
+
+bool BackupsEnabled() {
+    return StoredIndexSettings().backupIndex == 1;
+}
+
+std::uint32_t LoadAndCatch(StoreIndexSerialiser& serialiser, StoreIndex& index,
+                           const std::string& folder, std::uint32_t folderType,
+                           const DeserialiseRequest& request) {
+    try {
+        return serialiser.Deserialise(index, folder, folderType, request);
+    } catch (...) {
+        ReportCaughtException("StoreIndexSerialiser::Deserialise");
+        return kLoadFailed;
+    }
+}
+
+void RefreshBackup(StoreIndexSerialiser& serialiser, const std::string& folder) {
+    try {
+        const bool recent =
+            serialiser.BackupExists(folder) &&
+            serialiser.BackupAgeMinutes(folder) <= StoredIndexSettings().backupIntervalMinutes;
+        if (!recent) serialiser.CreateBackup(folder);
+    } catch (...) {
+        PrintStandardOutput("Exception occured when backing up");
+    }
+}
+
+void ReportFailure(const std::string& folder, const char* what) {
+    const std::string text = "Failed to deserialise index: " + folder + what;
+    Trace(text);
+    Report(ReportChannel::EventLogError, text);
+}
+
+// The backup takes the index's place and the folder's files tell what it does not know yet.
+std::uint32_t LoadBackup(SerialiserOwner& serialiser, StoreIndex& index, const std::string& folder,
+                         std::uint32_t folderType, const DeserialiseRequest& request) {
+    StoreIndexSerialiser& recovering = *serialiser;
+    recovering.RestoreBackup(folder);
+    UnindexedStoreIndexSerialiser wrapper(std::move(serialiser), WrappedLoad::Plain);
+    const std::uint32_t status = LoadAndCatch(wrapper, index, folder, folderType, request);
+    if (status != kLoadFailed) {
+        ReportFailure(folder, ". Successfully loaded recovery index.");
+        return status;
+    }
+    ReportFailure(folder, "");
+    ReportFailure(folder, ". Backup Index is also corrupt.");
+    recovering.DeleteBackup(folder);
+    return kLoadFailed;
+}
+
+std::uint32_t Recover(SerialiserOwner& serialiser, StoreIndex& index, const std::string& folder,
+                      std::uint32_t folderType, const DeserialiseRequest& request) {
+    if (!BackupsEnabled() || !serialiser->SupportsRecovery()) {
+        ReportFailure(folder, "");
+        return kLoadFailed;
+    }
+    if (serialiser->BackupExists(folder)) {
+        return LoadBackup(serialiser, index, folder, folderType, request);
+    }
+    ReportFailure(
+        folder, ". Unable to find recovery index. Recovering Index (there may be some flag loss)");
+    serialiser->QuarantineIndex(folder);
+    return kLoadFailed;
+}
+
+}  // namespace
+
+std::uint32_t LoadWithRecovery(SerialiserOwner& serialiser, StoreIndex& index,
+                               const std::string& folder, std::uint32_t folderType,
+                               const DeserialiseRequest& request, BackupWish backup) {
+    std::uint32_t status = LoadAndCatch(*serialiser, index, folder, folderType, request);
+    if (status == kLoadFull && backup == BackupWish::Refresh && BackupsEnabled() &&
+        serialiser->SupportsRecovery()) {
+        RefreshBackup(*serialiser, folder);
+    }
+    if (status == kLoadFailed) {
+        try {
+            status = Recover(serialiser, index, folder, folderType, request);
+        } catch (...) {
+            ReportCaughtException("StoreIndexSerialiser::Deserialise");
+        }
+    }
+    index.SetLoadStatus(status);
+    return status;
+}
+
+}  // namespace tarnwick

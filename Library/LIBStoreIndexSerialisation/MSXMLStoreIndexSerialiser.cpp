@@ -1,0 +1,235 @@
+#include "Library/LIBStoreIndexSerialisation/MSXMLStoreIndexSerialiser.h"
+
+#include <algorithm>
+
+#include "common/Files.h"
+#include "common/Reports.h"
+#include "Library/LIBStoreIndexSerialisation/DomText.h"
+#include "Library/LIBStoreIndexSerialisation/IndexBackup.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
+#include "Library/LIBStoreIndexSerialisation/IndexSettings.h"
+#include "Library/LIBStoreIndexSerialisation/XmlDom.h"
+
+namespace tarnwick {
+namespace {
+
+using Document = ComPointer<IXMLDOMDocument>;
+using Element = ComPointer<IXMLDOMElement>;
+using Node = ComPointer<IXMLDOMNode>;
+
+// A borrowed text as an argument of a COM call.
+VARIANT TextArgument(const ComText& text) {
+    VARIANT argument;
+    VariantInit(&argument);
+    argument.vt = VT_BSTR;
+    argument.bstrVal = text.Get();
+    return argument;
+}
+
+// Files are read at once and as they stand: white space counts, and nothing outside is fetched.
+void PrepareForLoad(Document& document) {
+    CheckCom(document->put_async(VARIANT_FALSE));
+    CheckCom(document->put_preserveWhiteSpace(VARIANT_TRUE));
+    CheckCom(document->put_validateOnParse(VARIANT_FALSE));
+    CheckCom(document->put_resolveExternals(VARIANT_FALSE));
+}
+
+bool LoadDocument(Document& document, const std::string& path) {
+    VARIANT_BOOL loaded = VARIANT_FALSE;
+    const ComText name(path);
+    if (FAILED(document->load(TextArgument(name), &loaded)) || loaded == VARIANT_FALSE) {
+        Trace("Failed to load DOM: " + path);
+        return false;
+    }
+    return true;
+}
+
+// Whether the element has the attribute, and its text.
+bool ReadAttribute(IXMLDOMElement* element, const char* name, std::string& value) {
+    VARIANT held;
+    VariantInit(&held);
+    const HRESULT result = CheckCom(element->getAttribute(ComText(name).Get(), &held));
+    const bool present = result == S_OK && held.vt == VT_BSTR;
+    ComText text;
+    if (present) {
+        *text.Receive() = held.bstrVal;
+        value = text.Bytes();
+    } else {
+        VariantClear(&held);
+    }
+    return present;
+}
+
+Element AsElement(Node& node) {
+    Element element;
+    CheckCom(node->QueryInterface(kXmlDomElement, reinterpret_cast<void**>(element.Receive())));
+    return element;
+}
+
+void ReadLastUid(Document& document, StoreIndex& index) {
+    Element root;
+    std::string value;
+    if (CheckCom(document->get_documentElement(root.Receive())) != S_OK) return;
+    if (!ReadAttribute(root.Get(), "LASTUID", value)) return;
+    std::uint32_t lastUid = index.LastUid();
+    ParseLastUidAttribute("LASTUID=\"" + value + "\"", lastUid);
+    index.SetLastUid(lastUid);
+}
+
+void ReadProperties(Element& element, IndexEntryDraft& draft) {
+    Node child;
+    Node next;
+    ComText name;
+    ComText text;
+    for (HRESULT found = CheckCom(element->get_firstChild(child.Receive())); found == S_OK;
+         found = CheckCom(child->get_nextSibling(next.Receive())), child = std::move(next)) {
+        DOMNodeType type{};
+        CheckCom(child->get_nodeType(&type));
+        if (type != NODE_ELEMENT) continue;
+        CheckCom(child->get_nodeName(name.Receive()));
+        CheckCom(child->get_text(text.Receive()));
+        draft.SetProperty(name.Bytes(), text.Bytes());
+    }
+}
+
+// Takes one ELEMENT over; false for one that is no entry (blanked, or without an ID).
+bool ReadEntry(Element& element, StoreIndex& index, IndexEntryDraft& draft) {
+    std::string id;
+    std::string uid;
+    if (!ReadAttribute(element.Get(), "ID", id)) return false;
+    const bool hasUid = ReadAttribute(element.Get(), "UID", uid);
+    if (IsBlanked(id) || (hasUid && IsBlanked(uid))) return false;
+    draft.Begin(index.ExpectedNames());
+    draft.SetId(id);
+    if (hasUid) draft.SetUid(ParseUid(uid));
+    ReadProperties(element, draft);
+    return true;
+}
+
+void ReadEntries(Document& document, StoreIndex& index) {
+    ComPointer<IXMLDOMNodeList> entries;
+    CheckCom(document->selectNodes(ComText("BASEELEMENT/ELEMENT").Get(), entries.Receive()));
+    IndexEntryDraft draft;
+    Node node;
+    std::uint32_t position = 1;
+    while (CheckCom(entries->nextNode(node.Receive())) == S_OK) {
+        Element element = AsElement(node);
+        if (!ReadEntry(element, index, draft)) continue;
+        // Of two entries with one ID the first counts, as in every reader.
+        static_cast<void>(index.Load(draft, position, position));
+        ++position;
+    }
+    index.FinishLoad();
+    index.NumberSequence();
+}
+
+void SetAttribute(Element& element, const char* name, std::string_view value) {
+    const ComText text(value);
+    CheckCom(element->setAttribute(ComText(name).Get(), TextArgument(text)));
+}
+
+Element AppendElement(Document& document, IXMLDOMNode* parent, std::string_view name) {
+    Element element;
+    Node appended;
+    CheckCom(document->createElement(ComText(name).Get(), element.Receive()));
+    CheckCom(parent->appendChild(element.Get(), appended.Receive()));
+    return element;
+}
+
+std::string LastUidText(std::uint32_t lastUid, bool oldFormat) {
+    if (oldFormat) return std::to_string(lastUid);
+    char text[10];
+    std::snprintf(text, sizeof text, "x%08lx", static_cast<unsigned long>(lastUid));
+    return text;
+}
+
+void AppendEntry(Document& document, Element& root, const StoreIndex::Entry& entry) {
+    Element element = AppendElement(document, root.Get(), kEntryName);
+    SetAttribute(element, "ID", entry.Id());
+    if (entry.HasUid()) SetAttribute(element, "UID", std::to_string(entry.Uid()));
+    for (std::size_t at = 0; at < entry.PropertyCount(); ++at) {
+        Element property = AppendElement(document, element.Get(), entry.Names().Name(at));
+        CheckCom(property->put_text(ComText(WithoutForbiddenCharacters(entry.Value(at))).Get()));
+    }
+}
+
+void BuildDocument(Document& document, StoreIndex& index, bool oldFormat) {
+    Element root = AppendElement(document, document.Get(), kRootName);
+    SetAttribute(root, "LASTUID", LastUidText(index.LastUid(), oldFormat));
+    const LiveEntries entries = oldFormat ? index.InPositionOrder() : index.InUidOrder();
+    for (const StoreIndex::Entry& entry : entries) AppendEntry(document, root, entry);
+}
+
+bool SaveDocument(Document& document, const std::string& path) {
+    const ComText name(path);
+    if (document->save(TextArgument(name)) != S_OK) return false;
+    const auto saved = ReadWholeFile(path);
+    if (!saved) return false;
+    const std::string references = WithByteReferences(*saved);
+    if (references == *saved) return true;
+    File file(path, kOpenTruncate);
+    return file.IsOpen() && file.Write(references) && file.Close();
+}
+
+}  // namespace
+
+MSXMLStoreIndexSerialiser::MSXMLStoreIndexSerialiser()
+    : oldFormat_(StoredIndexSettings().domWritesOldFormat != 0) {}
+
+std::uint32_t MSXMLStoreIndexSerialiser::Deserialise(StoreIndex& index, const std::string& folder,
+                                                     std::uint32_t folderType,
+                                                     const DeserialiseRequest& /*request*/) {
+    const ComApartment apartment;
+    const std::string path = IndexFilePath(folder, folderType);
+    index.Clear();
+    index.SetLoadStatus(kLoadFailed);
+    Document document = CreateDomDocument();
+    if (!document) return kLoadFailed;
+    PrepareForLoad(document);
+    if (!LoadDocument(document, path)) return kLoadFailed;
+    ReadLastUid(document, index);
+    ReadEntries(document, index);
+    index.InvalidateExtents();
+    index.SetFileStamp(StampOf(path).value_or(IndexFileStamp{}));
+    index.SetLoadStatus(kLoadFull);
+    return kLoadFull;
+}
+
+bool MSXMLStoreIndexSerialiser::Serialise(StoreIndex& index, const std::string& folder,
+                                          std::uint32_t folderType) {
+    const ComApartment apartment;
+    index.SetIdFilter({});
+    index.InvalidateExtents();
+    Document document = CreateDomDocument();
+    if (!document) return false;
+    BuildDocument(document, index, oldFormat_);
+    const std::string path = IndexFilePath(folder, folderType);
+    if (!SaveDocument(document, path)) return false;
+    index.MarkSaved();
+    // Where the entries stand in this file is not known.
+    index.InvalidateExtents();
+    index.SetFileStamp(StampOf(path).value_or(IndexFileStamp{}));
+    return true;
+}
+
+void MSXMLStoreIndexSerialiser::CreateBackup(const std::string& folder) {
+    CreateIndexBackup(folder);
+}
+bool MSXMLStoreIndexSerialiser::RestoreBackup(const std::string& folder) {
+    return RestoreIndexBackup(folder);
+}
+bool MSXMLStoreIndexSerialiser::QuarantineIndex(const std::string& folder) {
+    return QuarantineFolderIndex(folder);
+}
+bool MSXMLStoreIndexSerialiser::BackupExists(const std::string& folder) {
+    return IndexBackupExists(folder);
+}
+std::uint32_t MSXMLStoreIndexSerialiser::BackupAgeMinutes(const std::string& folder) {
+    return IndexBackupAgeMinutes(folder);
+}
+void MSXMLStoreIndexSerialiser::DeleteBackup(const std::string& folder) {
+    DeleteIndexBackup(folder);
+}
+
+}  // namespace tarnwick

@@ -1,0 +1,62 @@
+#include "Library/SerialiserChoice.h"
+
+#include "common/Files.h"
+#include "common/Registry.h"
+#include "Library/FolderFiles.h"
+#include "Library/FolderFlags.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
+#include "Library/LIBStoreIndexSerialisation/IndexSettings.h"
+#include "Library/LIBStoreIndexSerialisation/MSXMLStoreIndexSerialiser.h"
+#include "Library/LIBStoreIndexSerialisation/NullStoreIndexDeserialiser.h"
+#include "Library/LIBStoreIndexSerialisation/StreamXMLStoreIndexSerialiser.h"
+#include "Library/UnindexedStoreIndexSerialiser.h"
+
+namespace tarnwick {
+namespace {
+
+bool CalendarsAreAlwaysScanned() {
+    static const bool set = RegistryDwordOr(kProductKey, "Calendar ReIndex Mode", 0) != 0;
+    return set;
+}
+
+SerialiserOwner StreamOrDom(std::uint32_t setting) {
+    return setting == 1 ? MakeSerialiser<StreamXMLStoreIndexSerialiser>()
+                        : MakeSerialiser<MSXMLStoreIndexSerialiser>();
+}
+
+SerialiserOwner Reindexing(SerialiserOwner wrapped) {
+    return MakeSerialiser<UnindexedStoreIndexSerialiser>(std::move(wrapped));
+}
+
+SerialiserOwner LoaderByIndexFile(const std::string& folder, std::uint32_t folderType,
+                                  const LoaderChoice& choice) {
+    if (!FileExists(IndexFilePath(folder, folderType))) {
+        return choice.reindexIfFlagged ? Reindexing(NoSerialiser())
+                                       : MakeSerialiser<NullStoreIndexDeserialiser>();
+    }
+    SerialiserOwner loader = StreamOrDom(StoredIndexSettings().streamDeserialisation);
+    const bool scan =
+        choice.forceReindex || (choice.reindexIfFlagged && IsFolderMarkedChanged(folder));
+    return scan ? Reindexing(std::move(loader)) : std::move(loader);
+}
+
+}  // namespace
+
+SerialiserOwner ChooseLoader(const std::string& folder, std::uint32_t folderType,
+                             const LoaderChoice& choice) {
+    SerialiserOwner loader = LoaderByIndexFile(folder, folderType, choice);
+    if (folderType == kCalendarFolder && CalendarsAreAlwaysScanned()) {
+        return Reindexing(std::move(loader));
+    }
+    return loader;
+}
+
+SerialiserOwner ChooseSaver() {
+    return StreamOrDom(StoredIndexSettings().streamSerialisation);
+}
+
+bool SaverRequiresFullLoad() {
+    return ChooseSaver()->RequiresFullLoad();
+}
+
+}  // namespace tarnwick

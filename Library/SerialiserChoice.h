@@ -1,0 +1,23 @@
+// Which classes load and save a folder's index, by the registry and the state of the folder.
+#pragma once
+
+#include "Library/SerialiserOwner.h"
+
+namespace tarnwick {
+
+struct LoaderChoice {
+    bool reindexIfFlagged = false;  // scan the files when the folder is marked as changed
+    bool forceReindex = false;
+};
+
+// The loader for the folder as it is now. Without an index there is nothing to load: the loader
+// scans the files, or gives an empty index when it was not to look whether the folder is marked.
+SerialiserOwner ChooseLoader(const std::string& folder, std::uint32_t folderType,
+                             const LoaderChoice& choice);
+
+SerialiserOwner ChooseSaver();
+
+// Whether a save needs an index that was loaded whole.
+bool SaverRequiresFullLoad();
+
+}  // namespace tarnwick

@@ -1,0 +1,57 @@
+#include "Library/UnindexedStoreIndexSerialiser.h"
+
+#include "Library/FolderFiles.h"
+#include "Library/FolderScan.h"
+#include "Library/IndexRecovery.h"
+
+namespace tarnwick {
+namespace {
+
+bool ScanByType(StoreIndex& index, const std::string& folder, std::uint32_t folderType) {
+    switch (folderType) {
+        case kMailFolder:
+        case kContactsFolder:
+            return InstalledFolderScan()(index, folder, folderType);
+        case kCalendarFolder:
+        case kTaskFolder:
+            return AddUnknownFiles(index, folder, folderType);
+        case kGroupsFolder:
+            // Groups cannot be told from files; callers get an empty index and not a failure.
+            index.Clear();
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
+bool UnindexedStoreIndexSerialiser::LoadWrapped(StoreIndex& index, const std::string& folder,
+                                                std::uint32_t folderType,
+                                                const DeserialiseRequest& request) {
+    DeserialiseRequest full = request;
+    full.loadMode = kLoadFull;
+    if (load_ == WrappedLoad::Plain) {
+        return wrapped_->Deserialise(index, folder, folderType, full) != kLoadFailed;
+    }
+    const std::uint32_t status =
+        LoadWithRecovery(wrapped_, index, folder, folderType, full, BackupWish::None);
+    if (status == kLoadFailed) index.Clear();
+    return true;
+}
+
+std::uint32_t UnindexedStoreIndexSerialiser::Deserialise(StoreIndex& index,
+                                                         const std::string& folder,
+                                                         std::uint32_t folderType,
+                                                         const DeserialiseRequest& request) {
+    if (wrapped_ == nullptr) {
+        index.Clear();
+    } else if (!LoadWrapped(index, folder, folderType, request)) {
+        return kLoadFailed;
+    }
+    const bool scanned = ScanByType(index, folder, folderType);
+    index.SetLoadStatus(scanned ? kLoadFull : kLoadFailed);
+    return index.LoadStatus();
+}
+
+}  // namespace tarnwick

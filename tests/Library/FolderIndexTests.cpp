@@ -1,0 +1,382 @@
+#include "Library/FolderIndex.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "common/MutexLock.h"
+#include "Library/FolderFlags.h"
+#include "Library/FolderScan.h"
+#include "Library/IndexBlockFile.h"
+#include "tests/Library/IndexFixtures.h"
+#include "tests/support/ReportRecorder.h"
+
+namespace tarnwick {
+namespace {
+
+using testing::CallRecorder;
+using testing::CountingSleeper;
+using testing::Describe;
+using testing::EntryText;
+using testing::Identifiers;
+using testing::IndexOf;
+using testing::IndexText;
+using testing::PathExists;
+using testing::ReadBytesOf;
+using testing::ReportRecorder;
+using testing::ScratchFolder;
+using testing::ScratchRegistry;
+using testing::SetProduct;
+using testing::WriteBytesTo;
+
+constexpr const char* kMail = "From: a\r\nSubject: b\r\n\r\ntext";
+
+// A folder with the mails A and B and an index that knows A alone.
+struct MailFolder {
+    MailFolder() {
+        testing::UseStreams();
+        WriteBytesTo(scratch.Path("A.MAI"), kMail);
+        WriteBytesTo(scratch.Path("B.MAI"), kMail);
+        WriteIndex("x00000005", EntryText("A.MAI", 5, "<SUBJECT>kept</SUBJECT>"));
+    }
+    void WriteIndex(const std::string& lastUid, const std::string& entries) {
+        WriteBytesTo(scratch.Path("_index.xml"), IndexText(lastUid, entries));
+    }
+    const std::string& Path() const { return scratch.Path(); }
+    std::string Path(const std::string& name) const { return scratch.Path(name); }
+    std::string Index() const { return ReadBytesOf(Path("_index.xml")); }
+
+    ScratchRegistry registry;
+    ScratchFolder scratch;
+};
+
+std::string TraceOf(ReportRecorder& reports) {
+    const std::string joined = reports.Joined(ReportChannel::Trace);
+    reports.Take();
+    return joined;
+}
+
+TEST(StoreIndexOpen, ScansAFolderThatIsMarkedAndKeepsItAfterwards) {
+    const MailFolder folder;
+    ReportRecorder reports;
+    FolderIndex index = IndexOf(folder.Path());
+    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
+    EXPECT_EQ(Identifiers(index.entries), "A.MAI:5 ");
+    EXPECT_EQ(TraceOf(reports), "StoreIndex_Open::Loaded index for folder " + folder.Path());
+    EXPECT_EQ(StoreIndex_Open(&index, 6), 2);
+    EXPECT_EQ(TraceOf(reports), "StoreIndex_Open::Using cached index for folder " + folder.Path());
+
+    MarkFolderChanged(folder.Path());
+    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
+    EXPECT_EQ(Identifiers(index.entries), "A.MAI:5 B.MAI:6 ");
+    EXPECT_EQ(TraceOf(reports),
+              "StoreIndex_Open::Performing StoreIndex_Scan(TW_STOREINDEX_CHECKDIRTY) on folder " +
+                  folder.Path() + "StoreIndex_Open::Loaded index for folder " + folder.Path());
+    EXPECT_EQ(folder.scratch.Names(), (std::vector<std::string>{"A.MAI", "B.MAI", "_index.xml"}));
+    const StoreIndex::Entry* const added = index.entries.FindById("B.MAI");
+    ASSERT_NE(added, nullptr);
+    EXPECT_EQ(added->Property("FROM"), "a");
+    EXPECT_EQ(added->Property("SUBJECT"), "b");
+    EXPECT_EQ(added->Property("SIZE"), std::to_string(std::string(kMail).size()));
+    EXPECT_EQ(index.entries.FindById("A.MAI")->Property("SUBJECT"), "kept");
+}
+
+struct OpenCase {
+    const char* name;
+    int mode;
+    bool marked;
+    const char* identifiers;  // with A in the index, B new and C in the index without a file
+    bool markStays;
+};
+
+TEST(StoreIndexOpen, EachModeLooksAtTheFilesInItsWay) {
+    const OpenCase cases[] = {
+        {"checked", 1, false, "A.MAI:5 ", false},
+        {"checked and marked", 1, true, "A.MAI:5 B.MAI:8 ", false},
+        {"re-indexed", 2, false, "A.MAI:5 B.MAI:8 ", false},
+        {"unscanned", 3, true, "A.MAI:5 ", true},
+        {"unverified", 5, false, "A.MAI:5 C.MAI:7 ", false},
+        {"unverified and marked", 5, true, "A.MAI:5 B.MAI:8 ", false},
+        {"as checked", 6, true, "A.MAI:5 B.MAI:8 ", false},
+        {"unknown counts as checked", 77, true, "A.MAI:5 B.MAI:8 ", false},
+    };
+    for (const OpenCase& row : cases) {
+        MailFolder folder;
+        folder.WriteIndex("x00000007", EntryText("A.MAI", 5) + EntryText("C.MAI", 7));
+        if (row.marked) MarkFolderChanged(folder.Path());
+        FolderIndex index = IndexOf(folder.Path());
+        EXPECT_EQ(StoreIndex_Open(&index, row.mode), 1) << row.name;
+        EXPECT_EQ(Identifiers(index.entries), row.identifiers) << row.name;
+        EXPECT_EQ(IsFolderMarkedChanged(folder.Path()), row.markStays) << row.name;
+        EXPECT_FALSE(PathExists(folder.Path("_index.blk"))) << row.name;
+    }
+}
+
+TEST(StoreIndexOpen, BuildsAMissingIndexFromTheFiles) {
+    const MailFolder folder;
+    RemoveFile(folder.Path("_index.xml"));
+    FolderIndex index = IndexOf(folder.Path());
+    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
+    EXPECT_EQ(Identifiers(index.entries), "A.MAI:1 B.MAI:2 ");
+    EXPECT_TRUE(folder.Index().starts_with("<BASEELEMENT LASTUID=\"x00000002\">"));
+}
+
+TEST(StoreIndexOpen, ADamagedIndexFailsOnceAndIsRebuiltAtTheNext) {
+    MailFolder folder;
+    SetProduct("Backup Index", 1);
+    WriteBytesTo(folder.Path("_index.xml"), "<BASEELEMENT");
+    FolderIndex index = IndexOf(folder.Path());
+    ReportRecorder reports;
+    EXPECT_EQ(StoreIndex_Open(&index, 1), 0);
+    EXPECT_TRUE(TraceOf(reports).ends_with("StoreIndex_Open::Error opening store index in: " +
+                                           folder.Path()));
+    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
+    EXPECT_EQ(Identifiers(index.entries), "A.MAI:1 B.MAI:2 ");
+    EXPECT_EQ(ReadBytesOf(folder.Path("_index.xml.bad")), "<BASEELEMENT");
+}
+
+TEST(StoreIndexOpen, CalendarsAreScannedByTheirLoaderAndStayMarked) {
+    const ScratchRegistry registry;
+    const ScratchFolder folder;
+    testing::UseStreams();
+    WriteBytesTo(folder.Path("_index.xml"), IndexText("x00000001", ""));
+    WriteBytesTo(folder.Path("E.CAL"),
+                 "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nBEGIN:VEVENT\r\nDTSTART:20111231T080000Z\r\n"
+                 "SUMMARY:Party\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n");
+    MarkFolderChanged(folder.Path());
+    FolderIndex index = IndexOf(folder.Path(), 2);
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
+        EXPECT_EQ(Identifiers(index.entries), "E.CAL:2 ");
+        EXPECT_EQ(index.entries.FindById("E.CAL")->Property("SUBJECT"), "Party");
+    }
+    EXPECT_TRUE(IsFolderMarkedChanged(folder.Path()));
+}
+
+TEST(StoreIndexOpen, AFolderThatCannotBeBlockedIsOpenedWithoutAScan) {
+    MailFolder folder;
+    CountingSleeper sleeper;
+    MarkFolderChanged(folder.Path());
+    CallRecorder calls;
+    calls.FailCall(1, ERROR_PATH_NOT_FOUND);
+    FolderIndex index = IndexOf(folder.Path());
+    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
+    EXPECT_EQ(Identifiers(index.entries), "A.MAI:5 ");
+    EXPECT_EQ(sleeper.Count(), 0);
+    EXPECT_TRUE(IsFolderMarkedChanged(folder.Path()));
+}
+
+TEST(StoreIndexOpen, RefusesWhatIsNoFolder) {
+    const ScratchRegistry registry;
+    ReportRecorder reports;
+    EXPECT_EQ(StoreIndex_Open(nullptr, 1), 0);
+    EXPECT_EQ(TraceOf(reports),
+              "StoreIndex_Open::WARNING!: StoreIndex is NULL when passed to StoreIndex_Open");
+    FolderIndex index;
+    EXPECT_EQ(StoreIndex_Open(&index, 2), 0);
+    EXPECT_EQ(TraceOf(reports), "StoreIndex_Open:: (Error) Attempted to open a blank folder name");
+    index.folder = "C:\\" + std::string(2000, 'x');
+    EXPECT_EQ(StoreIndex_Open(&index, 1), 0);
+    index.folder = "C:\\missing\\folder";
+    EXPECT_EQ(StoreIndex_Open(&index, 1), 0);
+    EXPECT_FALSE(PathExists("C:\\missing"));
+}
+
+TEST(StoreIndexOpen, ALostMutexIsReportedThrownAndFreeForTheNext) {
+    const MailFolder folder;
+    ReportRecorder reports;
+    const ObjectHandle mutex = OpenFolderMutex(folder.Path());
+    std::thread([&] { WaitForSingleObject(mutex.Get(), INFINITE); }).join();
+    FolderIndex index = IndexOf(folder.Path());
+    EXPECT_THROW(StoreIndex_Open(&index, 1), LibraryException);
+    EXPECT_TRUE(TraceOf(reports).starts_with(
+        "StoreIndex_Open handled an exception; session will be dropped.\n"
+        "The exception was: Mutex "));
+    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
+}
+
+TEST(StoreIndexCommit, SavesTheOpenIndexAndTheFoldersDetails) {
+    const MailFolder folder;
+    ReportRecorder reports;
+    FolderIndex index = IndexOf(folder.Path());
+    index.dataDirectory = folder.Path();
+    index.postoffice = "PO";
+    index.folderName = "Inbox";
+    testing::MakePath(folder.Path("MAILROOT\\PO\\Inbox"));
+    EXPECT_EQ(StoreIndex_Commit(&index, 0), 2);
+    ASSERT_EQ(StoreIndex_Open(&index, 1), 1);
+    index.entries.SetProperty(*index.entries.Add("C.MAI"), "SIZE", "100");
+    TraceOf(reports);
+    EXPECT_EQ(StoreIndex_Commit(&index, 0), 1);
+    EXPECT_EQ(TraceOf(reports), "StoreIndex_Commit::Committed Index for folder " + folder.Path());
+    EXPECT_EQ(folder.Index(),
+              IndexText("x00000006", EntryText("A.MAI", 5, "<SUBJECT>kept</SUBJECT>") +
+                                         EntryText("C.MAI", 6, "<SIZE>100</SIZE>")));
+    EXPECT_EQ(ReadBytesOf(folder.Path("MAILROOT\\PO\\Inbox\\_FOLDER.DAT")),
+              "ITEMS\t2\r\nUNREAD\t2\r\nSIZE\t100\r\nLASTUID\t6\r\n");
+    EXPECT_EQ(StoreIndex_Commit(&index, 1), 1);
+    EXPECT_EQ(TraceOf(reports),
+              "StoreIndex_Commit::(Notified and Committed Index for folder " + folder.Path());
+}
+
+TEST(StoreIndexCommit, SaysWhyItDidNothing) {
+    const MailFolder folder;
+    SetProduct("Index Notification Timeout", 0);
+    ReportRecorder reports;
+    EXPECT_EQ(StoreIndex_Commit(nullptr, 0), 0);
+    EXPECT_EQ(TraceOf(reports), "WARNING!: StoreIndex is NULL when passed to StoreIndex_Commit");
+    FolderIndex index;
+    EXPECT_EQ(StoreIndex_Commit(&index, 0), 0);
+    EXPECT_EQ(TraceOf(reports), "WARNING!: StoreIndex Folder has not been set. Commit is ignored");
+    index.folder = folder.Path();
+    ASSERT_EQ(StoreIndex_Open(&index, 1), 1);
+    index.entries.Add("C.MAI");
+    const std::string before = folder.Index();
+    TraceOf(reports);
+    const ObjectHandle mutex = OpenFolderMutex(folder.Path());
+    const xMutexLock held(mutex.Get(), INFINITE);
+    std::thread([&] { EXPECT_EQ(StoreIndex_Commit(&index, 1), 0); }).join();
+    EXPECT_EQ(TraceOf(reports),
+              "StoreIndex_Commit:: Was abandoned due to mutex timeout " + folder.Path());
+    EXPECT_EQ(folder.Index(), before);
+}
+
+TEST(StoreIndexSaveAndClose, SavesAndRemovesTheBlockFile) {
+    const MailFolder folder;
+    ReportRecorder reports;
+    FolderIndex index = IndexOf(folder.Path());
+    ASSERT_EQ(StoreIndex_Open(&index, 1), 1);
+    File block(folder.Path("_index.blk"), kCreateBlockFile);
+    index.entries.Add("C.MAI");
+    TraceOf(reports);
+    EXPECT_EQ(StoreIndex_SaveAndClose(&index, true, true, block, nullptr), 1);
+    EXPECT_FALSE(block.IsOpen());
+    EXPECT_EQ(folder.scratch.Names(), (std::vector<std::string>{"A.MAI", "B.MAI", "_index.xml"}));
+    EXPECT_EQ(TraceOf(reports),
+              "StoreIndex_SaveAndClose::Committing Index for folder " + folder.Path());
+    EXPECT_EQ(StoreIndex_Commit(&index, 0), 2);
+}
+
+TEST(StoreIndexSaveAndClose, WritesTheGivenDetailsButNotInTheFileRoot) {
+    const MailFolder folder;
+    const FolderDetails details{7, 6, 5, 4};
+    for (const bool inFileRoot : {false, true}) {
+        const std::string path = folder.Path(inFileRoot ? "$FileRoot" : "Inbox");
+        testing::MakePath(folder.Path("MAILROOT\\PO\\Inbox"));
+        RemoveFile(folder.Path("MAILROOT\\PO\\Inbox\\_FOLDER.DAT"));
+        FolderIndex index = IndexOf(path);
+        index.dataDirectory = folder.Path();
+        index.postoffice = "PO";
+        index.folderName = "Inbox";
+        testing::MakePath(path);
+        ASSERT_EQ(StoreIndex_Open(&index, 1), 1);
+        File none;
+        StoreIndex_SaveAndClose(&index, true, false, none, &details);
+        EXPECT_EQ(ReadBytesOf(folder.Path("MAILROOT\\PO\\Inbox\\_FOLDER.DAT")),
+                  inFileRoot ? "" : "ITEMS\t7\r\nUNREAD\t6\r\nSIZE\t5\r\nLASTUID\t4\r\n");
+    }
+}
+
+TEST(StoreIndexSaveAndClose, MarksTheFolderWhenAnotherSaveCameBetween) {
+    const MailFolder folder;
+    FolderIndex mine = IndexOf(folder.Path());
+    FolderIndex other = IndexOf(folder.Path());
+    File none;
+    ASSERT_EQ(StoreIndex_Open(&mine, 1), 1);
+    ASSERT_EQ(StoreIndex_Open(&other, 1), 1);
+    WriteBytesTo(folder.Path("C.MAI"), kMail);
+    other.entries.Add("C.MAI");
+    StoreIndex_SaveAndClose(&other, true, false, none, nullptr);
+    EXPECT_FALSE(IsFolderMarkedChanged(folder.Path()));
+    mine.entries.Add("B.MAI");
+    ReportRecorder reports;
+    StoreIndex_SaveAndClose(&mine, true, false, none, nullptr);
+    EXPECT_TRUE(TraceOf(reports).ends_with(
+        "StoreIndex_SaveAndClose::Failed to commit index for folder " + folder.Path() +
+        ". Index was changed while being transacted. Folder will be marked as dirty." +
+        "StoreIndex_SaveAndClose::Failed to commit index for folder " + folder.Path() +
+        ". Folder will be marked as dirty."));
+    EXPECT_EQ(ReadBytesOf(folder.Path("_CHANGE.DTY")),
+              "This file is a flag file that denotes that this folder has been changed");
+    FolderIndex next = IndexOf(folder.Path());
+    EXPECT_EQ(StoreIndex_Open(&next, 1), 1);
+    EXPECT_EQ(Identifiers(next.entries), "A.MAI:5 B.MAI:6 C.MAI:7 ");
+}
+
+TEST(StoreIndexSaveAndClose, AnIndexHeldOpenFailsMarksAndKeepsTheFile) {
+    const MailFolder folder;
+    CountingSleeper sleeper;
+    FolderIndex index = IndexOf(folder.Path());
+    ASSERT_EQ(StoreIndex_Open(&index, 1), 1);
+    const std::string before = folder.Index();
+    index.entries.Add("C.MAI");
+    const File held(folder.Path("_index.xml"), kOpenRead);
+    ReportRecorder reports;
+    File none;
+    EXPECT_EQ(StoreIndex_SaveAndClose(&index, true, false, none, nullptr), 1);
+    EXPECT_EQ(sleeper.TotalMilliseconds(), 40000U);
+    EXPECT_EQ(folder.Index(), before);
+    EXPECT_TRUE(IsFolderMarkedChanged(folder.Path()));
+}
+
+TEST(StoreIndexSaveAndClose, GivesOneWithoutAnIndex) {
+    File none;
+    EXPECT_EQ(StoreIndex_SaveAndClose(nullptr, true, false, none, nullptr), 1);
+}
+
+bool FailingScan(StoreIndex&, const std::string&, std::uint32_t) {
+    return false;
+}
+
+TEST(FolderScan, AHostsOwnOperationTakesTheDefaultsPlace) {
+    const MailFolder folder;
+    InstallFolderScan(FailingScan);
+    MarkFolderChanged(folder.Path());
+    FolderIndex index = IndexOf(folder.Path());
+    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
+    EXPECT_EQ(Identifiers(index.entries), "A.MAI:5 ");
+    InstallFolderScan(nullptr);
+    MarkFolderChanged(folder.Path());
+    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
+    EXPECT_EQ(Identifiers(index.entries), "A.MAI:5 B.MAI:6 ");
+}
+
+TEST(FolderIndex, EachCallThatFailsLeavesAFolderThatOpens) {
+    for (int number = 1;; ++number) {
+        const MailFolder folder;
+        SetProduct("Backup Index", 1);
+        MarkFolderChanged(folder.Path());
+        CountingSleeper sleeper;
+        int count = 0;
+        {
+            CallRecorder calls;
+            calls.FailCall(number, ERROR_GEN_FAILURE);
+            FolderIndex index = IndexOf(folder.Path());
+            try {
+                StoreIndex_Open(&index, 1);
+                if (StoreIndex::Entry* const entry = index.entries.FindById("A.MAI")) {
+                    index.entries.SetProperty(*entry, "READ", "1");
+                }
+            } catch (const LibraryException&) {
+                // A mutex that cannot be had.
+            }
+            File none;
+            StoreIndex_SaveAndClose(&index, index.open, false, none, nullptr);
+            count = calls.Count();
+        }
+        // Whatever failed: after the folder is marked, everything that its files say is there.
+        MarkFolderChanged(folder.Path());
+        FolderIndex after = IndexOf(folder.Path());
+        SCOPED_TRACE("call " + std::to_string(number));
+        if (StoreIndex_Open(&after, 1) != 1) {
+            ASSERT_EQ(StoreIndex_Open(&after, 1), 1);
+        }
+        EXPECT_EQ(after.entries.Count(), 2U);
+        EXPECT_NE(after.entries.FindById("A.MAI"), nullptr);
+        EXPECT_NE(after.entries.FindById("B.MAI"), nullptr);
+        if (number > count) break;
+    }
+}
+
+}  // namespace
+}  // namespace tarnwick

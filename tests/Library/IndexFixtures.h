@@ -1,0 +1,62 @@
+// Index files and folders for the tests of opening, saving and recovering indexes.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "common/Registry.h"
+#include "Library/FolderIndex.h"
+#include "tests/support/WindowsFixtures.h"
+
+namespace tarnwick::testing {
+
+inline void SetProduct(const char* value, std::uint32_t number) {
+    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, value, number);
+}
+
+// Both directions through the stream serialiser.
+inline void UseStreams() {
+    SetProduct("Use XML Stream Index Deserialisation", 1);
+    SetProduct("Use XML Stream Index Serialisation", 1);
+}
+
+inline std::string EntryText(const std::string& id, int uid, const std::string& properties = "") {
+    return "<ELEMENT ID=\"" + id + "\" UID=\"" + std::to_string(uid) + "\">" + properties +
+           "</ELEMENT>";
+}
+
+inline std::string IndexText(const std::string& lastUid, const std::string& entries) {
+    return "<BASEELEMENT LASTUID=\"" + lastUid + "\">" + entries + "</BASEELEMENT>\r\n";
+}
+
+// "ID:UID[NAME=VALUE,...] ..." in UID order.
+inline std::string Describe(const StoreIndex& index) {
+    std::string text;
+    for (const StoreIndex::Entry& entry : index.InUidOrder()) {
+        text += std::string(entry.Id()) + ":" + std::to_string(entry.Uid());
+        for (std::size_t at = 0; at < entry.PropertyCount(); ++at) {
+            text += (at == 0 ? "[" : ",") + std::string(entry.Names().Name(at)) + "=" +
+                    std::string(entry.Value(at));
+        }
+        text += entry.PropertyCount() == 0 ? " " : "] ";
+    }
+    return text;
+}
+
+// "ID:UID " alone.
+inline std::string Identifiers(const StoreIndex& index) {
+    std::string text;
+    for (const StoreIndex::Entry& entry : index.InUidOrder()) {
+        text += std::string(entry.Id()) + ":" + std::to_string(entry.Uid()) + " ";
+    }
+    return text;
+}
+
+inline FolderIndex IndexOf(const std::string& folder, std::uint32_t folderType = 0) {
+    FolderIndex index;
+    index.folder = folder;
+    index.folderType = folderType;
+    return index;
+}
+
+}  // namespace tarnwick::testing
