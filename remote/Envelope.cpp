@@ -150,9 +150,9 @@ bool DecodeParameter(std::string_view valueText, std::span<std::byte> data) {
     if (decoded != kBase64Failed) {
         const std::span<std::byte> scratch = Allocate(owners[1], data.size());
         whole = Expand(decodeArea.first(static_cast<std::size_t>(decoded)), scratch, trace);
-        if (whole && !data.empty()) std::memcpy(data.data(), scratch.data(), data.size());
     }
     PrintStandardOutput(trace);
+    if (whole && !data.empty()) std::memcpy(data.data(), owners[1].get(), data.size());
     return whole;
 }
 

@@ -10,6 +10,8 @@ namespace tarnwick {
 
 // Entries of a full dictionary: codes 0 to 1022.
 inline constexpr std::size_t kLzwEntryLimit = 1023;
+// Its first entries are the single bytes.
+inline constexpr unsigned kLzwSingleBytes = 256;
 // The longest string that one code of a stream stands for, in bytes.
 inline constexpr std::size_t kLzwLongestString = 62;
 

@@ -1,7 +1,11 @@
 #include "remote/shared/Base64.h"
 
+#include <emmintrin.h>
+
+#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 
 namespace tarnwick {
@@ -31,6 +35,48 @@ unsigned DigitOf(char character) {
     return kDigits[static_cast<unsigned char>(character)];
 }
 
+constexpr std::array<std::uint16_t, 4096> MakePairs() {
+    std::array<std::uint16_t, 4096> pairs{};
+    for (unsigned bits = 0; bits < pairs.size(); ++bits) {
+        const auto first = static_cast<unsigned char>(kAlphabet[bits >> 6]);
+        const auto second = static_cast<unsigned char>(kAlphabet[bits & 0x3F]);
+        pairs[bits] = static_cast<std::uint16_t>(first | second << 8);
+    }
+    return pairs;
+}
+
+// The two characters that each twelve bits become, the first one in the low byte.
+constexpr std::array<std::uint16_t, 4096> kPairs = MakePairs();
+
+// The eight bytes in the opposite order; compilers know this as one instruction.
+constexpr std::uint64_t Reversed(std::uint64_t word) {
+    word = (word & 0x00FF00FF00FF00FF) << 8 | (word >> 8 & 0x00FF00FF00FF00FF);
+    word = (word & 0x0000FFFF0000FFFF) << 16 | (word >> 16 & 0x0000FFFF0000FFFF);
+    return word << 32 | word >> 32;
+}
+
+std::uint64_t PairOf(std::uint64_t word, unsigned shift) {
+    return kPairs[word >> shift & 0xFFF];
+}
+
+// Encodes six bytes at a time while eight may be read; the result is the count of bytes encoded.
+std::size_t EncodeBlocks(std::span<const std::byte> data, std::span<char> text) {
+    constexpr std::size_t kBytes = 6;
+    constexpr std::size_t kCharacters = 8;
+    std::size_t at = 0;
+    for (std::size_t length = 0;
+         data.size() - at >= sizeof(std::uint64_t) && text.size() - length >= kCharacters;
+         at += kBytes, length += kCharacters) {
+        std::uint64_t word;
+        std::memcpy(&word, data.data() + at, sizeof word);
+        word = Reversed(word);
+        const std::uint64_t characters = PairOf(word, 52) | PairOf(word, 40) << 16 |
+                                         PairOf(word, 28) << 32 | PairOf(word, 16) << 48;
+        std::memcpy(text.data() + length, &characters, sizeof characters);
+    }
+    return at;
+}
+
 char CharacterOf(unsigned group, unsigned shift) {
     return kAlphabet[group >> shift & 0x3F];
 }
@@ -43,6 +89,62 @@ unsigned ByteAt(std::span<const std::byte> data, std::size_t at) {
     return at < data.size() ? std::to_integer<unsigned>(data[at]) : 0;
 }
 
+__m128i Splat(int value) {
+    return _mm_set1_epi8(static_cast<char>(value));
+}
+
+// `values` plus `step` where `mask` is set.
+__m128i AddWhere(__m128i values, __m128i mask, int step) {
+    return _mm_add_epi8(values, _mm_and_si128(mask, Splat(step)));
+}
+
+struct SixteenDigits {
+    __m128i digits;
+    bool valid;
+};
+
+// The digits of sixteen characters. Each test "above" moves on to the next range of the alphabet in
+// the order of the character codes: '+', '/', "0-9", "A-Z", "a-z"; `last` is the end of that range.
+SixteenDigits DigitsOf(__m128i characters) {
+    const __m128i slash = _mm_cmpgt_epi8(characters, Splat('/' - 1));
+    const __m128i figure = _mm_cmpgt_epi8(characters, Splat('0' - 1));
+    const __m128i upper = _mm_cmpgt_epi8(characters, Splat('A' - 1));
+    const __m128i lower = _mm_cmpgt_epi8(characters, Splat('a' - 1));
+    __m128i digits = _mm_add_epi8(characters, Splat(62 - '+'));
+    digits = AddWhere(digits, slash, (63 - '/') - (62 - '+'));
+    digits = AddWhere(digits, figure, (52 - '0') - (63 - '/'));
+    digits = AddWhere(digits, upper, (0 - 'A') - (52 - '0'));
+    digits = AddWhere(digits, lower, (26 - 'a') - (0 - 'A'));
+    __m128i last = AddWhere(Splat('+'), slash, '/' - '+');
+    last = AddWhere(last, figure, '9' - '/');
+    last = AddWhere(last, upper, 'Z' - '9');
+    last = AddWhere(last, lower, 'z' - 'Z');
+    // Codes from 128 on are negative here, and so below '+'.
+    const __m128i wrong =
+        _mm_or_si128(_mm_cmpgt_epi8(characters, last), _mm_cmplt_epi8(characters, Splat('+')));
+    return {digits, _mm_movemask_epi8(wrong) == 0};
+}
+
+// Joins sixteen digits to twelve bytes.
+void StoreTwelve(__m128i digits, std::byte* data) {
+    const __m128i pairs =
+        _mm_or_si128(_mm_and_si128(_mm_slli_epi16(digits, 6), _mm_set1_epi16(0x0FC0)),
+                     _mm_srli_epi16(digits, 8));
+    const __m128i groups = _mm_madd_epi16(pairs, _mm_set1_epi32(0x00011000));
+    // Two groups of 24 bits at the top of each half, the first one above; what else is there
+    // becomes the two bytes that are not stored.
+    const __m128i halves = _mm_or_si128(_mm_slli_epi64(groups, 40), _mm_srli_epi64(groups, 16));
+    const auto low = static_cast<std::uint64_t>(_mm_cvtsi128_si64(halves));
+    const auto high =
+        static_cast<std::uint64_t>(_mm_cvtsi128_si64(_mm_unpackhi_epi64(halves, halves)));
+    const std::uint64_t first = Reversed(low);
+    const std::uint64_t second = Reversed(high);
+    const auto end = static_cast<std::uint16_t>(second >> 32);
+    std::memcpy(data, &first, sizeof first);
+    std::memcpy(data + 6, &second, 4);
+    std::memcpy(data + 10, &end, sizeof end);
+}
+
 // The four-state machine: the state counts the characters of the current group of four.
 class Decoder {
   public:
@@ -50,25 +152,22 @@ class Decoder {
         : text_(text), data_(data), size_(size) {}
 
     std::ptrdiff_t Run() {
-        if (data_ != nullptr) TakeWholeGroups();
+        if (data_ != nullptr) TakeBlocks();
         return Succeeds() ? static_cast<std::ptrdiff_t>(position_) : kBase64Failed;
     }
 
   private:
-    // Whole groups of the alphabet that fit; stops before anything that needs the state machine.
-    void TakeWholeGroups() {
-        while (text_.size() - at_ >= 4 && size_ - position_ >= 3) {
-            const unsigned first = DigitOf(text_[at_]);
-            const unsigned second = DigitOf(text_[at_ + 1]);
-            const unsigned third = DigitOf(text_[at_ + 2]);
-            const unsigned fourth = DigitOf(text_[at_ + 3]);
-            if (((first | second | third | fourth) & 0x80) != 0) return;
-            const unsigned group = first << 18 | second << 12 | third << 6 | fourth;
-            data_[position_] = static_cast<std::byte>(group >> 16);
-            data_[position_ + 1] = static_cast<std::byte>(group >> 8);
-            data_[position_ + 2] = static_cast<std::byte>(group);
-            at_ += 4;
-            position_ += 3;
+    // Sixteen characters of the alphabet that become twelve bytes, as long as there are any; what
+    // needs the state machine is left to it.
+    void TakeBlocks() {
+        while (text_.size() - at_ >= 16 && size_ - position_ >= 12) {
+            __m128i characters;
+            std::memcpy(&characters, text_.data() + at_, sizeof characters);
+            const SixteenDigits block = DigitsOf(characters);
+            if (!block.valid) return;
+            StoreTwelve(block.digits, data_ + position_);
+            at_ += 16;
+            position_ += 12;
         }
     }
 
@@ -127,8 +226,9 @@ class Decoder {
 }  // namespace
 
 std::ptrdiff_t Base64Encode(std::span<const std::byte> data, std::span<char> text) {
-    std::size_t length = 0;
-    for (std::size_t at = 0; at < data.size(); at += 3, length += 4) {
+    const std::size_t encoded = EncodeBlocks(data, text);
+    std::size_t length = Base64EncodedLength(encoded);
+    for (std::size_t at = encoded; at < data.size(); at += 3, length += 4) {
         if (text.size() - length < 4) return kBase64Failed;
         const unsigned group =
             GroupOf(ByteAt(data, at), ByteAt(data, at + 1), ByteAt(data, at + 2));

@@ -1,20 +1,392 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <new>
+
 #include "remote/Envelope.h"
+#include "remote/Lzw.h"
+#include "remote/shared/Base64.h"
 #include "tests/support/ReportRecorder.h"
+
+namespace {
+
+// The allocation that fails, counted down; 0 lets all pass.
+int failingAllocation = 0;
+
+void* Allocate(std::size_t size) {
+    if (failingAllocation > 0 && --failingAllocation == 0) throw std::bad_alloc();
+    if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
+    throw std::bad_alloc();
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    return Allocate(size);
+}
+void* operator new[](std::size_t size) {
+    return Allocate(size);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t /*size*/) noexcept {
+    std::free(memory);
+}
 
 namespace tarnwick {
 namespace {
 
-TEST(Envelope, RoundTrip) {
-    testing::ReportRecorder reports;
+using testing::ReportRecorder;
+using Bytes = std::vector<std::byte>;
+
+constexpr std::string_view kEnvelopeStart = "<DATA><METHOD>EXEC</METHOD><FUNCTION>";
+constexpr std::string_view kEnvelopeEnd = "</FUNCTION><PARAMETERS></PARAMETERS></DATA>";
+
+Bytes BytesOf(std::string_view text) {
+    const auto bytes = std::as_bytes(std::span(text));
+    return {bytes.begin(), bytes.end()};
+}
+
+std::string TextOf(const std::vector<char>& area) {
+    return {area.data()};
+}
+
+// The value text of `data`: what a peer writes.
+std::string ValueText(const Bytes& data) {
+    Bytes stream(LzwWorstSize(data.size()));
+    stream.resize(LzwCompress(data, stream));
+    return Base64EncodeAlloc(stream);
+}
+
+std::string StreamText(std::initializer_list<unsigned> codes) {
+    Bytes stream;
+    for (const unsigned code : codes) {
+        stream.push_back(static_cast<std::byte>(code));
+        stream.push_back(static_cast<std::byte>(code >> 8));
+    }
+    return Base64EncodeAlloc(stream);
+}
+
+std::string Element(const std::string& number, const std::string& value) {
+    return "<PARAMETER" + number + " SIZE=4>" + value + "</PARAMETER" + number + ">";
+}
+
+// A record filled so that its value needs most of what such a record can need.
+Bytes Noise(std::size_t size) {
+    Bytes data(size);
+    std::uint32_t state = 99;
+    for (std::byte& byte : data) {
+        state = state * 1664525 + 1013904223;
+        byte = static_cast<std::byte>(state >> 24);
+    }
+    return data;
+}
+
+const std::string kKept = "kept";
+
+// What a reply leaves in a record of four bytes that held "kept".
+std::string Received(const std::string& reply, int number = 1) {
+    ReportRecorder reports;
+    Bytes record = BytesOf(kKept);
+    const bool received = GetResponseParameter(reply, number, record);
+    const std::string text(reinterpret_cast<const char*>(record.data()), record.size());
+    EXPECT_TRUE(received || text == kKept) << reply;
+    return text;
+}
+
+TEST(BuildExecRequest, WritesTheEnvelopeCutToItsArea) {
+    std::vector<char> request(kRemoteTextSize, '#');
+    EXPECT_TRUE(BuildExecRequest(request, "AppointmentAdd"));
+    const std::string whole =
+        std::string(kEnvelopeStart) + "AppointmentAdd" + std::string(kEnvelopeEnd);
+    EXPECT_EQ(TextOf(request), whole);
+    for (const std::size_t size : {std::size_t{1}, std::size_t{40}, whole.size()}) {
+        std::vector<char> small(size, '#');
+        EXPECT_TRUE(BuildExecRequest(small, "AppointmentAdd"));
+        EXPECT_EQ(TextOf(small), whole.substr(0, size - 1));
+    }
+    EXPECT_TRUE(BuildExecRequest({}, "AppointmentAdd"));
+}
+
+TEST(AddRequestParameter, PutsEachParameterLastInItsOwnForm) {
+    ReportRecorder reports;
     std::vector<char> request(kRemoteTextSize);
-    BuildExecRequest(request, "AppointmentAdd");
-    std::vector<std::byte> record(648);
-    ASSERT_TRUE(AddRequestParameter(request, 1, record));
-    std::vector<std::byte> back(648, std::byte{1});
-    ASSERT_TRUE(GetResponseParameter(std::string_view(request.data(), request.size()), 1, back));
-    EXPECT_EQ(back, record);
+    BuildExecRequest(request, "AppointmentEdit");
+    EXPECT_TRUE(AddRequestParameter(request, 1, Bytes(648)));
+    EXPECT_TRUE(AddRequestParameter(request, 2, BytesOf("AAA")));
+    // 4 bytes travel compressed too: "QQAAAQ==" are the codes 65 and 256.
+    EXPECT_EQ(TextOf(request),
+              "<DATA><METHOD>EXEC</METHOD><FUNCTION>AppointmentEdit</FUNCTION><PARAMETERS>"
+              "<PARAMETER1 SIZE=648>" +
+                  ValueText(Bytes(648)) +
+                  "</PARAMETER1>"
+                  "<PARAMETER2 SIZE=3>QQAAAQ==</PARAMETER2></PARAMETERS></DATA>");
+}
+
+TEST(AddRequestParameter, TracesEachStepInOneReport) {
+    ReportRecorder reports;
+    std::vector<char> request(kRemoteTextSize);
+    BuildExecRequest(request, "AppointmentListItemListSetPosition");
+    EXPECT_TRUE(AddRequestParameter(request, 1, BytesOf("AAA")));
+    EXPECT_TRUE(AddRequestParameter(request, 2, {}));
+    const std::vector<std::pair<ReportChannel, std::string>> expected = {
+        {ReportChannel::StandardOutput,
+         "compressing...\nCompressed size: 4\nResult of base64 encoding: QQAAAQ==\nSize:8\n"},
+        {ReportChannel::StandardOutput,
+         "compressing...\nCompressed size: 0\nResult of base64 encoding: \nSize:0\n"},
+        {ReportChannel::StandardOutput, "Warning: Serialising returned empty buffer\n"}};
+    EXPECT_EQ(reports.Take(), expected);
+    EXPECT_NE(TextOf(request).find("<PARAMETER2 SIZE=0></PARAMETER2></PARAMETERS>"),
+              std::string::npos);
+}
+
+TEST(AddRequestParameter, LeavesATextWithoutAPlaceForParametersAndTracesIt) {
+    ReportRecorder reports;
+    std::vector<char> request(64, '\0');
+    BuildExecRequest(request, "F");
+    const std::string cut = TextOf(request).substr(0, 50);
+    request[50] = '\0';
+    EXPECT_TRUE(AddRequestParameter(request, 1, BytesOf("A")));
+    EXPECT_EQ(TextOf(request), cut);
+    EXPECT_EQ(reports.Take().back().second, "{" + cut + "}\n");
+}
+
+TEST(AddRequestParameter, TheLargestRecordsFitWhateverTheyHold) {
+    ReportRecorder reports;
+    for (const std::size_t size : {513U, 648U, 1023U, 1024U, 5388U, 8772U}) {
+        const Bytes record = Noise(size);
+        std::vector<char> request(kRemoteTextSize);
+        BuildExecRequest(request, "AppointmentItemWriteNextChunk");
+        ASSERT_TRUE(AddRequestParameter(request, 1, record));
+        Bytes back(size);
+        ASSERT_TRUE(GetResponseParameter(TextOf(request), 1, back)) << size;
+        EXPECT_EQ(back, record) << size;
+    }
+}
+
+TEST(AddRequestParameter, AValueBeyondTheTextBufferBecomesAnEmptyOne) {
+    ReportRecorder reports;
+    std::vector<char> request(kRemoteTextSize);
+    BuildExecRequest(request, "F");
+    EXPECT_TRUE(AddRequestParameter(request, 1, Noise(16000)));
+    EXPECT_NE(TextOf(request).find("<PARAMETER1 SIZE=16000></PARAMETER1>"), std::string::npos);
+    EXPECT_NE(reports.Joined(ReportChannel::StandardOutput).find("\nSize:-1\nWarning: "),
+              std::string::npos);
+}
+
+TEST(InsertBeforeParametersEnd, UsesTheFirstEndWhateverTheMarkerSays) {
+    std::vector<char> result(64, '#');
+    EXPECT_TRUE(InsertBeforeParametersEnd("a</PARAMETERS>b</PARAMETERS>", "b", "[x]", result));
+    EXPECT_EQ(TextOf(result), "a[x]</PARAMETERS>b</PARAMETERS>");
+    EXPECT_FALSE(InsertBeforeParametersEnd("a</parameters>", "a", "[x]", result));
+    EXPECT_EQ(TextOf(result), "a</parameters>");
+    std::vector<char> small(6, '#');
+    EXPECT_TRUE(InsertBeforeParametersEnd("a</PARAMETERS>", "", "[x]", small));
+    EXPECT_EQ(TextOf(small), "a[x]<");
+}
+
+TEST(FindResponseParameter, ReadsTheFirstElementWhoseTagBeginsSo) {
+    struct Case {
+        const char* reply;
+        int number;
+        const char* value;  // null: none
+        int size;
+    };
+    const Case cases[] = {
+        {"<DATA><PARAMETER0 SIZE=4>QQ==</PARAMETER0></DATA>", 0, "QQ==", 4},
+        {"<X/><PARAMETER1 SIZE=648 >v</PARAMETER1>", 1, "v", 648},
+        {"<PARAMETER1 SIZE=-5>v</PARAMETER1>", 1, "v", -5},
+        {"<PARAMETER1 SIZE=99999999999>v</PARAMETER1>", 1, "v", 2147483647},
+        {"<PARAMETER1 SIZE= 12x>v</PARAMETER1>", 1, "v", 12},
+        {"<PARAMETER1 SIZE=>v</PARAMETER1>", 1, "v", 0},
+        {"<PARAMETER1 SIZE=4></PARAMETER1>", 1, "", 4},
+        {"<PARAMETER1SIZE=4>v</PARAMETER1>", 1, "v", 4},
+        // No size, or no end of the start tag, in the element itself.
+        {"<PARAMETER1>v</PARAMETER1>", 1, nullptr, 0},
+        {"<PARAMETER1>v</PARAMETER1><PARAMETER1 SIZE=4>w</PARAMETER1>", 1, nullptr, 0},
+        {"<PARAMETER1 SIZE=4", 1, nullptr, 0},
+        {"<PARAMETER1 size=4>v</PARAMETER1>", 1, nullptr, 0},
+        // No end tag behind the value.
+        {"<PARAMETER1 SIZE=4>v", 1, nullptr, 0},
+        {"<PARAMETER1 SIZE=4>v</PARAMETER1", 1, nullptr, 0},
+        {"</PARAMETER1><PARAMETER1 SIZE=4>v</PARAMETER2>", 1, nullptr, 0},
+        {"<PARAMETER2 SIZE=4>v</PARAMETER2>", 1, nullptr, 0},
+        {"", 0, nullptr, 0},
+        // Doubled, nested, reordered.
+        {"<PARAMETER1 SIZE=4>v</PARAMETER1><PARAMETER1 SIZE=5>w</PARAMETER1>", 1, "v", 4},
+        {"<PARAMETER0 SIZE=4>a<PARAMETER1 SIZE=5>b</PARAMETER1>c</PARAMETER0>", 1, "b", 5},
+        {"<PARAMETER1 SIZE=4>a<PARAMETER1 SIZE=5>b</PARAMETER1></PARAMETER1>", 1,
+         "a<PARAMETER1 SIZE=5>b", 4},
+        {"<PARAMETER2 SIZE=2>b</PARAMETER2><PARAMETER1 SIZE=1>a</PARAMETER1>", 1, "a", 1},
+    };
+    for (const Case& row : cases) {
+        const auto found = FindResponseParameter(row.reply, row.number);
+        ASSERT_EQ(found.has_value(), row.value != nullptr) << row.reply;
+        if (!found) continue;
+        EXPECT_EQ(found->valueText, row.value) << row.reply;
+        EXPECT_EQ(found->size, row.size) << row.reply;
+    }
+}
+
+TEST(FindResponseParameter, Number1TakesTheStartTagOfNumber10ThatComesFirst) {
+    const std::string reply = Element("10", "ten") + Element("1", "one");
+    EXPECT_EQ(FindResponseParameter(reply, 1)->valueText,
+              "ten</PARAMETER10><PARAMETER1 SIZE=4>one");
+    EXPECT_EQ(Received(Element("10", ValueText(BytesOf("tenx"))) +
+                       Element("1", ValueText(BytesOf("onex")))),
+              kKept);
+    EXPECT_EQ(Received(Element("1", ValueText(BytesOf("onex"))) +
+                       Element("10", ValueText(BytesOf("tenx")))),
+              "onex");
+}
+
+TEST(FindResponseParameter, LooksAt255SizeDigitsAndEndsAtTheFirstNul) {
+    const std::string zeros(254, '0');
+    const std::string reply = "<PARAMETER1 SIZE=" + zeros + "79>v</PARAMETER1>";
+    EXPECT_EQ(FindResponseParameter(reply, 1)->size, 7);
+    const std::string withNul = "<PARAMETER1 SIZE=4>v" + std::string(1, '\0') + "</PARAMETER1>";
+    EXPECT_FALSE(FindResponseParameter(withNul, 1).has_value());
+    // A value is cut like the text buffer that it was once copied to.
+    const std::string huge = Element("1", std::string(40000, 'A'));
+    EXPECT_EQ(FindResponseParameter(huge, 1)->valueText.size(), kRemoteTextSize - 1);
+}
+
+TEST(GetResponseParameter, TakesARecordOnlyWhole) {
+    const std::string good = ValueText(BytesOf("good"));
+    struct Case {
+        const char* what;
+        std::string reply;
+        std::string record;
+    };
+    const Case cases[] = {
+        {"whole", Element("1", good), "good"},
+        {"white space in the value", Element("1", " " + good + "\r\n"), "good"},
+        {"a size that says otherwise", "<PARAMETER1 SIZE=-1>" + good + "</PARAMETER1>", "good"},
+        {"empty reply", "", kKept},
+        {"empty value", Element("1", ""), kKept},
+        {"bad base64", Element("1", "!" + good), kKept},
+        {"base64 without its padding", Element("1", "QQA"), kKept},
+        {"unused bits", Element("1", "QQB="), kKept},
+        {"expands short", Element("1", ValueText(BytesOf("goo"))), kKept},
+        {"expands beyond the record", Element("1", ValueText(BytesOf("goody"))), kKept},
+        {"half a code", Element("1", "QQ=="), kKept},
+        {"lost string", Element("1", StreamText({'g', 'o', 'o', 0xFFFF})), kKept},
+        {"code above the count", Element("1", StreamText({'g', 'o', 300})), kKept},
+        {"first code above a byte", Element("1", StreamText({256, 'o', 'o', 'd'})), kKept},
+        {"fault behind a whole record", Element("1", StreamText({'g', 'o', 'o', 'd', 999})), kKept},
+    };
+    for (const Case& row : cases) EXPECT_EQ(Received(row.reply), row.record) << row.what;
+}
+
+TEST(GetResponseParameter, AReplyCutAnywhereLeavesTheRecord) {
+    const std::string reply = "<DATA>" + Element("0", ValueText(BytesOf("zero"))) +
+                              Element("1", ValueText(BytesOf("good"))) + "</DATA>";
+    const std::size_t whole0 = reply.find("</PARAMETER0>") + 13;
+    const std::size_t whole1 = reply.find("</PARAMETER1>") + 13;
+    for (std::size_t size = 0; size <= reply.size(); ++size) {
+        const std::string cut = reply.substr(0, size);
+        EXPECT_EQ(Received(cut, 0), size < whole0 ? kKept : "zero") << size;
+        EXPECT_EQ(Received(cut, 1), size < whole1 ? kKept : "good") << size;
+    }
+}
+
+TEST(GetResponseParameter, TakesTheLargestReplyAndNothingFromALongerOne) {
+    const std::string element = Element("1", ValueText(BytesOf("good")));
+    const std::string full = std::string(kRemoteTextSize - element.size(), ' ') + element;
+    EXPECT_EQ(Received(full), "good");
+    EXPECT_EQ(Received((" " + full).substr(0, kRemoteTextSize)), kKept);
+}
+
+TEST(GetResponseParameter, TracesEachStepInOneReport) {
+    struct Case {
+        std::string reply;
+        std::string trace;
+    };
+    const Case cases[] = {
+        {Element("1", ValueText(BytesOf("AAAA"))),
+         "decompressing\nB64Source length: 8 parameter size=4\nDecoded size=6\n"
+         "Uncompressed size=4\nFreeing\n"},
+        {Element("1", "????"),
+         "decompressing\nB64Source length: 4 parameter size=4\nDecoded size=-1\n"},
+        {Element("1", StreamText({'A', 0xFFFF})),
+         "decompressing\nB64Source length: 8 parameter size=4\nDecoded size=4\n"
+         "Something wrong\nUncompressed size=1\nFreeing\n"},
+        {"",
+         "decompressing\nB64Source length: 0 parameter size=4\nDecoded size=0\n"
+         "Uncompressed size=0\nFreeing\n"},
+    };
+    for (const Case& row : cases) {
+        ReportRecorder reports;
+        Bytes record(4);
+        GetResponseParameter(row.reply, 1, record);
+        const auto taken = reports.Take();
+        ASSERT_EQ(taken.size(), 1U) << row.reply;
+        EXPECT_EQ(taken[0].second, row.trace) << row.reply;
+    }
+}
+
+class Silence : public ReportSink {
+  public:
+    Silence() { SetReportSink(this); }
+    ~Silence() override { SetReportSink(nullptr); }
+    void Report(ReportChannel /*channel*/, std::string_view /*text*/) override {}
+};
+
+// Lets the first allocation fail, then the second, until none does; before that nothing is changed.
+TEST(Envelope, WithoutMemoryNothingIsAddedOrFilled) {
+    const Silence silence;
+    const Bytes record = Noise(648);
+    int failures = 0;
+    for (bool added = false; !added; ++failures) {
+        std::vector<char> request(kRemoteTextSize);
+        BuildExecRequest(request, "AppointmentAdd");
+        const std::string before = TextOf(request);
+        failingAllocation = failures + 1;
+        added = AddRequestParameter(request, 1, record);
+        failingAllocation = 0;
+        ASSERT_EQ(TextOf(request) == before, !added) << failures;
+    }
+    EXPECT_GE(failures, 3);
+    const std::string reply = Element("1", ValueText(record));
+    failures = 0;
+    for (bool filled = false; !filled; ++failures) {
+        Bytes area(record.size());
+        failingAllocation = failures + 1;
+        filled = GetResponseParameter(reply, 1, area);
+        failingAllocation = 0;
+        ASSERT_EQ(area == record, filled) << failures;
+    }
+    EXPECT_GE(failures, 2);
+}
+
+TEST(ElementText, IsWhatStandsBetweenTheFirstTags) {
+    struct Case {
+        const char* text;
+        const char* name;
+        const char* value;  // null: none
+    };
+    const Case cases[] = {
+        {"<DATA><METHOD>PING</METHOD></DATA>", "METHOD", "PING"},
+        {"<METHOD>a</METHOD><METHOD>b</METHOD>", "METHOD", "a"},
+        {"<METHOD></METHOD>", "METHOD", ""},
+        {"<METHODS>a</METHODS>", "METHOD", nullptr},
+        {"</METHOD><METHOD>a", "METHOD", nullptr},
+        {"<METHOD>a</METHOD", "METHOD", nullptr},
+        {"<method>a</method>", "METHOD", nullptr},
+        {"", "METHOD", nullptr},
+    };
+    for (const Case& row : cases) {
+        const auto value = ElementText(row.text, row.name);
+        ASSERT_EQ(value.has_value(), row.value != nullptr) << row.text;
+        EXPECT_EQ(value.value_or(""), row.value == nullptr ? "" : row.value) << row.text;
+    }
 }
 
 }  // namespace

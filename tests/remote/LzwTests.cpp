@@ -165,6 +165,18 @@ TEST(Lzw, AFullDictionaryStaysAsItIs) {
     EXPECT_TRUE(AgreesWithPlain(text));
 }
 
+// The last entry is then no longer the one just added.
+TEST(Lzw, TheLastEntryOfAFullDictionaryIsOldOnceItStands) {
+    std::string text = Noise(766, 11) + "xyz";
+    text += Noise(20, 12) + "yzyz" + "xyxy";
+    EXPECT_TRUE(AgreesWithPlain(text));
+    for (std::size_t size = 760; size < 790; ++size) {
+        const std::string head = Noise(size, 13);
+        EXPECT_TRUE(AgreesWithPlain(head + head.substr(size - 40) + "-" + head.substr(size - 40)))
+            << size;
+    }
+}
+
 TEST(LzwCompress, WritesNothingIntoAnAreaBelowTheWorstCase) {
     const Bytes text = BytesOf("aaaa");
     Bytes area(7, std::byte{'#'});
@@ -189,7 +201,7 @@ TEST(LzwExpand, StopsAtCodesThatNoCompressorWrites) {
     const std::string faultLost = std::to_string(static_cast<int>(LzwFault::LostString)) + ":";
     const Case cases[] = {
         {"first code above a byte", {256}, faultUnknown},
-        {"first code lost", {0xFFFF}, faultUnknown},
+        {"first code lost", {0xFFFF}, faultLost},
         {"lost string", {'a', 'b', 0xFFFF, 'c'}, faultLost + "ab"},
         {"one above the count", {'a', 257}, faultUnknown + "a"},
         {"far above the count", {'a', 'b', 1022}, faultUnknown + "ab"},

@@ -1,5 +1,7 @@
 #include "remote/Lzw.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -7,9 +9,6 @@
 
 namespace tarnwick {
 namespace {
-
-constexpr unsigned kFirstFreeCode = 256;
-constexpr unsigned kLostString = 0xFFFF;
 
 // A string of the dictionary: its code and its length.
 struct Match {
@@ -91,7 +90,7 @@ class StringTable {
     Match LatestAt(std::size_t at, unsigned limit) const {
         const unsigned byte = ByteAt(at);
         const unsigned code = latest_[byte];
-        if (code >= kFirstFreeCode) {
+        if (code >= kLzwSingleBytes) {
             const Entry& entry = entries_[code];
             if (entry.length >= kWord && entry.length <= limit &&
                 SameString(entry.start, at, entry.length)) {
@@ -110,73 +109,9 @@ class StringTable {
     }
 
     std::span<const std::byte> input_;
-    unsigned count_ = kFirstFreeCode;
+    unsigned count_ = kLzwSingleBytes;
     std::array<unsigned, 256> latest_{};
     std::array<std::uint16_t, kBuckets> heads_{};
-    std::array<Entry, kLzwEntryLimit> entries_;
-};
-
-// The expander's dictionary and output in one: the string of every entry lies in the output, where
-// the code before it was expanded.
-class Expander {
-  public:
-    explicit Expander(std::span<std::byte> output) : output_(output) {}
-
-    LzwExpansion Run(std::span<const std::byte> input) {
-        LzwFault fault = LzwFault::None;
-        for (std::size_t at = 0; fault == LzwFault::None && input.size() - at >= 2; at += 2) {
-            const unsigned low = std::to_integer<unsigned>(input[at]);
-            const unsigned high = std::to_integer<unsigned>(input[at + 1]);
-            fault = at == 0 ? First(high << 8 | low) : Next(high << 8 | low);
-        }
-        return {position_, fault};
-    }
-
-  private:
-    struct Entry {
-        std::size_t start;
-        std::size_t length;
-    };
-
-    LzwFault First(unsigned code) {
-        if (code >= kFirstFreeCode) return LzwFault::UnknownCode;
-        return Write(code);
-    }
-
-    // Adds the string before this one and this one's first byte, then writes this one: it may be
-    // the entry just added, whose last byte is then its first.
-    LzwFault Next(unsigned code) {
-        if (code == kLostString) return LzwFault::LostString;
-        if (count_ < kLzwEntryLimit) {
-            entries_[count_] = {position_ - previousLength_, previousLength_ + 1};
-            ++count_;
-        }
-        if (code >= count_) return LzwFault::UnknownCode;
-        return Write(code);
-    }
-
-    LzwFault Write(unsigned code) {
-        if (code < kFirstFreeCode) {
-            if (position_ == output_.size()) return LzwFault::NoRoom;
-            output_[position_++] = static_cast<std::byte>(code);
-            previousLength_ = 1;
-            return LzwFault::None;
-        }
-        const Entry entry = entries_[code];
-        if (entry.length > kLzwLongestString) return LzwFault::UnknownCode;
-        if (entry.length > output_.size() - position_) return LzwFault::NoRoom;
-        for (std::size_t at = 0; at < entry.length; ++at) {
-            output_[position_ + at] = output_[entry.start + at];
-        }
-        position_ += entry.length;
-        previousLength_ = entry.length;
-        return LzwFault::None;
-    }
-
-    std::span<std::byte> output_;
-    std::size_t position_ = 0;
-    std::size_t previousLength_ = 0;
-    unsigned count_ = kFirstFreeCode;
     std::array<Entry, kLzwEntryLimit> entries_;
 };
 
@@ -194,10 +129,6 @@ std::size_t LzwCompress(std::span<const std::byte> input, std::span<std::byte> o
         at += match.length;
     }
     return written;
-}
-
-LzwExpansion LzwExpand(std::span<const std::byte> input, std::span<std::byte> output) {
-    return Expander(output).Run(input);
 }
 
 }  // namespace tarnwick
