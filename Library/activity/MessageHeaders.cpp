@@ -50,7 +50,7 @@ constexpr Operation kSetUid{
     {2048, false, false}, Complaint::Output,
     SiblingRefused::RemoveMessage, DeleteRefused::Ignored};
 constexpr Operation kHasTempFlags{
-    {2048, false, true},  Complaint::Output,
+    {2048, false, false}, Complaint::Output,
     SiblingRefused::LeaveMessage,  DeleteRefused::Ignored};
 constexpr Operation kStripUidAndFlags{
     {2048, false, true},  Complaint::Output,
@@ -86,7 +86,7 @@ std::string FlagsLine(std::string_view flags) {
 void Complain(Complaint complaint, const std::string& text, const std::string& path) {
     const auto error = static_cast<std::int32_t>(GetLastError());
     if (complaint == Complaint::LogWithPath) {
-        LogMessage(text + ": " + path + "\n");
+        LogMessage("%s: %s\n", {text, path});
     } else if (complaint == Complaint::Output) {
         PrintStandardOutput(text + "\r\n");
     } else {
@@ -195,7 +195,7 @@ int SetMessageTempFlags(std::string_view directory, std::string_view name, std::
     if (!UidBrandingEnabled()) return 1;
     Contain([&] {
         const MessagePaths paths = PathsInFolder(directory, name);
-        LogMessage("Setting Message Flags for: " + paths.message + "\n");
+        LogMessage("Setting Message Flags for: %s\n", {paths.message});
         std::vector<FieldRule> fields{{{kFlagsKey}, FieldFate::Replace, FlagsLine(flags)}};
         if (dropUid) fields.push_back({{kUidKey}, FieldFate::Drop, ""});
         OpenAndRewrite(paths, kSetTempFlags, std::move(fields));
