@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "common/Scan.h"
-#include "common/TextFile.h"
 
 namespace tarnwick {
 namespace {
@@ -14,7 +13,7 @@ constexpr char kTextEnd = '\x1a';
 }  // namespace
 
 PieceReader::PieceReader(ByteSource& source, std::size_t bufferSize, FileMode mode)
-    : source_(source), pieceLimit_(bufferSize - 1), mode_(mode), buffer_(kStreamBlock, '\0') {}
+    : source_(source), pieceLimit_(bufferSize - 1), mode_(mode), buffer_(2 * kStreamBlock, '\0') {}
 
 std::optional<std::string_view> PieceReader::NextPiece() {
     std::size_t length = PieceLength(Unread());
@@ -71,7 +70,8 @@ bool PieceReader::Refill() {
     std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
     end_ -= begin_;
     begin_ = 0;
-    const auto count = source_.Read(buffer_.data() + end_, buffer_.size() - end_);
+    const auto count =
+        source_.Read(buffer_.data() + end_, std::min(kStreamBlock, buffer_.size() - end_));
     failed_ = !count;
     const std::string_view read(buffer_.data() + end_, count.value_or(0));
     const std::size_t textEnd = mode_ == FileMode::Text ? FindByte(read, kTextEnd) : kNotFound;
@@ -82,26 +82,23 @@ bool PieceReader::Refill() {
 }
 
 void BlockWriter::Write(std::string_view text) {
-    if (mode_ == FileMode::Binary) return Gather(text);
-    for (; !text.empty(); text.remove_prefix(std::min(text.size(), kStreamBlock))) {
-        AppendTextMode(gathered_, text.substr(0, kStreamBlock));
-        if (gathered_.size() >= kStreamBlock) Flush();
-    }
+    Put(text, false);
 }
 
 void BlockWriter::Copy(std::string_view pieces) {
+    Put(pieces, true);
+}
+
+void BlockWriter::Put(std::string_view text, bool hasPairs) {
     std::size_t from = 0;
-    if (mode_ == FileMode::Text) {
-        // Only an LF without a CR before it is not yet as it would be written.
-        for (std::size_t at = FindByte(pieces, '\n'); at != kNotFound;
-             at = FindByte(pieces, '\n', at + 1)) {
-            if (at > 0 && pieces[at - 1] == '\r') continue;
-            Gather(pieces.substr(from, at - from));
-            Gather("\r\n");
-            from = at + 1;
-        }
+    std::size_t at = mode_ == FileMode::Text ? FindByte(text, '\n') : kNotFound;
+    for (; at != kNotFound; at = FindByte(text, '\n', at + 1)) {
+        if (hasPairs && at > 0 && text[at - 1] == '\r') continue;
+        Gather(text.substr(from, at - from));
+        Gather("\r\n");
+        from = at + 1;
     }
-    Gather(pieces.substr(from));
+    Gather(text.substr(from));
 }
 
 bool BlockWriter::Flush() {
@@ -110,13 +107,20 @@ bool BlockWriter::Flush() {
     return !failed_;
 }
 
+// Writes begin at multiples of the block: a file system works in pages, and blocks that share one
+// would make it do that page twice.
 void BlockWriter::Gather(std::string_view bytes) {
-    if (gathered_.size() < kStreamBlock && bytes.size() <= kStreamBlock - gathered_.size()) {
-        gathered_ += bytes;
-    } else {
-        Flush();
-        WriteThrough(bytes);
+    while (gathered_.size() + bytes.size() >= kStreamBlock) {
+        const std::string_view fill = bytes.substr(0, kStreamBlock - gathered_.size());
+        bytes.remove_prefix(fill.size());
+        if (gathered_.empty()) {
+            WriteThrough(fill);
+        } else {
+            gathered_ += fill;
+            Flush();
+        }
     }
+    gathered_ += bytes;
 }
 
 void BlockWriter::WriteThrough(std::string_view bytes) {

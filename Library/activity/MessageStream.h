@@ -73,8 +73,8 @@ class PieceReader {
     bool failed_ = false;
 };
 
-// Gathers small writes to `sink` into blocks. The first failure lasts: what is written after it is
-// dropped.
+// Gathers what is written into blocks for `sink`. The first failure lasts: what is written after it
+// is dropped.
 class BlockWriter {
   public:
     BlockWriter(ByteSink& sink, FileMode mode) : sink_(sink), mode_(mode) {}
@@ -89,6 +89,9 @@ class BlockWriter {
     bool Flush();
 
   private:
+    // In text mode gives each LF its CR, but for those that stand behind one already where the text
+    // `hasPairs`.
+    void Put(std::string_view text, bool hasPairs);
     void Gather(std::string_view bytes);
     void WriteThrough(std::string_view bytes);
 
