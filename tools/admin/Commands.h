@@ -40,6 +40,9 @@ CLI::App* AddCommand(CLI::App& app, const char* name, const CommandHelp& help);
 // The first argument of all commands.
 void AddMailboxOption(CLI::App& command, std::string& mailbox);
 
+// Writes an item's file and reads it back. Throws Failure when it is not what was written.
+void PutItem(const MailboxStore& store, const std::string& name, const std::string& file);
+
 // Which calendars a command works on, as given by its options.
 struct Selection {
     std::string calendar;

@@ -50,14 +50,7 @@ void Put(const ItemOptions& options, const Context& context) {
                       " is NUL, where the library's writer stops: items are text. Encode binary "
                       "content, as base64 for one");
     }
-    const std::string file = options.raw ? content : LaidOutForChunks(content);
-    store.WriteItem(options.name, file);
-    // The writer never tells that it failed.
-    if (store.ReadItem(options.name) != ReadInChunks(file)) {
-        throw Refusal("the item was not written as it should be; check that " +
-                      ItemPath(store.Owner(), options.name) +
-                      " can be written and that the disk is not full");
-    }
+    PutItem(store, options.name, options.raw ? content : LaidOutForChunks(content));
     PrintResult("written", options, content.size(), context);
 }
 
@@ -143,6 +136,14 @@ void RegisterGet(CLI::App& item, const Context& context) {
 }
 
 }  // namespace
+
+void PutItem(const MailboxStore& store, const std::string& name, const std::string& file) {
+    store.WriteItem(name, file);
+    // The writer never tells that it failed.
+    if (store.ReadItem(name) == ReadInChunks(file)) return;
+    throw Refusal("the item was not written as it should be; check that " +
+                  ItemPath(store.Owner(), name) + " can be written and that the disk is not full");
+}
 
 void RegisterItems(CLI::App& app, const Context& context) {
     CLI::App* item =
