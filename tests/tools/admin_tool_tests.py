@@ -176,6 +176,48 @@ def transfers():
     run(["export", "sales/anna", windows_path(WORK / "none" / "x.tsv")], 1, "", "cannot be written")
 
 
+def calendar_files():
+    facts = pathlib.Path(SOURCE, "examples", "facts-2026.ics")
+    count = facts.read_bytes().count(b"BEGIN:VEVENT")
+    run(["import", "sales/anna", windows_path(facts), "--quiet"],
+        out=f"added {count}, replaced 0, refused 0\n")
+    check_file("Y26M12D10.CAL", b"1796860800\t1796947199\thuman-rights-day@un-days.example")
+    check_file("human-rights-day@un-days.example.ICS",
+               b"BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Tarnwick//Tarnwick//EN\r\n"
+               b"BEGIN:VEVENT\r\nDTSTART:20261210T000000Z\r\nDTEND:20261211T000000Z\r\n"
+               b"UID:human-rights-day@un-days.example\r\nLOCATION:\r\n"
+               b"DESCRIPTION:Observed by the United Nations each year on this day.\r\n"
+               b"SUMMARY:Human Rights Day\r\nRRULE:FREQ=YEARLY\r\nLAST-MODIFIED:\r\n"
+               b"END:VEVENT\r\nEND:VCALENDAR\r\n")
+    check("items", "count", len(list(FOLDER.glob("*.ICS"))), count)
+    exported = run(["export", "sales/anna", "--ics"])
+    check("export --ics", "events", exported.count(b"BEGIN:VEVENT"), count)
+    # Another mailbox gets the same from what was exported.
+    run(["import", "sales/ben", "--ics", "--quiet"], stdin=exported,
+        out=f"added {count}, replaced 0, refused 0\n")
+    unstamped = lambda text: [l for l in text.split(b"\r\n") if not l.startswith(b"DTSTAMP:")]
+    check("export of the copy", "lines", unstamped(run(["export", "sales/ben", "--ics"])),
+          unstamped(exported))
+    july = run(["export", "sales/anna", "--ics", "--month", "2026-07"])
+    check("export of a month", "events", july.count(b"BEGIN:VEVENT"), 3)
+    # An entry that was moved keeps what its item says; one without an item is an event all the same.
+    run(["add", "sales/anna", "Review", "--start", "2025-03-01T09:30Z", "--end", "1740823200"])
+    run(["edit", "sales/anna", "june-solstice-2026@facts.example", "--start", "2025-03-01T08:00Z",
+         "--end", "2025-03-01T09:00Z"])
+    day = run(["export", "sales/anna", "--ics", "--day", "2025-03-01"])
+    check("export of a day", "lines", unstamped(day)[3:-2], [
+        b"BEGIN:VEVENT", b"UID:Review", b"DTSTART:20250301T093000Z", b"DTEND:20250301T100000Z",
+        b"SUMMARY:Review", b"END:VEVENT", b"BEGIN:VEVENT",
+        b"UID:june-solstice-2026@facts.example", b"DTSTART:20250301T080000Z",
+        b"DTEND:20250301T090000Z", b"SUMMARY:June solstice", b"END:VEVENT"])
+    run(["import", "sales/anna", "--ics"], 1, "", "line 2: BEGIN:VEVENT is never ended",
+        stdin=b"BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:1\n")
+    task = b"BEGIN:VCALENDAR\nBEGIN:VTODO\nUID:1\nEND:VTODO\nEND:VCALENDAR\n"
+    run(["import", "sales/anna", "--ics"], out="added 0, replaced 0, refused 0\n",
+        error="line 2: a task is passed over", stdin=task)
+    run(["export", "sales/anna", "--ics", "--iso"], 2, "", "--iso is for lines")
+
+
 def items():
     text = b"".join(b"line %03d of the agenda of the review of last year\n" % n for n in range(400))
     check("the text", "size", len(text), 20000)
@@ -330,8 +372,8 @@ def main():
     for mailbox in ("anna", "ben"):
         (ROOT / "sales" / "MAILROOT" / mailbox).mkdir(parents=True)
     set_value(PRODUCT_KEY, "Mail Root", windows_path(ROOT))
-    {"entries": entries, "transfers": transfers, "items": items, "overviews": overviews,
-     "usage": usage, "refusals": refusals}[GROUP]()
+    {"entries": entries, "transfers": transfers, "calendar_files": calendar_files,
+     "items": items, "overviews": overviews, "usage": usage, "refusals": refusals}[GROUP]()
     return 1 if failures else 0
 
 

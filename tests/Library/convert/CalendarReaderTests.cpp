@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Library/convert/OldRule.h"
 #include "tests/Library/convert/ItemDescription.h"
 
 namespace tarnwick {
@@ -315,6 +316,42 @@ TEST(CalendarReader, RecurrenceRules) {
         EXPECT_EQ(row.properties, found) << row.rule;
         EXPECT_EQ(found.empty(), !reading.notes.empty()) << row.rule;
     }
+}
+
+TEST(OldRules, AsTheStandardWritesThemToday) {
+    const struct {
+        const char* old;
+        const char* modern;
+    } rows[] = {
+        {"D1 #10", "FREQ=DAILY;INTERVAL=1;COUNT=10"},
+        {"D2 #0", "FREQ=DAILY;INTERVAL=2"},
+        {"D1", "FREQ=DAILY;INTERVAL=1;COUNT=2"},
+        {"D1 19971224T000000Z", "FREQ=DAILY;INTERVAL=1;UNTIL=19971224T000000Z"},
+        {"W2  MO WE  #0", "FREQ=WEEKLY;INTERVAL=2;BYDAY=MO,WE"},
+        {"MP1 1+ FR #0", "FREQ=MONTHLY;INTERVAL=1;BYDAY=1FR"},
+        {"MP6 1- SU MO #5", "FREQ=MONTHLY;INTERVAL=6;COUNT=5;BYDAY=-1SU,-1MO"},
+        {"MD1 7 LD #0", "FREQ=MONTHLY;INTERVAL=1;BYMONTHDAY=7,-1"},
+        {"MD1 2+ 3- #0", "FREQ=MONTHLY;INTERVAL=1;BYMONTHDAY=2,-3"},
+        {"YM1 6 7 #8", "FREQ=YEARLY;INTERVAL=1;COUNT=8;BYMONTH=6,7"},
+        {"YD5 1 100 #4", "FREQ=YEARLY;INTERVAL=5;COUNT=4;BYYEARDAY=1,100"},
+        {"", ""},
+        {"X1 #1", ""},
+        {"W MO", ""},
+        {"W1 MO #", ""},
+        {"MD1 7+-", ""},
+    };
+    for (const auto& row : rows) EXPECT_EQ(row.modern, ModernRule(row.old)) << row.old;
+}
+
+TEST(CalendarReader, RulesOfTheOlderFormat) {
+    const auto old = [](const std::string& rule) {
+        return "BEGIN:VCALENDAR\nVERSION:1.0\nBEGIN:VEVENT\nRRULE:" + rule +
+               "\nEND:VEVENT\nEND:VCALENDAR\n";
+    };
+    EXPECT_EQ(Read(Event("RRULE:FREQ=WEEKLY;INTERVAL=2;BYDAY=MO,WE;COUNT=10\r\n")),
+              Read(old("W2 MO WE #10")));
+    EXPECT_EQ("4: not a recurrence rule: FREQ=DAILY", Read(old("FREQ=DAILY")));
+    EXPECT_EQ("4: a recurrence that items cannot hold is left out\n", NotesOf(old("YD1 100 #0")));
 }
 
 TEST(CalendarReader, SaysWhereAndWhyATextCannotBeRead) {
