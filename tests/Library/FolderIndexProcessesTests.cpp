@@ -19,15 +19,19 @@ using testing::StartSelf;
 using testing::WaitForExit;
 using testing::WriteBytesTo;
 
-constexpr int kRounds = 400;
+constexpr int kRounds = 250;
 constexpr int kKeptFiles = 6;
 
-// Real waits, but short ones: the others must get their turn.
+// Real waits, but short ones: the others must get their turn. Still long enough that 61 of them
+// outlast a transaction, or a waiter would take the block file of a holder that is alive.
 class ShortSleeper : public Sleeper {
   public:
-    ShortSleeper() { SetSleeper(this); }
+    explicit ShortSleeper(DWORD milliseconds) : milliseconds_(milliseconds) { SetSleeper(this); }
     ~ShortSleeper() override { SetSleeper(nullptr); }
-    void Sleep(std::uint32_t) override { ::Sleep(1); }
+    void Sleep(std::uint32_t) override { ::Sleep(milliseconds_); }
+
+  private:
+    DWORD milliseconds_;
 };
 
 std::string MessageName(const std::string& worker, int number) {
@@ -88,7 +92,7 @@ TEST(FolderIndexProcesses, FreeWorker) {
     if (folder.empty()) return;
     const ScratchRegistry registry;
     testing::UseStreams();
-    const ShortSleeper sleeper;
+    const ShortSleeper sleeper(2);
     for (int round = 0; round < kRounds && !HasFailure(); ++round) {
         ChangeFreely(folder, Environment("TARNWICK_WORKER"), round);
     }
@@ -113,7 +117,7 @@ TEST(FolderIndexMachines, Worker) {
     if (folder.empty()) return;
     const ScratchRegistry registry;
     testing::UseStreams();
-    const ShortSleeper sleeper;
+    const ShortSleeper sleeper(50);
     for (int round = 0; round < kRounds && !HasFailure(); ++round) {
         ChangeUnderBlock(folder, Environment("TARNWICK_MACHINE"), round);
     }
