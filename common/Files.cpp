@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "common/CallObserver.h"
+#include "common/Retry.h"
 
 namespace tarnwick {
 namespace {
@@ -153,6 +154,16 @@ std::optional<FoundFile> DirectoryScan::Next() {
 
 bool FileExists(const std::string& path) {
     return DirectoryScan(path).Next().has_value();
+}
+
+bool FileExistsQuickly(const std::string& path) {
+    // Only a name without wildcards that is certainly not there needs no search.
+    const bool isPattern = path.find_first_of("*?") != std::string::npos;
+    if (!isPattern && CallAllowed("GetFileAttributes", path) &&
+        GetFileAttributesA(path.c_str()) == INVALID_FILE_ATTRIBUTES && IsGone(GetLastError())) {
+        return false;
+    }
+    return FileExists(path);
 }
 
 std::optional<std::string> ReadWholeFile(const std::string& path) {

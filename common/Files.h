@@ -91,6 +91,10 @@ class DirectoryScan {
 // Whether a directory search with `path` as its pattern finds something.
 bool FileExists(const std::string& path);
 
+// The same, but asks for the file by its name first, which costs a fraction of a search and settles
+// the usual case that there is none.
+bool FileExistsQuickly(const std::string& path);
+
 // Reads a whole file in shared mode; no value when it cannot be opened or read.
 std::optional<std::string> ReadWholeFile(const std::string& path);
 

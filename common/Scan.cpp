@@ -1,7 +1,9 @@
 #include "common/Scan.h"
 
 #include <emmintrin.h>
+#include <algorithm>
 #include <bit>
+#include <cstdint>
 #include <cstring>
 
 namespace tarnwick {
@@ -17,6 +19,14 @@ __m128i LoadLane(const char* bytes) {
 
 unsigned MatchMask(__m128i lane, __m128i pattern) {
     return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(lane, pattern)));
+}
+
+bool AnyOfFourLanes(const char* bytes, __m128i pattern) {
+    const __m128i first = _mm_or_si128(_mm_cmpeq_epi8(LoadLane(bytes), pattern),
+                                       _mm_cmpeq_epi8(LoadLane(bytes + kLane), pattern));
+    const __m128i last = _mm_or_si128(_mm_cmpeq_epi8(LoadLane(bytes + 2 * kLane), pattern),
+                                      _mm_cmpeq_epi8(LoadLane(bytes + 3 * kLane), pattern));
+    return _mm_movemask_epi8(_mm_or_si128(first, last)) != 0;
 }
 
 std::size_t FirstBit(unsigned mask) {
@@ -41,6 +51,11 @@ unsigned MarkupOrUnprintableMask(__m128i lane) {
 std::size_t FindByte(std::string_view text, char byte, std::size_t from) {
     const __m128i pattern = _mm_set1_epi8(byte);
     std::size_t at = from;
+    // Long stretches without a match pass by four lanes with one test.
+    while (at < text.size() && text.size() - at >= 4 * kLane &&
+           !AnyOfFourLanes(text.data() + at, pattern)) {
+        at += 4 * kLane;
+    }
     for (; at < text.size() && text.size() - at >= kLane; at += kLane) {
         const unsigned mask = MatchMask(LoadLane(text.data() + at), pattern);
         if (mask != 0) return at + FirstBit(mask);
@@ -64,6 +79,28 @@ std::size_t FindEither(std::string_view text, char first, char second, std::size
         if (text[at] == first || text[at] == second) return at;
     }
     return kNotFound;
+}
+
+std::size_t CountByte(std::string_view text, char byte) {
+    // A match is -1 in its byte of the lane; sums of a byte must be taken out before they overflow.
+    constexpr std::size_t kLanesPerSum = 255;
+    const __m128i pattern = _mm_set1_epi8(byte);
+    const __m128i zero = _mm_setzero_si128();
+    __m128i total = zero;
+    std::size_t at = 0;
+    while (text.size() - at >= kLane) {
+        const std::size_t lanes = std::min((text.size() - at) / kLane, kLanesPerSum);
+        __m128i sums = zero;
+        for (const std::size_t end = at + lanes * kLane; at != end; at += kLane) {
+            sums = _mm_sub_epi8(sums, _mm_cmpeq_epi8(LoadLane(text.data() + at), pattern));
+        }
+        total = _mm_add_epi64(total, _mm_sad_epu8(sums, zero));
+    }
+    std::uint64_t halves[2];
+    std::memcpy(halves, &total, sizeof halves);
+    auto count = static_cast<std::size_t>(halves[0] + halves[1]);
+    for (; at < text.size(); ++at) count += text[at] == byte ? 1 : 0;
+    return count;
 }
 
 std::size_t FindText(std::string_view text, std::string_view wanted, std::size_t from) {

@@ -15,6 +15,9 @@ std::size_t FindByte(std::string_view text, char byte, std::size_t from = 0);
 // Index of the first byte of `text` at or after `from` that is `first` or `second`, or kNotFound.
 std::size_t FindEither(std::string_view text, char first, char second, std::size_t from = 0);
 
+// How often `byte` occurs in `text`.
+std::size_t CountByte(std::string_view text, char byte);
+
 // Index of the first occurrence of `wanted` in `text` at or after `from`, or kNotFound. An empty
 // `wanted` is found at `from` when that lies in or just behind the text.
 std::size_t FindText(std::string_view text, std::string_view wanted, std::size_t from = 0);

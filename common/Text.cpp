@@ -48,11 +48,6 @@ void StoreField(std::span<char> field, std::string_view text) {
     field[length] = '\0';
 }
 
-char LowerAscii(char character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character + ('a' - 'A'))
-                                                : character;
-}
-
 bool EqualsIgnoreCase(std::string_view left, std::string_view right) {
     return left.size() == right.size() && StartsWithIgnoreCase(left, right);
 }

@@ -24,7 +24,10 @@ std::string_view UpToNul(std::string_view text);
 void StoreField(std::span<char> field, std::string_view text);
 
 // The letters A to Z in lower case; other bytes unchanged.
-char LowerAscii(char character);
+inline char LowerAscii(char character) {
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character + ('a' - 'A'))
+                                                : character;
+}
 
 // Equality and prefix test in which the letters A to Z stand for their lower-case forms.
 bool EqualsIgnoreCase(std::string_view left, std::string_view right);

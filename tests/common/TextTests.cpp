@@ -21,7 +21,7 @@ std::vector<std::string> AllTexts(const std::string& alphabet, std::size_t lengt
 }
 
 TEST(Scan, AgreesWithTheLibraryAtEveryLengthAndOffset) {
-    for (std::size_t size = 0; size < 70; ++size) {
+    for (std::size_t size = 0; size < 150; ++size) {
         for (std::size_t at = 0; at <= size; ++at) {
             std::string text(size, '.');
             if (at < size) text[at] = 'x';
@@ -34,6 +34,15 @@ TEST(Scan, AgreesWithTheLibraryAtEveryLengthAndOffset) {
         }
     }
     EXPECT_EQ(FindEither("...................y", 'x', 'y'), 19U);
+}
+
+TEST(Scan, CountsAtEveryLength) {
+    for (std::size_t size = 0; size < 9000; size += 1 + size / 7) {
+        std::string text(size, '\n');
+        EXPECT_EQ(CountByte(text, '\n'), size);
+        for (std::size_t at = 0; at < size; at += 3) text[at] = '.';
+        EXPECT_EQ(CountByte(text, '.'), (size + 2) / 3) << size;
+    }
 }
 
 TEST(Scan, FindsMarkupAndUnprintableBytesAtEveryPlace) {
