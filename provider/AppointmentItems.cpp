@@ -12,8 +12,11 @@ namespace {
 constexpr std::int32_t kBeforeFirstByte = -1;
 
 std::string ItemPath(const AppointmentItemRecord& record) {
-    return FileInCalendarFolder(FieldText(record.postoffice), FieldText(record.mailbox),
-                                FieldText(record.itemFileName));
+    std::string path = FileInCalendarFolder(FieldText(record.postoffice), FieldText(record.mailbox),
+                                            FieldText(record.itemFileName));
+    // The empty path, which names no file, for one that would be another's.
+    if (IsCutPath(path)) path.clear();
+    return path;
 }
 
 bool WriteChunk(AppointmentItemRecord& record, OpenMode mode) {

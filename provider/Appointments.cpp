@@ -23,6 +23,17 @@ void StoreEntry(AppointmentRecord& record, const CalendarEntry& entry) {
     record.end = entry.end;
 }
 
+class FileSource : public ByteSource {
+  public:
+    explicit FileSource(File& file) : file_(file) {}
+    std::optional<std::uint32_t> Read(char* bytes, std::uint32_t size) override {
+        return file_.Read(bytes, size);
+    }
+
+  private:
+    File& file_;
+};
+
 // Writes all of a text file's bytes; false when the file then does not hold them.
 bool WriteAndClose(File& file, const std::string& bytes) {
     const bool written = file.Write(bytes);
@@ -52,9 +63,11 @@ struct Replaced {
 // value when either failed.
 std::optional<Replaced> WriteChanged(File& calendar, File& replacement,
                                      const CalendarChange& change) {
-    std::string bytes;
-    if (!calendar.ReadToEnd(bytes)) return std::nullopt;
-    const ChangedCalendar changed = ChangeCalendar(bytes, change);
+    const auto size = static_cast<std::size_t>(calendar.Size().value_or(0));
+    FileSource source(calendar);
+    CalendarReader reader(source);
+    const ChangedCalendar changed = ChangeCalendar(reader, size, change);
+    if (reader.Failed()) return std::nullopt;
     if (!WriteAndClose(replacement, changed.content.Bytes())) return std::nullopt;
     return Replaced{true, changed.matched, changed.content.Lines()};
 }
@@ -85,20 +98,45 @@ std::optional<Replaced> ReplaceCalendar(const CalendarNames& names, CalendarBloc
     return Replaced{};
 }
 
-// The first entry behind this thread's position that matches. The position moves over every line
-// that was examined, empty ones too; those before it are counted and not looked at.
-std::optional<CalendarEntry> FindBehindPosition(std::string_view bytes, std::string_view wanted) {
-    const std::int32_t position = FindPosition();
-    CalendarReader reader(bytes);
-    std::optional<CalendarEntry> found;
-    std::int32_t number = 0;
-    while (const auto line = found ? std::nullopt : reader.NextLine()) {
-        if (++number <= position) continue;
-        const CalendarEntry entry = reader.Parse(*line);
-        if (MatchesId(wanted, entry.id)) found = entry;
+// Takes the last entry that matches. Each match overwrites the record's ID, so an empty one means
+// the first entry's from there on.
+bool TakeLastMatch(CalendarReader& calendar, AppointmentRecord& record) {
+    bool found = false;
+    while (calendar.Next()) {
+        const CalendarLine& line = calendar.Line();
+        if (line.blank || !MatchesId(FieldText(record.appointmentId), line.id)) continue;
+        StoreEntry(record, EntryIn(line));
+        found = true;
     }
-    SetFindPosition(std::max(position, number));
     return found;
+}
+
+// Takes the first entry behind this thread's position that matches. The position moves over every
+// line that was looked at, empty ones too.
+bool TakeNextMatch(CalendarReader& calendar, AppointmentRecord& record) {
+    std::int32_t position = FindPosition();
+    // A calendar that has become shorter leaves the position where it was.
+    if (calendar.Skip(position) < position) return false;
+    position = std::max(position, 0);
+    const std::string_view wanted = FieldText(record.appointmentId);
+    bool found = false;
+    while (!found && calendar.Next()) {
+        const CalendarLine& line = calendar.Line();
+        ++position;
+        found = MatchesId(wanted, line.id);
+        if (found) StoreEntry(record, EntryIn(line));
+    }
+    SetFindPosition(position);
+    return found;
+}
+
+bool ReadCalendar(const CalendarNames& names, AppointmentRecord& record,
+                  bool (*take)(CalendarReader&, AppointmentRecord&)) {
+    File calendar(CalendarFile(names), kOpenRead);
+    if (!calendar.IsOpen()) return false;
+    FileSource source(calendar);
+    CalendarReader reader(source);
+    return take(reader, record) && !reader.Failed();
 }
 
 }  // namespace
@@ -106,7 +144,7 @@ std::optional<CalendarEntry> FindBehindPosition(std::string_view bytes, std::str
 bool AddAppointment(const AppointmentRecord& record) {
     const CalendarNames names = NamesOf(record);
     const std::string key = PrepareCalendarFolder(names);
-    if (names.postoffice.empty()) return false;
+    if (!NamesCalendar(names)) return false;
     CalendarBlock block(key);
     if (!block.IsHeld()) return false;
     const CalendarEntry entry = EntryOf(record);
@@ -120,7 +158,7 @@ bool AddAppointment(const AppointmentRecord& record) {
 
 bool RemoveAppointment(const AppointmentRecord& record) {
     const CalendarNames names = NamesOf(record);
-    if (names.postoffice.empty()) return false;
+    if (!NamesCalendar(names)) return false;
     CalendarBlock block(PrepareCalendarFolder(names));
     if (!block.IsHeld()) return false;
     const CalendarEntry entry = EntryOf(record);
@@ -134,7 +172,7 @@ bool RemoveAppointment(const AppointmentRecord& record) {
 bool EditAppointment(const AppointmentRecord& key, const AppointmentRecord& replacement) {
     const CalendarNames names = NamesOf(key);
     const std::string calendarKey = PrepareCalendarFolder(names);
-    if (names.postoffice.empty()) return false;
+    if (!NamesCalendar(names)) return false;
     CalendarBlock block(calendarKey);
     if (!block.IsHeld()) return false;
     const auto replaced = ReplaceCalendar(
@@ -147,20 +185,9 @@ bool EditAppointment(const AppointmentRecord& key, const AppointmentRecord& repl
 
 bool GetAppointment(AppointmentRecord& record) {
     const CalendarNames names = NamesOf(record);
-    if (names.postoffice.empty()) return false;
+    if (!NamesCalendar(names)) return false;
     WaitForCalendarUnblocked(PrepareCalendarFolder(names));
-    const auto bytes = ReadWholeFile(CalendarFile(names));
-    if (!bytes) return false;
-    bool found = false;
-    CalendarReader reader(*bytes);
-    while (const auto entry = reader.NextEntry()) {
-        // Each match overwrites the ID, so an empty one means the first entry's from there on; the
-        // last match wins.
-        if (!MatchesId(FieldText(record.appointmentId), entry->id)) continue;
-        StoreEntry(record, *entry);
-        found = true;
-    }
-    return found;
+    return ReadCalendar(names, record, TakeLastMatch);
 }
 
 bool FindFirstAppointment(AppointmentRecord& record) {
@@ -171,13 +198,9 @@ bool FindFirstAppointment(AppointmentRecord& record) {
 bool FindNextAppointment(AppointmentRecord& record) {
     const CalendarNames names = NamesOf(record);
     const std::string key = PrepareCalendarFolder(names);
-    if (names.postoffice.empty()) return false;
+    if (!NamesCalendar(names)) return false;
     WaitForCalendarUnblocked(key);
-    const auto bytes = ReadWholeFile(CalendarFile(names));
-    if (!bytes) return false;
-    const auto entry = FindBehindPosition(*bytes, FieldText(record.appointmentId));
-    if (entry) StoreEntry(record, *entry);
-    return entry.has_value();
+    return ReadCalendar(names, record, TakeNextMatch);
 }
 
 }  // namespace tarnwick

@@ -1,5 +1,6 @@
 #include "provider/CalendarLock.h"
 
+#include "common/BlockFile.h"
 #include "common/Files.h"
 #include "common/Registry.h"
 #include "common/Reports.h"
@@ -33,9 +34,21 @@ std::string BlockPath(const std::string& key) {
     return PathOf(key, "%s\\%s.BLK");
 }
 
-bool CreateBlockFile(const std::string& path) {
-    File block(path, kCreateBlockFile);
-    return block.IsOpen() && block.Close();
+// A writer's patience: it takes every failure for somebody else's block.
+struct WriterRule {
+    static bool MayWait(DWORD /*error*/, std::uint32_t /*waits*/) { return true; }
+    static BlockVerdict AfterWait(DWORD /*error*/, std::uint32_t waits) {
+        return static_cast<std::int32_t>(waits) > SecondsOf(kWriteWaitTimeout)
+                   ? BlockVerdict::GiveUp
+                   : BlockVerdict::TryAgain;
+    }
+};
+
+// The existence of a block file is the lock; nobody needs its handle.
+bool CloseIfOpen(File block) {
+    const bool wasOpen = block.IsOpen();
+    block.Close();
+    return wasOpen;
 }
 
 // The swap's deletes and moves fail while a reader holds the calendar open.
@@ -49,15 +62,12 @@ void TryUntilApplied(Attempt attempt) {
 
 bool AcquireCalendarBlock(const std::string& key) {
     const std::string path = BlockPath(key);
-    for (std::int32_t waits = 0;;) {
-        if (CreateBlockFile(path)) return true;
-        WaitMilliseconds(kPollMilliseconds);
-        if (++waits > SecondsOf(kWriteWaitTimeout)) break;
-    }
+    WriterRule rule;
+    if (CloseIfOpen(WaitForBlockFile(path, rule))) return true;
     // The full path in place of the key names no file, so the stale block file survives here, and
     // only a reader's longer patience removes it.
     if (!ReleaseCalendarBlock(path)) return false;
-    CreateBlockFile(path);
+    CloseIfOpen(File(path, kCreateBlockFile));
     return true;
 }
 
@@ -74,7 +84,7 @@ bool ReleaseCalendarBlock(const std::string& key) {
 
 bool WaitForCalendarUnblocked(const std::string& key) {
     const std::string path = BlockPath(key);
-    for (std::int32_t waits = 0; FileExists(path);) {
+    for (std::int32_t waits = 0; FileExistsQuickly(path);) {
         WaitMilliseconds(kPollMilliseconds);
         if (++waits <= SecondsOf(kReadWaitTimeout)) continue;
         ReleaseCalendarBlock(key);

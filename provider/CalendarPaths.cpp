@@ -44,6 +44,14 @@ std::string FileInCalendarFolder(std::string_view postoffice, std::string_view m
                       {MailRoot(), postoffice, mailbox, fileName});
 }
 
+bool IsCutPath(const std::string& path) {
+    return path.size() >= kPathCapacity - 1;
+}
+
+bool NamesCalendar(const CalendarNames& names) {
+    return !names.postoffice.empty() && !IsCutPath(CalendarFile(names));
+}
+
 std::string CalendarKey(const CalendarNames& names) {
     return CutToKey(FormatPath("%s\\MAILROOT\\%s\\Calendar\\%s",
                                {names.postoffice, names.mailbox, names.calendar}));

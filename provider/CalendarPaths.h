@@ -25,6 +25,13 @@ std::string ReplacementFile(const CalendarNames& names);
 std::string FileInCalendarFolder(std::string_view postoffice, std::string_view mailbox,
                                  std::string_view fileName);
 
+// Whether a path was cut to the capacity. What is left of it names another file, or the same one
+// for a calendar and its block file, so nobody may write there.
+bool IsCutPath(const std::string& path);
+
+// Whether the names can name a calendar: a postoffice there must be, and room for the path.
+bool NamesCalendar(const CalendarNames& names);
+
 // The calendar's path relative to the root, without extension: from it the lock and the swap name
 // their files.
 std::string CalendarKey(const CalendarNames& names);

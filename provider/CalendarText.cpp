@@ -2,13 +2,12 @@
 
 #include <charconv>
 
-#include "common/Scan.h"
 #include "common/Text.h"
+#include "common/TextFile.h"
 
 namespace tarnwick {
 namespace {
 
-constexpr std::size_t kLineBufferSize = 1024;
 constexpr std::size_t kLargestNumber = 11;
 // A separator and two numbers, each with its tab.
 constexpr std::size_t kLargestLineHead = 2 + 2 * (kLargestNumber + 1);
@@ -21,31 +20,8 @@ char* PutField(char* at, std::int32_t number) {
 
 }  // namespace
 
-bool MatchesId(std::string_view wanted, std::string_view id) {
-    return wanted.empty() || EqualsIgnoreCase(wanted, id);
-}
-
-CalendarReader::CalendarReader(std::string_view bytes) : lines_(bytes, kLineBufferSize) {}
-
-std::optional<CalendarEntry> CalendarReader::NextEntry() {
-    for (;;) {
-        const auto line = NextLine();
-        if (!line) return std::nullopt;
-        if (!line->empty()) return Parse(*line);
-    }
-}
-
-CalendarEntry CalendarReader::Parse(std::string_view line) {
-    const std::size_t firstTab = FindByte(line, '\t');
-    const std::int32_t start = ParseInt32(line.substr(0, firstTab));
-    // A line without a tab ends when it starts and keeps the ID of the line before it.
-    if (firstTab == kNotFound) return {start, start, previousId_};
-    const std::string_view rest = line.substr(firstTab + 1);
-    const std::size_t secondTab = FindByte(rest, '\t');
-    // With one tab the last field stands for the missing one. Behind the second tab all is ID, so
-    // that nothing of a line is lost when it is written back.
-    previousId_ = secondTab == kNotFound ? rest : rest.substr(secondTab + 1);
-    return {start, ParseInt32(rest.substr(0, secondTab)), previousId_};
+CalendarEntry EntryIn(const CalendarLine& line) {
+    return {ParseInt32(line.start), ParseInt32(line.end), line.id};
 }
 
 void CalendarBuilder::Append(const CalendarEntry& entry) {
@@ -61,15 +37,17 @@ void CalendarBuilder::Append(const CalendarEntry& entry) {
     ++lines_;
 }
 
-ChangedCalendar ChangeCalendar(std::string_view bytes, const CalendarChange& change) {
-    ChangedCalendar changed{
-        CalendarBuilder(bytes.size() + kLargestLineHead + change.entry.id.size()), false};
-    CalendarReader reader(bytes);
-    while (const auto entry = reader.NextEntry()) {
-        const bool matches = MatchesId(change.wantedId, entry->id);
+ChangedCalendar ChangeCalendar(CalendarReader& calendar, std::size_t size,
+                               const CalendarChange& change) {
+    ChangedCalendar changed{CalendarBuilder(size + kLargestLineHead + change.entry.id.size()),
+                            false};
+    while (calendar.Next()) {
+        const CalendarLine& line = calendar.Line();
+        if (line.blank) continue;
+        const bool matches = MatchesId(change.wantedId, line.id);
         changed.matched = changed.matched || matches;
         if (!matches || change.action == MatchAction::Keep) {
-            changed.content.Append(*entry);
+            changed.content.Append(EntryIn(line));
         } else if (change.action == MatchAction::Replace) {
             changed.content.Append(change.entry);
         }

@@ -3,11 +3,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
-#include "common/TextFile.h"
+#include "common/Text.h"
+#include "provider/CalendarReader.h"
 
 namespace tarnwick {
 
@@ -18,26 +18,15 @@ struct CalendarEntry {
 };
 
 // Whether an entry with `id` is meant by `wanted`: equal without regard to case, or any when empty.
-bool MatchesId(std::string_view wanted, std::string_view id);
+inline bool MatchesId(std::string_view wanted, std::string_view id) {
+    if (wanted.empty()) return true;
+    // IDs of one calendar often begin alike, so the last character tells most of them apart.
+    return wanted.size() == id.size() && LowerAscii(wanted.back()) == LowerAscii(id.back()) &&
+           EqualsIgnoreCase(wanted, id);
+}
 
-// The entries of a calendar's bytes as they lie on disk. Every line gives an entry, however damaged
-// it is: what is missing of it is taken from what stands before.
-class CalendarReader {
-  public:
-    // `bytes` must outlive the reader and the entries it gives.
-    explicit CalendarReader(std::string_view bytes);
-
-    // The next line, whatever it holds, or nothing at the end.
-    std::optional<std::string_view> NextLine() { return lines_.Next(); }
-    // The next line that is not empty, parsed, or nothing at the end.
-    std::optional<CalendarEntry> NextEntry();
-    // The entry in a line; lines must be given in their order.
-    CalendarEntry Parse(std::string_view line);
-
-  private:
-    TextModeLines lines_;
-    std::string_view previousId_;
-};
+// The entry in a line; numbers without digits are 0.
+CalendarEntry EntryIn(const CalendarLine& line);
 
 // Builds a calendar's bytes. Each line but the first brings its separator along, so that a calendar
 // never ends with a line break.
@@ -70,7 +59,8 @@ struct ChangedCalendar {
 };
 
 // The calendar after the change. Lines that do not match keep their order and their values; empty
-// ones are left out.
-ChangedCalendar ChangeCalendar(std::string_view bytes, const CalendarChange& change);
+// ones are left out. `size` is what the calendar is expected to have, in bytes.
+ChangedCalendar ChangeCalendar(CalendarReader& calendar, std::size_t size,
+                               const CalendarChange& change);
 
 }  // namespace tarnwick

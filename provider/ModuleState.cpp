@@ -1,8 +1,8 @@
 #include "provider/ModuleState.h"
 
 #include <array>
-#include <string>
 
+#include "common/MailRoot.h"
 #include "common/Registry.h"
 #include "common/Text.h"
 #include "common/WindowsApi.h"
@@ -18,19 +18,10 @@ constinit std::uint32_t storeEventNotificationMode = 0;
 constinit DWORD findPositionSlot = TLS_OUT_OF_INDEXES;
 constinit SharedState shared;
 
-void ReadMailRoot() {
-    mailRoot = {};
-    if (ReadRegistryString(RegistryRoot::LocalMachine, kProductKey, "Mail Root", mailRoot)) return;
-    PathText dataDirectory{};
-    if (ReadRegistryString(RegistryRoot::LocalMachine, kProductKey, "Data Directory",
-                           dataDirectory)) {
-        StoreField(mailRoot, FormatPath("%s\\Postoffices", {FieldText(dataDirectory)}));
-    }
-}
-
 bool Attach() {
     storeEventNotificationMode = RegistryDwordOr(kProductKey, "Store Event Notification Mode", 0);
-    ReadMailRoot();
+    mailRoot = {};
+    StoreField(mailRoot, ReadMailRoot());
     lockRoot = mailRoot;
     findPositionSlot = TlsAlloc();
     return findPositionSlot != TLS_OUT_OF_INDEXES;

@@ -1,0 +1,135 @@
+#include "provider/CalendarText.h"
+
+#include <gtest/gtest.h>
+
+#include "provider/CalendarBucketName.h"
+#include "tests/provider/NaiveCalendar.h"
+
+namespace tarnwick {
+namespace {
+
+struct ChangeRow {
+    const char* name;
+    std::string before;
+    CalendarChange change;
+    std::string after;
+    bool matched;
+    int lines;
+};
+
+constexpr CalendarEntry kNew{7, 8, "N"};
+constexpr MatchAction kKeep = MatchAction::Keep;
+constexpr MatchAction kDrop = MatchAction::Drop;
+constexpr MatchAction kReplace = MatchAction::Replace;
+const std::string kThree = "1\t2\tA\r\n3\t4\tB\r\n5\t6\ta";
+
+const ChangeRow kRows[] = {
+    {"empty calendar gets a first line", "", {"N", kKeep, kNew}, "7\t8\tN", false, 1},
+    {"new id goes to the end", "1\t2\tA", {"N", kKeep, kNew}, "1\t2\tA\r\n7\t8\tN", false, 2},
+    {"line break at the end is not doubled",
+     "1\t2\tA\r\n",
+     {"N", kKeep, kNew},
+     "1\t2\tA\r\n7\t8\tN",
+     false,
+     2},
+    {"ids match in any case", "1\t2\tn", {"N", kKeep, kNew}, "1\t2\tn", true, 1},
+    {"ids of one ending differ", "1\t2\txn", {"yn", kKeep, kNew}, "1\t2\txn\r\n7\t8\tN", false, 2},
+    {"empty id matches any", "1\t2\tA", {"", kKeep, kNew}, "1\t2\tA", true, 1},
+    {"drop takes every match", kThree, {"a", kDrop, {}}, "3\t4\tB", true, 1},
+    {"drop of all leaves nothing", kThree, {"", kDrop, {}}, "", true, 0},
+    {"replace changes every match",
+     kThree,
+     {"A", kReplace, kNew},
+     "7\t8\tN\r\n3\t4\tB\r\n7\t8\tN",
+     true,
+     3},
+    {"absent id changes nothing", kThree, {"C", kReplace, kNew}, kThree, false, 3},
+    {"blank lines are left out", "\r\n1\t2\tA\r\n\r\n", {"C", kDrop, {}}, "1\t2\tA", false, 1},
+    {"numbers are normalised", " +01\t-00\tA", {"C", kDrop, {}}, "1\t0\tA", false, 1},
+    {"numbers stop at the first other byte", "1x\ty\tA", {"C", kDrop, {}}, "1\t0\tA", false, 1},
+    {"limits are kept",
+     "-2147483648\t2147483647\tA",
+     {"C", kDrop, {}},
+     "-2147483648\t2147483647\tA",
+     false,
+     1},
+    {"text behind a third tab stays with the id",
+     "1\t2\tA\tmore\t",
+     {"C", kDrop, {}},
+     "1\t2\tA\tmore\t",
+     false,
+     1},
+    {"one tab makes the second field the id", "1\t2", {"2", kDrop, {}}, "", true, 0},
+    {"no tab keeps the previous id", "1\t2\tA\n9", {"A", kDrop, {}}, "", true, 0},
+    {"no tab ends when it starts", "1\t2\tA\n9", {"C", kDrop, {}}, "1\t2\tA\r\n9\t9\tA", false, 2},
+    {"control z ends the calendar",
+     "1\t2\tA\r\n\x1a"
+     "3\t4\tB",
+     {"C", kDrop, {}},
+     "1\t2\tA",
+     false,
+     1},
+    {"line break in a new id is written as text",
+     "",
+     {"N", kKeep, {1, 2, "a\nb"}},
+     "1\t2\ta\r\nb",
+     false,
+     1},
+};
+
+TEST(ChangeCalendar, GivesTheBytes) {
+    for (const ChangeRow& row : kRows) {
+        SCOPED_TRACE(row.name);
+        testing::MemorySource source(row.before);
+        CalendarReader reader(source);
+        const ChangedCalendar changed = ChangeCalendar(reader, row.before.size(), row.change);
+        EXPECT_EQ(changed.content.Bytes(), row.after);
+        EXPECT_EQ(changed.matched, row.matched);
+        EXPECT_EQ(changed.content.Lines(), row.lines);
+    }
+}
+
+TEST(ChangeCalendar, ALineLongerThanAPieceBecomesTwo) {
+    const std::string id(1100, 'x');
+    const std::string before = "1\t2\t" + id;
+    testing::MemorySource source(before);
+    CalendarReader reader(source);
+    const ChangedCalendar changed = ChangeCalendar(reader, 0, {"C", kDrop, {}});
+    // What stands behind the 1023rd character is a line without a tab.
+    EXPECT_EQ(changed.content.Bytes(),
+              "1\t2\t" + id.substr(0, 1019) + "\r\n0\t0\t" + id.substr(0, 1019));
+}
+
+TEST(CalendarBucketName, IsTheSmallestThatHoldsBothTimes) {
+    struct Row {
+        std::int32_t start;
+        std::int32_t end;
+        const char* name;
+    };
+    const Row rows[] = {
+        {1312329600, 1312415999, "Y11M08D03"},  // the first and last second of a day
+        {1312329599, 1312329600, "Y11M08"},     // one second to either side of midnight
+        {1312156799, 1312156800, "Y11"},        // of a month's end
+        {1293839999, 1293840000, "Y"},          // of a year's end
+        {1104537600, 1110000000, "Y5"},         // the one form that is not padded
+        {1104537600, 1104537600, "Y05M01D01"},
+        {1078012800, 1078012800, "Y04M02D29"},
+        {0, 0, "Y-30M01D01"},
+        {-1, -1, "Y-31M12D31"},
+        {-1, 0, "Y"},
+        {2147483647, 2147483647, "Y38M01D19"},
+        {-2147483647 - 1, -2147483647 - 1, "Y-99M12D13"},
+        {1312415999, 1312329600, "Y11M08D03"},  // the order does not matter
+    };
+    for (const Row& row : rows) {
+        char name[64];
+        EXPECT_EQ(MakeCalendarBucketName(row.start, row.end, name), 1);
+        EXPECT_STREQ(name, row.name) << row.start << " to " << row.end;
+    }
+    char small[4] = "xyz";
+    MakeCalendarBucketName(1312329600, 1312329600, small);
+    EXPECT_STREQ(small, "Y11");
+}
+
+}  // namespace
+}  // namespace tarnwick

@@ -1,0 +1,117 @@
+#include "provider/ModuleState.h"
+
+#include <gtest/gtest.h>
+
+#include "provider/Appointments.h"
+#include "provider/CalendarPaths.h"
+#include "tests/provider/CalendarFixture.h"
+
+namespace tarnwick {
+namespace {
+
+using testing::MakeRecord;
+using testing::ScratchRegistry;
+
+class ModuleState : public ::testing::Test {
+  protected:
+    static void Set(const char* value, const std::string& text) {
+        ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, value, text);
+    }
+    static void Attach() { ASSERT_TRUE(OnModuleNotification(DLL_PROCESS_ATTACH)); }
+
+    ScratchRegistry registry_;
+};
+
+TEST_F(ModuleState, TheMailRootComesFromTheFirstValueThatCanBeRead) {
+    Attach();
+    EXPECT_EQ(MailRoot(), "");
+    Set("Data Directory", "D:\\Data");
+    Attach();
+    EXPECT_EQ(MailRoot(), "D:\\Data\\Postoffices");
+    Set("Mail Root", "E:\\Mail");
+    Attach();
+    EXPECT_EQ(MailRoot(), "E:\\Mail");
+    EXPECT_EQ(LockRoot(), "E:\\Mail");
+    // A value that is there and empty was read.
+    Set("Mail Root", "");
+    Attach();
+    EXPECT_EQ(MailRoot(), "");
+}
+
+TEST_F(ModuleState, SettingsAreReadWhenTheModuleIsLoaded) {
+    Attach();
+    EXPECT_EQ(StoreEventNotificationMode(), 0U);
+    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Store Event Notification Mode", 2);
+    Set("Mail Root", "E:\\Mail");
+    EXPECT_TRUE(OnModuleNotification(DLL_THREAD_ATTACH));
+    EXPECT_EQ(StoreEventNotificationMode(), 0U);
+    EXPECT_EQ(MailRoot(), "");
+    Attach();
+    EXPECT_EQ(StoreEventNotificationMode(), 2U);
+}
+
+TEST_F(ModuleState, AttachFailsWhenNoSlotIsLeft) {
+    std::vector<DWORD> slots;
+    for (DWORD slot = TlsAlloc(); slot != TLS_OUT_OF_INDEXES; slot = TlsAlloc()) {
+        slots.push_back(slot);
+    }
+    EXPECT_FALSE(OnModuleNotification(DLL_PROCESS_ATTACH));
+    EXPECT_TRUE(OnModuleNotification(DLL_PROCESS_DETACH));
+    TlsFree(slots.back());
+    // Attach takes the one slot and detach gives it back.
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_TRUE(OnModuleNotification(DLL_PROCESS_ATTACH));
+        EXPECT_EQ(TlsAlloc(), TLS_OUT_OF_INDEXES);
+        EXPECT_TRUE(OnModuleNotification(DLL_PROCESS_DETACH));
+    }
+    for (const DWORD slot : slots) TlsFree(slot);
+}
+
+TEST_F(ModuleState, ThreadsAndUnknownReasonsAreFine) {
+    Attach();
+    SetFindPosition(-3);
+    EXPECT_EQ(FindPosition(), -3);
+    EXPECT_TRUE(OnModuleNotification(DLL_THREAD_DETACH));
+    EXPECT_TRUE(OnModuleNotification(77));
+    EXPECT_EQ(FindPosition(), -3);
+    EXPECT_TRUE(OnModuleNotification(DLL_THREAD_ATTACH));
+    EXPECT_EQ(FindPosition(), 0);
+}
+
+TEST_F(ModuleState, PathsAreFilledInLiterally) {
+    const CalendarNames names{"PO", "box", "Y11"};
+    Attach();
+    EXPECT_EQ(CalendarFile(names), "\\PO\\MAILROOT\\box\\Calendar\\Y11.CAL");
+    Set("Mail Root", "E:\\Mail");
+    Attach();
+    EXPECT_EQ(CalendarFolder(names), "E:\\Mail\\PO\\MAILROOT\\box\\Calendar");
+    EXPECT_EQ(CalendarFile(names), "E:\\Mail\\PO\\MAILROOT\\box\\Calendar\\Y11.CAL");
+    EXPECT_EQ(ReplacementFile(names), "E:\\Mail\\PO\\MAILROOT\\box\\Calendar\\Y11.TMP");
+    EXPECT_EQ(CalendarKey(names), "PO\\MAILROOT\\box\\Calendar\\Y11");
+}
+
+TEST_F(ModuleState, KeysAndPathsAreCutToTheirCapacity) {
+    Set("Mail Root", "E:\\" + std::string(997, 'r'));
+    Attach();
+    AppointmentRecord record = MakeRecord(1, 2, "A");
+    EXPECT_EQ(CalendarFile(NamesOf(record)).size(), 1023U);
+    // Cut short, calendar, replacement and block file would be one file.
+    EXPECT_FALSE(NamesCalendar(NamesOf(record)));
+    const testing::CountingSleeper sleeper;
+    EXPECT_FALSE(AddAppointment(record));
+    EXPECT_FALSE(EditAppointment(record, record));
+    EXPECT_FALSE(RemoveAppointment(record));
+    EXPECT_FALSE(GetAppointment(record));
+    EXPECT_FALSE(FindFirstAppointment(record));
+    EXPECT_EQ(sleeper.Count(), 0);
+
+    Set("Mail Root", "E:\\Mail");
+    Attach();
+    std::fill(std::begin(record.postoffice), std::end(record.postoffice), 'p');
+    std::fill(std::begin(record.mailbox), std::end(record.mailbox), 'm');
+    EXPECT_EQ(CalendarKey(NamesOf(record)).size(), 511U);
+    EXPECT_EQ(NamesOf(record).postoffice, std::string(256, 'p'));
+}
+
+}  // namespace
+}  // namespace tarnwick
