@@ -1,0 +1,233 @@
+// Whole remote operations against a peer that answers right, wrong, in part or not at all.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <thread>
+
+#include "remote/Envelope.h"
+#include "remote/RemoteCall.h"
+#include "remote/RemoteSession.h"
+#include "tests/remote/SessionWorld.h"
+#include "tests/support/ReportRecorder.h"
+
+namespace tarnwick {
+namespace {
+
+using testing::Joined;
+using testing::PeerAnswer;
+using testing::ReportRecorder;
+using testing::ScriptedPeer;
+using testing::SessionWorld;
+
+using Record = std::array<std::byte, 648>;
+
+Record Filled(int value) {
+    Record record;
+    record.fill(static_cast<std::byte>(value));
+    return record;
+}
+
+// One element of a reply, as a service writes it.
+std::string Element(int number, std::span<const std::byte> bytes) {
+    std::vector<char> encoded(kRemoteTextSize);
+    EncodeParameter(bytes, encoded);
+    const std::string name = "PARAMETER" + std::to_string(number);
+    return "<" + name + " SIZE=" + std::to_string(bytes.size()) + ">" + encoded.data() + "</" +
+           name + ">";
+}
+
+std::string ResultElement(std::int32_t result) {
+    return Element(0, std::as_bytes(std::span(&result, 1)));
+}
+
+// Host A answers EXEC with `answer`, everything else with success.
+struct World : SessionWorld {
+    ReportRecorder reports;
+    PeerAnswer answer;
+
+    World() {
+        a.SetScript([this](const std::string& request) {
+            const bool exec = testing::NameOfRequest(request).starts_with("EXEC");
+            return exec ? answer : testing::AcceptingAnswer(request);
+        });
+        SetCurrentHost("A");
+    }
+    ~World() { a.CloseAll(); }
+};
+
+// The answer of the next operation, and its record: as passed (all 1) or as the service sent (2).
+struct Outcome {
+    std::optional<std::int32_t> result;
+    Record record = Filled(1);
+};
+
+Outcome Call() {
+    Outcome outcome;
+    outcome.result = CallRemotely("AppointmentGet", {{outcome.record, true}});
+    return outcome;
+}
+
+TEST(RemoteCall, WithoutAHostThereIsNoValueAndNothingIsSent) {
+    World world;
+    SetCurrentHost("");
+    EXPECT_EQ(Call().result, std::nullopt);
+    EXPECT_EQ(Joined(world.a.TakeEvents()), "");
+    EXPECT_EQ(world.reports.Take().size(), 0U);
+}
+
+TEST(RemoteCall, TheRequestIsTheEnvelopeOfItsParametersInOrder) {
+    World world;
+    world.answer.text = "<DATA></DATA>";
+    Record first = Filled(3);
+    Record second = Filled(4);
+    CallRemotely("AppointmentEdit", {{first, false}, {second, false}});
+    const std::string received = world.a.Received();
+    EXPECT_EQ(received.substr(received.find("<DATA><METHOD>EXEC")),
+              "<DATA><METHOD>EXEC</METHOD><FUNCTION>AppointmentEdit</FUNCTION><PARAMETERS>" +
+                  Element(1, first) + Element(2, second) + "</PARAMETERS></DATA>");
+    EXPECT_EQ(Joined(world.a.TakeEvents()), "connect, AUTH, LOAD TWAICP.DLL, EXEC AppointmentEdit");
+}
+
+TEST(RemoteCall, OnlyWhatIsToBeCopiedBackIsCopied) {
+    World world;
+    world.answer.text =
+        "<DATA>" + Element(2, Filled(6)) + Element(1, Filled(5)) + ResultElement(-7) + "</DATA>";
+    Record first = Filled(3);
+    Record second = Filled(4);
+    EXPECT_EQ(CallRemotely("F", {{first, true}, {second, false}}), -7);
+    EXPECT_EQ(first, Filled(5));
+    EXPECT_EQ(second, Filled(4));
+}
+
+struct Reply {
+    const char* name;
+    PeerAnswer answer;
+    std::int32_t result;
+    int record;  // what fills the record afterwards
+};
+
+std::vector<Reply> MisbehavingReplies() {
+    const std::string result = ResultElement(1);
+    const std::string record = Element(1, Filled(2));
+    const std::string value = record.substr(record.find('>') + 1);
+    const Record tooLong = Filled(9);
+    std::vector<std::byte> longer(649, std::byte{9});
+    return {
+        {"right", {"<DATA>" + result + record + "</DATA>"}, 1, 2},
+        {"without any envelope", {result + record}, 1, 2},
+        {"reordered", {record + result}, 1, 2},
+        {"nested", {"<PARAMETER7 SIZE=1>" + record + result + "</PARAMETER7>"}, 1, 2},
+        {"doubled: the first counts", {result + ResultElement(5) + record}, 1, 2},
+        {"no record", {result}, 1, 1},
+        {"no result", {record}, 0, 2},
+        {"nothing of use", {"<DATA><STATUS>FAILURE</STATUS></DATA>"}, 0, 1},
+        {"number 10 before number 1", {result + Element(10, Filled(9)) + record}, 1, 1},
+        {"empty value", {result + "<PARAMETER1 SIZE=648></PARAMETER1>"}, 1, 1},
+        {"no SIZE", {result + "<PARAMETER1>" + value}, 1, 1},
+        {"huge SIZE", {result + "<PARAMETER1 SIZE=99999999999999999999>" + value}, 1, 2},
+        {"negative SIZE", {result + "<PARAMETER1 SIZE=-1>" + value}, 1, 2},
+        {"no > behind SIZE", {result + "<PARAMETER1 SIZE=648"}, 1, 1},
+        {"bad base64", {result + "<PARAMETER1 SIZE=648>****</PARAMETER1>"}, 1, 1},
+        {"codes above the count", {result + "<PARAMETER1 SIZE=648>//8=</PARAMETER1>"}, 1, 1},
+        {"shorter than the record", {result + Element(1, std::span(tooLong).first(647))}, 1, 1},
+        {"longer than the record", {result + Element(1, longer)}, 1, 1},
+        {"NUL in front", {std::string("\0", 1) + result + record}, 0, 1},
+        {"closed in place of an answer", {"", true}, 0, 1},
+        {"closed behind the answer", {result + record, true}, 1, 2},
+        {"exactly the buffer", {std::string(32768 - record.size(), '.') + record}, 0, 2},
+        {"one byte more", {std::string(32769 - record.size(), '.') + record}, 0, 1},
+        {"result in front of too much", {result + std::string(40000, '.') + record}, 1, 1},
+    };
+}
+
+TEST(RemoteCall, TakesWholeElementsAloneAndTheNextCallWorks) {
+    World world;
+    for (const Reply& row : MisbehavingReplies()) {
+        world.answer = row.answer;
+        const Outcome outcome = Call();
+        EXPECT_EQ(outcome.result, row.result) << row.name;
+        EXPECT_EQ(outcome.record, Filled(row.record)) << row.name;
+        world.answer = {ResultElement(42) + Element(1, Filled(2))};
+        const Outcome next = Call();
+        EXPECT_EQ(next.result, 42) << "after " << row.name;
+        EXPECT_EQ(next.record, Filled(2)) << "after " << row.name;
+    }
+}
+
+TEST(RemoteCall, AReplyCutAnywhereGivesWhatArrivedWhole) {
+    World world;
+    const std::string result = ResultElement(1);
+    const std::string reply = result + Element(1, Filled(2));
+    for (std::size_t cut = 1; cut <= reply.size(); ++cut) {
+        world.answer = {reply.substr(0, cut)};
+        const Outcome outcome = Call();
+        ASSERT_EQ(outcome.result, cut >= result.size() ? 1 : 0) << cut;
+        ASSERT_EQ(outcome.record, Filled(cut == reply.size() ? 2 : 1)) << cut;
+    }
+}
+
+TEST(RemoteCall, AConnectionLostAtAnyStepGivesZeroAndTheNextCallWorks) {
+    for (const char* step : {"AUTH", "LOAD", "EXEC"}) {
+        World world;
+        world.answer.text = ResultElement(1);
+        bool losing = true;
+        world.a.SetScript([&](const std::string& request) -> PeerAnswer {
+            const std::string name = testing::NameOfRequest(request);
+            if (losing && name.starts_with(step)) return {"", true};
+            return name.starts_with("EXEC") ? world.answer : testing::AcceptingAnswer(request);
+        });
+        EXPECT_EQ(Call().result, 0) << step;
+        losing = false;
+        EXPECT_EQ(Call().result, 1) << step;
+        EXPECT_EQ(Call().result, 1) << step;
+    }
+}
+
+TEST(RemoteCall, AHostThatCannotBeReachedGivesZeroWithTheRequestTraced) {
+    World world;
+    SetCurrentHost("dead");
+    const Outcome outcome = Call();
+    EXPECT_EQ(outcome.result, 0);
+    EXPECT_EQ(outcome.record, Filled(1));
+    EXPECT_TRUE(
+        world.reports.Joined(ReportChannel::StandardOutput).starts_with("compressing...\n"));
+}
+
+// Each thread's reply carries back what that thread sent, whatever the others do meanwhile.
+TEST(RemoteCall, ThreadsDoNotMixTheirRequests) {
+    World world;
+    world.a.SetScript([](const std::string& request) -> PeerAnswer {
+        if (!testing::NameOfRequest(request).starts_with("EXEC")) {
+            return testing::AcceptingAnswer(request);
+        }
+        std::int32_t number = 0;
+        GetResponseParameter(request, 1, std::as_writable_bytes(std::span(&number, 1)));
+        std::int32_t echoed = -number;
+        return {ResultElement(number) + Element(1, std::as_bytes(std::span(&echoed, 1)))};
+    });
+    constexpr int kThreads = 8;
+    constexpr int kCalls = 25;
+    std::array<int, kThreads> right{};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+        threads.emplace_back([&right, thread] {
+            for (int call = 0; call < kCalls; ++call) {
+                const std::int32_t sent = thread * 1000 + call + 1;
+                std::int32_t record = sent;
+                const auto result =
+                    CallRemotely("F", {{std::as_writable_bytes(std::span(&record, 1)), true}});
+                right[static_cast<std::size_t>(thread)] += result == sent && record == -sent;
+                SetCurrentHost(call % 2 == 0 ? "a" : "A");
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (const int count : right) EXPECT_EQ(count, kCalls);
+    const std::vector<std::string> events = world.a.TakeEvents();
+    EXPECT_EQ(std::count(events.begin(), events.end(), "connect"), 1);
+}
+
+}  // namespace
+}  // namespace tarnwick
