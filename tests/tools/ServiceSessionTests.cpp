@@ -1,0 +1,331 @@
+// What the service answers to each request, without a socket.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "common/Text.h"
+#include "remote/AdminProtocol.h"
+#include "remote/Envelope.h"
+#include "tools/service/Credentials.h"
+#include "tools/service/RequestReader.h"
+#include "tools/service/ServiceSession.h"
+
+namespace tarnwick::service {
+namespace {
+
+using Records = std::vector<std::vector<std::byte>>;
+
+// Remembers the calls, gives 7 and fills the first record with 9.
+class RecordingRunner : public FunctionRunner {
+  public:
+    std::int32_t Run(const RemoteFunction& function, Records& records) override {
+        calls.emplace_back(function.name);
+        for (const auto& record : records) calls.back() += " " + std::to_string(record.size());
+        std::fill(records[0].begin(), records[0].end(), std::byte{9});
+        return 7;
+    }
+    std::vector<std::string> calls;
+};
+
+std::string Exec(const char* function, const Records& records) {
+    std::vector<char> request(kRemoteTextSize);
+    BuildExecRequest(request, function);
+    int number = 0;
+    for (const auto& record : records) AddRequestParameter(request, ++number, record);
+    return request.data();
+}
+
+std::vector<std::byte> Bytes(std::size_t size) {
+    return std::vector<std::byte>(size, std::byte{'n'});
+}
+
+struct Service {
+    std::string credentials = "ann:secret";
+    RecordingRunner runner;
+    ServiceSession session{credentials, runner};
+
+    Answer Ask(const std::string& request) { return session.Handle(request); }
+    void Open() {
+        Ask(AuthMessage("", credentials));
+        Ask(LoadMessage("TWAICP.DLL"));
+    }
+};
+
+TEST(ServiceSession, AnswersEachRequestByWhatCameBeforeIt) {
+    const std::string auth = AuthMessage("P", "ann:secret");
+    const std::string wrong = AuthMessage("P", "ann:Secret");
+    const std::string load = LoadMessage("twaicp.dll");
+    const std::string exec = Exec("AppointmentGet", {Bytes(648)});
+    const struct {
+        const char* name;
+        std::vector<std::string> before;
+        std::string request;
+        bool success;
+        const char* log;
+    } cases[] = {
+        {"PING needs nothing", {}, std::string(kPingMessage), true, "PING"},
+        {"AUTH", {}, auth, true, "AUTH"},
+        {"wrong AUTH", {}, wrong, false, "AUTH refused"},
+        {"empty AUTH", {}, AuthMessage("", ""), false, "AUTH refused"},
+        {"longer AUTH", {}, AuthMessage("", "ann:secretann:secret"), false, "AUTH refused"},
+        {"shorter AUTH", {}, AuthMessage("", "ann"), false, "AUTH refused"},
+        {"AUTH without credentials",
+         {},
+         "<DATA><METHOD>AUTH</METHOD></DATA>",
+         false,
+         "AUTH refused"},
+        {"LOAD", {auth}, load, true, "LOAD twaicp.dll"},
+        {"LOAD first", {}, load, false, "LOAD twaicp.dll refused: not authenticated"},
+        {"LOAD of another",
+         {auth},
+         LoadMessage("KERNEL32.DLL"),
+         false,
+         "LOAD KERNEL32.DLL refused: not allowed"},
+        {"LOAD by path",
+         {auth},
+         LoadMessage("C:\\TWAICP.DLL"),
+         false,
+         "LOAD C:\\TWAICP.DLL refused: not allowed"},
+        {"LOAD of nothing", {auth}, LoadMessage(""), false, "LOAD - refused: not allowed"},
+        {"EXEC first", {}, exec, false, "EXEC AppointmentGet refused: not authenticated"},
+        {"EXEC without LOAD",
+         {auth},
+         exec,
+         false,
+         "EXEC AppointmentGet refused: no library loaded"},
+        {"a later wrong AUTH shuts the door",
+         {auth, load, wrong},
+         exec,
+         false,
+         "EXEC AppointmentGet refused: not authenticated"},
+        {"a later AUTH wants LOAD again",
+         {auth, load, auth},
+         exec,
+         false,
+         "EXEC AppointmentGet refused: no library loaded"},
+        {"unknown method",
+         {auth, load},
+         "<DATA><METHOD>E\tX\xFF</METHOD></DATA>",
+         false,
+         "E?X? refused: no such method"},
+        {"no method", {}, "<DATA></DATA>", false, "- refused: no such method"},
+        {"long method",
+         {},
+         "<DATA><METHOD>" + std::string(99, 'm') + "</METHOD></DATA>",
+         false,
+         "mmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmmm refused: no such "
+         "method"},
+    };
+    for (const auto& row : cases) {
+        Service service;
+        for (const std::string& request : row.before) service.Ask(request);
+        const Answer answer = service.Ask(row.request);
+        EXPECT_EQ(answer.text, row.success ? kSuccessReply : kFailureReply) << row.name;
+        EXPECT_EQ(answer.log, row.log) << row.name;
+        EXPECT_FALSE(answer.close) << row.name;
+        EXPECT_TRUE(service.runner.calls.empty()) << row.name;
+    }
+}
+
+TEST(ServiceSession, QuitAndTheThirdWrongSecretEndTheConnection) {
+    Service service;
+    const Answer quit = service.Ask(std::string(kQuitMessage));
+    EXPECT_EQ(quit.text, "");
+    EXPECT_TRUE(quit.close);
+    EXPECT_FALSE(service.Ask(AuthMessage("", "x")).close);
+    EXPECT_FALSE(service.Ask(AuthMessage("", "y")).close);
+    EXPECT_TRUE(service.Ask(AuthMessage("", "z")).close);
+}
+
+TEST(ServiceSession, RunsEveryFunctionThatTheLibraryOffers) {
+    const struct {
+        const char* name;
+        std::vector<std::size_t> sizes;
+        bool offered;
+        bool recordBack;
+    } cases[] = {
+        {"AppointmentAdd", {648}, true, true},
+        {"AppointmentRemove", {648}, true, true},
+        {"AppointmentEdit", {648, 648}, true, false},
+        {"AppointmentGet", {648}, true, true},
+        {"AppointmentFindFirst", {648}, true, true},
+        {"AppointmentFindNext", {648}, true, true},
+        {"AppointmentItemGetFirstChunk", {8772}, true, true},
+        {"AppointmentItemGetNextChunk", {8772}, true, true},
+        {"AppointmentItemGetSize", {8772}, true, true},
+        {"AppointmentItemWriteFirstChunk", {8772}, true, false},
+        {"AppointmentItemWriteNextChunk", {8772}, true, false},
+        {"AppointmentListItemListSetPosition", {4}, false, false},
+        {"AppointmentListItemListGetLength", {5388}, false, false},
+        {"AppointmentItemDelete", {8772}, false, false},
+        {"SetCurrentHost", {4}, false, false},
+        {"appointmentadd", {648}, false, false},
+    };
+    for (const auto& row : cases) {
+        Service service;
+        service.Open();
+        Records records;
+        std::string call = row.name;
+        for (const std::size_t size : row.sizes) {
+            records.push_back(Bytes(size));
+            call += " " + std::to_string(size);
+        }
+        const std::string reply = service.Ask(Exec(row.name, records)).text;
+        EXPECT_EQ(service.runner.calls,
+                  row.offered ? std::vector{call} : std::vector<std::string>())
+            << row.name;
+        std::int32_t result = 0;
+        GetResponseParameter(reply, 0, std::as_writable_bytes(std::span(&result, 1)));
+        EXPECT_EQ(result, row.offered ? 7 : 0) << row.name;
+        auto back = Bytes(row.sizes[0]);
+        EXPECT_EQ(GetResponseParameter(reply, 1, back), row.recordBack) << row.name;
+        EXPECT_EQ(back[0], row.recordBack ? std::byte{9} : std::byte{'n'}) << row.name;
+        if (!row.offered) EXPECT_EQ(reply, kFailureReply);
+    }
+}
+
+TEST(ServiceSession, RefusesArgumentsThatAreNotExactlyTheRecord) {
+    const std::string right = Exec("AppointmentGet", {Bytes(648)});
+    const std::size_t value = right.find("SIZE=648>") + 9;
+    const struct {
+        const char* name;
+        std::string request;
+    } cases[] = {
+        {"none", Exec("AppointmentGet", {})},
+        {"one byte less", Exec("AppointmentGet", {Bytes(647)})},
+        {"one byte more", Exec("AppointmentGet", {Bytes(649)})},
+        {"the other record", Exec("AppointmentGet", {Bytes(8772)})},
+        {"the second is missing", Exec("AppointmentEdit", {Bytes(648)})},
+        {"SIZE says less", std::string(right).replace(value - 4, 3, "647")},
+        {"SIZE says more than it holds", std::string(right).replace(value - 4, 3, "8772")},
+        {"SIZE is no number", std::string(right).replace(value - 4, 3, "x")},
+        {"bad base64", std::string(right).replace(value, 1, "*")},
+        {"cut base64", std::string(right).erase(value, 4)},
+    };
+    for (const auto& row : cases) {
+        Service service;
+        service.Open();
+        const Answer answer = service.Ask(row.request);
+        EXPECT_EQ(answer.text, kFailureReply) << row.name;
+        EXPECT_TRUE(answer.log.ends_with("refused: wrong arguments")) << row.name << answer.log;
+        EXPECT_TRUE(service.runner.calls.empty()) << row.name;
+    }
+}
+
+TEST(ServiceSession, RefusesNamesThatLeaveTheirFolder) {
+    const struct {
+        std::string name;
+        bool safe;
+    } cases[] = {
+        {"", true},         {"Y11M08", true},   {"a.b c", true},     {"ann@example.org", true},
+        {".", true},        {"CONTACTS", true}, {"COM", true},       {"COM10", true},
+        {"xCON", true},     {"a..b", false},    {"..", false},       {"a\\b", false},
+        {"a/b", false},     {"C:", false},      {"a:stream", false}, {"con", false},
+        {"NUL.txt", false}, {"Com1", false},    {"LPT9.x.y", false}, {"aux  .CAL", false},
+        {"CONIN$", false},
+    };
+    const struct {
+        const char* function;
+        std::size_t recordSize;
+        int argument;
+        std::size_t offset;
+    } fields[] = {
+        {"AppointmentAdd", 648, 0, 0},
+        {"AppointmentAdd", 648, 0, 256},
+        {"AppointmentAdd", 648, 0, 584},
+        {"AppointmentEdit", 648, 1, 256},
+        {"AppointmentItemGetSize", 8772, 0, 0},
+        {"AppointmentItemGetSize", 8772, 0, 256},
+        {"AppointmentItemGetSize", 8772, 0, 512},
+    };
+    for (const auto& row : cases) EXPECT_EQ(IsSafeName(row.name), row.safe) << row.name;
+    for (const auto& field : fields) {
+        for (const auto& row : cases) {
+            Service service;
+            service.Open();
+            Records records(field.function == std::string("AppointmentEdit") ? 2 : 1,
+                            Bytes(field.recordSize));
+            auto& record = records[static_cast<std::size_t>(field.argument)];
+            std::memcpy(record.data() + field.offset, row.name.c_str(), row.name.size() + 1);
+            service.Ask(Exec(field.function, records));
+            EXPECT_EQ(service.runner.calls.size(), row.safe ? 1U : 0U)
+                << field.function << " " << field.offset << " " << row.name;
+        }
+    }
+}
+
+TEST(ServiceSession, AppointmentIdsAreNoNames) {
+    Service service;
+    service.Open();
+    auto record = Bytes(648);
+    std::memcpy(record.data() + 520, "../:", 5);
+    service.Ask(Exec("AppointmentAdd", {record}));
+    EXPECT_EQ(service.runner.calls.size(), 1U);
+}
+
+TEST(RequestReader, FindsTheSameRequestsAtEverySplit) {
+    const std::string first = AuthMessage("P", "c");
+    const std::string second(kPingMessage);
+    const std::string all = first + second + "<DATA>";
+    for (std::size_t split = 0; split <= all.size(); ++split) {
+        RequestReader reader;
+        std::vector<std::string> found;
+        for (const std::string& piece : {all.substr(0, split), all.substr(split)}) {
+            reader.Append(piece);
+            while (auto request = reader.Next()) found.push_back(*request);
+            ASSERT_FALSE(reader.IsBroken()) << split;
+        }
+        ASSERT_EQ(found, (std::vector{first, second})) << split;
+    }
+}
+
+TEST(RequestReader, TellsAtOnceWhatCanNeverBecomeARequest) {
+    const std::string longest = "<DATA>" + std::string(kRequestLimit - 13, 'x') + "</DATA>";
+    const struct {
+        const char* name;
+        std::string bytes;
+        bool whole;
+        bool broken;
+    } cases[] = {
+        {"nothing", "", false, false},
+        {"the beginning", "<DA", false, false},
+        {"another beginning", "<DX", false, true},
+        {"another letter", "GET / HTTP/1.1\r\n", false, true},
+        {"a NUL", std::string(1, '\0'), false, true},
+        {"the longest", longest, true, false},
+        {"one byte longer", "<DATA>" + std::string(kRequestLimit - 12, 'x') + "</DATA>", false,
+         true},
+        {"as long without an end", longest.substr(0, longest.size() - 1) + "x", false, false},
+        {"longer without an end", longest.substr(0, longest.size() - 1) + "xx", false, true},
+    };
+    for (const auto& row : cases) {
+        RequestReader atOnce;
+        RequestReader byBytes;
+        atOnce.Append(row.bytes);
+        EXPECT_EQ(atOnce.Next().has_value(), row.whole) << row.name;
+        EXPECT_EQ(atOnce.IsBroken(), row.broken) << row.name;
+        bool whole = false;
+        for (const char byte : row.bytes) {
+            byBytes.Append(std::string_view(&byte, 1));
+            whole = whole || byBytes.Next().has_value();
+        }
+        EXPECT_EQ(whole, row.whole) << row.name;
+        EXPECT_EQ(byBytes.IsBroken(), row.broken) << row.name;
+    }
+}
+
+TEST(Credentials, AreTheFirstLineWhenClientsCanSendIt) {
+    const std::string longest(255, 'c');
+    EXPECT_EQ(UsableCredentials("ann:secret"), "ann:secret");
+    EXPECT_EQ(UsableCredentials("ann secret\r\nrest"), "ann secret");
+    EXPECT_EQ(UsableCredentials("\xE4\n"), "\xE4");
+    EXPECT_EQ(UsableCredentials(longest), longest);
+    for (const std::string& text : {std::string(), std::string("\nx"), longest + "c",
+                                    std::string("a<b"), std::string("a\tb")}) {
+        EXPECT_EQ(UsableCredentials(text), std::nullopt) << text;
+    }
+}
+
+}  // namespace
+}  // namespace tarnwick::service

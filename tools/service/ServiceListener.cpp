@@ -1,0 +1,138 @@
+#include "tools/service/ServiceListener.h"
+
+#include <stdexcept>
+#include <system_error>
+
+#include "tools/service/ServiceConnection.h"
+
+namespace tarnwick::service {
+namespace {
+
+Socket Listen(in_addr address, std::uint16_t port) {
+    Socket socket = CreateSocket();
+    const BOOL exclusive = TRUE;
+    setsockopt(socket.Get(), SOL_SOCKET, SO_EXCLUSIVEADDRUSE,
+               reinterpret_cast<const char*>(&exclusive), sizeof exclusive);
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    local.sin_port = htons(port);
+    local.sin_addr = address;
+    if (bind(socket.Get(), reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0 ||
+        listen(socket.Get(), SOMAXCONN) != 0) {
+        throw std::runtime_error("cannot listen on port " + std::to_string(port) + ": error " +
+                                 std::to_string(WSAGetLastError()));
+    }
+    return socket;
+}
+
+std::uint16_t PortOf(SOCKET socket) {
+    sockaddr_in local{};
+    int size = sizeof local;
+    getsockname(socket, reinterpret_cast<sockaddr*>(&local), &size);
+    return ntohs(local.sin_port);
+}
+
+std::string NameOf(const sockaddr_in& peer) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(&peer.sin_addr);
+    std::string name;
+    for (int at = 0; at < 4; ++at) name += (at == 0 ? "" : ".") + std::to_string(bytes[at]);
+    return name + ":" + std::to_string(ntohs(peer.sin_port));
+}
+
+// A connection blocks, unlike the listener it comes from; its answers leave at once, because
+// clients take what the first segment brings for the whole; and it does not wait for ever for a
+// client that takes none.
+void Prepare(SOCKET socket, std::uint32_t sendMilliseconds) {
+    WSAEventSelect(socket, nullptr, 0);
+    u_long nonBlocking = 0;
+    ioctlsocket(socket, FIONBIO, &nonBlocking);
+    const BOOL noDelay = TRUE;
+    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&noDelay),
+               sizeof noDelay);
+    const DWORD timeout = sendMilliseconds;
+    setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, reinterpret_cast<const char*>(&timeout),
+               sizeof timeout);
+}
+
+}  // namespace
+
+ServiceListener::ServiceListener(ListenerOptions options, FunctionRunner& runner, ServiceLog& log)
+    : options_(std::move(options)),
+      runner_(runner),
+      log_(log),
+      stop_(CreateEventA(nullptr, TRUE, FALSE, nullptr)),
+      arrival_(CreateEventA(nullptr, FALSE, FALSE, nullptr)),
+      listener_(Listen(options_.address, options_.port)),
+      port_(PortOf(listener_.Get())) {
+    if (WSAEventSelect(listener_.Get(), arrival_.Get(), FD_ACCEPT) != 0) {
+        throw std::runtime_error("cannot wait for connections");
+    }
+}
+
+void ServiceListener::Serve() {
+    const HANDLE events[] = {stop_.Get(), arrival_.Get()};
+    while (WaitForMultipleObjects(2, events, FALSE, INFINITE) == WAIT_OBJECT_0 + 1) AcceptOne();
+    listener_.Close();
+    JoinAll();
+}
+
+void ServiceListener::AcceptOne() {
+    sockaddr_in from{};
+    int size = sizeof from;
+    Socket socket(accept(listener_.Get(), reinterpret_cast<sockaddr*>(&from), &size));
+    if (!socket.IsValid()) return;
+    Prepare(socket.Get(), options_.idleMilliseconds);
+    JoinEnded();
+    if (connections_.size() >= options_.connectionLimit) {
+        Log(NameOf(from), "refused: too many connections");
+        return;
+    }
+    StartConnection(std::move(socket), NameOf(from));
+}
+
+void ServiceListener::StartConnection(Socket socket, const std::string& peer) {
+    Connection& connection = connections_.emplace_back();
+    connection.socket = std::move(socket);
+    connection.peer = peer;
+    try {
+        connection.thread = std::thread([this, &connection] { ServeConnection(connection); });
+    } catch (const std::system_error&) {
+        Log(peer, "refused: no thread to serve it");
+        connections_.pop_back();
+    }
+}
+
+void ServiceListener::ServeConnection(Connection& connection) {
+    try {
+        ServiceSession session(options_.credentials, runner_);
+        ServeRequests(connection.socket.Get(), session, options_.idleMilliseconds,
+                      [&](const std::string& text) { Log(connection.peer, text); });
+    } catch (const std::exception& failure) {
+        Log(connection.peer, std::string("dropped: ") + failure.what());
+    }
+    // The other side learns now that this one has gone; the number of the socket stays taken until
+    // the thread is joined.
+    shutdown(connection.socket.Get(), SD_BOTH);
+    connection.ended = true;
+}
+
+void ServiceListener::JoinEnded() {
+    connections_.remove_if([](Connection& connection) {
+        if (!connection.ended) return false;
+        connection.thread.join();
+        return true;
+    });
+}
+
+void ServiceListener::JoinAll() {
+    for (Connection& connection : connections_) shutdown(connection.socket.Get(), SD_BOTH);
+    for (Connection& connection : connections_) connection.thread.join();
+    connections_.clear();
+}
+
+void ServiceListener::Log(const std::string& peer, const std::string& text) {
+    const std::lock_guard lock(logMutex_);
+    log_.Write(peer + " " + text);
+}
+
+}  // namespace tarnwick::service

@@ -1,0 +1,76 @@
+// Accepts connections and serves each on a thread of its own.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "remote/Socket.h"
+#include "tools/service/ServiceSession.h"
+
+namespace tarnwick::service {
+
+struct ListenerOptions {
+    in_addr address{};
+    std::uint16_t port = 0;  // 0: a free one
+    std::string credentials;
+    // For a whole request to arrive, from the end of the one before; also for a client to take an
+    // answer.
+    std::uint32_t idleMilliseconds = 600'000;
+    std::size_t connectionLimit = 64;
+};
+
+// Receives a line for each request and each connection refused or dropped.
+class ServiceLog {
+  public:
+    virtual ~ServiceLog() = default;
+    // Called on any thread, one at a time.
+    virtual void Write(const std::string& line) = 0;
+};
+
+class ServiceListener {
+  public:
+    // Listens at once. `runner` and `log` outlive the listener. Winsock 2 has been started. Throws
+    // std::runtime_error when the address cannot be listened on.
+    ServiceListener(ListenerOptions options, FunctionRunner& runner, ServiceLog& log);
+
+    std::uint16_t Port() const { return port_; }
+
+    // Serves until Stop; then ends every connection, waits for the requests that are running, and
+    // returns.
+    void Serve();
+
+    // From any thread, also before Serve.
+    void Stop() { SetEvent(stop_.Get()); }
+
+  private:
+    struct Connection {
+        Socket socket;
+        std::string peer;
+        std::atomic<bool> ended{false};
+        std::thread thread;
+    };
+
+    void AcceptOne();
+    void StartConnection(Socket socket, const std::string& peer);
+    void ServeConnection(Connection& connection);
+    void JoinEnded();
+    void JoinAll();
+    void Log(const std::string& peer, const std::string& text);
+
+    ListenerOptions options_;
+    FunctionRunner& runner_;
+    ServiceLog& log_;
+    std::mutex logMutex_;
+    ObjectHandle stop_;
+    ObjectHandle arrival_;
+    Socket listener_;
+    std::uint16_t port_ = 0;
+    std::list<Connection> connections_;  // of the serving thread alone
+};
+
+}  // namespace tarnwick::service
