@@ -39,19 +39,11 @@ std::string NameOf(const sockaddr_in& peer) {
     return name + ":" + std::to_string(ntohs(peer.sin_port));
 }
 
-// A connection blocks, unlike the listener it comes from; its answers leave at once, because
-// clients take what the first segment brings for the whole; and it does not wait for ever for a
-// client that takes none.
-void Prepare(SOCKET socket, std::uint32_t sendMilliseconds) {
-    WSAEventSelect(socket, nullptr, 0);
-    u_long nonBlocking = 0;
-    ioctlsocket(socket, FIONBIO, &nonBlocking);
+// Answers leave at once, because clients take what the first segment brings for the whole.
+void SendAtOnce(SOCKET socket) {
     const BOOL noDelay = TRUE;
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&noDelay),
                sizeof noDelay);
-    const DWORD timeout = sendMilliseconds;
-    setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, reinterpret_cast<const char*>(&timeout),
-               sizeof timeout);
 }
 
 }  // namespace
@@ -81,7 +73,7 @@ void ServiceListener::AcceptOne() {
     int size = sizeof from;
     Socket socket(accept(listener_.Get(), reinterpret_cast<sockaddr*>(&from), &size));
     if (!socket.IsValid()) return;
-    Prepare(socket.Get(), options_.idleMilliseconds);
+    SendAtOnce(socket.Get());
     JoinEnded();
     if (connections_.size() >= options_.connectionLimit) {
         Log(NameOf(from), "refused: too many connections");
@@ -105,7 +97,7 @@ void ServiceListener::StartConnection(Socket socket, const std::string& peer) {
 void ServiceListener::ServeConnection(Connection& connection) {
     try {
         ServiceSession session(options_.credentials, runner_);
-        ServeRequests(connection.socket.Get(), session, options_.idleMilliseconds,
+        ServeRequests(connection.socket.Get(), stop_.Get(), session, options_.idleMilliseconds,
                       [&](const std::string& text) { Log(connection.peer, text); });
     } catch (const std::exception& failure) {
         Log(connection.peer, std::string("dropped: ") + failure.what());
@@ -125,7 +117,6 @@ void ServiceListener::JoinEnded() {
 }
 
 void ServiceListener::JoinAll() {
-    for (Connection& connection : connections_) shutdown(connection.socket.Get(), SD_BOTH);
     for (Connection& connection : connections_) connection.thread.join();
     connections_.clear();
 }

@@ -1,0 +1,175 @@
+// The service over real sockets, asked by hand.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "remote/AdminProtocol.h"
+#include "remote/Envelope.h"
+#include "tests/tools/ServiceWorld.h"
+#include "twaicp.h"
+
+namespace tarnwick {
+namespace {
+
+using testing::HandClient;
+using testing::kTestCredentials;
+using testing::ServiceWorld;
+
+const std::string kSuccess(kSuccessReply);
+const std::string kFailure(kFailureReply);
+
+AppointmentRecord Appointment(const char* id) {
+    AppointmentRecord record{};
+    std::strcpy(record.mailbox, "ann");
+    std::strcpy(record.postoffice, "PO");
+    std::strcpy(record.calendarName, "Y11M08");
+    std::strcpy(record.appointmentId, id);
+    return record;
+}
+
+std::string Exec(const char* function, const AppointmentRecord& record) {
+    std::vector<char> request(kRemoteTextSize);
+    BuildExecRequest(request, function);
+    AddRequestParameter(request, 1, std::as_bytes(std::span(&record, 1)));
+    return request.data();
+}
+
+struct OpenClient : HandClient {
+    explicit OpenClient(const ServiceWorld& world) : HandClient(world.Port()) {
+        EXPECT_EQ(Ask(AuthMessage("", kTestCredentials)), kSuccess);
+        EXPECT_EQ(Ask(LoadMessage("TWAICP.DLL")), kSuccess);
+    }
+    // Runs the function and takes its record back; gives the result.
+    std::int32_t Run(const char* function, AppointmentRecord& record) {
+        const std::string reply = Ask(Exec(function, record));
+        std::int32_t result = -1;
+        GetResponseParameter(reply, 0, std::as_writable_bytes(std::span(&result, 1)));
+        GetResponseParameter(reply, 1, std::as_writable_bytes(std::span(&record, 1)));
+        return result;
+    }
+};
+
+TEST(Service, AnswersRequestsInAnyPieces) {
+    ServiceWorld world;
+    HandClient client(world.Port());
+    for (const char byte : kPingMessage) client.Send({&byte, 1});
+    EXPECT_EQ(client.Receive(), kSuccess);
+    client.Send(std::string(kPingMessage) + LoadMessage("X") + std::string(kPingMessage));
+    EXPECT_EQ(client.Receive(), kSuccess);
+    EXPECT_EQ(client.Receive(), kFailure);
+    EXPECT_EQ(client.Receive(), kSuccess);
+    client.Send(kQuitMessage);
+    EXPECT_EQ(client.Receive(), "(end)");
+}
+
+TEST(Service, AnswersWhatIsNoRequestAndEndsTheConnection) {
+    ServiceWorld world;
+    for (const std::string& bytes :
+         {std::string("GET / HTTP/1.1\r\n\r\n"), std::string(300'000, '<'),
+          "<DATA>" + std::string(100'000, 'x') + "</DATA>", std::string(4, '\0')}) {
+        HandClient client(world.Port());
+        client.Send(bytes);
+        EXPECT_EQ(client.Receive(), kFailure) << bytes.size();
+        client.FinishSending();
+        EXPECT_EQ(client.Receive(), "(end)") << bytes.size();
+    }
+    EXPECT_EQ(world.log.Lines(), std::vector<std::string>(4, "refused: no request"));
+    HandClient next(world.Port());
+    EXPECT_EQ(next.Ask(kPingMessage), kSuccess);
+}
+
+TEST(Service, EnumerationsBelongToTheirConnection) {
+    ServiceWorld world;
+    OpenClient first(world);
+    OpenClient second(world);
+    world.CalendarPath("");
+    for (const char* id : {"a", "b", "c"}) {
+        AppointmentRecord record = Appointment(id);
+        EXPECT_EQ(first.Run("AppointmentAdd", record), 1) << id;
+    }
+    const struct {
+        OpenClient& client;
+        const char* function;
+        std::int32_t result;
+        const char* id;
+    } steps[] = {
+        {first, "AppointmentFindFirst", 1, "a"},  {first, "AppointmentFindNext", 1, "b"},
+        {second, "AppointmentFindFirst", 1, "a"}, {first, "AppointmentFindNext", 1, "c"},
+        {second, "AppointmentFindNext", 1, "b"},  {first, "AppointmentFindNext", 0, ""},
+        {second, "AppointmentFindNext", 1, "c"},
+    };
+    for (const auto& step : steps) {
+        AppointmentRecord record = Appointment("");
+        EXPECT_EQ(step.client.Run(step.function, record), step.result);
+        EXPECT_STREQ(record.appointmentId, step.id);
+    }
+}
+
+TEST(Service, LogsALineForEachRequestWithoutSecrets) {
+    ServiceWorld world;
+    OpenClient client(world);
+    client.Ask(AuthMessage("", "guess"));
+    AppointmentRecord record = Appointment("x");
+    client.Ask(Exec("AppointmentGet", record));
+    client.Send(kQuitMessage);
+    client.Receive();
+    EXPECT_EQ(world.log.Lines(),
+              (std::vector<std::string>{"AUTH", "LOAD TWAICP.DLL", "AUTH refused",
+                                        "EXEC AppointmentGet refused: not authenticated", "QUIT"}));
+}
+
+TEST(Service, DropsASilentClientAndOneThatNeverFinishesItsRequest) {
+    ServiceWorld world(50);
+    HandClient silent(world.Port());
+    EXPECT_EQ(silent.Receive(), "(end)");
+    HandClient halting(world.Port());
+    halting.Send("<DATA><METHOD>");
+    EXPECT_EQ(halting.Receive(), "(end)");
+    EXPECT_EQ(world.log.Lines(), std::vector<std::string>(2, "dropped: silent for too long"));
+}
+
+TEST(Service, RefusesConnectionsBeyondItsLimitAndTakesThemAgainLater) {
+    ServiceWorld world(60'000, 2);
+    auto first = std::make_unique<HandClient>(world.Port());
+    HandClient second(world.Port());
+    EXPECT_EQ(first->Ask(kPingMessage), kSuccess);
+    EXPECT_EQ(second.Ask(kPingMessage), kSuccess);
+    HandClient third(world.Port());
+    EXPECT_EQ(third.Receive(), "(end)");
+    EXPECT_TRUE(world.log.Has("refused: too many connections"));
+    first->Send(kQuitMessage);
+    EXPECT_EQ(first->Receive(), "(end)");
+    first.reset();
+    std::string answer;
+    while (answer != kSuccess) answer = HandClient(world.Port()).Ask(kPingMessage);
+}
+
+TEST(Service, StopEndsOpenConnections) {
+    ServiceWorld world;
+    HandClient client(world.Port());
+    EXPECT_EQ(client.Ask(kPingMessage), kSuccess);
+    world.Stop();
+    EXPECT_EQ(client.Receive(), "(end)");
+    EXPECT_EQ(HandClient(world.Port()).Ask(kPingMessage), "(unsent)");
+}
+
+TEST(Service, RunsNothingThatTheRegistryWouldSendOn) {
+    ServiceWorld world;
+    OpenClient client(world);
+    world.CalendarPath("");
+    AppointmentRecord record = Appointment("a");
+    testing::ScratchRegistry::SetDword(HKEY_CURRENT_USER, kAdministrationKey, "ForceDefaultHost",
+                                       1);
+    EXPECT_EQ(client.Run("AppointmentAdd", record), 0);
+    testing::ScratchRegistry::SetDword(HKEY_CURRENT_USER, kAdministrationKey, "ForceDefaultHost",
+                                       0);
+    EXPECT_EQ(client.Run("AppointmentAdd", record), 1);
+}
+
+TEST(Service, ALibraryThatIsNotTheCalendarLibraryIsNotTaken) {
+    EXPECT_THROW(service::ProviderLibrary("kernel32.dll"), std::runtime_error);
+    EXPECT_THROW(service::ProviderLibrary("Z:\\no\\such.dll"), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace tarnwick

@@ -1,0 +1,77 @@
+"""tarnwick-service as a process: what it says when it cannot start, and that Ctrl-C ends it cleanly.
+
+Usage: service_program_test.py SCRIPT_WINE PROGRAM SCRATCH_FOLDER
+"""
+import os
+import re
+import signal
+import socket
+import subprocess
+import sys
+
+WINE, PROGRAM, FOLDER = sys.argv[1:4]
+SUCCESS = b"<DATA><STATUS>SUCCESS</STATUS></DATA>"
+failures = 0
+
+
+def check(condition, what):
+    global failures
+    if not condition:
+        failures += 1
+        print("FAILED:", what)
+
+
+def secret(name, text):
+    path = os.path.join(FOLDER, name)
+    with open(path, "w", encoding="ascii") as file:
+        file.write(text)
+    return "Z:" + path.replace("/", "\\")
+
+
+def command(*arguments):
+    return ["bash", WINE, PROGRAM, *arguments]
+
+
+def ask(connection, request):
+    connection.sendall(request)
+    return connection.recv(2048)
+
+
+os.makedirs(FOLDER, exist_ok=True)
+GOOD = secret("good.txt", "ann:secret\r\n")
+taken = socket.socket()
+taken.bind(("127.0.0.1", 0))
+taken.listen()
+
+for arguments, status, text in [
+    (["--credentials-file", "Z:\\no\\such"], 1, "cannot read Z:\\no\\such"),
+    (["--credentials-file", secret("empty.txt", "\n")], 1, "no usable credentials"),
+    (["--credentials-file", GOOD, "--address", "no.such.invalid"], 1, "no address no.such.invalid"),
+    (["--credentials-file", GOOD, "--port", str(taken.getsockname()[1])], 1, "cannot listen on"),
+    (["--port", "70000"], None, "70000"),
+    (["--idle-seconds", "0"], None, "--idle-seconds"),
+]:
+    done = subprocess.run(command(*arguments), capture_output=True, timeout=60, check=False)
+    output = done.stderr.decode()
+    check(text in output, f"{arguments}: {output}")
+    check(done.returncode == status if status else done.returncode not in (0, 1),
+          f"{arguments}: status {done.returncode}")
+
+service = subprocess.Popen(command("--port", "0", "--credentials-file", GOOD),
+                           stdout=subprocess.PIPE)
+line = service.stdout.readline().decode()
+match = re.fullmatch(
+    r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ listening on 127\.0\.0\.1:(\d+)\r?\n", line)
+check(match, "first line: " + line)
+if match:
+    client = socket.create_connection(("127.0.0.1", int(match[1])), timeout=60)
+    check(ask(client, b"<DATA><METHOD>AUTH</METHOD><CREDENTIALS>ann:secret</CREDENTIALS></DATA>")
+          == SUCCESS, "AUTH")
+    check(ask(client, b"<DATA><METHOD>LOAD</METHOD><LIBRARY>TWAICP.DLL</LIBRARY></DATA>")
+          == SUCCESS, "LOAD")
+    service.send_signal(signal.SIGINT)
+    check(client.recv(1) == b"", "the open connection ends")
+rest = service.communicate(timeout=60)[0].decode().split()
+check(rest[-1:] == ["stopped"] and "AUTH" in rest and "LOAD" in rest, f"the log: {rest}")
+check(service.returncode == 0, f"status {service.returncode}")
+sys.exit(1 if failures else 0)
