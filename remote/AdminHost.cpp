@@ -39,6 +39,14 @@ std::uint16_t ReadHostPort(std::string_view host) {
     return static_cast<std::uint16_t>(port & 0xFFFF);
 }
 
+std::string ReadHostCredentials(std::string_view host) {
+    return ReadHostText(host, kCredentialsValue).value_or("");
+}
+
+std::string ReadHostProtocol(std::string_view host) {
+    return ReadHostText(host, kProtocolValue).value_or("");
+}
+
 std::uint32_t IsDefaultHostForced(std::string_view executablePath) {
     std::uint32_t forced = 0;
     if (IsOwnProgram(executablePath)) return 0;
@@ -53,9 +61,8 @@ std::string ExecutablePath() {
 }
 
 bool SendAuth(SOCKET socket, std::string_view host) {
-    const std::string credentials = ReadHostText(host, kCredentialsValue).value_or("");
-    const std::string protocol = ReadHostText(host, kProtocolValue).value_or("");
-    return SendAndExpectSuccess(socket, AuthMessage(protocol, credentials));
+    return SendAndExpectSuccess(socket,
+                                AuthMessage(ReadHostProtocol(host), ReadHostCredentials(host)));
 }
 
 bool SendLoad(SOCKET socket, std::string_view library) {

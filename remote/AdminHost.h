@@ -31,6 +31,10 @@ std::optional<std::string> ReadHostAddress(std::string_view host);
 // The low 16 bits of its "Port"; 8081 when missing.
 std::uint16_t ReadHostPort(std::string_view host);
 
+// Its "Credentials" and "Authentication Protocol"; empty when missing.
+std::string ReadHostCredentials(std::string_view host);
+std::string ReadHostProtocol(std::string_view host);
+
 // The value of the switch "ForceDefaultHost"; 0 when missing, and for the server's own programs.
 std::uint32_t IsDefaultHostForced(std::string_view executablePath);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <stdexcept>
 
 #include "common/CallObserver.h"
 
@@ -11,6 +12,11 @@ namespace {
 constexpr std::size_t kDiscardBlock = 4096;
 
 }  // namespace
+
+StartedWinsock::StartedWinsock() {
+    WSADATA data;
+    if (WSAStartup(MAKEWORD(2, 2), &data) != 0) throw std::runtime_error("no Winsock");
+}
 
 Socket CreateSocket() {
     if (!CallAllowed("socket")) return {};

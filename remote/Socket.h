@@ -15,6 +15,16 @@
 
 namespace tarnwick {
 
+// Winsock 2 for a program, for as long as this lives. The library's code never makes one.
+class StartedWinsock {
+  public:
+    // Throws std::runtime_error when there is no Winsock.
+    StartedWinsock();
+    ~StartedWinsock() { WSACleanup(); }
+    StartedWinsock(const StartedWinsock&) = delete;
+    StartedWinsock& operator=(const StartedWinsock&) = delete;
+};
+
 struct SocketTraits {
     using Native = SOCKET;
     static Native Invalid() { return INVALID_SOCKET; }

@@ -22,13 +22,6 @@ inline std::string ProgramFolder() {
     return program.substr(0, program.find_last_of("\\/"));
 }
 
-struct StartedWinsock {
-    StartedWinsock() {
-        WSADATA data;
-        WSAStartup(MAKEWORD(2, 2), &data);
-    }
-};
-
 // Keeps the lines without the client's address in front.
 class LogKeeper : public service::ServiceLog {
   public:

@@ -10,8 +10,11 @@ import json
 import os
 import pathlib
 import shutil
+import signal
+import socket
 import subprocess
 import sys
+import threading
 
 SOURCE, BINARY, GROUP = sys.argv[1:4]
 PREFIX = pathlib.Path(SOURCE) / "build" / "wine-tools"
@@ -367,13 +370,107 @@ def refusals():
     delete_value(PRODUCT_KEY, "Data Directory")
 
 
+def served(port, answers):
+    """A service on `port` that gives each answer to one request and then closes the connection."""
+    listener = socket.create_server(("127.0.0.1", port))
+
+    def serve():
+        connection = listener.accept()[0]
+        for answer in answers:
+            connection.recv(4096)
+            connection.sendall(answer)
+        if answers:
+            connection.recv(4096)
+        connection.close()
+        listener.close()
+
+    threading.Thread(target=serve, daemon=True).start()
+    return listener.getsockname()[1]
+
+
+def add_host(name, address, port):
+    run(["hosts", "add", name, "--address", address, "--port", str(port), "--credentials-file",
+         windows_path(WORK / "key.txt")], out=f"added host {name}\n")
+
+
+def host_tests(port):
+    """hosts test names the step that fails."""
+    success = b"<DATA><STATUS>SUCCESS</STATUS></DATA>"
+    steps = ["address", "connect", "AUTH", "LOAD", "PING"]
+    unused = served(0, [])
+    socket.create_connection(("127.0.0.1", unused)).close()
+    for failing, address, at in (("address", "no.such.invalid", port),
+                                 ("connect", "127.0.0.1", unused),
+                                 ("AUTH", "127.0.0.1", served(0, [b"<DATA></DATA>"])),
+                                 ("LOAD", "127.0.0.1", served(0, [success, b"no"])),
+                                 ("PING", "127.0.0.1", served(0, [success, success]))):
+        add_host("odd", address, at)
+        before = steps[:steps.index(failing)]
+        run(["hosts", "test", "odd"], 1, error=f"tarnwick-admin: {failing}: ",
+            out="".join(f"{step}\tok\n" for step in before) + f"{failing}\tfailed\n")
+        run(["hosts", "remove", "odd"], out="removed host odd\n")
+
+
+def remote_calls():
+    """The commands on a host; what they change lies in the service's store."""
+    north = ["--host", "north"]
+    row = ("Y25M03D01", "2025-03-01T00:00:00Z", "2025-03-01T23:59:59Z", "Review")
+    run([*north, "add", "sales/anna", "Review", "--on", "2025-03-01"],
+        out='added "Review" to Y25M03D01\n')
+    check_file("Y25M03D01.CAL", (DAY + "Review").encode())
+    run([*north, "add", "sales/anna", "review", "--on", "2025-03-01"], 1, "", "already")
+    run([*north, "list", "sales/anna", "--day", "2025-03-01"], out=table(row))
+    run([*north, "get", "sales/anna", "REVIEW", "--day", "2025-03-01"], out=table(row))
+    run([*north, "remove", "sales/anna", "Review", "--day", "2025-03-01"])
+    check_names("*.CAL", [])
+    run([*north, "list", "sales/anna"], 2, "", "leave --host away")
+    run([*north, "freebusy", "sales/anna", "2025-03"], 2, "", "leave --host away")
+    content = WORK / "content.txt"
+    content.write_text("agenda\n" * 3000, encoding="ascii")
+    run([*north, "item", "put", "sales/anna", "a.txt", windows_path(content)],
+        out="written a.txt, 21000 bytes\n")
+    run([*north, "item", "get", "sales/anna", "a.txt"], out=content.read_bytes())
+    run([*north, "item", "put", "sales/anna", "a.txt", windows_path(content)], 1, "",
+        "no server replaces one")
+    run([*north, "item", "delete", "sales/anna", "a.txt"], 2, "", "leave --host away")
+    run(["--host", "south", "list", "sales/anna"], 1, "", 'no host "south"')
+
+
+def hosts():
+    (WORK / "key.txt").write_text("ann:secret\nnever sent\n", encoding="ascii")
+    for name in ("north", "odd"):  # a run that was cut short may have left them
+        wine(f"{BINARY}/bin/tarnwick-admin.exe", "hosts", "remove", name)
+    run(["hosts", "list"], out="")
+    run(["hosts", "test", "north"], 1, "", 'no host "north"')
+    run(["hosts", "add", "a\\b", "--address", "x"], 2, "", "no host name")
+    environment = dict(os.environ, TARNWICK_PREFIX=str(PREFIX))
+    service = subprocess.Popen(
+        ["bash", f"{SOURCE}/script/wine", f"{BINARY}/bin/tarnwick-service.exe", "--port", "0",
+         "--credentials-file", windows_path(WORK / "key.txt")],
+        stdout=subprocess.PIPE, env=environment)
+    try:
+        port = int(service.stdout.readline().decode().rsplit(":", 1)[1])
+        add_host("north", "127.0.0.1", port)
+        run(["hosts", "list"], out=f"north\t127.0.0.1:{port}\n")
+        run(["hosts", "test", "north"], out="address\tok\nconnect\tok\nAUTH\tok\nLOAD\tok\nPING\tok\n")
+        host_tests(port)
+        remote_calls()
+    finally:
+        service.send_signal(signal.SIGINT)
+        check("the service", "exit status", service.wait(60), 0)
+    run(["--host", "north", "add", "sales/anna", "x", "--on", "2025-03-01"], 1, "",
+        "hosts test north")
+    run(["hosts", "remove", "north"], out="removed host north\n")
+
+
 def main():
     shutil.rmtree(WORK, ignore_errors=True)
     for mailbox in ("anna", "ben"):
         (ROOT / "sales" / "MAILROOT" / mailbox).mkdir(parents=True)
     set_value(PRODUCT_KEY, "Mail Root", windows_path(ROOT))
     {"entries": entries, "transfers": transfers, "calendar_files": calendar_files,
-     "items": items, "overviews": overviews, "usage": usage, "refusals": refusals}[GROUP]()
+     "items": items, "overviews": overviews, "usage": usage, "refusals": refusals,
+     "hosts": hosts}[GROUP]()
     return 1 if failures else 0
 
 

@@ -4,6 +4,7 @@
 #include "tools/admin/Console.h"
 #include "tools/admin/Diagnosis.h"
 #include "tools/admin/Failure.h"
+#include "tools/admin/HostEntries.h"
 
 namespace tarnwick::admin {
 namespace {
@@ -20,8 +21,13 @@ std::chrono::year YearOption(const std::string& text) {
 
 }  // namespace
 
-MailboxStore OpenMailbox(const std::string& text, const Context&) {
-    const Mailbox mailbox = ParseMailbox(text);
+MailboxStore OpenMailbox(const std::string& text, const Context& context) {
+    Mailbox mailbox = ParseMailbox(text);
+    if (!context.host.empty()) {
+        UseHost(context.host);
+        mailbox.host = context.host;
+        return MailboxStore(mailbox);
+    }
     RequireMailboxFolder(mailbox);
     return MailboxStore(mailbox, [mailbox](const std::string& calendar) {
         if (const auto notice = BlockNotice(mailbox, calendar)) Note(*notice + "; waiting");

@@ -15,6 +15,7 @@ namespace tarnwick::admin {
 // What stands on the command line in front of, or behind, every command.
 struct Context {
     bool json = false;
+    std::string host;  // the server that carries out the calls; empty: this machine
 };
 
 void RegisterEntryChanges(CLI::App& app, const Context& context);  // add, edit, remove
@@ -22,6 +23,7 @@ void RegisterEntryQueries(CLI::App& app, const Context& context);  // get, list
 void RegisterTransfers(CLI::App& app, const Context& context);     // import, export
 void RegisterItems(CLI::App& app, const Context& context);         // item put|get|size|delete
 void RegisterOverviews(CLI::App& app, const Context& context);     // freebusy, calendars
+void RegisterHosts(CLI::App& app, const Context& context);         // hosts list|add|remove|test
 
 // The mailbox that the command line names as "postoffice/mailbox". Every command reaches its
 // mailbox through here. Throws Failure when there is no such mailbox.

@@ -15,6 +15,9 @@ namespace {
 
 constexpr std::size_t kLongJob = 100;
 
+// Where Print writes.
+std::FILE* output = stdout;
+
 std::string ReadStandardInput() {
     std::string text;
     std::array<char, 65536> block;
@@ -39,9 +42,21 @@ void UseBinaryStreams() {
     for (std::FILE* stream : {stdin, stdout, stderr}) _setmode(_fileno(stream), _O_BINARY);
 }
 
+void KeepStandardOutputForPrint() {
+    if (output != stdout) return;
+    std::fflush(stdout);
+    std::FILE* kept = _fdopen(_dup(_fileno(stdout)), "wb");
+    const int nowhere = _open("NUL", _O_WRONLY);
+    if (kept == nullptr || nowhere < 0 || _dup2(nowhere, _fileno(stdout)) != 0) {
+        throw Refusal("the standard output cannot be kept free of the library's traces");
+    }
+    _close(nowhere);
+    output = kept;
+}
+
 void Print(std::string_view text) {
-    const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-    if (!written || std::fflush(stdout) != 0) throw Refusal("standard output cannot be written");
+    const bool written = std::fwrite(text.data(), 1, text.size(), output) == text.size();
+    if (!written || std::fflush(output) != 0) throw Refusal("standard output cannot be written");
 }
 
 void Note(std::string_view text) {

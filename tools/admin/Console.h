@@ -11,6 +11,10 @@ namespace tarnwick::admin {
 // on a console, in a pipe and in a file.
 void UseBinaryStreams();
 
+// From here on what Print writes is all that reaches the standard output: the library traces its
+// remote calls there, which would stand in the middle of the answers.
+void KeepStandardOutputForPrint();
+
 // Writes to standard output; throws Failure (Refused) when that fails.
 void Print(std::string_view text);
 

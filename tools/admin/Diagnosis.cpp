@@ -59,6 +59,7 @@ void RequireMailboxFolder(const Mailbox& mailbox) {
 }
 
 std::optional<std::string> BlockNotice(const Mailbox& mailbox, const std::string& calendar) {
+    if (!mailbox.host.empty()) return std::nullopt;
     const std::string path = FileIn(mailbox, calendar + ".BLK");
     const auto found = DirectoryScan(path).Next();
     if (!found) return std::nullopt;
@@ -66,6 +67,10 @@ std::optional<std::string> BlockNotice(const Mailbox& mailbox, const std::string
 }
 
 std::string ExplainRefusal(const Mailbox& mailbox, const std::string& calendar) {
+    if (!mailbox.host.empty()) {
+        return "the call on host " + mailbox.host + " failed or was refused; hosts test " +
+               mailbox.host + " tells whether its service can be reached";
+    }
     if (const auto notice = BlockNotice(mailbox, calendar)) {
         return *notice +
                ". When no program is writing that calendar, delete the file and try again";
@@ -75,11 +80,13 @@ std::string ExplainRefusal(const Mailbox& mailbox, const std::string& calendar) 
 }
 
 std::string ItemPath(const Mailbox& mailbox, const std::string& name) {
+    if (!mailbox.host.empty()) return name + " on host " + mailbox.host;
     return FileIn(mailbox, name);
 }
 
 std::vector<std::string> CalendarFileNames(const Mailbox& mailbox) {
     std::vector<std::string> names;
+    if (!mailbox.host.empty()) return names;
     DirectoryScan scan(FileIn(mailbox, "*.CAL"));
     while (const auto found = scan.Next()) {
         names.push_back(found->name.substr(0, found->name.find_last_of('.')));

@@ -56,7 +56,8 @@ void Put(const ItemOptions& options, const Context& context) {
 
 // The reader skips a byte between two chunks; whether it was one that counts shows in the file.
 void RequireNoLoss(const Mailbox& mailbox, const ItemOptions& options, std::size_t size) {
-    if (size < kItemChunkSize) return;
+    // Of a server's item, only what the reader gave is known here.
+    if (size < kItemChunkSize || !mailbox.host.empty()) return;
     const std::string path = ItemPath(mailbox, options.name);
     const auto lost = FirstLostByte(ReadWholeFile(path).value_or(std::string()));
     if (!lost) return;
@@ -138,6 +139,11 @@ void RegisterGet(CLI::App& item, const Context& context) {
 }  // namespace
 
 void PutItem(const MailboxStore& store, const std::string& name, const std::string& file) {
+    // A server appends the first chunk as it appends the others.
+    if (!store.Owner().host.empty() && store.ReadItem(name)) {
+        throw Refusal("there is an item " + ItemPath(store.Owner(), name) +
+                      " already, and no server replaces one; delete it there first");
+    }
     store.WriteItem(name, file);
     // The writer never tells that it failed.
     if (store.ReadItem(name) == ReadInChunks(file)) return;

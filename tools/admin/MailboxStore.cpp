@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "common/Text.h"
+#include "tools/admin/Failure.h"
 #include "twaicp.h"
 
 namespace tarnwick::admin {
@@ -40,6 +41,12 @@ std::vector<std::string> SplitAtCommas(std::string_view text) {
         text.remove_prefix(comma == text.npos ? text.size() : comma + 1);
     }
     return parts;
+}
+
+// The library never sends some of its functions to a server.
+void RequireLocal(const Mailbox& mailbox, const char* what) {
+    if (mailbox.host.empty()) return;
+    throw WrongUsage(std::string(what) + " on this machine alone; leave --host away");
 }
 
 }  // namespace
@@ -105,6 +112,7 @@ bool MailboxStore::HasEntries(const std::string& calendar) const {
 }
 
 std::optional<std::vector<std::string>> MailboxStore::Scan(const std::string& prefix) const {
+    RequireLocal(mailbox_, "calendars are found (by --month, --year or all of them)");
     FreeBusyRecord record{};
     StoreField(record.mailbox, mailbox_.name);
     StoreField(record.postoffice, mailbox_.postoffice);
@@ -141,6 +149,7 @@ std::optional<std::string> MailboxStore::ReadItem(const std::string& name) const
 }
 
 void MailboxStore::DeleteItem(const std::string& name) const {
+    RequireLocal(mailbox_, "items are deleted");
     AppointmentItemRecord record = ItemRecordFor(mailbox_, name);
     AppointmentItemDelete(&record);
 }

@@ -14,11 +14,13 @@ void RegisterCommands(CLI::App& app, Context& context) {
     app.require_subcommand(1);
     app.set_version_flag("--version", TARNWICK_VERSION);
     app.add_flag("--json", context.json, "Answers as JSON, for programs");
+    app.add_option("--host", context.host,
+                   "Lets this server carry out the calls (hosts list shows those there are)");
     app.footer(
         "Exit status: 0 done, 1 refused or not found, 2 wrong usage; the reason is on standard "
         "error.\nEach command has its own --help with examples.");
     for (const auto registerFamily : {RegisterEntryChanges, RegisterEntryQueries, RegisterTransfers,
-                                      RegisterItems, RegisterOverviews}) {
+                                      RegisterItems, RegisterOverviews, RegisterHosts}) {
         registerFamily(app, context);
     }
 }

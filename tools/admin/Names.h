@@ -10,6 +10,7 @@ namespace tarnwick::admin {
 struct Mailbox {
     std::string postoffice;
     std::string name;
+    std::string host{};  // the server that has it; empty: this machine
 
     std::string Text() const { return postoffice + "/" + name; }
 };

@@ -49,14 +49,6 @@ class NoTraces : public ReportSink {
     void Report(ReportChannel /*channel*/, std::string_view /*text*/) override {}
 };
 
-struct Winsock {
-    Winsock() {
-        WSADATA data;
-        if (WSAStartup(MAKEWORD(2, 2), &data) != 0) throw std::runtime_error("no Winsock");
-    }
-    ~Winsock() { WSACleanup(); }
-};
-
 ServiceListener* runningListener = nullptr;
 
 BOOL WINAPI OnConsoleEvent(DWORD /*event*/) {
@@ -107,7 +99,7 @@ std::string LibraryPath() {
 }
 
 int Run(const Settings& settings) {
-    const Winsock winsock;
+    const StartedWinsock winsock;
     const NoTraces noTraces;
     if (IsDefaultHostForced(ExecutablePath()) != 0) {
         throw std::runtime_error(

@@ -1,0 +1,41 @@
+// The servers in the registry on which calendar operations may run.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tarnwick::admin {
+
+struct HostEntry {
+    std::string name;
+    std::string address;
+    std::uint16_t port = 0;
+    std::string credentials;
+    std::string protocol;
+};
+
+// Names of all hosts, sorted.
+std::vector<std::string> HostNames();
+// The host's entry; no value when there is none of that name. A port that is missing is the
+// protocol's own, other texts that are missing are empty.
+std::optional<HostEntry> ReadHostEntry(const std::string& name);
+// Creates or replaces the entry. Throws Failure (Refused) when the registry cannot be written.
+void WriteHostEntry(const HostEntry& entry);
+// False when there is no such entry.
+bool RemoveHostEntry(const std::string& name);
+
+// The entry of a host that must be there: throws Failure otherwise.
+HostEntry RequireHost(const std::string& name);
+
+// Lets the library make this process's calls on the host, and keeps its traces out of what the tool
+// prints. Throws Failure when there is no such host.
+void UseHost(const std::string& name);
+
+// Throws Failure (WrongUsage) when the text cannot be a host's name: a registry key's name of 1 to
+// 255 characters.
+void CheckHostName(std::string_view name);
+
+}  // namespace tarnwick::admin

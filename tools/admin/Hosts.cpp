@@ -1,0 +1,147 @@
+// hosts list, add, remove, test
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "common/Scan.h"
+#include "remote/AdminProtocol.h"
+#include "remote/Socket.h"
+#include "tools/admin/Commands.h"
+#include "tools/admin/Console.h"
+#include "tools/admin/Failure.h"
+#include "tools/admin/HostTest.h"
+
+namespace tarnwick::admin {
+namespace {
+
+using nlohmann::ordered_json;
+
+struct HostOptions {
+    HostEntry entry;
+    std::string credentialsFile;
+};
+
+std::string Line(const ordered_json& json) {
+    return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+}
+
+void List(const Context& context) {
+    ordered_json json = ordered_json::array();
+    std::string table;
+    for (const std::string& name : HostNames()) {
+        const HostEntry entry = ReadHostEntry(name).value_or(HostEntry{});
+        json.push_back({{"host", ToUtf8(name)},
+                        {"address", ToUtf8(entry.address)},
+                        {"port", entry.port},
+                        {"credentials", !entry.credentials.empty()}});
+        table += name + "\t" + entry.address + ":" + std::to_string(entry.port) +
+                 (entry.credentials.empty() ? "\tno credentials\n" : "\n");
+    }
+    Print(context.json ? Line(json) : table);
+}
+
+// The first line of the file: secrets on a command line are seen by everybody on the machine.
+std::string ReadSecret(const std::string& file) {
+    if (file.empty()) return {};
+    const std::string text = ReadInput(file);
+    std::string line = text.substr(0, FindEither(text, '\r', '\n'));
+    if (line.size() <= kHostSettingLimit) return line;
+    throw WrongUsage("credentials have at most 255 characters");
+}
+
+void Add(HostOptions options, const Context& context) {
+    CheckHostName(options.entry.name);
+    if (options.entry.address.empty() || options.entry.address.size() > kHostSettingLimit) {
+        throw WrongUsage("an address has 1 to 255 characters");
+    }
+    const bool existed = ReadHostEntry(options.entry.name).has_value();
+    options.entry.credentials = ReadSecret(options.credentialsFile);
+    WriteHostEntry(options.entry);
+    const std::string result = existed ? "replaced" : "added";
+    Print(context.json ? Line({{"result", result}, {"host", ToUtf8(options.entry.name)}})
+                       : result + " host " + options.entry.name + "\n");
+}
+
+void Remove(const std::string& name, const Context& context) {
+    RequireHost(name);
+    if (!RemoveHostEntry(name)) throw Refusal("the registry key of the host cannot be deleted");
+    Print(context.json ? Line({{"result", "removed"}, {"host", ToUtf8(name)}})
+                       : "removed host " + name + "\n");
+}
+
+void Test(const std::string& name, const Context& context) {
+    const StartedWinsock winsock;
+    const std::vector<TestStep> steps = TestHost(RequireHost(name));
+    const TestStep& last = steps.back();
+    if (context.json) {
+        ordered_json json{{"host", ToUtf8(name)}, {"failed", nullptr}};
+        if (!last.fault.empty()) json["failed"] = last.name;
+        Print(Line(json));
+    } else {
+        std::string table;
+        for (const TestStep& step : steps) {
+            table += std::string(step.name) + "\t" + (step.fault.empty() ? "ok\n" : "failed\n");
+        }
+        Print(table);
+    }
+    if (!last.fault.empty()) throw Refusal(std::string(last.name) + ": " + last.fault);
+}
+
+void RegisterAdd(CLI::App& hosts, const Context& context) {
+    auto options = std::make_shared<HostOptions>();
+    options->entry.port = kAdminPort;
+    CLI::App* command = AddCommand(
+        hosts, "add",
+        {"Add a host, or replace it",
+
+         "The host is kept in the registry of this account. Credentials are the first line of a\n"
+         "file, so that they stand on no command line.\n",
+
+         "  tarnwick-admin hosts add north --address mail.example.org --credentials-file key.txt\n"
+         "  tarnwick-admin hosts add Default --address 10.0.0.7 --port 9000\n"});
+    command->add_option("name", options->entry.name, "Name of the host")->required();
+    command->add_option("--address", options->entry.address, "Host name or dotted address")
+        ->required();
+    command->add_option("--port", options->entry.port, "TCP port")
+        ->check(CLI::Range(1, 65535))
+        ->capture_default_str();
+    command->add_option("--credentials-file", options->credentialsFile,
+                        "File whose first line the service wants; - is standard input");
+    command->add_option("--protocol", options->entry.protocol, "Authentication protocol");
+    command->callback([options, &context] { Add(*options, context); });
+}
+
+void RegisterNamed(CLI::App& hosts, const Context& context, const char* name,
+                   const CommandHelp& help, void (*action)(const std::string&, const Context&)) {
+    auto host = std::make_shared<std::string>();
+    CLI::App* command = AddCommand(hosts, name, help);
+    command->add_option("name", *host, "Name of the host")->required();
+    command->callback([host, &context, action] { action(*host, context); });
+}
+
+}  // namespace
+
+void RegisterHosts(CLI::App& app, const Context& context) {
+    CLI::App* hosts = AddCommand(app, "hosts",
+                                 {"List, add, remove or test the servers that --host may name",
+
+                                  "A host is another server that runs tarnwick-service.\n",
+
+                                  "  tarnwick-admin hosts add --help\n"});
+    hosts->require_subcommand(1);
+    AddCommand(*hosts, "list", {"List the hosts", "", "  tarnwick-admin hosts list --json\n"})
+        ->callback([&context] { List(context); });
+    RegisterAdd(*hosts, context);
+    RegisterNamed(*hosts, context, "remove",
+                  {"Remove a host", "", "  tarnwick-admin hosts remove north\n"}, Remove);
+    RegisterNamed(
+        *hosts, context, "test",
+        {"Talk to a host's service, step by step",
+
+         "The steps are address, connect, AUTH, LOAD and PING; the first that fails ends\n"
+         "the test with status 1 and its reason.\n",
+
+         "  tarnwick-admin hosts test north\n"},
+        Test);
+}
+
+}  // namespace tarnwick::admin
