@@ -159,6 +159,41 @@ std::vector<Transition> ReadyTransitions() {
     };
 }
 
+// A PING whose answer times out, on a connection that still carries messages: drain, send, receive.
+GateResult GateWithPingTimeout(World& world) {
+    testing::CallRecorder calls;
+    calls.FailCall(3, WSAETIMEDOUT);
+    return world.Gate();
+}
+
+std::vector<Transition> UnansweredTransitions() {
+    return {
+        {"the same host is connected anew without QUIT", Readied("A"), GateWithPingTimeout,
+         "PING, close, connect, AUTH, LOAD TWAICP.DLL", "", kReady, "A/A/TWAICP.DLL/open"},
+        {"another host: only a session that does not answer is sent QUIT", Readied("A"),
+         [](World& world) {
+             world.Choose("B");
+             return GateWithPingTimeout(world);
+         },
+         "PING, QUIT, close", kOpening, kReady, "B/B/TWAICP.DLL/open"},
+        {"loopback after QUIT has no connection", Readied("A"),
+         [](World& world) {
+             world.Choose("127.0.0.1");
+             return GateWithPingTimeout(world);
+         },
+         "PING, QUIT, close", "", kReady, "127.0.0.1/127.0.0.1/TWAICP.DLL/closed"},
+        {"without a socket there is none to quit", kNothing,
+         [](World& world) {
+             testing::CallRecorder calls;
+             world.Choose("127.0.0.1");
+             const GateResult result = world.Gate();
+             EXPECT_EQ(Joined(calls.Calls()), "ioctlsocket, send, send");
+             return result;
+         },
+         "", "", kReady, "127.0.0.1/127.0.0.1//none"},
+    };
+}
+
 std::vector<Transition> RefusalTransitions() {
     return {
         {"AUTH refused is ignored", [](World& world) { world.a.SetScript(Refusing("AUTH")); },
@@ -202,6 +237,9 @@ TEST(RemoteSession, ConnectingTransitions) {
 }
 TEST(RemoteSession, ReadyTransitions) {
     RunTransitions(ReadyTransitions());
+}
+TEST(RemoteSession, UnansweredTransitions) {
+    RunTransitions(UnansweredTransitions());
 }
 TEST(RemoteSession, RefusalTransitions) {
     RunTransitions(RefusalTransitions());
