@@ -1,9 +1,8 @@
 #include "remote/Lzw.h"
 
-#include <emmintrin.h>
-
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -20,12 +19,17 @@ struct Match {
 // small hash table of such pairs; the bytes of its string lie in the input, where it was added.
 class StringTable {
   public:
-    explicit StringTable(std::span<const std::byte> input) : input_(input) {}
+    explicit StringTable(std::span<const std::byte> input)
+        : input_(input), buckets_(input.size() <= kSmallInput ? kFewBuckets : kManyBuckets) {
+        std::fill_n(heads_.begin(), buckets_, std::uint16_t{kNone});
+        entries_[kNone].length = 0;
+    }
 
     // The longest string of the dictionary that stands at `at`.
     Match LongestAt(std::size_t at) const {
         const auto limit = static_cast<unsigned>(std::min(kLzwLongestString, input_.size() - at));
-        Match match = LatestAt(at, limit);
+        if (NewestStandsAt(at, limit)) return newest_;
+        Match match = BeginningAt(at, limit);
         while (match.length < limit) {
             const unsigned child = Child(match.code, ByteAt(at + match.length));
             if (child == kNone) break;
@@ -36,27 +40,32 @@ class StringTable {
 
     // Adds the string at `at`, which is `match` and the byte behind it.
     void Add(std::size_t at, Match match) {
-        unsigned& latest = latest_[ByteAt(at)];
-        if (count_ == kLzwEntryLimit) {
-            latest = match.code;
-            return;
-        }
+        newest_.length = 0;
+        if (count_ == kLzwEntryLimit) return;
         const unsigned code = count_++;
         // A string longer than the longest is never looked for, so it only takes its code. It may
         // be in the dictionary already: both sides count it twice.
         if (match.length == kLzwLongestString) return;
         const unsigned byte = ByteAt(at + match.length);
         std::uint16_t& head = heads_[Bucket(match.code, byte)];
-        entries_[code] = {at, match.code << 8 | byte, head,
-                          static_cast<std::uint16_t>(match.length + 1)};
+        const auto length = static_cast<std::uint16_t>(match.length + 1);
+        entries_[code] = {at, match.code << 8 | byte, head, length};
         head = static_cast<std::uint16_t>(code);
-        latest = code;
+        newest_ = {code, length};
+        newestStart_ = at;
+        if (length >= kWord) {
+            std::uint16_t& longest = longest_[ByteAt(at)];
+            if (length > entries_[longest].length) longest = head;
+        }
     }
 
   private:
     // No child is a single byte.
     static constexpr unsigned kNone = 0;
-    static constexpr unsigned kBuckets = 1024;
+    // Clearing the table is most of the work on a small input, and it fills few buckets.
+    static constexpr std::size_t kSmallInput = 1024;
+    static constexpr unsigned kFewBuckets = 512;
+    static constexpr unsigned kManyBuckets = 4096;
     static constexpr unsigned kWord = sizeof(std::uint64_t);
 
     struct Entry {
@@ -66,8 +75,8 @@ class StringTable {
         std::uint16_t length;
     };
 
-    static unsigned Bucket(unsigned prefix, unsigned byte) {
-        return (prefix ^ byte << 2) % kBuckets;
+    unsigned Bucket(unsigned prefix, unsigned byte) const {
+        return (prefix ^ byte << 4) & (buckets_ - 1);
     }
 
     unsigned ByteAt(std::size_t at) const { return std::to_integer<unsigned>(input_[at]); }
@@ -85,33 +94,46 @@ class StringTable {
         return code;
     }
 
-    // What the last string with this first byte led to, when it stands here again as a whole: in a
-    // run of equal bytes it saves the way through all shorter runs. Otherwise the byte itself.
-    Match LatestAt(std::size_t at, unsigned limit) const {
+    // Whether the entry just added is what stands at `at`. It has no children yet, so nothing
+    // longer does. Runs of equal bytes go from one such entry to the next.
+    bool NewestStandsAt(std::size_t at, unsigned limit) const {
+        return newest_.length >= kWord && newest_.length <= limit &&
+               CommonLength(newestStart_, at, newest_.length) == newest_.length;
+    }
+
+    // A string that stands at `at`, to begin with: what the longest string with this first byte has
+    // in common with it, which in a run of equal bytes saves the way through all shorter runs.
+    Match BeginningAt(std::size_t at, unsigned limit) const {
         const unsigned byte = ByteAt(at);
-        const unsigned code = latest_[byte];
-        if (code >= kLzwSingleBytes) {
-            const Entry& entry = entries_[code];
-            if (entry.length >= kWord && entry.length <= limit &&
-                SameString(entry.start, at, entry.length)) {
-                return {code, entry.length};
-            }
-        }
-        return {byte, 1};
+        unsigned code = longest_[byte];
+        if (code == kNone || limit < kWord) return {byte, 1};
+        const Entry& entry = entries_[code];
+        const unsigned common =
+            CommonLength(entry.start, at, std::min<unsigned>(entry.length, limit));
+        const unsigned climb = entry.length - common;
+        if (climb > common) return {byte, 1};
+        for (unsigned step = 0; step < climb; ++step) code = entries_[code].pair >> 8;
+        return {code, common};
     }
 
     // The last word overlaps the one before it, so that no byte behind the strings is read.
-    bool SameString(std::size_t left, std::size_t right, unsigned length) const {
-        for (unsigned at = 0; at < length - kWord; at += kWord) {
-            if (WordAt(left + at) != WordAt(right + at)) return false;
+    unsigned CommonLength(std::size_t left, std::size_t right, unsigned length) const {
+        for (unsigned at = 0;; at = std::min(at + kWord, length - kWord)) {
+            const std::uint64_t difference = WordAt(left + at) ^ WordAt(right + at);
+            if (difference != 0) {
+                return at + static_cast<unsigned>(std::countr_zero(difference)) / 8;
+            }
+            if (at == length - kWord) return length;
         }
-        return WordAt(left + length - kWord) == WordAt(right + length - kWord);
     }
 
     std::span<const std::byte> input_;
     unsigned count_ = kLzwSingleBytes;
-    std::array<unsigned, 256> latest_{};
-    std::array<std::uint16_t, kBuckets> heads_{};
+    Match newest_{};
+    std::size_t newestStart_ = 0;
+    std::array<std::uint16_t, 256> longest_{};
+    unsigned buckets_;
+    std::array<std::uint16_t, kManyBuckets> heads_;
     std::array<Entry, kLzwEntryLimit> entries_;
 };
 
