@@ -81,6 +81,26 @@ void CompareExpansion(BenchReport& report, const CodecSample& sample) {
         "libtiff", [&] { tiff.Expand(); }, isSmall ? 1.1 : 4);
 }
 
+void ShowFullChunk(BenchReport& report, const CodecSample& sample) {
+    RequireSameCodes(sample);
+    Bytes stream = Compressed(sample.value);
+    const std::size_t size = stream.size();
+    stream.resize(LzwWorstSize(sample.value.size()));
+    Bytes area(sample.value.size());
+    TiffStrip tiff(sample.value);
+    const PairTimes compress = BestOfPair(
+        [&] { Keep(&stream[LzwCompress(sample.value, stream) - 1]); }, [&] { tiff.Compress(); });
+    report.Inform("lzw compress, " + sample.name + ", libtiff", compress.ours, compress.other);
+    const std::span<const std::byte> codes = std::span(stream).first(size);
+    const PairTimes plain =
+        BestOfPair([&] { LzwExpand(codes, area), Keep(area.data()); },
+                   [&] { Keep(area.data() + testing::PlainExpand(Raw(stream), size, Raw(area))); });
+    report.Inform("lzw expand, " + sample.name + ", plain", plain.ours, plain.other);
+    const PairTimes expand =
+        BestOfPair([&] { LzwExpand(codes, area), Keep(area.data()); }, [&] { tiff.Expand(); });
+    report.Inform("lzw expand, " + sample.name + ", libtiff", expand.ours, expand.other);
+}
+
 void CompareBase64(BenchReport& report, const CodecSample& sample) {
     const Bytes stream = Compressed(sample.value);
     std::vector<char> text(Base64EncodedLength(stream.size()) + 1);
@@ -113,5 +133,6 @@ int main(int argumentCount, char** arguments) {
         CompareExpansion(report, sample);
         CompareBase64(report, sample);
     }
+    ShowFullChunk(report, FullChunkSample());
     return 0;
 }

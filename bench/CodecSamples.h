@@ -62,14 +62,15 @@ inline std::string ItemText(std::size_t length) {
     return text.substr(0, length);
 }
 
-// An item record whose chunk is mostly full of text.
-inline std::vector<std::byte> ItemSample() {
+// An item record that holds `textLength` bytes of text, at most 8192. The files of single
+// appointments are mostly between 800 and 1450 bytes long.
+inline std::vector<std::byte> ItemSample(std::size_t textLength) {
     std::vector<std::byte> record(8772);
     PutField(record, 0, "katharina.lindqvist");
     PutField(record, 256, "harbour-office.example");
     PutField(record, 512, "5F0B7C2A-91D4.VCS");
-    PutField(record, 576, ItemText(7800));
-    PutNumber(record, 8768, 7800);
+    PutField(record, 576, ItemText(textLength));
+    PutNumber(record, 8768, static_cast<std::int32_t>(textLength));
     return record;
 }
 
@@ -82,9 +83,14 @@ inline std::vector<std::byte> NoiseSample(std::size_t size) {
 
 inline std::vector<CodecSample> CodecSamples() {
     return {{"648 bytes, record", AppointmentSample()},
-            {"8772 bytes, record", ItemSample()},
+            {"8772 bytes, record", ItemSample(1200)},
             {"648 bytes, noise", NoiseSample(648)},
             {"8772 bytes, noise", NoiseSample(8772)}};
+}
+
+// A chunk in the middle of a long item: hardly any zeros. Shown without a goal.
+inline CodecSample FullChunkSample() {
+    return {"8772 bytes, full", ItemSample(8192)};
 }
 
 }  // namespace tarnwick::bench

@@ -11,6 +11,7 @@
 #include "common/Scan.h"
 #include "common/Text.h"
 #include "remote/Lzw.h"
+#include "remote/ParameterTraces.h"
 #include "remote/shared/Base64.h"
 
 namespace tarnwick {
@@ -18,6 +19,8 @@ namespace {
 
 constexpr std::string_view kParametersEnd = "</PARAMETERS>";
 constexpr std::string_view kSizeAttribute = "SIZE=";
+// Room for the tags of an element, with the longest numbers, and a terminator.
+constexpr std::size_t kElementFrame = 80;
 // Digits of a size that are looked at.
 constexpr std::size_t kSizeDigitsLimit = 255;
 
@@ -47,28 +50,29 @@ std::span<Element> Allocate(std::unique_ptr<Element[]>& owner, std::size_t size)
     return {owner.get(), size};
 }
 
-void AddParameter(std::span<char> request, int number, std::span<const std::byte> data) {
-    std::unique_ptr<char[]> owners[2];
-    const std::span<char> work = Allocate(owners[0], kRemoteTextSize);
-    const std::span<char> elementArea = Allocate(owners[1], kRemoteTextSize);
-    const std::string_view encoded(work.data(), EncodeParameter(data, work));
-    if (encoded.empty()) PrintStandardOutput("Warning: Serialising returned empty buffer\n");
-    const std::string digits = Decimal(number);
-    const std::string size = Decimal(static_cast<std::int64_t>(data.size()));
-    const std::string_view element = Join(elementArea, {"<PARAMETER", digits, " SIZE=", size, ">",
-                                                        encoded, "</PARAMETER", digits, ">"});
-    const std::string_view before = Join(work, {FieldText(request)});
-    if (InsertBeforeParametersEnd(before, kParametersEnd, element, request)) return;
-    PrintStandardOutput("{" + std::string(before) + "}\n");
+// What a value's text can need, up to what a text may have.
+std::size_t EncodedCapacity(std::size_t size) {
+    return std::min(kRemoteTextSize, Base64EncodedLength(LzwWorstSize(size)) + 1);
 }
 
-// The decoded bytes of a value, expanded; what each step gives goes into the trace.
-bool Expand(std::span<const std::byte> codes, std::span<std::byte> scratch, std::string& trace) {
-    const LzwExpansion expansion = LzwExpand(codes, scratch);
-    if (expansion.fault == LzwFault::LostString) trace += "Something wrong\n";
-    trace +=
-        "Uncompressed size=" + Decimal(static_cast<std::int64_t>(expansion.length)) + "\nFreeing\n";
-    return expansion.fault == LzwFault::None && expansion.length == scratch.size();
+// The areas are as large as the value can need, not as the texts may become: some heaps give blocks
+// of that size back to the system at once, which takes longer than all the rest.
+void AddParameter(std::span<char> request, int number, std::span<const std::byte> data) {
+    std::unique_ptr<char[]> owners[3];
+    const std::span<char> encodedArea = Allocate(owners[0], EncodedCapacity(data.size()));
+    const std::string_view encoded(encodedArea.data(), EncodeParameter(data, encodedArea));
+    if (encoded.empty()) PrintStandardOutput("Warning: Serialising returned empty buffer\n");
+
+    const std::string digits = Decimal(number);
+    const std::string size = Decimal(static_cast<std::int64_t>(data.size()));
+    const std::span<char> elementArea =
+        Allocate(owners[1], std::min(kRemoteTextSize, encoded.size() + kElementFrame));
+    const std::string_view element = Join(elementArea, {"<PARAMETER", digits, " SIZE=", size, ">",
+                                                        encoded, "</PARAMETER", digits, ">"});
+    const std::string_view before = FieldText(request);
+    const std::string_view copy = Join(Allocate(owners[2], before.size() + 1), {before});
+    if (InsertBeforeParametersEnd(copy, kParametersEnd, element, request)) return;
+    PrintStandardOutput("{" + std::string(copy) + "}\n");
 }
 
 }  // namespace
@@ -107,15 +111,7 @@ std::size_t EncodeParameter(std::span<const std::byte> data, std::span<char> enc
     const std::ptrdiff_t result = Base64Encode(scratch.first(compressed), area);
     const std::size_t length = result == kBase64Failed ? 0 : static_cast<std::size_t>(result);
     if (!area.empty()) area[length] = '\0';
-
-    // The traces of one value go out as one text.
-    std::string trace = "compressing...\nCompressed size: ";
-    trace.reserve(length + 128);
-    AppendDecimal(trace, static_cast<std::int64_t>(compressed));
-    trace.append("\nResult of base64 encoding: ").append(area.data(), length).append("\nSize:");
-    AppendDecimal(trace, result);
-    trace += '\n';
-    PrintStandardOutput(trace);
+    PrintStandardOutput(EncodeTrace(compressed, {area.data(), length}, result));
     return length;
 }
 
@@ -138,21 +134,22 @@ std::optional<ResponseParameter> FindResponseParameter(std::string_view reply, i
 }
 
 bool DecodeParameter(std::string_view valueText, std::span<std::byte> data) {
-    std::string trace =
-        "decompressing\nB64Source length: " + Decimal(static_cast<std::int64_t>(valueText.size())) +
-        " parameter size=" + Decimal(static_cast<std::int64_t>(data.size()));
-    std::unique_ptr<std::byte[]> owners[2];
-    const std::span<std::byte> decodeArea =
-        Allocate(owners[0], std::min(valueText.size(), kRemoteTextSize));
-    const std::ptrdiff_t decoded = Base64Decode(valueText, decodeArea);
-    trace += "\nDecoded size=" + Decimal(decoded) + "\n";
+    const std::size_t decodedLimit = std::min(valueText.size(), kRemoteTextSize);
+    std::unique_ptr<std::byte[]> owner;
+    const std::span<std::byte> scratch = Allocate(owner, data.size() + decodedLimit);
+    const std::span<std::byte> record = scratch.first(data.size());
+    const std::span<std::byte> codes = scratch.subspan(data.size());
+    const std::ptrdiff_t decoded = Base64Decode(valueText, codes);
+    std::string trace = DecodeTrace(valueText.size(), data.size(), decoded);
     bool whole = false;
     if (decoded != kBase64Failed) {
-        const std::span<std::byte> scratch = Allocate(owners[1], data.size());
-        whole = Expand(decodeArea.first(static_cast<std::size_t>(decoded)), scratch, trace);
+        const LzwExpansion expansion =
+            LzwExpand(codes.first(static_cast<std::size_t>(decoded)), record);
+        whole = expansion.fault == LzwFault::None && expansion.length == data.size();
+        AppendExpandTrace(trace, expansion);
     }
     PrintStandardOutput(trace);
-    if (whole && !data.empty()) std::memcpy(data.data(), owners[1].get(), data.size());
+    if (whole && !data.empty()) std::memcpy(data.data(), record.data(), data.size());
     return whole;
 }
 
