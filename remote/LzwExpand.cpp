@@ -25,6 +25,13 @@ Block LoadBlock(const std::byte* bytes) {
     return block;
 }
 
+// A window into this from kBlock - n on has its bytes set from the n-th on.
+constexpr auto kFromOn = [] {
+    std::array<std::uint8_t, 2 * kBlock> bytes{};
+    for (std::size_t at = kBlock; at < bytes.size(); ++at) bytes[at] = 0xFF;
+    return bytes;
+}();
+
 // The dictionary is the output itself: entry 256 + n is the string of the stream's n-th code (from
 // 0) and the byte behind it, so all that is kept is where each of the first codes was expanded.
 class Expander {
@@ -81,13 +88,14 @@ class Expander {
         const std::size_t length = starts_[entry + 1] - start + 1;
         if (length > kLzwLongestString) return LzwFault::UnknownCode;
         if (length > output_.size() - position_) return LzwFault::NoRoom;
-        if (output_.size() - position_ >= kCopyRoom) {
-            CopyBlocks(start, length);
-        } else {
+        const bool isNewest = entry + 1 == index;
+        if (output_.size() - position_ < kCopyRoom) {
             CopyBytes(start, length);
+        } else if (isNewest) {
+            CopyNewest(start, length);
+        } else {
+            CopyBlocks(start, length);
         }
-        // The entry just added ends with the first byte of this very string.
-        if (entry + 1 == index) output_[position_ + length - 1] = output_[start];
         position_ += length;
         return LzwFault::None;
     }
@@ -99,6 +107,24 @@ class Expander {
             const Block block = LoadBlock(source + at);
             std::memcpy(target + at, &block, sizeof block);
         }
+    }
+
+    // The entry just added ends with the first byte of this very string. A byte written on its own
+    // would stall the loads of the next such entry, so it goes out within its block.
+    void CopyNewest(std::size_t start, std::size_t length) {
+        const std::byte* source = output_.data() + start;
+        std::byte* target = output_.data() + position_;
+        const Block first = _mm_set1_epi8(static_cast<char>(*source));
+        std::size_t at = 0;
+        for (; length - at > kBlock; at += kBlock) {
+            const Block block = LoadBlock(source + at);
+            std::memcpy(target + at, &block, sizeof block);
+        }
+        const Block block = LoadBlock(source + at);
+        Block end;
+        std::memcpy(&end, kFromOn.data() + kBlock - (length - 1 - at), sizeof end);
+        const Block joined = _mm_or_si128(_mm_andnot_si128(end, block), _mm_and_si128(end, first));
+        std::memcpy(target + at, &joined, sizeof joined);
     }
 
     void CopyBytes(std::size_t start, std::size_t length) {
