@@ -37,11 +37,11 @@ std::optional<std::uint32_t> File::Read(void* bytes, std::uint32_t size) {
 }
 
 bool File::ReadToEnd(std::string& bytes) {
-    // One read of the expected rest and one that finds the end, as long as nobody appends
-    // meanwhile.
+    // One read, asked for a byte more than there is, so that its shortness tells the end as long as
+    // nobody appends meanwhile.
     const std::int64_t size = Size().value_or(0);
     std::uint32_t block = static_cast<std::uint32_t>(
-        std::clamp<std::int64_t>(size, kReadBlock, std::int64_t{kWriteBlock}));
+        std::clamp<std::int64_t>(size + 1, kReadBlock, std::int64_t{kWriteBlock}));
     for (;;) {
         const std::size_t filled = bytes.size();
         bytes.resize(filled + block);

@@ -33,6 +33,16 @@ std::size_t FirstBit(unsigned mask) {
     return static_cast<std::size_t>(std::countr_zero(mask));
 }
 
+// The end of a text that is shorter than a lane is taken with the bytes before it, whose bits are
+// shifted away.
+__m128i LoadLastLane(std::string_view text) {
+    return LoadLane(text.data() + (text.size() - kLane));
+}
+
+std::size_t PassedInLastLane(std::string_view text, std::size_t at) {
+    return at - (text.size() - kLane);
+}
+
 constexpr signed char kFirstPrintable = 0x20;
 
 bool IsMarkupOrUnprintable(char byte) {
@@ -60,10 +70,32 @@ std::size_t FindByte(std::string_view text, char byte, std::size_t from) {
         const unsigned mask = MatchMask(LoadLane(text.data() + at), pattern);
         if (mask != 0) return at + FirstBit(mask);
     }
+    if (at < text.size() && text.size() >= kLane) {
+        const unsigned mask = MatchMask(LoadLastLane(text), pattern) >> PassedInLastLane(text, at);
+        return mask == 0 ? kNotFound : at + FirstBit(mask);
+    }
     for (; at < text.size(); ++at) {
         if (text[at] == byte) return at;
     }
     return kNotFound;
+}
+
+std::size_t FindEach(std::string_view text, char byte, std::span<std::size_t> positions) {
+    const __m128i pattern = _mm_set1_epi8(byte);
+    std::size_t count = 0;
+    std::size_t at = 0;
+    for (; text.size() - at >= kLane; at += kLane) {
+        for (unsigned mask = MatchMask(LoadLane(text.data() + at), pattern); mask != 0;
+             mask &= mask - 1) {
+            if (count == positions.size()) return count;
+            positions[count++] = at + FirstBit(mask);
+        }
+    }
+    for (at = FindByte(text, byte, at); at != kNotFound && count < positions.size();
+         at = FindByte(text, byte, at + 1)) {
+        positions[count++] = at;
+    }
+    return count;
 }
 
 std::size_t FindEither(std::string_view text, char first, char second, std::size_t from) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <string_view>
 
 namespace tarnwick {
@@ -11,6 +12,10 @@ inline constexpr std::size_t kNotFound = std::string_view::npos;
 
 // Index of the first `byte` in `text` at or after `from`, or kNotFound.
 std::size_t FindByte(std::string_view text, char byte, std::size_t from = 0);
+
+// Fills `positions` with the indexes of the first bytes of `text` that are `byte`, as many as there
+// are and it holds; their count.
+std::size_t FindEach(std::string_view text, char byte, std::span<std::size_t> positions);
 
 // Index of the first byte of `text` at or after `from` that is `first` or `second`, or kNotFound.
 std::size_t FindEither(std::string_view text, char first, char second, std::size_t from = 0);

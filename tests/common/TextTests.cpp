@@ -58,6 +58,27 @@ TEST(Scan, FindsMarkupAndUnprintableBytesAtEveryPlace) {
     }
 }
 
+TEST(Scan, FindEachGivesAsManyAsThereIsRoomFor) {
+    for (std::size_t size = 0; size < 40; ++size) {
+        for (std::size_t step = 1; step < 20; ++step) {
+            std::string text(size, '.');
+            std::vector<std::size_t> expected;
+            for (std::size_t at = step - 1; at < size; at += step) {
+                text[at] = 'x';
+                expected.push_back(at);
+            }
+            for (std::size_t room = 0; room < 12; ++room) {
+                std::vector<std::size_t> found(room);
+                found.resize(FindEach(text, 'x', found));
+                const std::size_t count = std::min(room, expected.size());
+                EXPECT_EQ(found, std::vector(expected.begin(),
+                                             expected.begin() + static_cast<long>(count)))
+                    << size << " " << step << " " << room;
+            }
+        }
+    }
+}
+
 TEST(Scan, FindTextAgreesOnAllShortTexts) {
     for (const std::string& text : AllTexts("ab", 7)) {
         for (const std::string& wanted : AllTexts("ab", 3)) {
