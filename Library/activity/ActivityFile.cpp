@@ -1,6 +1,8 @@
 #include "Library/activity/ActivityFile.h"
 
+#include <algorithm>
 #include <array>
+#include <limits>
 
 #include "common/Scan.h"
 #include "common/Text.h"
@@ -9,36 +11,51 @@ namespace tarnwick {
 namespace {
 
 constexpr std::size_t kFieldCount = 9;
-constexpr std::string_view kLargestNumber = "2147483647";
+constexpr std::int64_t kLargestNumber = std::numeric_limits<std::int32_t>::max();
+constexpr std::size_t kMostDigits = std::numeric_limits<std::int32_t>::digits10 + 1;
 
 struct Fields {
     std::array<std::string_view, kFieldCount> texts;
-    // Nine fields, no more and no less.
-    bool isWhole = false;
+    // Nine, no more and no less.
+    bool areNine = false;
 };
 
 Fields SplitLine(std::string_view line) {
     Fields fields;
-    std::size_t count = 0;
-    std::size_t tab = 0;
-    for (std::size_t start = 0; count < kFieldCount && tab != kNotFound; start = tab + 1) {
-        tab = FindByte(line, '\t', start);
-        fields.texts[count++] = line.substr(start, tab - start);
+    std::array<std::size_t, kFieldCount> tabs;
+    const std::size_t tabCount = FindEach(line, '\t', tabs);
+    std::size_t start = 0;
+    for (std::size_t at = 0; at < tabCount; ++at) {
+        fields.texts[at] = line.substr(start, tabs[at] - start);
+        start = tabs[at] + 1;
     }
-    fields.isWhole = count == kFieldCount && tab == kNotFound;
-    if (count == 1) return fields;
-    for (std::size_t at = count; at < kFieldCount; ++at) fields.texts[at] = fields.texts[count - 1];
+    // A tab behind the ninth field ends that.
+    if (tabCount == kFieldCount) return fields;
+    fields.texts[tabCount] = line.substr(start);
+    fields.areNine = tabCount + 1 == kFieldCount;
+    if (tabCount == 0) return fields;
+    for (std::size_t at = tabCount + 1; at < kFieldCount; ++at) {
+        fields.texts[at] = fields.texts[tabCount];
+    }
     return fields;
 }
 
-// Whether `text` is a number from 0 to 2147483647 exactly as it would be printed.
-bool IsPrintedNumber(std::string_view text) {
-    if (text.empty() || text.size() > kLargestNumber.size()) return false;
+struct Number {
+    std::int32_t value;
+    // Whether printing the value gives the text. Not found out of a negative number, which is rare.
+    bool isPrintedForm;
+};
+
+Number ReadNumber(std::string_view text) {
+    if (text.empty() || text.size() > kMostDigits) return {ParseInt32(text), false};
+    std::int64_t value = 0;
     for (const char digit : text) {
-        if (digit < '0' || digit > '9') return false;
+        if (digit < '0' || digit > '9') return {ParseInt32(text), false};
+        value = value * 10 + (digit - '0');
     }
-    if (text[0] == '0') return text.size() == 1;
-    return text.size() < kLargestNumber.size() || text <= kLargestNumber;
+    const bool isPadded = text[0] == '0' && text.size() > 1;
+    const bool fits = value <= kLargestNumber;
+    return {static_cast<std::int32_t>(std::min(value, kLargestNumber)), fits && !isPadded};
 }
 
 std::string_view FittingInto(std::size_t capacity, std::string_view text) {
@@ -64,18 +81,21 @@ std::string_view NotifyProtocolOf(std::string_view protocol) {
 }
 
 ActivityEntry::ActivityEntry(std::string_view line) : line_(line) {
-    const auto [texts, isWhole] = SplitLine(line);
+    const auto [texts, areNine] = SplitLine(line);
     server = texts[0];
     protocol = texts[1];
     accountName = texts[2];
     ipAddress = texts[3];
-    port = ParseInt32(texts[4]);
-    time_ = ParseInt32(texts[5]);
     folder = texts[6];
-    instanceNumber = ParseInt32(texts[7]);
     serverSession = FittingInto(kSessionCapacity, texts[8]);
-    isCopiedForm_ = isWhole && IsPrintedNumber(texts[4]) && IsPrintedNumber(texts[5]) &&
-                    IsPrintedNumber(texts[7]) && texts[8].size() == serverSession.size();
+    const Number portNumber = ReadNumber(texts[4]);
+    const Number time = ReadNumber(texts[5]);
+    const Number instance = ReadNumber(texts[7]);
+    port = portNumber.value;
+    time_ = time.value;
+    instanceNumber = instance.value;
+    isCopiedForm_ = areNine && portNumber.isPrintedForm && time.isPrintedForm &&
+                    instance.isPrintedForm && serverSession.size() == texts[8].size();
 }
 
 void ActivityEntry::AppendCopy(std::string& bytes) const {
@@ -110,8 +130,8 @@ bool IsSameConnection(std::string_view server, std::string_view /*protocol*/,
                       std::string_view ipAddress, std::int32_t port, const ActivityEntry& entry) {
     // A client that changes its protocol on one address and port is still the same client, so the
     // protocol is not compared.
-    return (server.empty() || EqualsIgnoreCase(entry.server, server)) &&
-           (port == kAnyPort || port == entry.port) &&
+    return (port == kAnyPort || port == entry.port) &&
+           (server.empty() || EqualsIgnoreCase(entry.server, server)) &&
            (ipAddress.empty() || EqualsIgnoreCase(entry.ipAddress, ipAddress));
 }
 
