@@ -1,0 +1,101 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "common/Registry.h"
+#include "Library/activity/ClientState.h"
+#include "tests/support/ReportRecorder.h"
+#include "tests/support/WindowsFixtures.h"
+
+namespace tarnwick {
+namespace {
+
+using testing::Environment;
+using testing::ReadBytesOf;
+using testing::ReportRecorder;
+using testing::ScratchFolder;
+using testing::ScratchRegistry;
+
+constexpr const char* kSharedFolder = "TARNWICK_SHARED_FOLDER";
+// "first" and "second" work on the shared folder at the same time; "judge" looks at what they left.
+constexpr const char* kActor = "TARNWICK_ACTOR";
+constexpr int kRounds = 600;
+constexpr int kRoundsPerCount = 8;
+
+// Gives the processor to whoever holds the lock instead of sleeping.
+class YieldingSleeper : public Sleeper {
+  public:
+    YieldingSleeper() { SetSleeper(this); }
+    ~YieldingSleeper() override { SetSleeper(nullptr); }
+    void Sleep(std::uint32_t) override { SwitchToThread(); }
+};
+
+// Sets and closes a client of its own again and again; nobody but the actor changes its entry.
+void SetAndClose(const std::string& folder, const std::string& actor) {
+    const ScratchRegistry registry;
+    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductProvidersKey,
+                              "Store Notification Wait Timeout", 0xFFFFFFF0);
+    const YieldingSleeper sleeper;
+    ReportRecorder reports;
+    SessionContext session{actor, 1, 7, actor, 0, nullptr};
+    for (int round = 0; round < kRounds; ++round) {
+        SetClientState(&session, folder, actor, "10.0.0.1", 143, "IMAP", actor, actor, "run");
+        if (round % kRoundsPerCount == 0) {
+            ASSERT_EQ(GetConnectionCount(&session, folder), 1) << actor << ", round " << round;
+        }
+        ASSERT_EQ(CloseClientState(&session, folder, actor, "10.0.0.1", 143, "IMAP", "run"), 1)
+            << actor << " close, round " << round;
+        reports.Take();
+    }
+    SetClientState(&session, folder, actor, "10.0.0.1", 143, "IMAP", actor, actor, "run");
+}
+
+// The entries without their times, sorted.
+std::vector<std::string> EntriesIn(const std::string& bytes) {
+    std::vector<std::string> entries;
+    for (std::size_t at = 0; at < bytes.size();) {
+        const std::size_t end = std::min(bytes.find("\r\n", at), bytes.size());
+        std::string entry = bytes.substr(at, end - at);
+        const std::size_t time = entry.find("143\t") + 4;
+        entries.push_back(entry.replace(time, entry.find('\t', time) - time, "TIME"));
+        at = end + 2;
+    }
+    std::sort(entries.begin(), entries.end());
+    return entries;
+}
+
+void Judge(const std::string& folder) {
+    EXPECT_EQ(
+        EntriesIn(ReadBytesOf(folder + "\\_activity.tab")),
+        (std::vector<std::string>{"first\tIMAP\tfirst\t10.0.0.1\t143\tTIME\tfirst\t7\trun",
+                                  "second\tIMAP\tsecond\t10.0.0.1\t143\tTIME\tsecond\t7\trun"}));
+    EXPECT_FALSE(testing::PathExists(folder + "\\_activity.blk"));
+    EXPECT_FALSE(testing::PathExists(folder + "\\_activity.tmp"));
+}
+
+// Alone it has nothing to do; it plays the part that its environment names.
+TEST(ActivityContention, Actor) {
+    const std::string actor = Environment(kActor);
+    if (actor.empty()) return;
+    const std::string folder = Environment(kSharedFolder);
+    if (actor == "judge") {
+        Judge(folder);
+    } else {
+        SetAndClose(folder, actor);
+    }
+}
+
+TEST(ActivityContention, TwoProcessesLoseAndDoubleNothing) {
+    const ScratchFolder folder;
+    const std::string shared = std::string(kSharedFolder) + "=" + folder.Path();
+    const ObjectHandle first =
+        testing::StartSelf("ActivityContention.Actor", {shared, std::string(kActor) + "=first"});
+    const ObjectHandle second =
+        testing::StartSelf("ActivityContention.Actor", {shared, std::string(kActor) + "=second"});
+    EXPECT_EQ(testing::WaitForExit(first), 0U);
+    EXPECT_EQ(testing::WaitForExit(second), 0U);
+    Judge(folder.Path());
+}
+
+}  // namespace
+}  // namespace tarnwick

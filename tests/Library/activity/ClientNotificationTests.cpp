@@ -1,0 +1,244 @@
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "common/Registry.h"
+#include "Library/activity/ClientNotification.h"
+#include "Library/activity/NotifyRemote.h"
+#include "tests/support/ReportRecorder.h"
+#include "tests/support/WindowsFixtures.h"
+
+namespace tarnwick {
+namespace {
+
+using testing::CallRecorder;
+using testing::CountingSleeper;
+using testing::MakePath;
+using testing::ReadBytesOf;
+using testing::ReportRecorder;
+using testing::ScratchFolder;
+using testing::ScratchRegistry;
+using testing::WriteBytesTo;
+using Names = std::vector<std::string>;
+
+std::string sent;
+int (*nextSender)() = nullptr;
+
+int RecordingSender(const char* server, const char* protocol, const char* text) {
+    sent += std::string(server) + "|" + protocol + "|" + text + "\n";
+    return nextSender == nullptr ? 0 : nextSender();
+}
+
+std::string OwnHost() {
+    char name[256] = {};
+    DWORD length = sizeof name;
+    GetComputerNameA(name, &length);
+    return name;
+}
+
+const std::string kFar = "far\tIMAP\tann\t10.0.0.9\t25\t5\tInbox\t3\trun0";
+const std::string kNear = OwnHost() + "\tIMAP-2\tbob\t10.0.0.1\t143\t5\tInbox\t7\trun2";
+const std::string kBefore = OwnHost() + "\tIMAP-2\tbob\t10.0.0.1\t143\t5\tInbox\t7\trun1";
+const std::string kToFar = "far|IMAP|[TW_NOTIFY]\t3\trun0\tnews\r\n\r\n\n";
+const std::string kBreak = "\r\n";
+
+class ClientNotification : public ::testing::Test {
+  protected:
+    ClientNotification() {
+        SetRemoteNotifySender(RecordingSender);
+        sent.clear();
+    }
+
+    void Write(const std::string& bytes) { WriteBytesTo(folder_.Path("_activity.tab"), bytes); }
+    std::string Read() const { return ReadBytesOf(folder_.Path("_activity.tab")); }
+    int Notify(const char* local, const char* remote) {
+        return NotifyClients(&session_, folder_.Path(), "", "", -1, "IMAP-5", 0, 0, "/inbox",
+                             "run2", local, local == nullptr ? 0 : -1, remote,
+                             remote == nullptr ? 0 : -1);
+    }
+
+    ScratchFolder folder_;
+    SessionContext session_{"bob", 12, 7, "", 0, nullptr};
+    ReportRecorder reports_;
+};
+
+TEST_F(ClientNotification, WalksOverTheFile) {
+    struct Case {
+        const char* name;
+        std::string before;
+        const char* local;
+        const char* remote;
+        std::string after;
+        std::string sent;
+    };
+    const Case cases[] = {
+        {"remote message", kFar + kBreak + kNear, nullptr, "news", kFar + kBreak + kNear, kToFar},
+        {"the stub of local delivery makes orphans", kFar + kBreak + kNear, "hi", nullptr, kFar,
+         ""},
+        {"both", kNear + kBreak + kFar, "hi", "news", kFar, kToFar},
+        {"an earlier run goes", kBefore + kBreak + kFar, nullptr, "news", kFar, kToFar},
+        {"the last entry takes the file along", kNear, "hi", nullptr, "", ""},
+        {"an unchanged file is not rewritten", kFar + "\t10\r\n\r\nshort\r\n", nullptr, "news",
+         kFar + "\t10\r\n\r\nshort\r\n", kToFar},
+        {"a changed one is", kNear + kBreak + kFar + "\t10\r\n\r\nshort\r\n", "hi", nullptr, kFar,
+         ""},
+        {"without texts the earlier run still goes", kBefore + kBreak + kFar, "", nullptr, kFar,
+         ""},
+    };
+    for (const Case& row : cases) {
+        Write(row.before);
+        sent.clear();
+        EXPECT_EQ(Notify(row.local, row.remote), 1) << row.name;
+        EXPECT_EQ(Read(), row.after) << row.name;
+        EXPECT_EQ(folder_.Names(), row.after.empty() ? Names{} : Names{"_activity.tab"})
+            << row.name;
+        EXPECT_EQ(sent, row.sent) << row.name;
+    }
+}
+
+TEST_F(ClientNotification, AnswersWithoutAWalk) {
+    CallRecorder calls;
+    const std::string none = folder_.Path("none");
+    EXPECT_EQ(NotifyClients(&session_, none, "", "", -1, "IMAP", 0, 0, "", "", "hi", 0, "news", 0),
+              1);
+    // A local message alone for the caller's own session number is delivered at once.
+    EXPECT_EQ(NotifyClients(&session_, none, "", "", 12, "IMAP", 0, 0, "", "", "hi", -1, "", 5), 0);
+    SessionContext nobody;
+    EXPECT_EQ(NotifyClients(&nobody, none, "", "", -1, "IMAP", 0, 0, "", "", "hi", 2, nullptr, 0),
+              0);
+    EXPECT_EQ(reports_.Joined(ReportChannel::StandardOutput),
+              "[0] NotifyClients was called with no AccountName specified\n");
+    EXPECT_EQ(calls.Count(), 0);
+    EXPECT_EQ(Notify(nullptr, "news"), 2);
+    EXPECT_EQ(calls.Calls(), Names{"FindFirstFile _activity.tab"});
+    Write(kFar);
+    calls.FailAll("CreateFile", ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(Notify(nullptr, "news"), 0);
+    EXPECT_EQ(sent, "");
+}
+
+TEST_F(ClientNotification, WithoutAReplacementNobodyIsTold) {
+    Write(kNear);
+    CallRecorder calls;
+    calls.FailCall(4, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(Notify("hi", "news"), 1);
+    EXPECT_EQ(calls.Calls(),
+              (Names{"FindFirstFile _activity.tab", "CreateFile _activity.blk",
+                     "CreateFile _activity.tab", "CreateFile _activity.tmp",
+                     "DeleteFile _activity.tmp", "CloseHandle", "DeleteFile _activity.blk"}));
+    EXPECT_EQ(reports_.Joined(ReportChannel::StandardOutput), "problem with outfile\n");
+    EXPECT_EQ(Read(), kNear);
+}
+
+TEST_F(ClientNotification, ASenderThatThrowsEndsTheWalkAndFreesTheLock) {
+    struct Case {
+        int (*sender)();
+        const char* log;
+    };
+    const Case cases[] = {
+        {[]() -> int { throw std::runtime_error("no route"); },
+         "NotifyClients_Ex handled an exception; session will be dropped.\n"
+         "The exception was: no route\n"},
+        {[]() -> int { throw 7; }, "NotifyClients_Ex raised an exception\n"},
+    };
+    for (const Case& row : cases) {
+        Write(kFar);
+        reports_.Take();
+        nextSender = row.sender;
+        EXPECT_EQ(Notify(nullptr, "news"), 0);
+        EXPECT_EQ(reports_.Joined(ReportChannel::Trace), row.log);
+        EXPECT_EQ(Read(), kFar);
+        nextSender = nullptr;
+        const CountingSleeper sleeper;
+        EXPECT_EQ(Notify(nullptr, "news"), 1);
+        EXPECT_EQ(sleeper.Count(), 0);
+        EXPECT_EQ(folder_.Names(), Names{"_activity.tab"});
+    }
+}
+
+TEST_F(ClientNotification, AHeldLockStaysHeld) {
+    Write(kFar);
+    BlockFileLock lock(folder_.Path("_activity.blk"), true, kWaitBeyondThreshold);
+    NotifyRequest request;
+    request.protocol = "IMAP";
+    request.remote = {"news", 4};
+    EXPECT_EQ(NotifyClients_Ex(lock, nullptr, folder_.Path(), request), 1);
+    EXPECT_EQ(sent, kToFar);
+    EXPECT_EQ(folder_.Names(), (Names{"_activity.blk", "_activity.tab"}));
+}
+
+TEST_F(ClientNotification, TheTextIsCutToItsBufferAndEndsInAnEmptyLine) {
+    struct Case {
+        std::string message;
+        std::int32_t length;
+        std::string text;
+    };
+    const std::string prefix = "[TW_NOTIFY]\t3\trun0\t";
+    const std::string end = "\r\n\r\n";
+    const Case cases[] = {
+        {"news", 1, prefix + "news" + end},
+        {"a" + end + "b", 7, prefix + "a" + end + "b"},
+        {"a\r\n", 4, prefix + "a\r\n" + end},
+        {std::string(900, 'x'), 100, prefix + std::string(611 - prefix.size(), 'x') + end},
+    };
+    for (const Case& row : cases) {
+        Write(kFar);
+        sent.clear();
+        NotifyClients(nullptr, folder_.Path(), "", "", -1, "IMAP", 0, 0, "", "", nullptr, 0,
+                      row.message.c_str(), row.length);
+        EXPECT_EQ(sent, "far|IMAP|" + row.text + "\n");
+    }
+}
+
+TEST_F(ClientNotification, WithoutASenderEveryServerCountsAsTold) {
+    SetRemoteNotifySender(nullptr);
+    Write(kFar);
+    EXPECT_EQ(Notify(nullptr, "news"), 1);
+    EXPECT_EQ(Read(), kFar);
+}
+
+// Which directory holds the activity file that the folder's notification goes to.
+void ExpectDirectories(const ScratchFolder& root,
+                       const std::vector<std::pair<const char*, const char*>>& cases) {
+    for (const auto& [folder, directory] : cases) {
+        const ScratchFolder fresh;
+        const std::string path = root.Path(std::string("PO\\") + directory);
+        MakePath(path);
+        WriteBytesTo(path + "\\_activity.tab", "far\tIMAP\tann\t10.0.0.9\t25\t5\t\t3\trun0");
+        sent.clear();
+        EXPECT_EQ(NotifyAllClients("PO", "BOB", folder, "IMAP", 0, "news", -1), 1) << folder;
+        EXPECT_EQ(sent, kToFar) << folder;
+        RemoveFile(path + "\\_activity.tab");
+        EXPECT_EQ(NotifyAllClients("PO", "BOB", folder, "IMAP", 0, "news", -1), 2) << folder;
+    }
+}
+
+TEST_F(ClientNotification, AllClientsAreFoundByTheFoldersName) {
+    const ScratchRegistry registry;
+    ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root", folder_.Path());
+    ExpectDirectories(folder_, {{"Inbox", "MAILROOT\\BOB\\Inbox"},
+                                {"Public", "PUBROOT"},
+                                {"PUBLIC\\News", "PUBROOT\\News"},
+                                {"public/News", "PUBROOT\\News"},
+                                {"Public\\", "PUBROOT"},
+                                {"\\Public\\News", "PUBROOT"},
+                                {"xPublic", "PUBROOT"},
+                                {"Publican", "MAILROOT\\BOB\\Publican"},
+                                {"xyPublic", "MAILROOT\\BOB\\xyPublic"},
+                                {"$FILEROOT", "$FILEROOT"},
+                                {"$fileroot\\a\\b", "$FILEROOT\\a\\b"},
+                                {"/$FILEROOT/a", "$FILEROOT\\a"},
+                                {"/$FILEROOT", "$FILEROOT"},
+                                {"$FILEROOTS", "MAILROOT\\BOB\\$FILEROOTS"}});
+    EXPECT_EQ(NotifyAllClients("", "BOB", "Inbox", "IMAP", 0, "news", 4), 0);
+}
+
+TEST_F(ClientNotification, PublicFoldersCanBeTurnedOff) {
+    const ScratchRegistry registry;
+    ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root", folder_.Path());
+    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Public Folders Enabled", 0);
+    ExpectDirectories(folder_, {{"Public\\News", "MAILROOT\\BOB\\Public\\News"}});
+}
+
+}  // namespace
+}  // namespace tarnwick
