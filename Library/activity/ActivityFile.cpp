@@ -14,31 +14,28 @@ constexpr std::size_t kFieldCount = 9;
 constexpr std::int64_t kLargestNumber = std::numeric_limits<std::int32_t>::max();
 constexpr std::size_t kMostDigits = std::numeric_limits<std::int32_t>::digits10 + 1;
 
-struct Fields {
-    std::array<std::string_view, kFieldCount> texts;
-    // Nine, no more and no less.
-    bool areNine = false;
-};
+// A line and its tabs up to that behind the ninth field.
+class Fields {
+  public:
+    explicit Fields(std::string_view line) : line_(line), tabCount_(FindEach(line, '\t', tabs_)) {}
 
-Fields SplitLine(std::string_view line) {
-    Fields fields;
-    std::array<std::size_t, kFieldCount> tabs;
-    const std::size_t tabCount = FindEach(line, '\t', tabs);
-    std::size_t start = 0;
-    for (std::size_t at = 0; at < tabCount; ++at) {
-        fields.texts[at] = line.substr(start, tabs[at] - start);
-        start = tabs[at] + 1;
+    // Field `number` from 1. Beyond the last it is the last one again, but a line without any tab
+    // has one field alone.
+    std::string_view operator[](std::size_t number) const {
+        if (number > 1 && tabCount_ == 0) return {};
+        const std::size_t at = std::min(number - 1, tabCount_);
+        const std::size_t begin = at == 0 ? 0 : tabs_[at - 1] + 1;
+        const std::size_t end = at == tabCount_ ? line_.size() : tabs_[at];
+        return line_.substr(begin, end - begin);
     }
-    // A tab behind the ninth field ends that.
-    if (tabCount == kFieldCount) return fields;
-    fields.texts[tabCount] = line.substr(start);
-    fields.areNine = tabCount + 1 == kFieldCount;
-    if (tabCount == 0) return fields;
-    for (std::size_t at = tabCount + 1; at < kFieldCount; ++at) {
-        fields.texts[at] = fields.texts[tabCount];
-    }
-    return fields;
-}
+
+    bool AreNine() const { return tabCount_ + 1 == kFieldCount; }
+
+  private:
+    std::string_view line_;
+    std::array<std::size_t, kFieldCount> tabs_;
+    std::size_t tabCount_;
+};
 
 struct Number {
     std::int32_t value;
@@ -81,21 +78,21 @@ std::string_view NotifyProtocolOf(std::string_view protocol) {
 }
 
 ActivityEntry::ActivityEntry(std::string_view line) : line_(line) {
-    const auto [texts, areNine] = SplitLine(line);
-    server = texts[0];
-    protocol = texts[1];
-    accountName = texts[2];
-    ipAddress = texts[3];
-    folder = texts[6];
-    serverSession = FittingInto(kSessionCapacity, texts[8]);
-    const Number portNumber = ReadNumber(texts[4]);
-    const Number time = ReadNumber(texts[5]);
-    const Number instance = ReadNumber(texts[7]);
+    const Fields fields(line);
+    const Number portNumber = ReadNumber(fields[5]);
+    const Number time = ReadNumber(fields[6]);
+    const Number instance = ReadNumber(fields[8]);
+    server = fields[1];
+    protocol = fields[2];
+    accountName = fields[3];
+    ipAddress = fields[4];
     port = portNumber.value;
     time_ = time.value;
+    folder = fields[7];
     instanceNumber = instance.value;
-    isCopiedForm_ = areNine && portNumber.isPrintedForm && time.isPrintedForm &&
-                    instance.isPrintedForm && serverSession.size() == texts[8].size();
+    serverSession = FittingInto(kSessionCapacity, fields[9]);
+    isCopiedForm_ = fields.AreNine() && portNumber.isPrintedForm && time.isPrintedForm &&
+                    instance.isPrintedForm && serverSession.size() == fields[9].size();
 }
 
 void ActivityEntry::AppendCopy(std::string& bytes) const {
@@ -113,10 +110,13 @@ void AppendNewEntry(std::string& bytes, const ClientConnection& connection, std:
 }
 
 std::optional<ActivityEntry> ActivityReader::Next() {
+    std::optional<ActivityEntry> entry;
     while (const auto line = lines_.Next()) {
-        if (line->size() >= kShortestActivityLine) return ActivityEntry(*line);
+        if (line->size() < kShortestActivityLine) continue;
+        entry.emplace(*line);
+        break;
     }
-    return std::nullopt;
+    return entry;
 }
 
 bool IsStaleSessionEntry(std::string_view server, const ActivityEntry& entry,
