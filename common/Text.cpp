@@ -54,7 +54,13 @@ bool EqualsIgnoreCase(std::string_view left, std::string_view right) {
 
 bool StartsWithIgnoreCase(std::string_view text, std::string_view prefix) {
     if (prefix.size() > text.size()) return false;
-    for (std::size_t at = 0; at < prefix.size(); ++at) {
+    std::size_t at = 0;
+    // Most names that are equal are so byte for byte, and most others begin alike.
+    while (prefix.size() - at >= sizeof(std::uint64_t) &&
+           std::memcmp(text.data() + at, prefix.data() + at, sizeof(std::uint64_t)) == 0) {
+        at += sizeof(std::uint64_t);
+    }
+    for (; at < prefix.size(); ++at) {
         if (text[at] != prefix[at] && LowerAscii(text[at]) != LowerAscii(prefix[at])) return false;
     }
     return true;
