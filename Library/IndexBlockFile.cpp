@@ -2,19 +2,19 @@
 
 #include <cstdio>
 
+#include "common/BlockFile.h"
 #include "common/DiagnosticLevel.h"
 #include "common/Registry.h"
 #include "common/Reports.h"
 #include "common/Retry.h"
 #include "common/Scan.h"
 #include "common/Text.h"
-#include "common/Waits.h"
 
 namespace tarnwick {
 namespace {
 
 // Waits of a second after which a block file counts as abandoned.
-constexpr int kAbandonedAfterWaits = 60;
+constexpr std::uint32_t kAbandonedAfterWaits = 60;
 // Further tries to remove a block file that something holds open, a second apart.
 constexpr std::int32_t kRemoveRetries = 80;
 constexpr int kAccessDeniedReportLevel = 6;
@@ -58,6 +58,21 @@ bool IsOrphan(DWORD error, const std::string& path) {
            FindText(path, "\\_index.blk") != kNotFound;
 }
 
+// How long a scan waits for its folder, and what it makes of a block file that stays.
+struct IndexBlockRule {
+    const std::string& path;
+
+    bool MayWait(DWORD error, std::uint32_t) const {
+        return Judge(error, path) == Refusal::MayPass;
+    }
+
+    BlockVerdict AfterWait(DWORD error, std::uint32_t waits) const {
+        if (IsOrphan(error, path) && RemoveFile(path)) PrintStandardOutput("deleted orphan");
+        if (waits <= kAbandonedAfterWaits) return BlockVerdict::TryAgain;
+        return RemoveBlockFile(path) ? BlockVerdict::TryLast : BlockVerdict::GiveUp;
+    }
+};
+
 }  // namespace
 
 std::string IndexBlockPath(const std::string& folder, std::uint32_t folderType) {
@@ -65,23 +80,8 @@ std::string IndexBlockPath(const std::string& folder, std::uint32_t folderType) 
 }
 
 File WaitForAccessToIndexFileEx(const std::string& path) {
-    for (int waits = 0;;) {
-        File lock(path, kCreateBlockFile);
-        if (lock.IsOpen()) return lock;
-        const DWORD error = GetLastError();
-        if (Judge(error, path) == Refusal::Hopeless) return {};
-        WaitMilliseconds(kPollMilliseconds);
-        ++waits;
-        if (IsOrphan(error, path)) {
-            if (RemoveFile(path)) PrintStandardOutput("deleted orphan");
-            lock = File(path, kCreateBlockFile);
-            if (lock.IsOpen()) return lock;
-        }
-        if (waits > kAbandonedAfterWaits) {
-            if (!RemoveBlockFile(path)) return {};
-            return File(path, kCreateBlockFile);
-        }
-    }
+    IndexBlockRule rule{path};
+    return WaitForBlockFile(path, rule);
 }
 
 bool RemoveIndexBlock(File& lock, const std::string& path) {
