@@ -84,7 +84,7 @@ class AttachmentCopy {
     }
 
     void CopyHeader();
-    Line CopyContentType(std::string_view line);
+    Line CopyContentType(std::string_view first);
     std::size_t FindClosingPiece(std::string_view pieces) const;
     void CopyPartsToClosingLine();
     void CopyBodyAsPreamble();
@@ -116,7 +116,7 @@ void AttachmentCopy::CopyHeader() {
     }
 }
 
-// Copies or replaces the field that begins with `line`; the line behind it.
+// Copies or replaces the field that begins with the line `first`; gives the line behind it.
 AttachmentCopy::Line AttachmentCopy::CopyContentType(std::string_view first) {
     multipart_ = multipart_ || FindText(first, "multipart/mixed") != kNotFound;
     contentType_ = first;
