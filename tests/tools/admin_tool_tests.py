@@ -358,6 +358,16 @@ def refusals():
     check("the block file", "is there", block.exists(), False)
     for name in ("Write Wait Timeout", "UnBlock Timeout", "Read Wait Timeout"):
         delete_value(PROVIDERS_KEY, name)
+    # A calendar that cannot be deleted keeps its old content, whatever the library says of it.
+    set_value(PROVIDERS_KEY, "Apply Timeout", "0", "REG_DWORD")
+    calendar = FOLDER / "Y25M03D01.CAL"
+    calendar.chmod(0o444)
+    for arguments in (["add", "sales/anna", "z", "--on", "2025-03-01"],
+                      ["edit", "sales/anna", "x", "--id", "z"], ["remove", "sales/anna", "x"]):
+        run(arguments, 1, "", "can be written")
+    check_file("Y25M03D01.CAL", (DAY + "x").encode())
+    calendar.chmod(0o644)
+    delete_value(PROVIDERS_KEY, "Apply Timeout")
     # Nothing can be written where the calendar's replacement should go.
     (FOLDER / "Y25M03D01.TMP").mkdir()
     run(["add", "sales/anna", "z", "--on", "2025-03-01"], 1, "", "can be written")

@@ -140,9 +140,7 @@ void Replace(const MailboxStore& store, const PlacedEntry& from, const PlacedEnt
         throw Refusal("calendar " + to.calendar + " has an entry " + Quoted(to.entry.id) +
                       " already; take another ID");
     }
-    // The library says yes whatever it wrote, so the outcome is looked at.
-    const bool edited = store.Edit(to.calendar, from.entry.id, to.entry);
-    if (edited && store.Get(to.calendar, to.entry.id) == to.entry) return;
+    if (store.Edit(to.calendar, from.entry.id, to.entry)) return;
     throw Refusal(ExplainRefusal(store.Owner(), to.calendar));
 }
 

@@ -67,7 +67,7 @@ AppointmentRecord MailboxStore::RecordFor(const std::string& calendar, std::stri
 bool MailboxStore::Add(const std::string& calendar, const Entry& entry) const {
     AppointmentRecord record = RecordFor(calendar, {});
     StoreEntry(record, entry);
-    return AppointmentAdd(&record) != 0;
+    return AppointmentAdd(&record) != 0 && Get(calendar, entry.id) == entry;
 }
 
 bool MailboxStore::Edit(const std::string& calendar, const std::string& id,
@@ -75,12 +75,12 @@ bool MailboxStore::Edit(const std::string& calendar, const std::string& id,
     AppointmentRecord key = RecordFor(calendar, id);
     AppointmentRecord record = key;
     StoreEntry(record, replacement);
-    return AppointmentEdit(&key, &record) != 0;
+    return AppointmentEdit(&key, &record) != 0 && Get(calendar, replacement.id) == replacement;
 }
 
 bool MailboxStore::Remove(const std::string& calendar, const std::string& id) const {
     AppointmentRecord record = RecordFor(calendar, id);
-    return AppointmentRemove(&record) != 0;
+    return AppointmentRemove(&record) != 0 && !Get(calendar, id);
 }
 
 bool MailboxStore::RemoveAll(const std::string& calendar) const {

@@ -23,7 +23,8 @@ class MailboxStore {
 
     const Mailbox& Owner() const { return mailbox_; }
 
-    // Each is true when the library says that it was done.
+    // Each is true when it was done. The library says yes also when the new calendar could not take
+    // the place of the old one, so the outcome is looked at.
     bool Add(const std::string& calendar, const Entry& entry) const;
     bool Edit(const std::string& calendar, const std::string& id, const Entry& replacement) const;
     bool Remove(const std::string& calendar, const std::string& id) const;

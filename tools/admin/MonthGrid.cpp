@@ -11,7 +11,6 @@ namespace {
 using std::chrono::days;
 using std::chrono::Monday;
 using std::chrono::sys_days;
-using std::chrono::year;
 using std::chrono::year_month;
 using std::chrono::year_month_day;
 
