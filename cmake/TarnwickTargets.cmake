@@ -19,7 +19,8 @@ if(WIN32)
     add_link_options(-static)
 endif()
 if(TARNWICK_SANITIZE)
-    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    # Coverage for the fuzz targets, so that they see their way through the libraries too.
+    add_compile_options(-fsanitize=address,undefined,fuzzer-no-link -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
