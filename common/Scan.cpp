@@ -17,6 +17,30 @@ __m128i LoadLane(const char* bytes) {
     return lane;
 }
 
+// The low `count` bytes of a word hold as many bytes from `bytes`, of which there are that many.
+template <typename Half>
+std::uint64_t LoadOverlapped(const char* bytes, std::size_t count) {
+    Half low = 0;
+    Half high = 0;
+    std::memcpy(&low, bytes, sizeof low);
+    std::memcpy(&high, bytes + count - sizeof high, sizeof high);
+    return low | (std::uint64_t{high} << (8 * (count - sizeof high)));
+}
+
+std::uint64_t LoadWord(const char* bytes, std::size_t count) {
+    if (count >= 4) return LoadOverlapped<std::uint32_t>(bytes, count);
+    if (count >= 2) return LoadOverlapped<std::uint16_t>(bytes, count);
+    return count == 0 ? 0 : static_cast<unsigned char>(*bytes);
+}
+
+// Fewer than kLane bytes; the rest of the lane is zero.
+__m128i LoadPartOfLane(const char* bytes, std::size_t count) {
+    constexpr std::size_t kHalf = kLane / 2;
+    const std::size_t low = count < kHalf ? count : kHalf;
+    return _mm_set_epi64x(static_cast<long long>(LoadWord(bytes + low, count - low)),
+                          static_cast<long long>(LoadWord(bytes, low)));
+}
+
 unsigned MatchMask(__m128i lane, __m128i pattern) {
     return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(lane, pattern)));
 }
@@ -33,27 +57,18 @@ std::size_t FirstBit(unsigned mask) {
     return static_cast<std::size_t>(std::countr_zero(mask));
 }
 
-// The end of a text that is shorter than a lane is taken with the bytes before it, whose bits are
-// shifted away.
-__m128i LoadLastLane(std::string_view text) {
-    return LoadLane(text.data() + (text.size() - kLane));
-}
-
-std::size_t PassedInLastLane(std::string_view text, std::size_t at) {
-    return at - (text.size() - kLane);
-}
-
-constexpr signed char kFirstPrintable = 0x20;
-
-bool IsMarkupOrUnprintable(char byte) {
-    return byte == '&' || byte == '<' || byte == '>' ||
-           static_cast<signed char>(byte) < kFirstPrintable;
-}
-
-unsigned MarkupOrUnprintableMask(__m128i lane) {
-    const __m128i low = _mm_cmplt_epi8(lane, _mm_set1_epi8(kFirstPrintable));
-    return static_cast<unsigned>(_mm_movemask_epi8(low)) | MatchMask(lane, _mm_set1_epi8('&')) |
-           MatchMask(lane, _mm_set1_epi8('<')) | MatchMask(lane, _mm_set1_epi8('>'));
+// Index of the first byte at or after `from` whose bit `maskOf` sets for the lane that it lies in.
+template <typename MaskOf>
+std::size_t FindFirst(std::string_view text, std::size_t from, MaskOf maskOf) {
+    if (from >= text.size()) return kNotFound;
+    std::size_t at = from;
+    for (; text.size() - at >= kLane; at += kLane) {
+        const unsigned mask = maskOf(LoadLane(text.data() + at));
+        if (mask != 0) return at + FirstBit(mask);
+    }
+    const std::size_t left = text.size() - at;
+    const unsigned mask = maskOf(LoadPartOfLane(text.data() + at, left)) & ((1U << left) - 1);
+    return mask == 0 ? kNotFound : at + FirstBit(mask);
 }
 
 }  // namespace
@@ -66,18 +81,7 @@ std::size_t FindByte(std::string_view text, char byte, std::size_t from) {
            !AnyOfFourLanes(text.data() + at, pattern)) {
         at += 4 * kLane;
     }
-    for (; at < text.size() && text.size() - at >= kLane; at += kLane) {
-        const unsigned mask = MatchMask(LoadLane(text.data() + at), pattern);
-        if (mask != 0) return at + FirstBit(mask);
-    }
-    if (at < text.size() && text.size() >= kLane) {
-        const unsigned mask = MatchMask(LoadLastLane(text), pattern) >> PassedInLastLane(text, at);
-        return mask == 0 ? kNotFound : at + FirstBit(mask);
-    }
-    for (; at < text.size(); ++at) {
-        if (text[at] == byte) return at;
-    }
-    return kNotFound;
+    return FindFirst(text, at, [&](__m128i lane) { return MatchMask(lane, pattern); });
 }
 
 std::size_t FindEach(std::string_view text, char byte, std::span<std::size_t> positions) {
@@ -101,16 +105,18 @@ std::size_t FindEach(std::string_view text, char byte, std::span<std::size_t> po
 std::size_t FindEither(std::string_view text, char first, char second, std::size_t from) {
     const __m128i firstPattern = _mm_set1_epi8(first);
     const __m128i secondPattern = _mm_set1_epi8(second);
-    std::size_t at = from;
-    for (; at < text.size() && text.size() - at >= kLane; at += kLane) {
-        const __m128i lane = LoadLane(text.data() + at);
-        const unsigned mask = MatchMask(lane, firstPattern) | MatchMask(lane, secondPattern);
-        if (mask != 0) return at + FirstBit(mask);
-    }
-    for (; at < text.size(); ++at) {
-        if (text[at] == first || text[at] == second) return at;
-    }
-    return kNotFound;
+    return FindFirst(text, from, [&](__m128i lane) {
+        return MatchMask(lane, firstPattern) | MatchMask(lane, secondPattern);
+    });
+}
+
+std::size_t FindMarkupOrUnprintable(std::string_view text, std::size_t from) {
+    constexpr char kFirstPrintable = 0x20;
+    return FindFirst(text, from, [](__m128i lane) {
+        const __m128i low = _mm_cmplt_epi8(lane, _mm_set1_epi8(kFirstPrintable));
+        return static_cast<unsigned>(_mm_movemask_epi8(low)) | MatchMask(lane, _mm_set1_epi8('&')) |
+               MatchMask(lane, _mm_set1_epi8('<')) | MatchMask(lane, _mm_set1_epi8('>'));
+    });
 }
 
 std::size_t CountByte(std::string_view text, char byte) {
@@ -143,18 +149,6 @@ std::size_t FindText(std::string_view text, std::string_view wanted, std::size_t
     for (std::size_t at = FindByte(starts, wanted[0], from); at != kNotFound;
          at = FindByte(starts, wanted[0], at + 1)) {
         if (std::memcmp(text.data() + at, wanted.data(), wanted.size()) == 0) return at;
-    }
-    return kNotFound;
-}
-
-std::size_t FindMarkupOrUnprintable(std::string_view text, std::size_t from) {
-    std::size_t at = from;
-    for (; at < text.size() && text.size() - at >= kLane; at += kLane) {
-        const unsigned mask = MarkupOrUnprintableMask(LoadLane(text.data() + at));
-        if (mask != 0) return at + FirstBit(mask);
-    }
-    for (; at < text.size(); ++at) {
-        if (IsMarkupOrUnprintable(text[at])) return at;
     }
     return kNotFound;
 }

@@ -7,7 +7,7 @@
 namespace tarnwick {
 namespace {
 
-constexpr std::size_t kLeastSlots = 64;
+constexpr std::size_t kLeastSlots = 256;
 constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15;
 
 std::uint64_t Mix(std::uint64_t state, std::uint64_t word) {

@@ -2,8 +2,6 @@
 
 #include <map>
 
-#include "common/Scan.h"
-#include "Library/LIBStoreIndexSerialisation/IndexEscape.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 
 namespace tarnwick {
@@ -17,7 +15,7 @@ void IndexEntryDraft::Begin(const PropertyNameList* expected) {
     expected_ = expected;
     if (names_.Count() != 0) names_.Clear();
     ascending_ = true;
-    values_.clear();
+    values_.Clear();
     ends_.clear();
 }
 
@@ -27,14 +25,12 @@ std::size_t IndexEntryDraft::StartTagLength() const {
 
 void IndexEntryDraft::SetProperty(std::string_view name, std::string_view value) {
     BeginValue(name);
-    values_ += value;
-    EndValue();
+    SetExpected(value);
 }
 
 void IndexEntryDraft::SetEscapedProperty(std::string_view name, std::string_view escaped) {
     BeginValue(name);
-    AppendUnescapedValue(escaped);
-    EndValue();
+    SetEscapedExpected(escaped);
 }
 
 void IndexEntryDraft::BeginValue(std::string_view name) {
@@ -48,31 +44,22 @@ void IndexEntryDraft::BeginValue(std::string_view name) {
     names_.Append(name);
 }
 
-void IndexEntryDraft::AppendUnescapedValue(std::string_view escaped) {
-    if (FindByte(escaped, '&') == kNotFound) {
-        values_ += escaped;
-    } else {
-        AppendUnescaped(values_, escaped);
-    }
-}
-
 std::string_view IndexEntryDraft::Value(std::size_t index) const {
     const std::size_t start = index == 0 ? 0 : ends_[index - 1];
-    return std::string_view(values_).substr(start, ends_[index] - start);
+    return values_.View().substr(start, ends_[index] - start);
 }
 
 void IndexEntryDraft::SortNames() {
     std::map<std::string, std::string> sorted;
     for (std::size_t at = 0; at < names_.Count(); ++at) {
-        sorted.insert_or_assign(std::string(names_.Name(at)), Value(at));
+        sorted.insert_or_assign(std::string(names_.Name(at)), std::string(Value(at)));
     }
     names_.Clear();
-    values_.clear();
+    values_.Clear();
     ends_.clear();
     for (const auto& [name, value] : sorted) {
         names_.Append(name);
-        values_ += value;
-        EndValue();
+        SetExpected(value);
     }
     ascending_ = true;
 }

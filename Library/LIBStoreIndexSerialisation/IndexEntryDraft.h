@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Library/LIBStoreIndexSerialisation/ByteBuffer.h"
+#include "Library/LIBStoreIndexSerialisation/IndexEscape.h"
 #include "Library/LIBStoreIndexSerialisation/PropertyNameList.h"
 
 namespace tarnwick {
@@ -32,9 +34,13 @@ class IndexEntryDraft {
     // The list to expect next and its index, or null when the names so far are others.
     const PropertyNameList* Expected() const { return expected_; }
     std::size_t ExpectedIndex() const { return ends_.size(); }
-    // Takes the value of the expected property as it stands in the file.
-    void SetExpected(std::string_view escaped) {
-        AppendUnescapedValue(escaped);
+    // Takes the value of the expected property; the second as it stands in the file.
+    void SetExpected(std::string_view value) {
+        values_.Append(value);
+        EndValue();
+    }
+    void SetEscapedExpected(std::string_view escaped) {
+        AppendUnescaped(values_, escaped);
         EndValue();
     }
 
@@ -45,12 +51,11 @@ class IndexEntryDraft {
     friend class StoreIndex;
 
     void BeginValue(std::string_view name);
-    void AppendUnescapedValue(std::string_view escaped);
-    void EndValue() { ends_.push_back(static_cast<std::uint32_t>(values_.size())); }
+    void EndValue() { ends_.push_back(static_cast<std::uint32_t>(values_.Size())); }
     std::string_view Value(std::size_t index) const;
     // What the values take in an entry's block, with the ID and an end each.
     std::size_t BlockSize() const {
-        return ends_.size() * sizeof(std::uint32_t) + id_.size() + values_.size();
+        return ends_.size() * sizeof(std::uint32_t) + id_.size() + values_.Size();
     }
     void SortNames();
     // The kept list of names; the values are then in its order.
@@ -64,7 +69,7 @@ class IndexEntryDraft {
     const PropertyNameList* expected_ = nullptr;
     PropertyNameList names_;  // in order of arrival, once they are not the expected ones
     bool ascending_ = true;
-    std::string values_;
+    ByteBuffer values_;
     std::vector<std::uint32_t> ends_;
 };
 

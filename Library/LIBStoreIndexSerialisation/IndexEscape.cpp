@@ -16,13 +16,13 @@ bool IsValidCharacter(char byte) {
     return value >= 0x20 || value == '\t' || value == '\n' || value == '\r';
 }
 
-void AppendReference(std::string& output, char byte) {
-    constexpr const char* kDigits = "0123456789abcdef";
+void AppendReference(ByteBuffer& output, char byte) {
+    constexpr std::string_view kDigits = "0123456789abcdef";
     const auto value = static_cast<unsigned char>(byte);
-    output += "&#x";
-    if (value >= 0x10) output += kDigits[value >> 4];
-    output += kDigits[value & 0xF];
-    output += kReferenceEnd;
+    output.Append("&#x");
+    if (value >= 0x10) output.Append(kDigits[value >> 4]);
+    output.Append(kDigits[value & 0xF]);
+    output.Append(kReferenceEnd);
 }
 
 std::string_view EntityOf(char byte, bool forAttributeUse) {
@@ -34,21 +34,16 @@ std::string_view EntityOf(char byte, bool forAttributeUse) {
     return {};
 }
 
-void AppendEscapedByte(std::string& output, char byte, bool forAttributeUse) {
+void AppendEscapedByte(ByteBuffer& output, char byte, bool forAttributeUse) {
     const std::string_view entity = EntityOf(byte, forAttributeUse);
     if (!entity.empty()) {
-        output += entity;
+        output.Append(entity);
     } else if (IsValidCharacter(byte)) {
-        output += byte;
+        output.Append(byte);
     } else {
         AppendReference(output, byte);
     }
 }
-
-struct Digits {
-    unsigned base;
-    std::string_view text;
-};
 
 std::optional<unsigned> DigitValue(char character, unsigned base) {
     unsigned value = base;
@@ -73,7 +68,7 @@ char ReferencedByte(std::string_view reference) {
     return static_cast<char>(value);
 }
 
-// Where the next reference begins in `output` (from `start`) followed by `rest`: in the rest, or on
+// Where the next reference begins in `output` followed by `rest`: in the rest, or on
 // the seam, where a byte that a reference has just left may stand for its "&" or its "#".
 struct ReferenceStart {
     bool found;
@@ -81,10 +76,9 @@ struct ReferenceStart {
     std::size_t restSkipped;   // what of the rest belongs to it or stands before it
 };
 
-ReferenceStart FindReference(const std::string& output, std::size_t start, std::string_view rest) {
-    const std::string_view done = std::string_view(output).substr(start);
-    if (done.ends_with(kReferenceStart)) return {true, output.size() - 2, 0};
-    if (done.ends_with('&') && rest.starts_with('#')) return {true, output.size() - 1, 1};
+ReferenceStart FindReference(const std::string& output, std::string_view rest) {
+    if (output.ends_with(kReferenceStart)) return {true, output.size() - 2, 0};
+    if (output.ends_with('&') && rest.starts_with('#')) return {true, output.size() - 1, 1};
     const std::size_t at = FindText(rest, kReferenceStart);
     if (at == kNotFound) return {false, 0, 0};
     return {true, output.size() + at, at + kReferenceStart.size()};
@@ -94,9 +88,8 @@ ReferenceStart FindReference(const std::string& output, std::size_t start, std::
 // output, which holds no "&#" itself but across the seam: what a search from the start of the text
 // after each replacement finds, without searching anything twice.
 void AppendWithoutReferences(std::string& output, std::string_view rest) {
-    const std::size_t start = output.size();
     for (;;) {
-        const ReferenceStart reference = FindReference(output, start, rest);
+        const ReferenceStart reference = FindReference(output, rest);
         if (!reference.found) break;
         const std::size_t end = FindByte(rest, kReferenceEnd, reference.restSkipped);
         if (end == kNotFound) break;
@@ -116,15 +109,17 @@ struct Entity {
     bool inAttributesAlone;
 };
 
-// The entity that `text` begins with.
+// The entity that `text`, an ampersand and what follows it, begins with.
 const Entity* EntityAt(std::string_view text, bool forAttributeUse) {
     static constexpr Entity kEntities[] = {{"&lt;", '<', false},
                                            {"&gt;", '>', false},
+                                           {"&amp;", '&', false},
                                            {"&quot;", '"', true},
-                                           {"&apos;", '\'', true},
-                                           {"&amp;", '&', false}};
+                                           {"&apos;", '\'', true}};
     for (const Entity& entity : kEntities) {
-        if ((forAttributeUse || !entity.inAttributesAlone) && text.starts_with(entity.text)) {
+        // The second character tells most of them apart.
+        if (text.size() < 2 || text[1] != entity.text[1]) continue;
+        if ((forAttributeUse || !entity.inAttributesAlone) && BeginsWith(text, entity.text)) {
             return &entity;
         }
     }
@@ -132,53 +127,63 @@ const Entity* EntityAt(std::string_view text, bool forAttributeUse) {
 }
 
 // No entity's replacement is part of another entity but the ampersand, which comes last and is not
-// looked at again; so one pass does what one a kind would.
-void ReplaceEntities(std::string& text, std::size_t from, bool forAttributeUse) {
-    std::size_t to = FindByte(text, '&', from);
-    if (to == kNotFound) return;
-    for (std::size_t at = to; at < text.size();) {
-        const Entity* entity = nullptr;
-        if (text[at] == '&') {
-            entity = EntityAt(std::string_view(text).substr(at), forAttributeUse);
-        }
-        text[to++] = entity == nullptr ? text[at] : entity->byte;
-        at += entity == nullptr ? 1 : entity->text.size();
+// looked at again; so one pass does what one a kind would. Stops at a reference if asked to; false
+// then.
+enum class AtReference { Stop, GoOn };
+
+bool AppendWithoutEntities(ByteBuffer& output, std::string_view text, bool forAttributeUse,
+                           AtReference atReference) {
+    for (;;) {
+        const std::size_t at = FindByte(text, '&');
+        if (at == kNotFound) break;
+        const std::string_view rest = text.substr(at);
+        if (atReference == AtReference::Stop && rest.starts_with(kReferenceStart)) return false;
+        const Entity* const entity = EntityAt(rest, forAttributeUse);
+        output.Append(text.substr(0, at));
+        output.Append(entity == nullptr ? '&' : entity->byte);
+        text = rest.substr(entity == nullptr ? 1 : entity->text.size());
     }
-    text.resize(to);
+    output.Append(text);
+    return true;
+}
+
+void AppendUnescaped(ByteBuffer& output, std::string_view text, bool forAttributeUse) {
+    const std::size_t start = output.Size();
+    if (AppendWithoutEntities(output, text, forAttributeUse, AtReference::Stop)) return;
+    output.Shorten(start);
+    std::string plain;
+    plain.reserve(text.size());
+    AppendWithoutReferences(plain, text);
+    AppendWithoutEntities(output, plain, forAttributeUse, AtReference::GoOn);
 }
 
 }  // namespace
 
 void EscapeXmlText(std::string& text, bool forAttributeUse) {
-    std::string escaped;
-    escaped.reserve(text.size());
+    ByteBuffer escaped;
     for (const char byte : text) AppendEscapedByte(escaped, byte, forAttributeUse);
-    text.swap(escaped);
+    text = escaped.View();
 }
 
 void UnescapeXmlText(std::string& text, bool forAttributeUse) {
-    std::string plain;
-    plain.reserve(text.size());
-    AppendWithoutReferences(plain, text);
-    ReplaceEntities(plain, 0, forAttributeUse);
-    text.swap(plain);
+    ByteBuffer plain;
+    AppendUnescaped(plain, text, forAttributeUse);
+    text = plain.View();
 }
 
-void AppendEscaped(std::string& output, std::string_view text) {
+void AppendEscaped(ByteBuffer& output, std::string_view text) {
     for (;;) {
         const std::size_t plain = FindMarkupOrUnprintable(text);
         if (plain == kNotFound) break;
-        output.append(text, 0, plain);
+        output.Append(text.substr(0, plain));
         AppendEscapedByte(output, text[plain], false);
         text.remove_prefix(plain + 1);
     }
-    output += text;
+    output.Append(text);
 }
 
-void AppendUnescaped(std::string& output, std::string_view text) {
-    const std::size_t start = output.size();
-    AppendWithoutReferences(output, text);
-    ReplaceEntities(output, start, false);
+void AppendUnescaped(ByteBuffer& output, std::string_view text) {
+    AppendUnescaped(output, text, false);
 }
 
 }  // namespace tarnwick

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "Library/LIBStoreIndexSerialisation/ByteBuffer.h"
+
 namespace tarnwick {
 
 // Escapes `text` in place: first the ampersand, then both angle brackets (for attribute use also
@@ -18,7 +20,7 @@ void EscapeXmlText(std::string& text, bool forAttributeUse);
 void UnescapeXmlText(std::string& text, bool forAttributeUse);
 
 // The same for element text, appended to `output`.
-void AppendEscaped(std::string& output, std::string_view text);
-void AppendUnescaped(std::string& output, std::string_view text);
+void AppendEscaped(ByteBuffer& output, std::string_view text);
+void AppendUnescaped(ByteBuffer& output, std::string_view text);
 
 }  // namespace tarnwick

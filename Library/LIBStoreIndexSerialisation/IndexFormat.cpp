@@ -5,7 +5,6 @@
 #include <limits>
 
 #include "common/Scan.h"
-#include "common/Text.h"
 #include "Library/LIBStoreIndexSerialisation/IndexEscape.h"
 
 namespace tarnwick {
@@ -81,23 +80,26 @@ std::string BlankedStart(const IndexItemPropertyContainer& entry) {
 }
 
 bool IsBlanked(std::string_view value) {
-    return !value.empty() && value.find_first_not_of('-') == std::string_view::npos;
+    return value.starts_with('-') && value.find_first_not_of('-') == std::string_view::npos;
 }
 
-void AppendIndexElement(std::string& output, const IndexItemPropertyContainer& entry) {
-    output.append("<ELEMENT ID=\"").append(entry.Id());
+void AppendIndexElement(ByteBuffer& output, const IndexItemPropertyContainer& entry) {
+    output.Append("<ELEMENT ID=\"");
+    output.Append(entry.Id());
     if (entry.HasUid()) {
-        output.append("\" UID=\"");
-        AppendDecimal(output, entry.Uid());
+        char digits[10];
+        const auto result = std::to_chars(digits, digits + sizeof digits, entry.Uid());
+        output.Append("\" UID=\"");
+        output.Append({digits, static_cast<std::size_t>(result.ptr - digits)});
     }
-    output.append("\">");
+    output.Append("\">");
     const PropertyNameList& names = entry.Names();
     for (std::size_t at = 0; at < names.Count(); ++at) {
-        output += names.StartTag(at);
+        output.Append(names.StartTag(at));
         AppendEscaped(output, entry.Value(at));
-        output += names.EndTag(at);
+        output.Append(names.EndTag(at));
     }
-    output += kEntryEnd;
+    output.Append(kEntryEnd);
 }
 
 bool IsStorableId(std::string_view id) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "Library/LIBStoreIndexSerialisation/ByteBuffer.h"
 #include "Library/LIBStoreIndexSerialisation/IndexItemPropertyContainer.h"
 
 namespace tarnwick {
@@ -45,7 +46,7 @@ std::string BlankedStart(const IndexItemPropertyContainer& entry);
 bool IsBlanked(std::string_view value);
 
 // Appends the entry as the file holds it.
-void AppendIndexElement(std::string& output, const IndexItemPropertyContainer& entry);
+void AppendIndexElement(ByteBuffer& output, const IndexItemPropertyContainer& entry);
 
 // What the format can hold: an ID that stands in quotes as it is, a name that is read back as a
 // property.

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string_view>
 
@@ -37,7 +38,9 @@ class IndexItemPropertyContainer {
     // Properties in ascending order of their names.
     std::size_t PropertyCount() const { return names_->Count(); }
     const PropertyNameList& Names() const { return *names_; }
-    std::string_view Value(std::size_t index) const;
+    std::string_view Value(std::size_t index) const {
+        return Text(index == 0 ? idLength_ : End(index - 1), End(index));
+    }
     // The value of the property with this name, if the entry has it.
     std::optional<std::string_view> Property(std::string_view name) const;
 
@@ -45,8 +48,14 @@ class IndexItemPropertyContainer {
     friend class StoreIndex;
 
     // The block holds one 32-bit end a value, then the ID, then the values; ends count from the ID.
-    std::uint32_t End(std::size_t index) const;
-    std::string_view Text(std::size_t start, std::size_t end) const;
+    std::uint32_t End(std::size_t index) const {
+        std::uint32_t end = 0;
+        std::memcpy(&end, block_ + index * sizeof end, sizeof end);
+        return end;
+    }
+    std::string_view Text(std::size_t start, std::size_t end) const {
+        return {block_ + names_->Count() * sizeof(std::uint32_t) + start, end - start};
+    }
 
     const PropertyNameList* names_ = nullptr;
     const char* block_ = nullptr;

@@ -41,13 +41,13 @@ ParseResult IndexParser::Run(const std::string& folder) {
 void IndexParser::TakeTag(std::string_view tag) {
     const bool isEnd = tag.starts_with('/');
     const std::string_view name = tag.substr(isEnd ? 1 : 0);
-    if (name.starts_with(kRootName)) {
+    if (BeginsWith(name, kRootName)) {
         if (isEnd) {
             TakeRootEnd();
         } else {
             TakeRootStart(name);
         }
-    } else if (name.starts_with(kEntryName)) {
+    } else if (BeginsWith(name, kEntryName)) {
         TakeEntryTag(name, isEnd);
     } else {
         TakePropertyTag(name, isEnd);
@@ -162,15 +162,24 @@ void IndexParser::TakeExpectedProperties() {
     for (std::size_t at = draft_.ExpectedIndex(); at < names->Count(); ++at) {
         std::string_view rest = reader_.AtHand();
         const std::string_view start = names->StartTag(at);
-        if (!rest.starts_with(start)) return;
+        if (!BeginsWith(rest, start)) return;
         rest.remove_prefix(start.size());
-        const std::size_t length = FindByte(rest, '<');
+        std::size_t length = FindEither(rest, '<', '&');
+        const bool escaped = length != kNotFound && rest[length] == '&';
+        if (escaped) length = FindByte(rest, '<', length);
         if (length == kNotFound) return;
         const std::string_view end = names->EndTag(at);
-        if (!rest.substr(length).starts_with(end)) return;
-        draft_.SetExpected(rest.substr(0, length));
+        if (!BeginsWith(rest.substr(length), end)) return;
+        if (escaped) {
+            draft_.SetEscapedExpected(rest.substr(0, length));
+        } else {
+            draft_.SetExpected(rest.substr(0, length));
+        }
         reader_.Take(start.size() + length + end.size());
     }
+    if (!BeginsWith(reader_.AtHand(), kEntryEnd)) return;
+    reader_.Take(kEntryEnd.size());
+    TakeEntryEnd();
 }
 
 void IndexParser::DistrustExtents() {

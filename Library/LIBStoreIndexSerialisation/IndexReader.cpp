@@ -28,7 +28,7 @@ void IndexReader::Spill(std::string_view piece) {
     spilled_ = true;
 }
 
-bool IndexReader::TakeText(bool join) {
+bool IndexReader::TakeTextHere(bool join) {
     if (join && !spilled_) Spill(text_);
     if (!join) {
         text_ = {};

@@ -24,7 +24,13 @@ class IndexReader {
 
     // Takes the text up to the next "<", and the "<"; false when the data end before one. With
     // `join` the text is put behind the one before.
-    bool TakeText(bool join);
+    bool TakeText(bool join) {
+        if (join || spilled_ || at_ == end_ || *at_ != '<') return TakeTextHere(join);
+        text_ = {};
+        tagOffset_ = Offset();
+        Take(1);
+        return true;
+    }
     // What TakeText took, until the next call of it. A text beyond kTextLimit is cut there.
     std::string_view Text() const { return spilled_ ? std::string_view(spill_) : text_; }
     bool TextTooLong() const { return textTooLong_; }
@@ -47,6 +53,7 @@ class IndexReader {
 
   private:
     bool Refill();
+    bool TakeTextHere(bool join);
     bool SkipCommentHere();
     void Spill(std::string_view piece);
 

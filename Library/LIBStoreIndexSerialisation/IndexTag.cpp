@@ -23,11 +23,12 @@ std::string_view AttributeText(std::string_view tag) {
 }
 
 std::optional<TagAttribute> TakeTagAttribute(std::string_view& rest) {
-    const std::size_t equals = FindByte(rest, '=');
-    if (equals == kNotFound) return std::nullopt;
-    const std::size_t open = FindByte(rest, '"', equals + 1);
-    if (open == kNotFound) return std::nullopt;
-    if (!TrimBlanks(rest.substr(equals + 1, open - equals - 1)).empty()) return std::nullopt;
+    // Names are too short for a search by lanes.
+    std::size_t equals = 0;
+    while (equals < rest.size() && rest[equals] != '=') ++equals;
+    std::size_t open = equals + 1;
+    while (open < rest.size() && IsBlank(rest[open])) ++open;
+    if (open >= rest.size() || rest[open] != '"') return std::nullopt;
     const std::size_t close = FindByte(rest, '"', open + 1);
     if (close == kNotFound) return std::nullopt;
     const TagAttribute attribute{TrimBlanks(rest.substr(0, equals)),

@@ -26,23 +26,23 @@ bool IndexWriter::SeekTo(std::uint64_t offset) {
 }
 
 void IndexWriter::Write(std::string_view bytes) {
-    held_ += bytes;
+    held_.Append(bytes);
     offset_ += bytes.size();
-    if (held_.size() < kBlock) return;
+    if (held_.Size() < kBlock) return;
     if (trailerToBreak_) BreakTrailer();
     WriteHeld();
 }
 
 void IndexWriter::WriteHeld() {
-    if (held_.empty()) return;
-    Check(stream_.Write(held_), Failure::Bad, {}, __LINE__);
-    held_.clear();
+    if (held_.Size() == 0) return;
+    Check(stream_.Write(held_.View()), Failure::Bad, {}, __LINE__);
+    held_.Clear();
 }
 
 void IndexWriter::BreakTrailer() {
     const std::string blanks(kTrailer.size(), ' ');
     Check(stream_.Seek(*trailerToBreak_) && stream_.Write(blanks), Failure::Bad, {}, __LINE__);
-    Check(stream_.Seek(offset_ - held_.size()), Failure::Fail, {}, __LINE__);
+    Check(stream_.Seek(offset_ - held_.Size()), Failure::Fail, {}, __LINE__);
     trailerToBreak_.reset();
 }
 
@@ -72,9 +72,9 @@ std::uint64_t IndexWriter::Size() {
 }
 
 std::uint32_t WriteIndexElement(IndexWriter& writer, const IndexItemPropertyContainer& entry) {
-    const std::size_t before = writer.held_.size();
+    const std::size_t before = writer.held_.Size();
     AppendIndexElement(writer.held_, entry);
-    const std::size_t length = writer.held_.size() - before;
+    const std::size_t length = writer.held_.Size() - before;
     writer.offset_ += length;
     writer.Write({});
     return static_cast<std::uint32_t>(length);

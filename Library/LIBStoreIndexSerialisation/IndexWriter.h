@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "Library/LIBStoreIndexSerialisation/ByteBuffer.h"
 #include "Library/LIBStoreIndexSerialisation/IndexItemPropertyContainer.h"
 #include "Library/LIBStoreIndexSerialisation/IndexStream.h"
 
@@ -50,7 +51,7 @@ class IndexWriter {
     void Check(bool succeeded, Failure failure, std::string_view context, int line);
 
     IndexStream& stream_;
-    std::string held_;
+    ByteBuffer held_;
     std::uint64_t offset_ = 0;
     std::optional<std::uint64_t> trailerToBreak_;
     bool sound_ = true;

@@ -2,19 +2,6 @@
 
 namespace tarnwick {
 
-std::string_view PropertyNameList::Name(std::size_t index) const {
-    return std::string_view(text_).substr(places_[index].start + 1, places_[index].nameLength);
-}
-
-std::string_view PropertyNameList::StartTag(std::size_t index) const {
-    return std::string_view(text_).substr(places_[index].start, places_[index].nameLength + 2);
-}
-
-std::string_view PropertyNameList::EndTag(std::size_t index) const {
-    const Place& place = places_[index];
-    return std::string_view(text_).substr(place.start + place.nameLength + 2, place.nameLength + 3);
-}
-
 void PropertyNameList::Append(std::string_view name) {
     places_.push_back(
         {static_cast<std::uint32_t>(text_.size()), static_cast<std::uint32_t>(name.size())});

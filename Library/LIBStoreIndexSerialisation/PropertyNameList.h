@@ -15,9 +15,19 @@ namespace tarnwick {
 class PropertyNameList {
   public:
     std::size_t Count() const { return places_.size(); }
-    std::string_view Name(std::size_t index) const;      // A
-    std::string_view StartTag(std::size_t index) const;  // <A>
-    std::string_view EndTag(std::size_t index) const;    // </A>
+    // A
+    std::string_view Name(std::size_t index) const {
+        return {text_.data() + places_[index].start + 1, places_[index].nameLength};
+    }
+    // <A>
+    std::string_view StartTag(std::size_t index) const {
+        return {text_.data() + places_[index].start, std::size_t{places_[index].nameLength} + 2};
+    }
+    // </A>
+    std::string_view EndTag(std::size_t index) const {
+        const std::string_view start = StartTag(index);
+        return {start.data() + start.size(), start.size() + 1};
+    }
     std::string_view Text() const { return text_; }
 
     // Puts a name behind those that are there; the caller keeps the order.

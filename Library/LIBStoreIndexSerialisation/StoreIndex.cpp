@@ -89,8 +89,9 @@ void StoreIndex::StoreDraft(const IndexEntryDraft& draft, Entry& entry, char* bl
         std::memcpy(at, &shifted, sizeof shifted);
         at += sizeof shifted;
     }
-    std::memcpy(at, draft.id_.data(), idLength);
-    std::memcpy(at + idLength, draft.values_.data(), draft.values_.size());
+    const std::string_view values = draft.values_.View();
+    draft.id_.copy(at, idLength);
+    values.copy(at + idLength, values.size());
     entry.block_ = block;
     entry.idLength_ = idLength;
 }

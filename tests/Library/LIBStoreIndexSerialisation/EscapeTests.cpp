@@ -65,9 +65,10 @@ TEST(EscapeXmlText, WritesWhatTheFileHolds) {
     };
     for (const Row& row : rows) {
         EXPECT_EQ(Escaped(row.plain), row.escaped) << row.escaped;
-        std::string appended = "before";
+        ByteBuffer appended;
+        appended.Append("before");
         AppendEscaped(appended, row.plain);
-        EXPECT_EQ(appended, "before" + row.escaped);
+        EXPECT_EQ(appended.View(), "before" + row.escaped);
     }
     EXPECT_EQ(Escaped("\"it's\"&", true), "&quot;it&apos;s&quot;&amp;");
 }
