@@ -87,7 +87,7 @@ void AppendIndexElement(ByteBuffer& output, const IndexItemPropertyContainer& en
     output.Append("<ELEMENT ID=\"");
     output.Append(entry.Id());
     if (entry.HasUid()) {
-        char digits[10];
+        char digits[16];
         const auto result = std::to_chars(digits, digits + sizeof digits, entry.Uid());
         output.Append("\" UID=\"");
         output.Append({digits, static_cast<std::size_t>(result.ptr - digits)});

@@ -43,7 +43,7 @@ void IndexParser::TakeTag(std::string_view tag) {
     const std::string_view name = tag.substr(isEnd ? 1 : 0);
     if (BeginsWith(name, kRootName)) {
         if (isEnd) {
-            TakeRootEnd();
+            TakeRootEnd(name);
         } else {
             TakeRootStart(name);
         }
@@ -66,10 +66,17 @@ void IndexParser::TakeRootStart(std::string_view tag) {
     if (tag.find('/') != std::string_view::npos) rootEnded_ = true;
 }
 
-void IndexParser::TakeRootEnd() {
+void IndexParser::TakeRootEnd(std::string_view tag) {
     if (!rootStarted_) Malformed({malformation::kRootEndBeforeStart});
     if (rootEnded_) Malformed({malformation::kSecondRootEnd});
     rootEnded_ = true;
+    rootEndAsWritten_ = tag == kRootName;
+    rootEndOffset_ = reader_.TagOffset();
+}
+
+// Whether an in-place save will find where its trailer goes.
+bool IndexParser::CanFindRootEnd() const {
+    return rootEndAsWritten_ && reader_.BytesRead() - rootEndOffset_ <= kRootEndSearch;
 }
 
 void IndexParser::TakeEntryTag(std::string_view name, bool isEnd) {
@@ -191,6 +198,8 @@ void IndexParser::DistrustExtents() {
 ParseResult IndexParser::Finish(const std::string& folder) {
     index_.FinishLoad();
     if (!currentFormat_) index_.NumberSequence();
+    // An entry that was left open must not survive in a gap.
+    if (rootEnded_ && (insideEntry_ || openProperty_ || !CanFindRootEnd())) foreignLayout_ = true;
     if (MustRewrite()) {
         index_.InvalidateExtents();
         if (!ReadsWhole()) {

@@ -31,7 +31,7 @@ class IndexParser {
 
     void TakeTag(std::string_view tag);
     void TakeRootStart(std::string_view tag);
-    void TakeRootEnd();
+    void TakeRootEnd(std::string_view tag);
     void TakeEntryTag(std::string_view name, bool isEnd);
     void TakeEntryStart(std::string_view tag, bool closesItself);
     void TakeEntryEnd();
@@ -48,6 +48,7 @@ class IndexParser {
     void DistrustExtents();
     bool ReadsWhole() const { return load_.mode == kLoadFull && knownIds_ == nullptr; }
     bool MustRewrite() const { return foreignLayout_ || blanked_ >= load_.garbageThreshold; }
+    bool CanFindRootEnd() const;
     ParseResult Finish(const std::string& folder);
     ParseResult ReportMalformation(const std::string& folder) const;
     void Malformed(Texts texts);
@@ -59,6 +60,8 @@ class IndexParser {
 
     bool rootStarted_ = false;
     bool rootEnded_ = false;
+    bool rootEndAsWritten_ = false;
+    std::uint64_t rootEndOffset_ = 0;
     bool currentFormat_ = false;
     bool insideEntry_ = false;
     bool entryLive_ = false;  // the draft holds what is to become an entry

@@ -51,6 +51,9 @@ class IndexReader {
     // Bytes taken so far.
     std::uint64_t Offset() const { return read_ - static_cast<std::uint64_t>(end_ - at_); }
 
+    // Bytes read so far, taken or not: at the end of the data, their length.
+    std::uint64_t BytesRead() const { return read_; }
+
   private:
     bool Refill();
     bool TakeTextHere(bool join);

@@ -14,8 +14,6 @@ namespace {
 
 using Entry = IndexItemPropertyContainer;
 
-// How far before the end of a file its root's end tag may begin and still be found.
-constexpr std::uint64_t kRootEndSearch = 31;
 // A shorter gap cannot hold an entry.
 constexpr std::size_t kLeastCheckedGap = 11;
 

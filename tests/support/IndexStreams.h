@@ -56,8 +56,10 @@ class MemoryStream : public IndexStream {
     bool Write(std::string_view bytes) override {
         if (writesFail_) return false;
         if (writes_++ >= deadAt_) return true;
-        if (at_ + bytes.size() > bytes_.size()) bytes_.resize(at_ + bytes.size());
-        bytes.copy(bytes_.data() + at_, bytes.size());
+        if (at_ > bytes_.size()) bytes_.resize(at_);
+        const std::size_t over = std::min(bytes.size(), bytes_.size() - at_);
+        bytes.copy(bytes_.data() + at_, over);
+        bytes_.append(bytes.substr(over));
         at_ += bytes.size();
         return true;
     }

@@ -1,0 +1,143 @@
+// Files that end anywhere, and texts, tags and attributes around the sizes of every buffer.
+#include <gtest/gtest.h>
+
+#include "Library/LIBStoreIndexSerialisation/IndexReader.h"
+#include "tests/Library/LIBStoreIndexSerialisation/IndexTexts.h"
+#include "tests/support/IndexStreams.h"
+#include "tests/support/ReportRecorder.h"
+
+namespace tarnwick {
+namespace {
+
+using testing::Describe;
+using testing::Element;
+using testing::Index;
+using testing::MemoryIndexFile;
+using testing::ReportRecorder;
+
+constexpr std::size_t kSizes[] = {0,    1,    15,    16,    17,    1022,  1023,
+                                  1024, 1025, 2047,  2048,  2049,  8190,  8191,
+                                  8192, 8193, 10239, 10240, 10241, 16384, 100'000};
+
+TEST(Boundaries, AFileCutAnywhereIsDamagedOrWhole) {
+    const std::string bytes =
+        Index(9, Element("A", "1") + Element("---", "-") + Element("B", "2", "<X>&amp;</X><CC/>"));
+    StoreIndex whole;
+    MemoryIndexFile(bytes).Load(whole);
+    for (std::size_t size = 0; size < bytes.size(); ++size) {
+        const ReportRecorder reports;
+        StoreIndex index;
+        const std::uint32_t status = MemoryIndexFile(bytes.substr(0, size)).Load(index);
+        // Without the line break at its end the file is whole.
+        EXPECT_EQ(status, size < bytes.size() - 2 ? kLoadFailed : kLoadFull) << size;
+        EXPECT_EQ(reports.Joined(ReportChannel::Trace).empty(), status == kLoadFull) << size;
+        if (status == kLoadFull) {
+            EXPECT_EQ(Describe(index), Describe(whole));
+        }
+    }
+}
+
+TEST(Boundaries, TextsOfAnySizeAreJoined) {
+    for (const std::size_t size : kSizes) {
+        for (const std::size_t before : {0U, 1U, 700U}) {
+            const std::string value = std::string(size, 'v') + "&lt;";
+            const std::string bytes =
+                Index(9, Element("P", "1", "<P>" + std::string(before, 'p') + "</P>") +
+                             Element("A", "2", "<X>" + value + "</X><Y>1</Y>"));
+            for (const std::size_t step : {1U, 1000U, 8192U}) {
+                StoreIndex index;
+                MemoryIndexFile file(bytes);
+                file.step = step;
+                ASSERT_EQ(file.Load(index), kLoadFull) << size;
+                EXPECT_EQ(index.FindById("A")->Property("X"), std::string(size, 'v') + "<") << size;
+                EXPECT_EQ(index.FindById("A")->Property("Y"), "1") << size;
+            }
+        }
+    }
+}
+
+TEST(Boundaries, ATagIsTakenUpToItsLimitAndTheRestIsText) {
+    for (const std::size_t size : kSizes) {
+        if (size == 0) continue;
+        const ReportRecorder reports;
+        const std::string name(size, 'N');
+        StoreIndex index;
+        const std::uint32_t status =
+            MemoryIndexFile(Index(9, Element("A", "1", "<" + name + ">v</" + name + ">")))
+                .Load(index);
+        // The end tag is a byte longer for its slash.
+        const bool fits = size + 1 <= kTagLimit;
+        EXPECT_EQ(status, fits ? kLoadFull : kLoadFailed) << size;
+        if (fits) {
+            EXPECT_EQ(index.FindById("A")->Property(name), "v") << size;
+        }
+        const std::string first(std::min(size, kTagLimit), 'N');
+        const std::string cut(std::min(size, kTagLimit - 1), 'N');
+        if (!fits) {
+            EXPECT_EQ(reports.Joined(ReportChannel::Trace),
+                      "Malformed index detected: Encountered property end tag (" + cut +
+                          ") that does not match previous property start tag (" + first +
+                          ") (F)\n");
+        }
+    }
+}
+
+TEST(Boundaries, AnAttributeThatItsTagDoesNotHoldIsNone) {
+    for (const std::size_t size : kSizes) {
+        if (size == 0) continue;
+        const ReportRecorder reports;
+        const std::string id(size, 'I');
+        StoreIndex index;
+        const std::uint32_t status = MemoryIndexFile(Index(9, Element(id, "1", ""))).Load(index);
+        const std::string tag = "ELEMENT ID=\"" + id + "\" UID=\"1\"";
+        EXPECT_EQ(status, tag.size() <= kTagLimit ? kLoadFull : kLoadFailed) << size;
+        EXPECT_EQ(index.FindById(id) != nullptr, size + 13 <= kTagLimit) << size;
+    }
+}
+
+TEST(Boundaries, CommentsOfAnySizeArePassedOver) {
+    for (const std::size_t size : kSizes) {
+        for (const std::size_t step : {1U, 2U, 8192U}) {
+            const ReportRecorder reports;
+            StoreIndex index;
+            MemoryIndexFile file(
+                Index(9, "<!--" + std::string(size, '-') + "<>-->" +
+                             Element("A", "1", "<X>1<!--" + std::string(size, '<') + "-->2</X>")));
+            file.step = step;
+            EXPECT_EQ(file.Load(index), kLoadFull) << size;
+            ASSERT_NE(index.FindById("A"), nullptr) << size;
+            EXPECT_EQ(index.FindById("A")->Property("X"), "12") << size;
+        }
+    }
+}
+
+TEST(Boundaries, TextBeyondTheLimitIsAMalformation) {
+    for (const std::size_t size : {kTextLimit, kTextLimit + 1}) {
+        const ReportRecorder reports;
+        StoreIndex index;
+        const std::uint32_t status =
+            MemoryIndexFile(Index(9, Element("A", "1", "<X>" + std::string(size, 'v') + "</X>")))
+                .Load(index);
+        EXPECT_EQ(status, size <= kTextLimit ? kLoadFull : kLoadFailed);
+        EXPECT_EQ(reports.Joined(ReportChannel::EventLogError),
+                  size <= kTextLimit ? ""
+                                     : "Malformed index detected: Encountered property text longer "
+                                       "than 16777216 bytes (X) (F)\n");
+    }
+}
+
+TEST(Boundaries, MillionsOfUnclosedTagsEnd) {
+    for (const std::string_view bytes :
+         {"<A>", "<ELEMENT ID=\"A\">", "<BASEELEMENT>", "</X>", "<", ">", "<!--", "&#38;", "x"}) {
+        ReportRecorder reports;
+        StoreIndex index;
+        std::string file;
+        for (int count = 0; count < 1'000'000 / (bytes.size() > 9 ? 3 : 1); ++count) file += bytes;
+        EXPECT_EQ(MemoryIndexFile(file).Load(index), kLoadFailed) << bytes;
+        EXPECT_EQ(reports.Take().size(), 2U) << bytes;
+        EXPECT_LE(index.Count(), 1U);
+    }
+}
+
+}  // namespace
+}  // namespace tarnwick
