@@ -94,10 +94,10 @@ void AppendIndexElement(ByteBuffer& output, const IndexItemPropertyContainer& en
     }
     output.Append("\">");
     const PropertyNameList& names = entry.Names();
+    if (names.Count() != 0) output.Append(names.StartTag(0));
     for (std::size_t at = 0; at < names.Count(); ++at) {
-        output.Append(names.StartTag(at));
         AppendEscaped(output, entry.Value(at));
-        output.Append(names.EndTag(at));
+        output.Append(names.EndTagAndNext(at));
     }
     output.Append(kEntryEnd);
 }

@@ -28,6 +28,12 @@ class PropertyNameList {
         const std::string_view start = StartTag(index);
         return {start.data() + start.size(), start.size() + 1};
     }
+    // </A>, and the start tag that follows it, if one does.
+    std::string_view EndTagAndNext(std::size_t index) const {
+        const std::string_view end = EndTag(index);
+        const bool isLast = index + 1 == places_.size();
+        return {end.data(), end.size() + (isLast ? 0 : StartTag(index + 1).size())};
+    }
     std::string_view Text() const { return text_; }
 
     // Puts a name behind those that are there; the caller keeps the order.
