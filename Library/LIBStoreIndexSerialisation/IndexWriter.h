@@ -17,7 +17,7 @@ namespace tarnwick {
 class IndexWriter {
   public:
     // Holds back this much before it writes.
-    static constexpr std::size_t kBlock = std::size_t{1} << 16;
+    static constexpr std::size_t kBlock = std::size_t{1} << 15;
 
     explicit IndexWriter(IndexStream& stream) : stream_(stream) {}
 
