@@ -6,7 +6,7 @@ project=$1
 build=$2
 scratch="$build/consumer"
 rm -rf "$scratch"
-mkdir -p "$scratch/root/PO/MAILROOT/box"
+mkdir -p "$scratch/store/PO/MAILROOT/box"
 export TARNWICK_PREFIX="$project/build/wine-consumer"
 wine() { bash "$project/script/wine" "$@" </dev/null; }
 
@@ -16,7 +16,7 @@ cmake -G Ninja -S "$project/examples/c" -B "$scratch/example" \
     >"$scratch/configure.log"
 cmake --build "$scratch/example" >"$scratch/build.log"
 
-root="Z:${scratch//\//\\}\\root"
+root="Z:${scratch//\//\\}\\store"
 wine reg add 'HKLM\SOFTWARE\Wow6432Node\Tarnwick\Tarnwick' /v 'Mail Root' /d "$root" /f /reg:64 \
     >/dev/null
 output=$(wine "$scratch/example/calendar.exe" PO box | tr -d '\r')
