@@ -113,8 +113,12 @@ ObjectHandle StartSelf(const std::string& filter, const std::vector<std::string>
     STARTUPINFOA startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION process{};
-    const BOOL started = CreateProcessA(program, command.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                                        nullptr, &startup, &process);
+    // On a machine that is short of breath a start fails now and then; that is not what is tested.
+    BOOL started = FALSE;
+    for (int tries = 0; tries < 3 && started == FALSE; ++tries) {
+        started = CreateProcessA(program, command.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                                 nullptr, &startup, &process);
+    }
     for (const std::string& setting : environment) {
         _putenv((setting.substr(0, setting.find('=')) + "=").c_str());
     }
