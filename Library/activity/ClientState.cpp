@@ -6,6 +6,7 @@
 #include "Library/activity/ActivityReplacement.h"
 #include "Library/activity/ActivityRules.h"
 #include "Library/activity/ActivityStore.h"
+#include "Library/activity/ModuleLog.h"
 #include "Library/activity/OperationEdge.h"
 
 namespace tarnwick {

@@ -1,27 +1,26 @@
 // The outer edge of the store's client operations, which raise nothing to their callers.
 #pragma once
 
-#include <exception>
+#include <string>
 #include <string_view>
 
 #include "common/Reports.h"
-#include "Library/activity/ModuleLog.h"
 #include "Library/activity/SessionContext.h"
 
 namespace tarnwick {
+
+// To be called in a catch block: logs what was thrown under the operation's name.
+void LogCaughtException(const char* operation) noexcept;
 
 // Runs `body`; what it throws is logged under the operation's name and gives `failed`.
 template <typename Result, typename Body>
 Result RunOperation(const char* name, Result failed, Body body) noexcept {
     try {
         return body();
-    } catch (const std::exception& exception) {
-        LogMessage("%s handled an exception; session will be dropped.\n", {name});
-        LogMessage("The exception was: %s\n", {exception.what()});
     } catch (...) {
-        LogMessage("%s raised an exception\n", {name});
+        LogCaughtException(name);
+        return failed;
     }
-    return failed;
 }
 
 inline bool HasNoAccount(const SessionContext* session) {

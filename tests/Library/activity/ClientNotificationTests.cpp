@@ -1,3 +1,7 @@
+#include "common/WindowsApi.h"
+
+#include <comdef.h>
+
 #include <gtest/gtest.h>
 
 #include <stdexcept>
@@ -133,9 +137,13 @@ TEST_F(ClientNotification, WithoutAReplacementNobodyIsTold) {
 TEST_F(ClientNotification, ASenderThatThrowsEndsTheWalkAndFreesTheLock) {
     struct Case {
         int (*sender)();
-        const char* log;
+        std::string log;
     };
+    const std::string meaning = _com_error(E_OUTOFMEMORY).ErrorMessage();
     const Case cases[] = {
+        {[]() -> int { throw _com_error(E_OUTOFMEMORY); },
+         "NotifyClients_Ex handled a COM error.\nCode = 0x8007000e\nCode meaning = " + meaning +
+             "\nSource = \nEror Description = \n"},
         {[]() -> int { throw std::runtime_error("no route"); },
          "NotifyClients_Ex handled an exception; session will be dropped.\n"
          "The exception was: no route\n"},
