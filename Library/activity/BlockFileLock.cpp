@@ -124,7 +124,7 @@ BlockFileLock::~BlockFileLock() {
 
 void BlockFileLock::Acquire(const std::string& path, bool keepHandle,
                             std::uint32_t waitBeyondThreshold) {
-    StoreField(path_, path);
+    path_ = UpToNul(path).substr(0, kPathCapacity - 1);
     if (WaitForAccessToFile(path_, &handle_, keepHandle, waitBeyondThreshold)) {
         state_ = LockState::Held;
         return;

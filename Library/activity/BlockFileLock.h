@@ -55,7 +55,8 @@ class BlockFileLock {
   private:
     LockState state_ = LockState::NotHeld;
     File handle_;
-    char path_[1024] = {};
+    // Made before the lock is taken: giving it up must not need memory.
+    std::string path_;
 };
 
 }  // namespace tarnwick
