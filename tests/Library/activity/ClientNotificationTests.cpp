@@ -134,6 +134,13 @@ TEST_F(ClientNotification, WithoutAReplacementNobodyIsTold) {
     EXPECT_EQ(Read(), kNear);
 }
 
+TEST_F(ClientNotification, AFolderInPlaceOfTheFileHoldsNobody) {
+    MakePath(folder_.Path("_activity.tab"));
+    EXPECT_EQ(Notify("hi", "news"), 1);
+    EXPECT_EQ(sent, "");
+    EXPECT_EQ(folder_.Names(), Names{"_activity.tab"});
+}
+
 TEST_F(ClientNotification, ASenderThatThrowsEndsTheWalkAndFreesTheLock) {
     struct Case {
         int (*sender)();

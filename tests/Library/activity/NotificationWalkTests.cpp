@@ -151,5 +151,24 @@ TEST(NotificationRule, DecidesByHostProtocolAndInstance) {
     }
 }
 
+TEST(NotificationRule, DropsAnEarlierRunAndTellsItAboveLevelEightAlone) {
+    const ActivityEntry entry("HOST\timap-3\tA\tI\t143\t5\tF\t7\trun1");
+    NotifyRequest request;
+    request.protocol = "IMAP-2";
+    request.serverSession = "run2";
+    for (const int level : {8, 9}) {
+        DiagnosticLevel() = level;
+        ReportRecorder reports;
+        NotificationRule rule(nullptr, request, "host");
+        EXPECT_EQ(rule.Decide(entry), EntryFate::Drop) << level;
+        EXPECT_TRUE(rule.HasDropped()) << level;
+        EXPECT_EQ(reports.Joined(ReportChannel::Trace),
+                  level == 8 ? ""
+                             : "Warning: Removing expired connection from activity connection "
+                               "file. Server=HOST, Port=143\n");
+    }
+    DiagnosticLevel() = kDefaultDiagnosticLevel;
+}
+
 }  // namespace
 }  // namespace tarnwick
