@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
+#include <future>
 
 #include "remote/AdminProtocol.h"
 #include "remote/Envelope.h"
@@ -151,6 +153,40 @@ TEST(Service, StopEndsOpenConnections) {
     world.Stop();
     EXPECT_EQ(client.Receive(), "(end)");
     EXPECT_EQ(HandClient(world.Port()).Ask(kPingMessage), "(unsent)");
+}
+
+// Does something at the first line and counts the lines.
+class ActingLog : public service::ServiceLog {
+  public:
+    void Write(const std::string& /*line*/) override {
+        if (lines_++ == 0) act();
+    }
+    int Lines() const { return lines_; }
+    std::function<void()> act;
+
+  private:
+    int lines_ = 0;
+};
+
+TEST(Service, StopDoesNotWaitForAClientThatNeverPauses) {
+    ServiceWorld world;
+    ActingLog log;
+    service::ListenerOptions options;
+    options.address.s_addr = htonl(INADDR_LOOPBACK);
+    service::ServiceListener listener(options, world.Library(), log);
+    std::promise<void> sent;
+    log.act = [&] {
+        sent.get_future().wait();
+        listener.Stop();
+    };
+    std::thread serving([&] { listener.Serve(); });
+    HandClient client(listener.Port());
+    std::string requests;
+    for (int count = 0; count < 1000; ++count) requests += kPingMessage;
+    EXPECT_TRUE(client.Send(requests));
+    sent.set_value();
+    serving.join();
+    EXPECT_LT(log.Lines(), 500) << "those that had been read already are answered";
 }
 
 TEST(Service, RunsNothingThatTheRegistryWouldSendOn) {

@@ -32,9 +32,11 @@ class PatientSocket {
     // The time until which receives wait begins anew.
     void RenewPatience() { deadline_ = GetTickCount64() + patience_; }
 
-    // Waits for bytes and appends them.
+    // Waits for bytes and appends them. Nothing is taken any more once the service stops, even
+    // where bytes never have to be waited for.
     Arrival Receive(RequestReader& reader) {
         char block[kReceiveBlock];
+        if (WaitForSingleObject(stop_, 0) == WAIT_OBJECT_0) return Arrival::End;
         for (;;) {
             if (const auto received = ReceiveOnce(socket_, block)) {
                 reader.Append(*received);
