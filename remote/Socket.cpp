@@ -54,6 +54,8 @@ bool SendOnce(SOCKET socket, std::string_view text) {
 std::optional<std::string_view> ReceiveOnce(SOCKET socket, std::span<char> buffer) {
     if (!CallAllowed("recv")) return std::nullopt;
     const int count = recv(socket, buffer.data(), static_cast<int>(buffer.size()), 0);
+    // A closed connection is no failed call, so it would leave the error of an earlier one.
+    if (count == 0) WSASetLastError(0);
     if (count <= 0) return std::nullopt;
     return std::string_view(buffer.data(), static_cast<std::size_t>(count));
 }

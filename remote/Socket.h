@@ -49,7 +49,7 @@ void SetReceiveTimeout(SOCKET socket, std::uint32_t milliseconds);
 bool SendOnce(SOCKET socket, std::string_view text);
 
 // One receive of at most `buffer`'s size. The bytes received; no value when there were none: the
-// connection is closed or broken, or the time-out has passed.
+// connection is closed (the thread's last error is then 0) or broken, or the time-out has passed.
 std::optional<std::string_view> ReceiveOnce(SOCKET socket, std::span<char> buffer);
 
 // Reads and drops the bytes that have already arrived, without waiting for more, and at most about

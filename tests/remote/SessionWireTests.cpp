@@ -184,6 +184,15 @@ TEST(SessionWire, RepliesEndAtTheirFirstNulAndAtTheBuffer) {
     EXPECT_EQ(world.Exchange("E</DATA>"), "(none)") << "closed in place of an answer";
 }
 
+TEST(SessionWire, AReceiveOnAClosedConnectionKeepsNoEarlierError) {
+    World world;
+    ASSERT_EQ(world.Gate("A"), GateResult::Ready);
+    world.a.CloseAll();
+    WSASetLastError(WSAEWOULDBLOCK);
+    EXPECT_EQ(ReceiveOnce(world.session.AdminSocket(), world.buffer), std::nullopt);
+    EXPECT_EQ(WSAGetLastError(), 0);
+}
+
 // Every socket call of two operations fails once; after each the next operation is whole again.
 TEST(SessionWire, AfterAnyFailedCallTheNextOperationWorks) {
     const ReportRecorder unseen;
