@@ -218,12 +218,12 @@ TEST(ServiceSession, RefusesNamesThatLeaveTheirFolder) {
         std::string name;
         bool safe;
     } cases[] = {
-        {"", true},         {"Y11M08", true},   {"a.b c", true},     {"ann@example.org", true},
-        {".", true},        {"CONTACTS", true}, {"COM", true},       {"COM10", true},
-        {"xCON", true},     {"a..b", false},    {"..", false},       {"a\\b", false},
-        {"a/b", false},     {"C:", false},      {"a:stream", false}, {"con", false},
-        {"NUL.txt", false}, {"Com1", false},    {"LPT9.x.y", false}, {"aux  .CAL", false},
-        {"CONIN$", false},
+        {"", true},         {"Y11M08", true},   {"a.b c", true},        {"ann@example.org", true},
+        {".", true},        {"CONTACTS", true}, {"COM", true},          {"COM10", true},
+        {"xCON", true},     {"a..b", false},    {"..", false},          {"a\\b", false},
+        {"a/b", false},     {"C:", false},      {"a:stream", false},    {"con", false},
+        {"NUL.txt", false}, {"Com1", false},    {"LPT9.x.y", false},    {"aux  .CAL", false},
+        {"CONIN$", false},  {"COM\xB9", false}, {"lpt\xB3.txt", false}, {"COM\xB4", true},
     };
     const struct {
         const char* function;

@@ -47,7 +47,9 @@ constexpr std::string_view kDevices[] = {"CON",    "PRN",     "AUX",  "NUL",
 bool IsDevice(std::string_view name) {
     std::string base(name.substr(0, FindByte(name, '.')));
     while (base.ends_with(' ')) base.pop_back();
-    const bool numbered = base.size() == 4 && base[3] >= '0' && base[3] <= '9';
+    // The raised figures 1 to 3 count as well.
+    const bool numbered =
+        base.size() == 4 && FindByte("0123456789\xB9\xB2\xB3", base[3]) != kNotFound;
     if (numbered) base[3] = '0';
     return std::any_of(std::begin(kDevices), std::end(kDevices),
                        [&](std::string_view device) { return EqualsIgnoreCase(base, device); });
