@@ -49,10 +49,18 @@ class NoTraces : public ReportSink {
     void Report(ReportChannel /*channel*/, std::string_view /*text*/) override {}
 };
 
-ServiceListener* runningListener = nullptr;
+// Longer than the system lets a program take that has to close.
+constexpr DWORD kClosingMilliseconds = 60'000;
 
-BOOL WINAPI OnConsoleEvent(DWORD /*event*/) {
+ServiceListener* runningListener = nullptr;
+HANDLE runningEnded = nullptr;
+
+BOOL WINAPI OnConsoleEvent(DWORD event) {
     runningListener->Stop();
+    // Behind any other event the process ends as soon as this returns, whatever is still running.
+    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
+        WaitForSingleObject(runningEnded, kClosingMilliseconds);
+    }
     return TRUE;
 }
 
@@ -61,11 +69,18 @@ class StopOnConsoleEvent {
   public:
     explicit StopOnConsoleEvent(ServiceListener& listener) {
         runningListener = &listener;
+        runningEnded = ended_.Get();
         // A parent may have had Ctrl-C ignored for its children.
         SetConsoleCtrlHandler(nullptr, FALSE);
         SetConsoleCtrlHandler(OnConsoleEvent, TRUE);
     }
-    ~StopOnConsoleEvent() { SetConsoleCtrlHandler(OnConsoleEvent, FALSE); }
+    ~StopOnConsoleEvent() {
+        SetEvent(ended_.Get());
+        SetConsoleCtrlHandler(OnConsoleEvent, FALSE);
+    }
+
+  private:
+    ObjectHandle ended_{CreateEventA(nullptr, TRUE, FALSE, nullptr)};
 };
 
 std::string ReadCredentials(const std::string& file) {
