@@ -1,7 +1,7 @@
 #include "tools/service/ServiceListener.h"
 
+#include <new>
 #include <stdexcept>
-#include <system_error>
 
 #include "tools/service/ServiceConnection.h"
 
@@ -63,7 +63,13 @@ ServiceListener::ServiceListener(ListenerOptions options, FunctionRunner& runner
 
 void ServiceListener::Serve() {
     const HANDLE events[] = {stop_.Get(), arrival_.Get()};
-    while (WaitForMultipleObjects(2, events, FALSE, INFINITE) == WAIT_OBJECT_0 + 1) AcceptOne();
+    while (WaitForMultipleObjects(2, events, FALSE, INFINITE) == WAIT_OBJECT_0 + 1) {
+        try {
+            AcceptOne();
+        } catch (const std::bad_alloc&) {
+            // A connection that there is no memory for is lost; those that are served go on.
+        }
+    }
     listener_.Close();
     JoinAll();
 }
@@ -88,9 +94,10 @@ void ServiceListener::StartConnection(Socket socket, const std::string& peer) {
     connection.peer = peer;
     try {
         connection.thread = std::thread([this, &connection] { ServeConnection(connection); });
-    } catch (const std::system_error&) {
-        Log(peer, "refused: no thread to serve it");
+    } catch (const std::exception&) {
+        // No thread, or no memory for one.
         connections_.pop_back();
+        Log(peer, "refused: no thread to serve it");
     }
 }
 
