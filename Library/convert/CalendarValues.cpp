@@ -104,12 +104,17 @@ std::optional<DurationValue> ParseDuration(std::string_view value) {
     if (!TakeByte(value, 'P') || value.empty()) return std::nullopt;
     DurationValue duration;
     bool inTime = false;
+    // Each unit at most once and in this order, which also bounds the sums.
+    std::string_view units = "WDHMS";
     while (!value.empty()) {
         if (!inTime && TakeByte(value, 'T')) inTime = true;
         const auto number = TakeDigits(value);
         if (!number || value.empty()) return std::nullopt;
         const std::int64_t amount = static_cast<std::int64_t>(sign) * *number;
         const char unit = value.front();
+        const std::size_t place = units.find(unit);
+        if (place == units.npos) return std::nullopt;
+        units.remove_prefix(place + 1);
         value.remove_prefix(1);
         if (!inTime && unit == 'W') {
             duration.days += amount * 7;

@@ -20,6 +20,12 @@ std::string Task(const std::string& lines) {
     return Calendar("BEGIN:VTODO\r\n" + lines + "END:VTODO\r\n");
 }
 
+std::string Repeated(std::string_view text, int times) {
+    std::string repeated;
+    for (; times > 0; --times) repeated += text;
+    return repeated;
+}
+
 // All items of a text; the failure when there is one.
 std::string Read(const std::string& text) {
     const CalendarReading reading = ReadCalendarText(text);
@@ -397,6 +403,11 @@ TEST(CalendarReader, SaysWhereAndWhyATextCannotBeRead) {
         {"a duration", Event("DURATION:P1H\r\n"), "4: not a duration: P1H"},
         {"an empty duration", Event("DURATION:P\r\n"), "4: not a duration: P"},
         {"a huge duration", Event("DURATION:P9999999999D\r\n"), "4: not a duration: P9999999999D"},
+        {"units of a duration that repeat",
+         Event("DTSTART:20240305\r\nDURATION:P" + Repeated("999999999W", 20000) + "\r\n"),
+         "5: not a duration: P999999999W999999999W999999999W999999999..."},
+        {"units of a duration in the wrong order", Event("DURATION:P1D1W\r\n"),
+         "4: not a duration: P1D1W"},
         {"a rule without frequency", Event("RRULE:COUNT=1\r\n"),
          "4: not a recurrence rule: COUNT=1"},
         {"a rule with a bad number", Event("RRULE:FREQ=DAILY;COUNT=x\r\n"),
