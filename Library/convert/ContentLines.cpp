@@ -53,6 +53,11 @@ ContentLine Cut(std::string_view line) {
     return cut;
 }
 
+// Whether the line's value is quoted-printable and goes on in the next line.
+bool EndsInSoftBreak(const ContentLine& line) {
+    return line.value.ends_with('=') && HasEncoding(line.parameters, "QUOTED-PRINTABLE");
+}
+
 std::string_view Unquoted(std::string_view value) {
     const bool quoted = value.size() >= 2 && value.front() == '"' && value.back() == '"';
     return quoted ? value.substr(1, value.size() - 2) : value;
@@ -152,7 +157,9 @@ std::optional<ContentLine> ContentLines::Next() {
     if (position_ >= text_.size()) return std::nullopt;
     const std::size_t number = lineNumber_;
     std::string_view line = TakeLine();
-    if (SkipToContinuation()) {
+    // Behind a soft line break a blank is the text's own and no fold.
+    const bool isSoft = line.ends_with('=') && EndsInSoftBreak(Cut(line));
+    if (!isSoft && SkipToContinuation()) {
         unfolded_ = line;
         do unfolded_ += TakeLine();
         while (SkipToContinuation());
@@ -160,7 +167,7 @@ std::optional<ContentLine> ContentLines::Next() {
     }
     ContentLine cut = Cut(line);
     if (!cut.parameters.empty()) {
-        if (cut.value.ends_with('=') && HasEncoding(cut.parameters, "QUOTED-PRINTABLE")) {
+        if (EndsInSoftBreak(cut)) {
             const auto valueStart = static_cast<std::size_t>(cut.value.data() - line.data());
             if (line.data() != unfolded_.data()) unfolded_ = line;
             AppendSoftLines(valueStart);

@@ -79,6 +79,11 @@ TEST(CalendarReader, LinesAndTexts) {
          Event(
              "SUMMARY;ENCODING=QUOTED-PRINTABLE;CHARSET=UTF-8:caf=C3=\r\n=A9=0D=\r\n=0Atea=x\r\n"),
          "SUBJECT='caf\xC3\xA9\r\ntea=x'\n"},
+        {"soft breaks before blanks",
+         Event("SUMMARY;ENCODING=QUOTED-PRINTABLE:one=\r\n two=\r\n\tthree\r\n"),
+         "SUBJECT='one two\tthree'\n"},
+        {"a fold behind a sign that ends no value",
+         Event("SUMMARY;QUOTED-PRINTABLE;X=\r\n y:Tea\r\n"), "SUBJECT='Tea'\n"},
         {"the older format",
          "BEGIN:VCALENDAR\nVERSION:1.0\nBEGIN:VEVENT\n"
          "SUMMARY;QUOTED-PRINTABLE:a\\;b=2C\\n=\nc\nLOCATION:folded\n here\n"
