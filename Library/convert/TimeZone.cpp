@@ -1,6 +1,8 @@
 #include "Library/convert/TimeZone.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstdlib>
 #include <iterator>
 
 #include "common/Text.h"
@@ -62,19 +64,22 @@ std::optional<YearlyOnset> YearlyOnset::From(const RuleParts& parts, std::int64_
     return onset;
 }
 
+// Every time of an event asks each rule of its zone for up to 32 years, so no day is looked at
+// alone.
 std::optional<std::int64_t> YearlyOnset::DayIn(std::int64_t year) const {
+    // The weekdays for six weeks on end, from a Sunday; shifted so that bit n is day n.
+    constexpr std::uint64_t kEachWeek = 0x8'1020'4081;
     const std::int64_t first = DaysFromCivil({year, month, 1});
-    const auto length = static_cast<int>(DaysInMonth(year, month));
-    int left = ordinal;
-    for (int step = 0; step < length; ++step) {
-        const int dayOfMonth = ordinal < 0 ? length - step : step + 1;
-        const std::int64_t day = first + dayOfMonth - 1;
-        if ((weekdays >> WeekdayFromDays(day) & 1) == 0) continue;
-        if ((daysOfMonth >> dayOfMonth & 1) == 0) continue;
-        left -= ordinal < 0 ? -1 : 1;
-        if (left == 0 || ordinal == 0) return day;
+    const std::uint64_t weekdaysFromFirst =
+        static_cast<std::uint64_t>(weekdays) * kEachWeek >> WeekdayFromDays(first) << 1;
+    const std::uint64_t inMonth = (std::uint64_t{2} << DaysInMonth(year, month)) - 1;
+    std::uint64_t days = weekdaysFromFirst & daysOfMonth & inMonth;
+    for (int left = std::abs(ordinal); left > 1 && days != 0; --left) {
+        days &= ordinal > 0 ? days - 1 : ~std::bit_floor(days);
     }
-    return std::nullopt;
+    if (days == 0) return std::nullopt;
+    const int day = ordinal < 0 ? 63 - std::countl_zero(days) : std::countr_zero(days);
+    return first + day - 1;
 }
 
 bool TimeZone::Add(const Observance& observance) {

@@ -226,6 +226,8 @@ TEST(CalendarReader, RulesOfZones) {
         {"FREQ=YEARLY;BYMONTH=4;BYDAY=2SU", "20050409", "20050410"},
         {"FREQ=YEARLY;BYMONTH=4;BYDAY=-2SU", "20050416", "20050417"},
         {"FREQ=YEARLY;BYMONTH=4;BYMONTHDAY=8,9,10,11,12,13,14;BYDAY=SU", "20050409", "20050410"},
+        {"FREQ=YEARLY;BYMONTH=10;BYDAY=-1MO", "20051030", "20051031"},
+        {"FREQ=YEARLY;BYMONTH=10;BYDAY=5SA", "20051028", "20051029"},
         {"FREQ=YEARLY;BYMONTH=5;BYMONTHDAY=3", "20050502", "20050503"},
         {"FREQ=YEARLY;INTERVAL=5;BYMONTH=4;BYDAY=SU", "20050402", "20050403"},
         {"FREQ=YEARLY;COUNT=6;BYMONTH=4;BYDAY=1SU", "20050402", "20050403"},
@@ -240,7 +242,10 @@ TEST(CalendarReader, RulesOfZones) {
     }
     const char* const over[] = {"FREQ=YEARLY;COUNT=5;BYMONTH=4;BYDAY=1SU",
                                 "FREQ=YEARLY;BYMONTH=4;BYDAY=1SU;UNTIL=20050402T235959",
-                                "FREQ=YEARLY;INTERVAL=6"};
+                                "FREQ=YEARLY;INTERVAL=6",
+                                "FREQ=YEARLY;BYMONTH=2;BYMONTHDAY=30",
+                                "FREQ=YEARLY;BYMONTH=4;BYDAY=999999999SU",
+                                "FREQ=YEARLY;BYMONTH=4;BYDAY=-6SU"};
     for (const char* rule : over)
         CheckZone(ZoneWith(rule), {{"20050501T120000", "20050501T120000"}});
 }
