@@ -55,6 +55,22 @@ TEST(EventFiles, IdsAreUniqueAndFit) {
     for (const std::string& id : ids) EXPECT_EQ("", ProblemWithId(id)) << id;
 }
 
+// Trying every number for every event would take minutes.
+TEST(EventFiles, OneUidThroughoutALongFile) {
+    constexpr std::size_t kCount = 20'000;
+    const std::string longest(63, 'u');
+    for (const std::string& uid : {std::string("x"), longest}) {
+        std::string events;
+        for (std::size_t event = 0; event < kCount; ++event) {
+            events += "BEGIN:VEVENT\nUID:" + uid + "\nDTSTART:20260301\nEND:VEVENT\n";
+        }
+        const EventFile file = ParseEventFile(Calendar(events));
+        ASSERT_EQ(kCount, file.entries.size());
+        EXPECT_EQ(uid.substr(0, 61) + "#2", file.entries[1].numbered.entry.id);
+        EXPECT_EQ(uid.substr(0, 57) + "#20000", file.entries.back().numbered.entry.id);
+    }
+}
+
 TEST(EventFiles, NotesWhatIsPassedOver) {
     const EventFile file = ParseEventFile(Calendar("BEGIN:VTODO\nEND:VTODO\n" + Event("UID:1\n") +
                                                    Event("DTSTART:20380119T031408Z\n") +

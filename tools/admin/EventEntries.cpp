@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
 #include <set>
 
 #include "common/Text.h"
@@ -62,15 +63,30 @@ std::string IdOfUid(const std::string& uid) {
     return ProblemWithId(uid).empty() ? uid : Replaced(uid);
 }
 
-// The ID, or with a number behind it when it was used before.
-std::string UniqueId(const std::string& id, std::set<std::string>& used) {
-    std::string unique = id;
-    for (int number = 2; !used.insert(Lower(unique)).second; ++number) {
-        const std::string suffix = "#" + std::to_string(number);
-        unique = id.substr(0, kLongestId - suffix.size()) + suffix;
+// The IDs that a file has used.
+class UsedIds {
+  public:
+    // The ID, or with a number behind it when it was used before.
+    std::string MakeUnique(const std::string& id) {
+        std::string unique = id;
+        // IDs that may meet once they are cut for a number share theirs.
+        int& number = numbers_[Lower(id.substr(0, kNeverCut))];
+        while (!used_.insert(Lower(unique)).second) {
+            const std::string suffix = "#" + std::to_string(number + 2);
+            unique = id.substr(0, kLongestId - suffix.size()) + suffix;
+            ++number;
+        }
+        return unique;
     }
-    return unique;
-}
+
+  private:
+    // What is left of an ID before any number that a file could need.
+    static constexpr std::size_t kNeverCut = kLongestId - 8;
+
+    std::set<std::string> used_;
+    // How many numbers were tried, so that none is tried again: a file may hold one UID throughout.
+    std::map<std::string, int> numbers_;
+};
 
 std::optional<std::int64_t> SecondsOf(ItemPropertyContainer& item, const char* name) {
     const auto fileTime = item.FileTime(name);
@@ -102,7 +118,7 @@ std::string AtLine(std::size_t line, const std::string& text) {
     return "line " + std::to_string(line) + ": " + text;
 }
 
-void AddEvent(CalendarItem& item, std::set<std::string>& used, EventFile& file) {
+void AddEvent(CalendarItem& item, UsedIds& used, EventFile& file) {
     if (item.kind != ItemKind::Event) {
         file.notes.push_back(AtLine(item.line, "a task is passed over; calendars hold events"));
         return;
@@ -115,7 +131,7 @@ void AddEvent(CalendarItem& item, std::set<std::string>& used, EventFile& file) 
     }
     const std::string text = EventText(item.properties);
     const std::string uid = item.properties.TextOr(property::kAppointmentUid);
-    entry->id = UniqueId(uid.empty() ? "event~" + Fingerprint(text) : IdOfUid(uid), used);
+    entry->id = used.MakeUnique(uid.empty() ? "event~" + Fingerprint(text) : IdOfUid(uid));
     file.entries.push_back({{item.line, *entry}, text});
 }
 
@@ -125,7 +141,7 @@ EventFile ParseEventFile(std::string_view text) {
     CalendarReading reading = ReadCalendarText(text);
     if (reading.failure) throw Refusal(AtLine(reading.failure->line, reading.failure->reason));
     EventFile file;
-    std::set<std::string> used;
+    UsedIds used;
     for (const ReadProblem& note : reading.notes) {
         file.notes.push_back(AtLine(note.line, note.reason));
     }
