@@ -21,6 +21,7 @@ constexpr std::int32_t kFound = 2;
 class StoreItem : public ::testing::Test {
   protected:
     StoreItem() { store_provider::LoadStoreProvider(store_provider::providerModule); }
+    ~StoreItem() override { store_provider::StoreLibrary_UnInit(); }
 
     static void SetText(const char* name, const char* text, std::int32_t code = kFound) {
         StandIns::SetProperty(name, 1, code, text, std::char_traits<char>::length(text) + 1);
