@@ -11,6 +11,11 @@ namespace {
 constexpr std::string_view kChangeFlagText =
     "This file has been written to denote configuration change\n";
 
+std::string WholeKey(const CalendarNames& names) {
+    return FormatPath("%s\\MAILROOT\\%s\\Calendar\\%s",
+                      {names.postoffice, names.mailbox, names.calendar});
+}
+
 std::string CutToKey(std::string path) {
     if (path.size() >= kKeyCapacity) path.resize(kKeyCapacity - 1);
     return path;
@@ -49,12 +54,13 @@ bool IsCutPath(const std::string& path) {
 }
 
 bool NamesCalendar(const CalendarNames& names) {
-    return !names.postoffice.empty() && !IsCutPath(CalendarFile(names));
+    // A cut key is another calendar's: the swap would take that one's file.
+    return !names.postoffice.empty() && !IsCutPath(CalendarFile(names)) &&
+           WholeKey(names).size() < kKeyCapacity;
 }
 
 std::string CalendarKey(const CalendarNames& names) {
-    return CutToKey(FormatPath("%s\\MAILROOT\\%s\\Calendar\\%s",
-                               {names.postoffice, names.mailbox, names.calendar}));
+    return CutToKey(WholeKey(names));
 }
 
 std::string PrepareCalendarFolder(const CalendarNames& names) {

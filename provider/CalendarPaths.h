@@ -29,7 +29,7 @@ std::string FileInCalendarFolder(std::string_view postoffice, std::string_view m
 // for a calendar and its block file, so nobody may write there.
 bool IsCutPath(const std::string& path);
 
-// Whether the names can name a calendar: a postoffice there must be, and room for the path.
+// Whether the names can name a calendar: a postoffice there must be, and room for path and key.
 bool NamesCalendar(const CalendarNames& names);
 
 // The calendar's path relative to the root, without extension: from it the lock and the swap name

@@ -110,6 +110,12 @@ TEST_F(ModuleState, KeysAndPathsAreCutToTheirCapacity) {
     std::fill(std::begin(record.postoffice), std::end(record.postoffice), 'p');
     std::fill(std::begin(record.mailbox), std::end(record.mailbox), 'm');
     EXPECT_EQ(CalendarKey(NamesOf(record)).size(), 511U);
+    EXPECT_FALSE(NamesCalendar(NamesOf(record)));
+    EXPECT_FALSE(AddAppointment(record));
+    EXPECT_EQ(sleeper.Count(), 0);
+    // The longest key that is whole: two names, a calendar of six and twenty characters between.
+    EXPECT_TRUE(NamesCalendar({std::string(243, 'p'), std::string(242, 'm'), "Y11M08"}));
+    EXPECT_FALSE(NamesCalendar({std::string(243, 'p'), std::string(243, 'm'), "Y11M08"}));
     EXPECT_EQ(NamesOf(record).postoffice, std::string(256, 'p'));
 }
 
