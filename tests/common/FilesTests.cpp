@@ -33,6 +33,27 @@ TEST(Files, ReadToEndTakesWholeFilesAroundTheBlockSize) {
     EXPECT_EQ(ReadWholeFile(folder.Path("missing")), std::nullopt);
 }
 
+TEST(Files, AskingQuicklyGivesWhatASearchFinds) {
+    struct Case {
+        const char* pattern;
+        bool found;
+    };
+    const ScratchFolder folder;
+    ASSERT_TRUE(File(folder.Path("Y11.BLK"), kOpenTruncate).IsOpen());
+    ASSERT_TRUE(MakeDirectory(folder.Path("made.BLK")));
+    for (const Case& row :
+         {Case{"Y11.BLK", true}, Case{"y11.blk", true}, Case{"Y12.BLK", false},
+          Case{"Y1?.BLK", true}, Case{"*.BLK", true}, Case{"Z*.BLK", false}, Case{"made.BLK", true},
+          Case{"made.BLK\\", false}, Case{"none\\Y11.BLK", false}, Case{"no|name.BLK", false}}) {
+        EXPECT_EQ(FileExists(folder.Path(row.pattern)), row.found) << row.pattern;
+        EXPECT_EQ(FileExistsQuickly(folder.Path(row.pattern)), row.found) << row.pattern;
+    }
+    // A file that cannot be asked for is looked for.
+    CallRecorder calls;
+    calls.FailAll("GetFileAttributes", ERROR_ACCESS_DENIED);
+    EXPECT_TRUE(FileExistsQuickly(folder.Path("Y11.BLK")));
+}
+
 TEST(Files, ARefusedCallIsNotMade) {
     const ScratchFolder folder;
     CallRecorder calls;
