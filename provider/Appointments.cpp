@@ -121,11 +121,12 @@ bool TakeNextMatch(CalendarReader& calendar, AppointmentRecord& record) {
     const std::string_view wanted = FieldText(record.appointmentId);
     bool found = false;
     while (!found && calendar.Next()) {
-        const CalendarLine& line = calendar.Line();
         ++position;
-        found = MatchesId(wanted, line.id);
-        if (found) StoreEntry(record, EntryIn(line));
+        found = MatchesId(wanted, calendar.Line().id);
     }
+    // What stands before a failed read may be half a line, which the next call shall see whole.
+    if (calendar.Failed()) return false;
+    if (found) StoreEntry(record, EntryIn(calendar.Line()));
     SetFindPosition(position);
     return found;
 }

@@ -135,6 +135,23 @@ TEST_F(CalendarFaults, ReadersAreTheseCallsInThisOrder) {
     }
 }
 
+TEST_F(CalendarFaults, TheFinderGoesOnWhereAReadFailed) {
+    // The last line lies on both sides of the first block's end.
+    std::string content;
+    while (content.size() < 65536 - 10) content += "1\t2\tA\r\n";
+    Put("Y11M08.CAL", content + "1234567890\t2\tB");
+    AppointmentRecord record = MakeRecord(0, 0, "B");
+    {
+        CallRecorder calls;
+        calls.FailCall(5, ERROR_NETNAME_DELETED);
+        EXPECT_FALSE(FindFirstAppointment(record));
+        EXPECT_EQ(calls.Calls().back(), "ReadFile");
+    }
+    EXPECT_EQ(record.start, 0);
+    EXPECT_TRUE(FindNextAppointment(record));
+    EXPECT_EQ(record.start, 1234567890);
+}
+
 // What is there after each call that failed, or ended the process: what stands beside the number of
 // the last call not above it. The numbers are those of the sequences above.
 using Outcomes = std::map<std::string, std::map<std::size_t, std::string>>;
