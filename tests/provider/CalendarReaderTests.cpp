@@ -64,11 +64,18 @@ TEST(CalendarReader, SkippingIsReadingWithoutALook) {
     std::mt19937 random(20110815);
     for (int round = 0; round < 20; ++round) {
         const std::string bytes = LongText(random) + "\r\nno tab";
-        const auto count = static_cast<std::int32_t>(NaiveLines(bytes).size());
+        const std::vector<NaiveLine> lines = NaiveLines(bytes);
+        const auto count = static_cast<std::int32_t>(lines.size());
         for (std::int32_t skipped = 0; skipped <= count; ++skipped) {
             const std::vector<NaiveLine> rest =
                 ReadLines(bytes, skipped, CalendarReader::kLeastBlockSize);
             ASSERT_EQ(rest.size(), static_cast<std::size_t>(count - skipped)) << skipped;
+            // A start is each line's own, unlike an ID.
+            for (std::size_t line = 0; line < rest.size(); ++line) {
+                ASSERT_EQ(std::get<0>(rest[line]),
+                          std::get<0>(lines[static_cast<std::size_t>(skipped) + line]))
+                    << skipped << ", " << line;
+            }
         }
         EXPECT_TRUE(ReadLines(bytes, count + 1).empty());
     }
