@@ -1,6 +1,8 @@
 #include "provider/CalendarLock.h"
 
+#include <new>
 #include "common/BlockFile.h"
+
 #include "common/Files.h"
 #include "common/Registry.h"
 #include "common/Reports.h"
@@ -111,6 +113,19 @@ void ApplyCalendarUpdate(const std::string& key) {
     TryUntilApplied([&] { return MoveToName(replacement, calendar); });
     RemoveFile(replacement);
     ReleaseCalendarBlock(key);
+}
+
+CalendarBlock::CalendarBlock(const std::string& key)
+    : key_(key), path_(BlockPath(key)), held_(AcquireCalendarBlock(key)) {}
+
+CalendarBlock::~CalendarBlock() {
+    if (!held_) return;
+    try {
+        ReleaseCalendarBlock(key_);
+    } catch (const std::bad_alloc&) {
+        // Without memory for retries and messages one try must do.
+        RemoveFile(path_);
+    }
 }
 
 }  // namespace tarnwick

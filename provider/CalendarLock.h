@@ -27,25 +27,25 @@ bool IsCalendarBlocked(const std::string& key);
 // the content survives in the backup alone.
 void ApplyCalendarUpdate(const std::string& key);
 
-// A writer's hold on a calendar: from its making to the swap, or to the end of its life.
+// A writer's hold on a calendar: from its making to the swap, or to the end of its life, also when
+// that comes because memory is short.
 class CalendarBlock {
   public:
-    explicit CalendarBlock(const std::string& key) : key_(key), held_(AcquireCalendarBlock(key)) {}
+    explicit CalendarBlock(const std::string& key);
     CalendarBlock(const CalendarBlock&) = delete;
     CalendarBlock& operator=(const CalendarBlock&) = delete;
-    ~CalendarBlock() {
-        if (held_) ReleaseCalendarBlock(key_);
-    }
+    ~CalendarBlock();
 
     bool IsHeld() const { return held_; }
     // Swaps the replacement in and lets go.
     void Apply() {
-        held_ = false;
         ApplyCalendarUpdate(key_);
+        held_ = false;
     }
 
   private:
     std::string key_;
+    std::string path_;
     bool held_;
 };
 
