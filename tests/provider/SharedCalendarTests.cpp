@@ -1,5 +1,5 @@
 // One calendar, many writers at once: other processes here, and other machines where the script
-// two-machines.sh starts the child under two Wine prefixes.
+// two-machines starts the worker under two Wine prefixes.
 #include <gtest/gtest.h>
 
 #include <set>
@@ -25,33 +25,9 @@ class ShortSleeper : public Sleeper {
     void Sleep(std::uint32_t /*milliseconds*/) override { ::Sleep(1); }
 };
 
-TEST(SharedCalendarChild, AddsItsEntries) {
-    const std::string name = Environment("TW_SHARED_NAME");
-    if (name.empty()) return;
-    const testing::ScratchRegistry registry;
-    const ShortSleeper sleeper;
-    testing::ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root",
-                                        Environment("TW_SHARED_ROOT"));
-    for (const char* timeout : {"Write Wait Timeout", "UnBlock Timeout", "Apply Timeout"}) {
-        testing::ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProvidersKey, timeout, 60000);
-    }
-    ASSERT_TRUE(OnModuleNotification(DLL_PROCESS_ATTACH));
-    for (int number = 0; number < kEntriesEach; ++number) {
-        ASSERT_TRUE(AddAppointment(MakeRecord(number, number, name + std::to_string(number))));
-    }
-}
-
-class SharedCalendar : public CalendarTest {};
-
-TEST_F(SharedCalendar, TwoProcessesAddEachEntryOnce) {
-    std::vector<ObjectHandle> children;
-    for (const char* name : {"first", "second"}) {
-        children.push_back(testing::StartSelf(
-            "SharedCalendarChild.AddsItsEntries",
-            {std::string("TW_SHARED_NAME=") + name, "TW_SHARED_ROOT=" + root_.Path()}));
-    }
-    for (const ObjectHandle& child : children) EXPECT_EQ(testing::WaitForExit(child), 0U);
-    std::istringstream calendar(ContentOf("Y11M08.CAL"));
+// Every worker's entries are there once, and nothing else is.
+void ExpectEachEntryOnce(const std::string& bytes) {
+    std::istringstream calendar(bytes);
     std::multiset<std::string> ids;
     for (std::string line; std::getline(calendar, line);) {
         line.erase(line.find_last_not_of('\r') + 1);
@@ -59,9 +35,48 @@ TEST_F(SharedCalendar, TwoProcessesAddEachEntryOnce) {
     }
     EXPECT_EQ(ids.size(), 2U * kEntriesEach);
     for (int number = 0; number < kEntriesEach; ++number) {
-        EXPECT_EQ(ids.count("first" + std::to_string(number)), 1U) << number;
-        EXPECT_EQ(ids.count("second" + std::to_string(number)), 1U) << number;
+        EXPECT_EQ(ids.count("1-" + std::to_string(number)), 1U) << number;
+        EXPECT_EQ(ids.count("2-" + std::to_string(number)), 1U) << number;
     }
+}
+
+// Worker and check have nothing to do alone; the folder that their environment names is the mail
+// root.
+TEST(SharedCalendarMachines, Worker) {
+    const std::string machine = Environment("TARNWICK_MACHINE");
+    if (machine.empty()) return;
+    const std::string root = Environment("TARNWICK_SHARED_FOLDER");
+    testing::MakePath(root + "\\PO\\MAILROOT\\box");
+    const testing::ScratchRegistry registry;
+    const ShortSleeper sleeper;
+    testing::ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root", root);
+    for (const char* timeout : {"Write Wait Timeout", "UnBlock Timeout", "Apply Timeout"}) {
+        testing::ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProvidersKey, timeout, 60000);
+    }
+    ASSERT_TRUE(OnModuleNotification(DLL_PROCESS_ATTACH));
+    for (int number = 0; number < kEntriesEach; ++number) {
+        ASSERT_TRUE(
+            AddAppointment(MakeRecord(number, number, machine + "-" + std::to_string(number))));
+    }
+}
+
+TEST(SharedCalendarMachines, Check) {
+    const std::string root = Environment("TARNWICK_SHARED_FOLDER");
+    if (root.empty()) return;
+    ExpectEachEntryOnce(testing::ReadBytesOf(root + "\\PO\\MAILROOT\\box\\Calendar\\Y11M08.CAL"));
+}
+
+class SharedCalendar : public CalendarTest {};
+
+TEST_F(SharedCalendar, TwoProcessesAddEachEntryOnce) {
+    std::vector<ObjectHandle> children;
+    for (const char* name : {"1", "2"}) {
+        children.push_back(testing::StartSelf(
+            "SharedCalendarMachines.Worker",
+            {std::string("TARNWICK_MACHINE=") + name, "TARNWICK_SHARED_FOLDER=" + root_.Path()}));
+    }
+    for (const ObjectHandle& child : children) EXPECT_EQ(testing::WaitForExit(child), 0U);
+    ExpectEachEntryOnce(ContentOf("Y11M08.CAL"));
     EXPECT_EQ(NamesInFolder(), "Y11M08.BAK Y11M08.CAL _CHANGE.DTY ");
 }
 

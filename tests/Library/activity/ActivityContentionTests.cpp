@@ -17,8 +17,8 @@ using testing::ScratchFolder;
 using testing::ScratchRegistry;
 
 constexpr const char* kSharedFolder = "TARNWICK_SHARED_FOLDER";
-// "first" and "second" work on the shared folder at the same time; "judge" looks at what they left.
-constexpr const char* kActor = "TARNWICK_ACTOR";
+// Workers "1" and "2" are at work on the shared folder at the same time.
+constexpr const char* kMachine = "TARNWICK_MACHINE";
 constexpr int kRounds = 600;
 constexpr int kRoundsPerCount = 8;
 
@@ -65,33 +65,31 @@ std::vector<std::string> EntriesIn(const std::string& bytes) {
 }
 
 void Judge(const std::string& folder) {
-    EXPECT_EQ(
-        EntriesIn(ReadBytesOf(folder + "\\_activity.tab")),
-        (std::vector<std::string>{"first\tIMAP\tfirst\t10.0.0.1\t143\tTIME\tfirst\t7\trun",
-                                  "second\tIMAP\tsecond\t10.0.0.1\t143\tTIME\tsecond\t7\trun"}));
+    EXPECT_EQ(EntriesIn(ReadBytesOf(folder + "\\_activity.tab")),
+              (std::vector<std::string>{"1\tIMAP\t1\t10.0.0.1\t143\tTIME\t1\t7\trun",
+                                        "2\tIMAP\t2\t10.0.0.1\t143\tTIME\t2\t7\trun"}));
     EXPECT_FALSE(testing::PathExists(folder + "\\_activity.blk"));
     EXPECT_FALSE(testing::PathExists(folder + "\\_activity.tmp"));
 }
 
-// Alone it has nothing to do; it plays the part that its environment names.
-TEST(ActivityContention, Actor) {
-    const std::string actor = Environment(kActor);
-    if (actor.empty()) return;
+// Worker and check have nothing to do alone; the script two-machines names their folder.
+TEST(ActivityContention, Worker) {
+    const std::string machine = Environment(kMachine);
+    if (!machine.empty()) SetAndClose(Environment(kSharedFolder), machine);
+}
+
+TEST(ActivityContention, Check) {
     const std::string folder = Environment(kSharedFolder);
-    if (actor == "judge") {
-        Judge(folder);
-    } else {
-        SetAndClose(folder, actor);
-    }
+    if (!folder.empty()) Judge(folder);
 }
 
 TEST(ActivityContention, TwoProcessesLoseAndDoubleNothing) {
     const ScratchFolder folder;
     const std::string shared = std::string(kSharedFolder) + "=" + folder.Path();
     const ObjectHandle first =
-        testing::StartSelf("ActivityContention.Actor", {shared, std::string(kActor) + "=first"});
+        testing::StartSelf("ActivityContention.Worker", {shared, std::string(kMachine) + "=1"});
     const ObjectHandle second =
-        testing::StartSelf("ActivityContention.Actor", {shared, std::string(kActor) + "=second"});
+        testing::StartSelf("ActivityContention.Worker", {shared, std::string(kMachine) + "=2"});
     EXPECT_EQ(testing::WaitForExit(first), 0U);
     EXPECT_EQ(testing::WaitForExit(second), 0U);
     Judge(folder.Path());
