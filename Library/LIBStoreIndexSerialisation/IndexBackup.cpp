@@ -18,6 +18,15 @@ std::string QuarantinePath(const std::string& folder) {
     return IndexPath(folder) + ".bad";
 }
 
+// Copies, or moves where a copy has no room: what is put aside or back must not be lost to a full
+// disk.
+bool CopyOrMove(const std::string& from, const std::string& to) {
+    if (CopyOver(from, to)) return true;
+    if (GetLastError() != ERROR_DISK_FULL) return false;
+    RemoveFile(to);
+    return MoveToName(from, to);
+}
+
 }  // namespace
 
 void CreateIndexBackup(const std::string& folder) {
@@ -26,13 +35,13 @@ void CreateIndexBackup(const std::string& folder) {
 
 bool RestoreIndexBackup(const std::string& folder) {
     if (!IndexBackupExists(folder)) return false;
-    CopyOver(IndexPath(folder), QuarantinePath(folder));
-    CopyOver(BackupPath(folder), IndexPath(folder));
+    CopyOrMove(IndexPath(folder), QuarantinePath(folder));
+    CopyOrMove(BackupPath(folder), IndexPath(folder));
     return true;
 }
 
 bool QuarantineFolderIndex(const std::string& folder) {
-    CopyOver(IndexPath(folder), QuarantinePath(folder));
+    CopyOrMove(IndexPath(folder), QuarantinePath(folder));
     RemoveFile(IndexPath(folder));
     return true;
 }

@@ -161,11 +161,18 @@ void BuildDocument(Document& document, StoreIndex& index, bool oldFormat) {
     for (const StoreIndex::Entry& entry : entries) AppendEntry(document, root, entry);
 }
 
-bool SaveDocument(Document& document, const std::string& path) {
+// Whether the file holds the document to its end. The DOM says that it saved when the disk was
+// full.
+bool IsSavedWhole(std::string_view saved, bool hasEntries) {
+    while (!saved.empty() && (saved.back() == '\n' || saved.back() == '\r')) saved.remove_suffix(1);
+    return saved.ends_with(kRootEnd) || (!hasEntries && saved.ends_with("/>"));
+}
+
+bool SaveDocument(Document& document, const std::string& path, bool hasEntries) {
     const ComText name(path);
     if (document->save(TextArgument(name)) != S_OK) return false;
     const auto saved = ReadWholeFile(path);
-    if (!saved) return false;
+    if (!saved || !IsSavedWhole(*saved, hasEntries)) return false;
     const std::string references = WithByteReferences(*saved);
     if (references == *saved) return true;
     File file(path, kOpenTruncate);
@@ -205,7 +212,7 @@ bool MSXMLStoreIndexSerialiser::Serialise(StoreIndex& index, const std::string& 
     if (!document) return false;
     BuildDocument(document, index, oldFormat_);
     const std::string path = IndexFilePath(folder, folderType);
-    if (!SaveDocument(document, path)) return false;
+    if (!SaveDocument(document, path, index.Count() != 0)) return false;
     index.MarkSaved();
     // Where the entries stand in this file is not known.
     index.InvalidateExtents();
