@@ -89,17 +89,19 @@ void ReadProperties(Element& element, IndexEntryDraft& draft) {
         if (type != NODE_ELEMENT) continue;
         CheckCom(child->get_nodeName(name.Receive()));
         CheckCom(child->get_text(text.Receive()));
-        draft.SetProperty(name.Bytes(), text.Bytes());
+        const std::string property = name.Bytes();
+        if (!IsReservedName(property)) draft.SetProperty(property, text.Bytes());
     }
 }
 
-// Takes one ELEMENT over; false for one that is no entry (blanked, or without an ID).
+// Takes one ELEMENT over; false for one that is no entry (blanked, or without an ID that a file can
+// have: a stream save would tear the index with it).
 bool ReadEntry(Element& element, StoreIndex& index, IndexEntryDraft& draft) {
     std::string id;
     std::string uid;
-    if (!ReadAttribute(element.Get(), "ID", id)) return false;
+    if (!ReadAttribute(element.Get(), "ID", id) || !IsStorableId(id)) return false;
     const bool hasUid = ReadAttribute(element.Get(), "UID", uid);
-    if (IsBlanked(id) || (hasUid && IsBlanked(uid))) return false;
+    if (hasUid && IsBlanked(uid)) return false;
     draft.Begin(index.ExpectedNames());
     draft.SetId(id);
     if (hasUid) draft.SetUid(ParseUid(uid));

@@ -87,6 +87,8 @@ TEST(DomSerialiser, AndTheStreamReadEachOthersFilesAlike) {
         EXPECT_EQ(fromDom.LastUid(), 1234U);
         EXPECT_EQ(fromDom.FileStamp(), fromStream.FileStamp());
         EXPECT_FALSE(fromDom.ExtentsTrusted());
+        // What the DOM writes by default is the older header: the next stream save is a full one.
+        EXPECT_EQ(fromStream.ExtentsTrusted(), byStream);
     }
 }
 
@@ -99,6 +101,17 @@ TEST(DomSerialiser, LeavesOutWhatAStreamSaveBlankedAndDoubles) {
                                             EntryText("A.MAI", 2) + EntryText("C.MAI", 3)));
     StoreIndex index;
     EXPECT_EQ(LoadWith<MSXMLStoreIndexSerialiser>(folder.Path(), index), "3 A.MAI:1[A=x] C.MAI:3 ");
+}
+
+TEST(DomSerialiser, LeavesOutReservedNamesAndIdsThatNoFileHas) {
+    const ScratchRegistry registry;
+    const ScratchFolder folder;
+    WriteBytesTo(folder.Path("_index.xml"),
+                 IndexText("x00000009", EntryText("A.MAI", 1, "<IDX>5</IDX><A>x</A><UID>7</UID>") +
+                                            EntryText("B&quot;&gt;.MAI", 2) + EntryText("", 3) +
+                                            EntryText("C.MAI", 4)));
+    StoreIndex index;
+    EXPECT_EQ(LoadWith<MSXMLStoreIndexSerialiser>(folder.Path(), index), "3 A.MAI:1[A=x] C.MAI:4 ");
 }
 
 TEST(DomSerialiser, ADamagedFileIsAFailedLoadAndSaysSo) {
