@@ -29,8 +29,11 @@ bool ScanByType(StoreIndex& index, const std::string& folder, std::uint32_t fold
 bool UnindexedStoreIndexSerialiser::LoadWrapped(StoreIndex& index, const std::string& folder,
                                                 std::uint32_t folderType,
                                                 const DeserialiseRequest& request) {
+    // All of it: an entry that is not loaded would be taken for a file without one.
     DeserialiseRequest full = request;
     full.loadMode = kLoadFull;
+    full.knownIds = nullptr;
+    index.SetIdFilter({});
     if (load_ == WrappedLoad::Plain) {
         return wrapped_->Deserialise(index, folder, folderType, full) != kLoadFailed;
     }

@@ -231,6 +231,26 @@ TEST(SerialiserChoice, WrapsTheLoaderWhenTheFilesMustBeLookedAt) {
     }
 }
 
+TEST(SerialiserChoice, AScanLoadsTheWholeIndexWhateverPartIsWished) {
+    const ScratchRegistry registry;
+    const ScratchFolder folder;
+    testing::UseStreams();
+    for (const char* name : {"A.TSK", "B.TSK"}) WriteBytesTo(folder.Path(name), "");
+    WriteBytesTo(folder.Path("_index.xml"),
+                 IndexText("x00000002", EntryText("A.TSK", 1) + EntryText("B.TSK", 2)));
+    const IdSet known{"A.TSK"};
+    for (const bool byFilter : {false, true}) {
+        StoreIndex index;
+        if (byFilter) index.SetIdFilter("A.TSK");
+        SerialiserOwner loader = ChooseLoader(folder.Path(), 3, {false, true});
+        DeserialiseRequest request;
+        if (!byFilter) request.knownIds = &known;
+        EXPECT_EQ(loader->Deserialise(index, folder.Path(), 3, request), 3U);
+        EXPECT_EQ(Identifiers(index), "A.TSK:1 B.TSK:2 ");
+        EXPECT_TRUE(index.IsWhole());
+    }
+}
+
 TEST(SerialiserChoice, OnlyTheDomNeedsAFullLoadToSave) {
     const ScratchRegistry registry;
     EXPECT_TRUE(SaverRequiresFullLoad());
