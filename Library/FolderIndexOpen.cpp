@@ -100,6 +100,7 @@ bool ScanByMode(const FolderIndex& index, int mode) {
 bool IsStillValid(const FolderIndex& index) {
     return EqualsIgnoreCase(index.loadedFolder, index.folder) &&
            index.loadedType == index.folderType && index.entries.IsWhole() &&
+           !IsAlwaysScanned(index.folderType) &&
            (HasOwnScan(index.folderType) || !IsFolderMarkedChanged(index.folder)) &&
            StampOf(IndexPath(index)) == index.entries.FileStamp();
 }

@@ -14,11 +14,6 @@
 namespace tarnwick {
 namespace {
 
-bool CalendarsAreAlwaysScanned() {
-    static const bool set = RegistryDwordOr(kProductKey, "Calendar ReIndex Mode", 0) != 0;
-    return set;
-}
-
 SerialiserOwner StreamOrDom(std::uint32_t setting) {
     return setting == 1 ? MakeSerialiser<StreamXMLStoreIndexSerialiser>()
                         : MakeSerialiser<MSXMLStoreIndexSerialiser>();
@@ -42,13 +37,16 @@ SerialiserOwner LoaderByIndexFile(const std::string& folder, std::uint32_t folde
 
 }  // namespace
 
+bool IsAlwaysScanned(std::uint32_t folderType) {
+    static const bool calendars = RegistryDwordOr(kProductKey, "Calendar ReIndex Mode", 0) != 0;
+    return folderType == kCalendarFolder && calendars;
+}
+
 SerialiserOwner ChooseLoader(const std::string& folder, std::uint32_t folderType,
                              const LoaderChoice& choice) {
     SerialiserOwner loader = LoaderByIndexFile(folder, folderType, choice);
-    if (folderType == kCalendarFolder && CalendarsAreAlwaysScanned()) {
-        return Reindexing(std::move(loader));
-    }
-    return loader;
+    if (!IsAlwaysScanned(folderType)) return loader;
+    return Reindexing(std::move(loader));
 }
 
 SerialiserOwner ChooseSaver() {

@@ -15,6 +15,10 @@ struct LoaderChoice {
 SerialiserOwner ChooseLoader(const std::string& folder, std::uint32_t folderType,
                              const LoaderChoice& choice);
 
+// Whether every load of such a folder looks through the files (calendars, when the registry says
+// so).
+bool IsAlwaysScanned(std::uint32_t folderType);
+
 SerialiserOwner ChooseSaver();
 
 // Whether a save needs an index that was loaded whole.

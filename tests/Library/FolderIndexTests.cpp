@@ -153,6 +153,20 @@ TEST(StoreIndexOpen, CalendarsAreScannedByTheirLoaderAndStayMarked) {
     EXPECT_TRUE(IsFolderMarkedChanged(folder.Path()));
 }
 
+TEST(StoreIndexOpen, CalendarsThatAreAlwaysScannedAreNeverKept) {
+    const ScratchRegistry registry;
+    const ScratchFolder folder;
+    testing::UseStreams();
+    SetProduct("Calendar ReIndex Mode", 1);
+    WriteBytesTo(folder.Path("_index.xml"), IndexText("x00000001", ""));
+    FolderIndex index = IndexOf(folder.Path(), 2);
+    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
+    EXPECT_EQ(Identifiers(index.entries), "");
+    WriteBytesTo(folder.Path("E.CAL"), "");
+    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
+    EXPECT_EQ(Identifiers(index.entries), "E.CAL:2 ");
+}
+
 TEST(StoreIndexOpen, AFolderThatCannotBeBlockedIsOpenedWithoutAScan) {
     MailFolder folder;
     CountingSleeper sleeper;
