@@ -20,6 +20,8 @@ DWORD CommitTimeout(int mode) {
 }
 
 bool Save(FolderIndex& index) {
+    // A saver that always writes the whole file would lose what was not loaded.
+    if (SaverRequiresFullLoad() && !index.entries.IsWhole()) return false;
     return ChooseSaver()->Serialise(index.entries, index.folder, index.folderType);
 }
 

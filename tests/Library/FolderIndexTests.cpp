@@ -233,6 +233,24 @@ TEST(StoreIndexCommit, SavesTheOpenIndexAndTheFoldersDetails) {
               "StoreIndex_Commit::(Notified and Committed Index for folder " + folder.Path());
 }
 
+TEST(StoreIndexCommit, ThePartOfAnIndexIsNotSavedAsTheWholeByTheDom) {
+    MailFolder folder;
+    SetProduct("Use XML Stream Index Serialisation", 0);
+    folder.WriteIndex("x00000005", EntryText("A.MAI", 4) + EntryText("B.MAI", 5));
+    const std::string before = folder.Index();
+    FolderIndex index = IndexOf(folder.Path());
+    index.entries.SetIdFilter("A.MAI");
+    ASSERT_EQ(StoreIndex_Open(&index, 5), 1);
+    ASSERT_EQ(Identifiers(index.entries), "A.MAI:4 ");
+    index.entries.SetProperty(*index.entries.FindById("A.MAI"), "READ", "1");
+    EXPECT_EQ(StoreIndex_Commit(&index, 0), 0);
+    EXPECT_EQ(folder.Index(), before);
+    File none;
+    StoreIndex_SaveAndClose(&index, true, false, none, nullptr);
+    EXPECT_EQ(folder.Index(), before);
+    EXPECT_TRUE(IsFolderMarkedChanged(folder.Path()));
+}
+
 TEST(StoreIndexCommit, SaysWhyItDidNothing) {
     const MailFolder folder;
     SetProduct("Index Notification Timeout", 0);
