@@ -1,5 +1,6 @@
 #include "Library/ItemIndexProperties.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "common/Files.h"
@@ -28,6 +29,8 @@ std::string ReadUpTo(const std::string& path, std::size_t limit) {
     std::string text;
     File file(path, kOpenRead);
     if (!file.IsOpen()) return text;
+    const auto size = static_cast<std::uint64_t>(file.Size().value_or(0));
+    limit = static_cast<std::size_t>(std::min<std::uint64_t>(limit, size));
     text.resize(limit);
     std::size_t length = 0;
     while (length < limit) {
