@@ -44,7 +44,7 @@ void ReportFailure(const std::string& folder, const char* what) {
 std::uint32_t LoadBackup(SerialiserOwner& serialiser, StoreIndex& index, const std::string& folder,
                          std::uint32_t folderType, const DeserialiseRequest& request) {
     StoreIndexSerialiser& recovering = *serialiser;
-    recovering.RestoreBackup(folder);
+    const bool restored = recovering.RestoreBackup(folder);
     UnindexedStoreIndexSerialiser wrapper(std::move(serialiser), WrappedLoad::Plain);
     const std::uint32_t status = LoadAndCatch(wrapper, index, folder, folderType, request);
     if (status != kLoadFailed) {
@@ -52,6 +52,8 @@ std::uint32_t LoadBackup(SerialiserOwner& serialiser, StoreIndex& index, const s
         return status;
     }
     ReportFailure(folder, "");
+    // Something held the index, so that the backup was not what was loaded: it may well be good.
+    if (!restored) return kLoadFailed;
     ReportFailure(folder, ". Backup Index is also corrupt.");
     recovering.DeleteBackup(folder);
     return kLoadFailed;

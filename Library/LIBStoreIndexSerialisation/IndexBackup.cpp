@@ -36,8 +36,7 @@ void CreateIndexBackup(const std::string& folder) {
 bool RestoreIndexBackup(const std::string& folder) {
     if (!IndexBackupExists(folder)) return false;
     CopyOrMove(IndexPath(folder), QuarantinePath(folder));
-    CopyOrMove(BackupPath(folder), IndexPath(folder));
-    return true;
+    return CopyOrMove(BackupPath(folder), IndexPath(folder));
 }
 
 bool QuarantineFolderIndex(const std::string& folder) {

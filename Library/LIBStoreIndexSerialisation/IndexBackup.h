@@ -10,8 +10,9 @@ namespace tarnwick {
 
 // Copies the index over "_index.xml.bak".
 void CreateIndexBackup(const std::string& folder);
-// If there is a backup: keeps the index as "_index.xml.bad", copies the backup over the index and
-// gives true, whatever became of the copies.
+// If there is a backup: keeps the index as "_index.xml.bad" and copies the backup over the index.
+// True when the backup is in its place; false when there is none or something holds the index. A
+// full disk makes it move the files.
 bool RestoreIndexBackup(const std::string& folder);
 // Keeps the index as "_index.xml.bad" and deletes it. Always true.
 bool QuarantineFolderIndex(const std::string& folder);

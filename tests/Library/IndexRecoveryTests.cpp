@@ -107,6 +107,27 @@ TEST(IndexRecovery, EveryDamageWithEveryBackup) {
     }
 }
 
+TEST(IndexRecovery, AGoodBackupOutlivesAnIndexThatIsHeldOpen) {
+    const ScratchRegistry registry;
+    const ScratchFolder folder;
+    testing::UseStreams();
+    SetProduct("Backup Index", 1);
+    WriteBytesTo(folder.Path("_index.xml"), kGood);
+    WriteBytesTo(folder.Path("_index.xml.bak"), kGoodBackup);
+    {
+        const File held(folder.Path("_index.xml"), {GENERIC_READ, 0, OPEN_EXISTING});
+        ASSERT_TRUE(held.IsOpen());
+        ReportRecorder reports;
+        StoreIndex index;
+        SerialiserOwner loader = ChooseLoader(folder.Path(), 0, {});
+        EXPECT_EQ(LoadWithRecovery(loader, index, folder.Path(), 0, {}, BackupWish::Refresh), 0U);
+        EXPECT_TRUE(reports.Joined(ReportChannel::EventLogError)
+                        .ends_with("Failed to deserialise index: " + folder.Path()));
+    }
+    EXPECT_EQ(ReadBytesOf(folder.Path("_index.xml")), kGood);
+    EXPECT_EQ(ReadBytesOf(folder.Path("_index.xml.bak")), kGoodBackup);
+}
+
 TEST(IndexRecovery, WithoutTheSettingADamagedIndexIsLeftAlone) {
     const ScratchRegistry registry;
     testing::UseStreams();
