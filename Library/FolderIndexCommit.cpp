@@ -20,9 +20,7 @@ DWORD CommitTimeout(int mode) {
 }
 
 bool Save(FolderIndex& index) {
-    // A saver that always writes the whole file would lose what was not loaded.
-    if (SaverRequiresFullLoad() && !index.entries.IsWhole()) return false;
-    return ChooseSaver()->Serialise(index.entries, index.folder, index.folderType);
+    return SaveByChoice(index.entries, index.folder, index.folderType);
 }
 
 // Folders of the file store keep no details; nor does one whose place in the store is not known.

@@ -51,7 +51,7 @@ bool ScanFolder(const FolderIndex& index, bool force) {
         return false;
     }
     if (!entries.IsModified() && FileExists(IndexPath(index))) return true;
-    return ChooseSaver()->Serialise(entries, index.folder, index.folderType);
+    return SaveByChoice(entries, index.folder, index.folderType);
 }
 
 // Whether the files must be looked at: the folder is marked as changed, or has no index yet. The

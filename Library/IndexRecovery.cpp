@@ -79,6 +79,10 @@ std::uint32_t Recover(SerialiserOwner& serialiser, StoreIndex& index, const std:
 std::uint32_t LoadWithRecovery(SerialiserOwner& serialiser, StoreIndex& index,
                                const std::string& folder, std::uint32_t folderType,
                                const DeserialiseRequest& request, BackupWish backup) {
+    if (serialiser == nullptr) {
+        index.SetLoadStatus(kLoadFailed);
+        return kLoadFailed;
+    }
     std::uint32_t status = LoadAndCatch(*serialiser, index, folder, folderType, request);
     if (status == kLoadFull && backup == BackupWish::Refresh && BackupsEnabled() &&
         serialiser->SupportsRecovery()) {

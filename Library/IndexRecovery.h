@@ -11,6 +11,7 @@ enum class BackupWish { None, Refresh };
 // throws. With "Backup Index" set in the registry and a serialiser that supports recovery: a full
 // load refreshes a backup copy that is older than "Backup Index Interval" (when that is wished
 // for); a failed one is repeated on the backup copy, or puts the index aside when there is none.
+// No serialiser (there was no memory for it) is a failed load.
 // `serialiser` may be moved into a wrapper of it and is then empty.
 std::uint32_t LoadWithRecovery(SerialiserOwner& serialiser, StoreIndex& index,
                                const std::string& folder, std::uint32_t folderType,

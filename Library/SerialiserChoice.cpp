@@ -30,6 +30,7 @@ SerialiserOwner LoaderByIndexFile(const std::string& folder, std::uint32_t folde
                                        : MakeSerialiser<NullStoreIndexDeserialiser>();
     }
     SerialiserOwner loader = StreamOrDom(StoredIndexSettings().streamDeserialisation);
+    if (loader == nullptr) return loader;
     const bool scan =
         choice.forceReindex || (choice.reindexIfFlagged && IsFolderMarkedChanged(folder));
     return scan ? Reindexing(std::move(loader)) : std::move(loader);
@@ -45,7 +46,7 @@ bool IsAlwaysScanned(std::uint32_t folderType) {
 SerialiserOwner ChooseLoader(const std::string& folder, std::uint32_t folderType,
                              const LoaderChoice& choice) {
     SerialiserOwner loader = LoaderByIndexFile(folder, folderType, choice);
-    if (!IsAlwaysScanned(folderType)) return loader;
+    if (loader == nullptr || !IsAlwaysScanned(folderType)) return loader;
     return Reindexing(std::move(loader));
 }
 
@@ -54,7 +55,16 @@ SerialiserOwner ChooseSaver() {
 }
 
 bool SaverRequiresFullLoad() {
-    return ChooseSaver()->RequiresFullLoad();
+    const SerialiserOwner saver = ChooseSaver();
+    return saver != nullptr && saver->RequiresFullLoad();
+}
+
+bool SaveByChoice(StoreIndex& index, const std::string& folder, std::uint32_t folderType) {
+    const SerialiserOwner saver = ChooseSaver();
+    if (saver == nullptr) return false;
+    // A saver that always writes the whole file would lose what was not loaded.
+    if (saver->RequiresFullLoad() && !index.IsWhole()) return false;
+    return saver->Serialise(index, folder, folderType);
 }
 
 }  // namespace tarnwick

@@ -24,4 +24,7 @@ SerialiserOwner ChooseSaver();
 // Whether a save needs an index that was loaded whole.
 bool SaverRequiresFullLoad();
 
+// Saves by the chosen class; false also when it needs a whole index and this is a part of one.
+bool SaveByChoice(StoreIndex& index, const std::string& folder, std::uint32_t folderType);
+
 }  // namespace tarnwick

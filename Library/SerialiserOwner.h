@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "Library/LIBStoreIndexSerialisation/StoreIndexSerialiser.h"
@@ -11,9 +12,10 @@ namespace tarnwick {
 // The base class has no virtual destructor, so an owner remembers how to delete what it was given.
 using SerialiserOwner = std::unique_ptr<StoreIndexSerialiser, void (*)(StoreIndexSerialiser*)>;
 
+// Owns nothing when there is no memory for it; callers take that for a load or save that failed.
 template <typename Serialiser, typename... Arguments>
 SerialiserOwner MakeSerialiser(Arguments&&... arguments) {
-    return {new Serialiser(std::forward<Arguments>(arguments)...),
+    return {new (std::nothrow) Serialiser(std::forward<Arguments>(arguments)...),
             [](StoreIndexSerialiser* owned) { delete static_cast<Serialiser*>(owned); }};
 }
 

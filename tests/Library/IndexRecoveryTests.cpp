@@ -128,6 +128,14 @@ TEST(IndexRecovery, AGoodBackupOutlivesAnIndexThatIsHeldOpen) {
     EXPECT_EQ(ReadBytesOf(folder.Path("_index.xml.bak")), kGoodBackup);
 }
 
+TEST(IndexRecovery, NoSerialiserIsAFailedLoad) {
+    StoreIndex index;
+    index.SetLoadStatus(kLoadFull);
+    SerialiserOwner none = NoSerialiser();
+    EXPECT_EQ(LoadWithRecovery(none, index, "F", 0, {}, BackupWish::Refresh), 0U);
+    EXPECT_EQ(index.LoadStatus(), kLoadFailed);
+}
+
 TEST(IndexRecovery, WithoutTheSettingADamagedIndexIsLeftAlone) {
     const ScratchRegistry registry;
     testing::UseStreams();
