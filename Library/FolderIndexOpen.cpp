@@ -51,7 +51,13 @@ bool ScanFolder(const FolderIndex& index, bool force) {
         return false;
     }
     if (!entries.IsModified() && FileExists(IndexPath(index))) return true;
-    return SaveByChoice(entries, index.folder, index.folderType);
+    try {
+        return SaveByChoice(entries, index.folder, index.folderType);
+    } catch (...) {
+        // What is stored still serves whoever opens the folder.
+        ReportCaughtException("StoreIndexSerialiser::Serialise");
+        return false;
+    }
 }
 
 // Whether the files must be looked at: the folder is marked as changed, or has no index yet. The
