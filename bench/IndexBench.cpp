@@ -1,42 +1,19 @@
 // Loading and saving store indexes beside two general XML libraries that do the same work: expat
 // filling a map of properties an entry, and pugixml building its document.
 #include <expat.h>
-#include <malloc.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <map>
 #include <memory>
-#include <new>
 #include <pugixml.hpp>
 #include <string>
 #include <vector>
 
 #include "bench/BenchReport.h"
+#include "bench/HeldBytes.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 #include "tests/support/IndexStreams.h"
-
-namespace {
-
-std::atomic<std::size_t> heldBytes{0};
-
-}  // namespace
-
-// Every byte that the standard library holds for us is counted, as the allocator hands it out.
-void* operator new(std::size_t size) {
-    void* const block = std::malloc(size);
-    if (block == nullptr) throw std::bad_alloc();
-    heldBytes += malloc_usable_size(block);
-    return block;
-}
-void operator delete(void* block) noexcept {
-    heldBytes -= malloc_usable_size(block);
-    std::free(block);
-}
-void operator delete(void* block, std::size_t /*size*/) noexcept {
-    operator delete(block);
-}
 
 namespace tarnwick::bench {
 namespace {
@@ -135,9 +112,9 @@ void LoadOurs(const MemoryIndexFile& file) {
 
 std::size_t HeldAfterLoad(const MemoryIndexFile& file) {
     auto index = std::make_unique<StoreIndex>();
-    const std::size_t before = heldBytes;
+    const std::size_t before = HeldBytes();
     file.Load(*index);
-    return heldBytes - before;
+    return HeldBytes() - before;
 }
 
 struct StringWriter : pugi::xml_writer {
