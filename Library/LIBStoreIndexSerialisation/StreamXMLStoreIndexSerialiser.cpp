@@ -1,6 +1,7 @@
 #include "Library/LIBStoreIndexSerialisation/StreamXMLStoreIndexSerialiser.h"
 
 #include "common/Files.h"
+#include "common/Retry.h"
 #include "Library/LIBStoreIndexSerialisation/IndexBackup.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
@@ -22,7 +23,8 @@ std::uint32_t StreamXMLStoreIndexSerialiser::Deserialise(StoreIndex& index,
     load.garbageThreshold = StoredIndexSettings().garbageThreshold;
     if (request.verifyFiles) {
         load.fileExists = [&](std::string_view id) {
-            return FileExists(folder + "\\" + std::string(id));
+            // A look-up that fails says nothing of the file.
+            return FileExists(folder + "\\" + std::string(id)) || !IsGone(GetLastError());
         };
     }
     const auto open = [&] { return OpenIndexSource(path); };

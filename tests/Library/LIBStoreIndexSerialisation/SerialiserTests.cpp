@@ -70,6 +70,31 @@ TEST(Serialiser, LeavesOutEntriesWithoutTheirFiles) {
     EXPECT_EQ(ReadBytesOf(folder.Path("_index.xml")), Index(9, Element("B", "2")));
 }
 
+TEST(Serialiser, KeepsEntriesWhoseFilesCouldNotBeLookedFor) {
+    const ScratchFolder folder;
+    WriteBytesTo(folder.Path("_index.xml"), kTwo);
+    struct Row {
+        std::uint32_t error;
+        const char* entries;
+    };
+    const Row rows[] = {
+        {ERROR_FILE_NOT_FOUND, ""},
+        {ERROR_PATH_NOT_FOUND, ""},
+        {ERROR_ACCESS_DENIED, "A 1 1 1 FROM=a SUBJECT=b;B 2 2 2 FROM=a SUBJECT=b;"},
+        {ERROR_NETNAME_DELETED, "A 1 1 1 FROM=a SUBJECT=b;B 2 2 2 FROM=a SUBJECT=b;"},
+    };
+    for (const Row& row : rows) {
+        StreamXMLStoreIndexSerialiser serialiser;
+        StoreIndex index;
+        DeserialiseRequest request;
+        request.verifyFiles = true;
+        CallRecorder calls;
+        calls.FailAll("FindFirstFile", row.error);
+        EXPECT_EQ(serialiser.Deserialise(index, folder.Path(), 0, request), kLoadFull);
+        EXPECT_EQ(Describe(index), row.entries) << row.error;
+    }
+}
+
 TEST(Serialiser, AMissingIndexIsDamagedAndNotMade) {
     const ScratchFolder folder;
     ReportRecorder reports;
