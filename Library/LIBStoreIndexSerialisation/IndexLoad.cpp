@@ -75,7 +75,7 @@ std::uint32_t LoadIndex(StoreIndex& index, const OpenSource& open, const std::st
                         const IndexLoad& load) {
     IndexLoad current = load;
     const IdSet filtered = index.FilteredIds();
-    if (index.IsPartial()) current.knownIds = &filtered;
+    if (!index.IdFilter().empty()) current.knownIds = &filtered;
     index.Clear();
     std::optional<std::uint32_t> status;
     if (current.mode == kLoadHeader) status = LoadHeader(index, open, current);

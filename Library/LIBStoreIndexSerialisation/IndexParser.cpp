@@ -207,14 +207,15 @@ ParseResult IndexParser::Finish(const std::string& folder) {
             return ParseResult::ParseAgain;
         }
     }
+    if (knownIds_ != nullptr) index_.MarkLimited();
     if (!rootStarted_) {
         Malformed({malformation::kNoRootStart});
     } else if (!rootEnded_) {
         Malformed({malformation::kNoRootEnd});
     }
     if (!wellFormed_) return ReportMalformation(folder);
-    // What was left out for want of its file left a hole.
-    if (load_.mode == kLoadFull && load_.fileExists) index_.InvalidateExtents();
+    // What was left out for want of its file left a hole. Among known IDs no file was asked for.
+    if (ReadsWhole() && load_.fileExists) index_.InvalidateExtents();
     return ParseResult::Parsed;
 }
 

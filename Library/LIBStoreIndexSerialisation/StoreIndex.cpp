@@ -59,7 +59,7 @@ void StoreIndex::Clear() {
     arena_.Clear();
     live_ = 0;
     uidOrderKnown_ = true;
-    fullRewrite_ = false;
+    fullRewrite_ = limited_ = false;
     modified_ = false;
     removed_.clear();
     firstChanged_ = nullptr;

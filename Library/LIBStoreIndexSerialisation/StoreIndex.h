@@ -93,7 +93,9 @@ class StoreIndex {
     const std::string& IdFilter() const { return idFilter_; }
     void SetIdFilter(std::string_view ids) { idFilter_ = ids; }
     IdSet FilteredIds() const;
-    bool IsPartial() const { return !idFilter_.empty(); }
+    // The loaded entries are those of a filter or of known IDs; the file may hold others.
+    void MarkLimited() { limited_ = true; }
+    bool IsPartial() const { return limited_ || !idFilter_.empty(); }
     bool IsWhole() const { return loadStatus_ == kLoadFull && !IsPartial(); }
 
     // The extents are not to be trusted: the next save writes the whole file. Ends the ID filter.
@@ -139,6 +141,7 @@ class StoreIndex {
     std::uint32_t lastUid_ = 0;
     std::uint32_t loadStatus_ = kLoadFailed;
     bool fullRewrite_ = false;
+    bool limited_ = false;
     std::string idFilter_;
     IndexFileStamp stamp_;
 

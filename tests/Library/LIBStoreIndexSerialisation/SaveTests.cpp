@@ -182,6 +182,40 @@ TEST(Save, APartOfTheIndexLeavesTheRestAlone) {
     }
 }
 
+TEST(Save, APartIsNeverWrittenAsAWhole) {
+    const ReportRecorder reports;
+    const IdSet known{"B.MAI"};
+    struct Row {
+        const char* name;
+        const char* filter;
+        const IdSet* knownIds;
+    };
+    const Row rows[] = {{"filter", "B.MAI", nullptr}, {"known IDs", "", &known}};
+    for (const Row& row : rows) {
+        MemoryIndexFile file(Index(9, kA + kB + kC));
+        StoreIndex index;
+        index.SetIdFilter(row.filter);
+        IndexLoad load;
+        load.knownIds = row.knownIds;
+        load.fileExists = [](std::string_view) { return true; };
+        ASSERT_EQ(file.Load(index, load), kLoadFull) << row.name;
+        EXPECT_FALSE(index.IsWhole()) << row.name;
+        Set("B.MAI", "bbb")(index);
+        EXPECT_TRUE(file.Save(index)) << row.name;
+        const std::string saved = Index(9, kA + Element("B.MAI", "2", "<X>bbb</X>") + kC);
+        EXPECT_EQ(file.bytes, saved) << row.name;
+        ++file.version;
+        EXPECT_FALSE(file.Save(index)) << row.name << ", changed by another";
+        index.InvalidateExtents();
+        EXPECT_FALSE(file.Save(index)) << row.name << ", extents not trusted";
+        EXPECT_EQ(file.bytes, saved) << row.name;
+        index.SetIdFilter({});
+        ASSERT_EQ(file.Load(index), kLoadFull) << row.name;
+        EXPECT_EQ(index.Count(), 3U) << row.name << ", loaded again";
+        EXPECT_TRUE(index.IsWhole()) << row.name;
+    }
+}
+
 TEST(Save, ReportsWhatLooksCorruptAndWrites) {
     const std::string textGap = " a gap that is no entry ";
     struct Row {
