@@ -30,19 +30,28 @@ inline bool BeginsWith(std::string_view text, std::string_view prefix) {
     return SameEnds<std::uint64_t>(text.data(), prefix.data(), size);
 }
 
+// What may be read, and overwritten in a buffer, behind the bytes that count, so that texts can be
+// worked on in whole lanes.
+inline constexpr std::size_t kSlack = 16;
+
+// Has kSlack bytes behind what it holds or has room for.
 class ByteBuffer {
   public:
     std::size_t Size() const { return size_; }
     std::string_view View() const { return {bytes_.get(), size_}; }
     void Clear() { size_ = 0; }
-    // Drops what stands behind the first `size` bytes.
-    void Shorten(std::size_t size) { size_ = size; }
 
     void Append(std::string_view text) {
-        if (text.size() > capacity_ - size_) Grow(text.size());
-        Copy(bytes_.get() + size_, text.data(), text.size());
+        Copy(Room(text.size()), text.data(), text.size());
         size_ += text.size();
     }
+    // Place for `size` more bytes; those written there count with Extend.
+    char* Room(std::size_t size) {
+        if (size > capacity_ - size_) Grow(size);
+        return bytes_.get() + size_;
+    }
+    void Extend(std::size_t size) { size_ += size; }
+
     void Append(char byte) { Append(std::string_view(&byte, 1)); }
 
   private:

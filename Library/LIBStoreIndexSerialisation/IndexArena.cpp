@@ -1,5 +1,7 @@
 #include "Library/LIBStoreIndexSerialisation/IndexArena.h"
 
+#include "Library/LIBStoreIndexSerialisation/ByteBuffer.h"
+
 namespace tarnwick {
 namespace {
 
@@ -12,7 +14,7 @@ char* IndexArena::Allocate(std::size_t size) {
     if (rounded > left_) {
         // A large block gets a chunk of its own, and the one in use stays in use.
         const bool large = rounded > kChunk / 4;
-        chunks_.push_back(std::unique_ptr<char[]>(new char[large ? rounded : kChunk]));
+        chunks_.push_back(std::unique_ptr<char[]>(new char[(large ? rounded : kChunk) + kSlack]));
         if (large) return chunks_.back().get();
         free_ = chunks_.back().get();
         left_ = kChunk;

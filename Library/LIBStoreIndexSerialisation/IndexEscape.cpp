@@ -1,6 +1,10 @@
 #include "Library/LIBStoreIndexSerialisation/IndexEscape.h"
 
+#include <emmintrin.h>
+#include <algorithm>
+#include <bit>
 #include <cstddef>
+#include <cstring>
 #include <optional>
 
 #include "common/Scan.h"
@@ -103,6 +107,37 @@ void AppendWithoutReferences(std::string& output, std::string_view rest) {
     output += rest;
 }
 
+unsigned AmpersandMask(__m128i lane) {
+    return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(lane, _mm_set1_epi8('&'))));
+}
+
+// A bit for each byte that may not stand as it is; tabs and line breaks count among them.
+unsigned EscapeMask(__m128i lane) {
+    constexpr char kBracketBit = '<' ^ '>';
+    const __m128i low = _mm_cmplt_epi8(lane, _mm_set1_epi8(0x20));
+    const __m128i bracket =
+        _mm_cmpeq_epi8(_mm_or_si128(lane, _mm_set1_epi8(kBracketBit)), _mm_set1_epi8('>'));
+    return static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(low, bracket))) |
+           AmpersandMask(lane);
+}
+
+// Copies the bytes before the first one that `maskOf` sets a bit for, in whole lanes: both sides
+// have kSlack bytes more than `size`. Gives their
+// count.
+template <typename MaskOf>
+std::size_t CopyUntil(char* to, const char* from, std::size_t size, MaskOf maskOf) {
+    constexpr std::size_t kLane = sizeof(__m128i);
+    static_assert(kLane <= kSlack);
+    for (std::size_t at = 0; at < size; at += kLane) {
+        __m128i lane;
+        std::memcpy(&lane, from + at, kLane);
+        const unsigned mask = maskOf(lane);
+        std::memcpy(to + at, &lane, kLane);
+        if (mask != 0) return std::min(size, at + static_cast<std::size_t>(std::countr_zero(mask)));
+    }
+    return size;
+}
+
 struct Entity {
     std::string_view text;
     char byte;
@@ -133,28 +168,30 @@ enum class AtReference { Stop, GoOn };
 
 bool AppendWithoutEntities(ByteBuffer& output, std::string_view text, bool forAttributeUse,
                            AtReference atReference) {
+    char* const start = output.Room(text.size());
+    char* to = start;
     for (;;) {
-        const std::size_t at = FindByte(text, '&');
-        if (at == kNotFound) break;
-        const std::string_view rest = text.substr(at);
-        if (atReference == AtReference::Stop && rest.starts_with(kReferenceStart)) return false;
-        const Entity* const entity = EntityAt(rest, forAttributeUse);
-        output.Append(text.substr(0, at));
-        output.Append(entity == nullptr ? '&' : entity->byte);
-        text = rest.substr(entity == nullptr ? 1 : entity->text.size());
+        const std::size_t plain = CopyUntil(to, text.data(), text.size(), AmpersandMask);
+        to += plain;
+        if (plain == text.size()) break;
+        text.remove_prefix(plain);
+        if (atReference == AtReference::Stop && text.starts_with(kReferenceStart)) return false;
+        const Entity* const entity = EntityAt(text, forAttributeUse);
+        *to++ = entity == nullptr ? '&' : entity->byte;
+        text.remove_prefix(entity == nullptr ? 1 : entity->text.size());
     }
-    output.Append(text);
+    output.Extend(static_cast<std::size_t>(to - start));
     return true;
 }
 
 void AppendUnescaped(ByteBuffer& output, std::string_view text, bool forAttributeUse) {
-    const std::size_t start = output.Size();
     if (AppendWithoutEntities(output, text, forAttributeUse, AtReference::Stop)) return;
-    output.Shorten(start);
     std::string plain;
     plain.reserve(text.size());
     AppendWithoutReferences(plain, text);
-    AppendWithoutEntities(output, plain, forAttributeUse, AtReference::GoOn);
+    ByteBuffer withSlack;
+    withSlack.Append(plain);
+    AppendWithoutEntities(output, withSlack.View(), forAttributeUse, AtReference::GoOn);
 }
 
 }  // namespace
@@ -166,20 +203,22 @@ void EscapeXmlText(std::string& text, bool forAttributeUse) {
 }
 
 void UnescapeXmlText(std::string& text, bool forAttributeUse) {
+    ByteBuffer escaped;
+    escaped.Append(text);
     ByteBuffer plain;
-    AppendUnescaped(plain, text, forAttributeUse);
+    AppendUnescaped(plain, escaped.View(), forAttributeUse);
     text = plain.View();
 }
 
 void AppendEscaped(ByteBuffer& output, std::string_view text) {
     for (;;) {
-        const std::size_t plain = FindMarkupOrUnprintable(text);
-        if (plain == kNotFound) break;
-        output.Append(text.substr(0, plain));
+        char* const to = output.Room(text.size());
+        const std::size_t plain = CopyUntil(to, text.data(), text.size(), EscapeMask);
+        output.Extend(plain);
+        if (plain == text.size()) return;
         AppendEscapedByte(output, text[plain], false);
         text.remove_prefix(plain + 1);
     }
-    output.Append(text);
 }
 
 void AppendUnescaped(ByteBuffer& output, std::string_view text) {

@@ -19,7 +19,8 @@ void EscapeXmlText(std::string& text, bool forAttributeUse);
 // last. Takes time linear in the text.
 void UnescapeXmlText(std::string& text, bool forAttributeUse);
 
-// The same for element text, appended to `output`.
+// The same for element text, appended to `output`. Both read up to kSlack bytes behind the text,
+// which its owner sees to.
 void AppendEscaped(ByteBuffer& output, std::string_view text);
 void AppendUnescaped(ByteBuffer& output, std::string_view text);
 

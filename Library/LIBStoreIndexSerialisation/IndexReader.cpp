@@ -22,9 +22,9 @@ bool IndexReader::Refill() {
 }
 
 void IndexReader::Spill(std::string_view piece) {
-    const std::size_t room = kTextLimit - spill_.size();
+    const std::size_t room = kTextLimit - spill_.Size();
     if (piece.size() > room) textTooLong_ = true;
-    spill_.append(piece, 0, room);
+    spill_.Append(piece.substr(0, room));
     spilled_ = true;
 }
 
@@ -32,7 +32,7 @@ bool IndexReader::TakeTextHere(bool join) {
     if (join && !spilled_) Spill(text_);
     if (!join) {
         text_ = {};
-        if (spilled_) spill_.clear();
+        if (spilled_) spill_.Clear();
         spilled_ = textTooLong_ = false;
     }
     for (;;) {

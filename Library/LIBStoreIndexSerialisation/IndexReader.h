@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <string_view>
 
+#include "Library/LIBStoreIndexSerialisation/ByteBuffer.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 #include "Library/LIBStoreIndexSerialisation/IndexStream.h"
 
@@ -32,7 +32,8 @@ class IndexReader {
         return true;
     }
     // What TakeText took, until the next call of it. A text beyond kTextLimit is cut there.
-    std::string_view Text() const { return spilled_ ? std::string_view(spill_) : text_; }
+    // It has kSlack readable bytes behind it, as have the bytes at hand.
+    std::string_view Text() const { return spilled_ ? spill_.View() : text_; }
     bool TextTooLong() const { return textTooLong_; }
     // Offset of the "<" that ended the text.
     std::uint64_t TagOffset() const { return tagOffset_; }
@@ -65,13 +66,13 @@ class IndexReader {
     static constexpr std::size_t kCarry = 2 * kTagLimit;
 
     ByteSource& source_;
-    std::array<char, kCarry + kReadSize> buffer_;
+    std::array<char, kCarry + kReadSize + kSlack> buffer_;
     const char* at_ = buffer_.data() + kCarry;
     const char* end_ = at_;
     std::uint64_t read_ = 0;
     std::uint64_t tagOffset_ = 0;
     std::string_view text_;
-    std::string spill_;
+    ByteBuffer spill_;
     bool spilled_ = false;
     bool textTooLong_ = false;
 };

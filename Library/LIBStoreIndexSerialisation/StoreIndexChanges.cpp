@@ -65,7 +65,7 @@ void StoreIndex::Redraft(const Entry& entry, std::string_view without) {
 
 void StoreIndex::StoreRedrafted(Entry& entry) {
     entry.names_ = draft_.Finish(names_);
-    std::unique_ptr<char[]> block(new char[draft_.BlockSize()]);
+    std::unique_ptr<char[]> block(new char[draft_.BlockSize() + kSlack]);
     StoreDraft(draft_, entry, block.get());
     ownBlocks_[&entry] = std::move(block);
     NoteChanged(entry);

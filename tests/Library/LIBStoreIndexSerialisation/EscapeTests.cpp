@@ -65,12 +65,35 @@ TEST(EscapeXmlText, WritesWhatTheFileHolds) {
     };
     for (const Row& row : rows) {
         EXPECT_EQ(Escaped(row.plain), row.escaped) << row.escaped;
+        ByteBuffer plain;
+        plain.Append(row.plain);
         ByteBuffer appended;
         appended.Append("before");
-        AppendEscaped(appended, row.plain);
+        AppendEscaped(appended, plain.View());
         EXPECT_EQ(appended.View(), "before" + row.escaped);
     }
     EXPECT_EQ(Escaped("\"it's\"&", true), "&quot;it&apos;s&quot;&amp;");
+}
+
+TEST(EscapeXmlText, EscapesAtEachPlaceOfEachLength) {
+    for (std::size_t length = 1; length <= 50; ++length) {
+        for (std::size_t at = 0; at < length; ++at) {
+            std::string text(length, 'a');
+            text[at] = "&<>\x1F\xE9"[at % 5];
+            ByteBuffer plain;
+            plain.Append(text);
+            // What lies behind a text is none of it.
+            const std::string_view shorter = plain.View().substr(0, at);
+            ByteBuffer escaped;
+            AppendEscaped(escaped, shorter);
+            EXPECT_EQ(escaped.View(), shorter) << length << " " << at;
+            AppendEscaped(escaped, plain.View());
+            EXPECT_EQ(escaped.View(), text.substr(0, at) + Escaped(text)) << length << " " << at;
+            ByteBuffer read;
+            AppendUnescaped(read, escaped.View());
+            EXPECT_EQ(read.View(), text.substr(0, at) + text) << length << " " << at;
+        }
+    }
 }
 
 TEST(UnescapeXmlText, ReadsWhatOthersWrite) {
