@@ -1,3 +1,4 @@
+#include "tests/remote/modules/PassThroughs.h"
 #include "tests/remote/modules/StandIns.h"
 
 #include <set>
@@ -37,13 +38,9 @@ using Names = std::vector<std::string>;
 TEST(ProgramDirectory, GetsTheDigitsRightBehindTheRegistryText) {
     testing::ScratchRegistry registry;
     EXPECT_EQ("64", ProgramDirectory64());
-    const struct {
-        const char* value;
-        const char* directory;
-    } rows[] = {{"C:\\Tarnwick\\Bin", "C:\\Tarnwick\\Bin64"}, {"C:\\Bin\\", "C:\\Bin\\64"}};
-    for (const auto& row : rows) {
-        registry.SetString(HKEY_LOCAL_MACHINE, kProductKey, "Application Directory", row.value);
-        EXPECT_EQ(row.directory, ProgramDirectory64()) << row.value;
+    for (const char* value : {"C:\\Tarnwick\\Bin", "C:\\Bin\\"}) {
+        registry.SetString(HKEY_LOCAL_MACHINE, kProductKey, "Application Directory", value);
+        EXPECT_EQ(value + std::string("64"), ProgramDirectory64());
     }
 }
 
@@ -57,14 +54,10 @@ TEST(OptionsModule, IsLookedForBesideTheProgramsAndBoundInOrder) {
 }
 
 TEST(OptionsModule, NeedsGetOptionAndSetOptionButNotTheExtendedForm) {
-    const struct {
-        const char* hidden;
-        int result;
-    } rows[] = {{"GetOption", 0}, {"GetOption_Ex", 1}, {"SetOption", 0}};
     StandIns modules;
-    for (const auto& row : rows) {
-        EntryHider hider({row.hidden});
-        EXPECT_EQ(row.result, LoadOptionModule()) << row.hidden;
+    for (const std::string hidden : {"GetOption", "GetOption_Ex", "SetOption"}) {
+        EntryHider hider({hidden});
+        EXPECT_EQ(hidden == "GetOption_Ex" ? 1 : 0, LoadOptionModule()) << hidden;
     }
 }
 
@@ -158,91 +151,26 @@ TEST(StoreProvider, LoadingOperationsLoadItAndForwardTheirArguments) {
         }
         EXPECT_EQ(name + " 7 9\n", StandIns::Calls("TWAISP.DLL")) << name;
     };
-#define ROW(operation) check(operation, #operation)
-    ROW(StoreLibrary_Init);
-    ROW(StoreFolder_Save);
-    ROW(StoreFolder_OpenItem);
-    ROW(StoreFolder_SelectItemByField_Ex);
-    ROW(StoreFolder_Lock);
-    ROW(StoreFolder_UnLock);
-    ROW(StoreFolder_DeleteItem);
-    ROW(StoreFolder_CreateItem);
-    ROW(StoreItem_SetProperty);
-    ROW(StoreIndex_GetItemPropertyItem);
-    ROW(StoreIndex_SetItemPropertyItem);
-    ROW(StoreItem_FreeProperty);
-    ROW(StoreItem_SaveToStore);
-    ROW(Store_Save);
-    ROW(StoreFolder_FindFirstItem);
-    ROW(StoreFolder_FindNextItem);
-    ROW(StoreFolder_FindClose);
-    ROW(GetMailboxSize);
-    ROW(GetMailboxSize_Ex);
-    ROW(StoreFolderAdd);
-    ROW(StoreFolderGet);
-    ROW(StoreFolderGet_Ex);
-    ROW(StoreFolderRemove);
-    ROW(StoreFolderEdit);
-    ROW(StoreFolderCopy);
-    ROW(StoreFolderFindNext);
-    ROW(StoreFolderFindFirst);
-    ROW(StoreFolderFindClose);
-    ROW(StoreItemProperty_GetType);
-    ROW(Memory_Allocate);
-    ROW(Memory_Free);
-    ROW(StoreFolder_GetHierarchyModificationDate);
-    ROW(StoreFolder_GetContentsModificationDate);
-    ROW(StoreIndex_SetPaths);
-    ROW(StoreIndexItem_Clear);
-    ROW(StoreIndex_Open);
-    ROW(StoreIndex_Init);
-    ROW(StoreIndex_Close);
-    ROW(StoreIndex_Release);
-    ROW(StoreIndex_Get);
-    ROW(StoreIndex_Save);
-    ROW(GetStoreItemByMessageID);
-    ROW(Direct_StoreIndex_UpdateItem);
-    ROW(Direct_StoreIndex_InsertItem);
-    ROW(Direct_StoreIndex_InsertItemEx);
-    ROW(Direct_StoreIndex_RemoveItem);
-    ROW(StoreIndex_UpdateItem);
-    ROW(StoreIndex_InsertItem);
-    ROW(StoreIndex_RemoveItem);
-    ROW(RemoveMailboxShares);
-#undef ROW
-}
-
-TEST(StoreProvider, FolderAndItemOperationsHaveTheirOwnArguments) {
-    StandIns modules;
-    void* returned = nullptr;
-    EXPECT_EQ(1, StoreFolder_Open(11, 12, 13, 2, 1));
-    EXPECT_EQ(1, StoreFolder_SelectItem("id"));
-    EXPECT_EQ(1, StoreFolder_SelectItemByField("FIELD", "id"));
-    EXPECT_EQ(0, StoreItem_GetProperty("PR_BODY", 1, &returned));
-    EXPECT_EQ(1, StoreFolder_Close());
-    EXPECT_EQ(
-        "StoreFolder_Open 11 12 13 2 1\nStoreFolder_SelectItem 'id'\n"
-        "StoreFolder_SelectItemByField 'FIELD' 'id'\nStoreItem_GetProperty 'PR_BODY' 1\n"
-        "StoreFolder_Close\n",
-        StandIns::Calls("TWAISP.DLL"));
+#define CHECK_ROW(operation) check(operation, #operation);
+    LOADING_PASS_THROUGHS(CHECK_ROW)
+#undef CHECK_ROW
 }
 
 TEST(StoreProvider, LoadedOnlyOperationsNeverLoad) {
     StandIns modules;
     const std::uint64_t first = 7;
     const std::uint64_t second = 9;
-    EXPECT_EQ(0, StoreLibrary_ThreadInit(first, second));
-    EXPECT_EQ(0, StoreLibrary_ThreadRelease(first, second));
-    EXPECT_EQ(0, StoreLibrary_SetAffinity(first, second));
+    std::string calls;
+#define CHECK_ROW(operation) EXPECT_EQ(0, operation(first, second)) << #operation;
+    LOADED_ONLY_PASS_THROUGHS(CHECK_ROW)
+#undef CHECK_ROW
     EXPECT_EQ(nullptr, GetModuleHandleA("TWAISP.DLL"));
     EXPECT_EQ(1, LoadStoreProvider(providerModule));
-    EXPECT_EQ(kNarrow, StoreLibrary_ThreadInit(first, second));
-    EXPECT_EQ(kNarrow, StoreLibrary_ThreadRelease(first, second));
-    EXPECT_EQ(kNarrow, StoreLibrary_SetAffinity(first, second));
-    EXPECT_EQ(
-        "StoreLibrary_ThreadInit 7 9\nStoreLibrary_ThreadRelease 7 9\n"
-        "StoreLibrary_SetAffinity 7 9\n",
-        StandIns::Calls("TWAISP.DLL"));
+#define CHECK_ROW(operation)                               \
+    EXPECT_EQ(kNarrow, operation(first, second)) << #operation; \
+    EXPECT_EQ(calls += #operation " 7 9\n", StandIns::Calls("TWAISP.DLL"));
+    LOADED_ONLY_PASS_THROUGHS(CHECK_ROW)
+#undef CHECK_ROW
 }
 
 TEST(StoreProvider, MissingEntriesGiveZeroAndLeaveTheOthersBound) {
