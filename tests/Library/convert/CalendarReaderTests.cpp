@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "Library/convert/OldRule.h"
+#include "Library/convert/PropertyNames.h"
 #include "tests/Library/convert/ItemDescription.h"
 
 namespace tarnwick {
@@ -61,20 +62,17 @@ void Check(const std::vector<Row>& rows) {
 TEST(CalendarReader, LinesAndTexts) {
     Check({
         {"plain", Event("SUMMARY:Tea\r\nX-OTHER:1\r\n"), "SUBJECT='Tea'\n"},
-        {"line feeds alone",
-         "BEGIN:VCALENDAR\nBEGIN:VEVENT\nSUMMARY:Tea\nEND:VEVENT\nEND:VCALENDAR",
+        {"a byte order mark, line feeds alone, names in any case",
+         "\xEF\xBB\xBF"
+         "BEGIN:VCALENDAR\nBEGIN:VEVENT\nsummary:Tea\nEND:VEVENT\nEND:VCALENDAR",
          "SUBJECT='Tea'\n"},
-        {"byte order mark", "\xEF\xBB\xBF" + Event("SUMMARY:Tea\r\n"), "SUBJECT='Tea'\n"},
-        {"names in any case", Event("summary:Tea\r\nLocation:Here\r\n"),
-         "SUBJECT='Tea'\nLOCATION='Here'\n"},
-        {"folded by blank and tab", Event("SUMM\r\n ARY:T\r\n\tea \r\n  too\r\n"),
-         "SUBJECT='Tea  too'\n"},
-        {"folded behind blank lines", Event("SUMMARY\r\n\r\n :Tea\r\n\r\n"), "SUBJECT='Tea'\n"},
+        {"folded by blank and tab, and behind blank lines",
+         Event("SUMM\r\n ARY\r\n\r\n :T\r\n\tea \r\n  too\r\n"), "SUBJECT='Tea  too'\n"},
         {"escapes", Event("DESCRIPTION:a\\nb\\Nc\\, d\\; e\\\\n f\\g\\\r\n"),
          "BODY='a\r\nb\r\nc, d; e\\n f\\g\\'\n"},
-        {"parameters with quotes", Event("LOCATION;X=\"a:b;c\";LANGUAGE=en:Room: 5\r\n"),
-         "LOCATION='Room: 5'\n"},
-        {"a quote that is never closed", Event("LOCATION;X=\"a;Y=b:Room\r\n"), "LOCATION='Room'\n"},
+        {"parameters with quotes, one never closed",
+         Event("LOCATION;X=\"a:b;c\";LANGUAGE=en:Room: 5\r\nSUMMARY;X=\"a;Y=b:Tea\r\n"),
+         "LOCATION='Room: 5'\nSUBJECT='Tea'\n"},
         {"quoted-printable with soft breaks",
          Event(
              "SUMMARY;ENCODING=QUOTED-PRINTABLE;CHARSET=UTF-8:caf=C3=\r\n=A9=0D=\r\n=0Atea=x\r\n"),
@@ -103,14 +101,11 @@ TEST(CalendarReader, LinesAndTexts) {
          Event("UID:1\r\n") + Calendar("BEGIN:VJOURNAL\r\nUID:0\r\nEND:VJOURNAL\r\n") +
              Task("UID:2\r\n") + Event("UID:3\r\n"),
          "AppointmentUID='1'\n--\nID='2'\n--\nAppointmentUID='3'\n"},
-        {"a calendar without items", Calendar(""), ""},
     });
 }
 
 TEST(CalendarReader, DatesOfEvents) {
     Check({
-        {"UTC", Event("DTSTART:20240305T060708Z\r\nDTEND:20240305T070000Z\r\n"),
-         "START_DATE=20240305T060708\nEND_DATE=20240305T070000\n"},
         {"floating times are UTC", Event("DTSTART:20240305T060708\r\nDTEND:20240305T070000\r\n"),
          "START_DATE=20240305T060708\nEND_DATE=20240305T070000\n"},
         {"a day, to its end", Event("DTSTART;VALUE=DATE:20240229\r\n"),
@@ -122,14 +117,10 @@ TEST(CalendarReader, DatesOfEvents) {
          "START_DATE=20240305T060708\nEND_DATE=20240306T081012\n"},
         {"weeks", Event("DTSTART:20240305\r\nDURATION:+P2W\r\n"),
          "START_DATE=20240305T000000\nEND_DATE=20240319T000000\n"},
-        {"negative", Event("DTSTART:20240305T060708Z\r\nDURATION:-PT1H\r\n"),
-         "START_DATE=20240305T060708\nEND_DATE=20240305T050708\n"},
         {"a leap second", Event("DTSTART:20161231T235960Z\r\nDTEND:20170101T000000Z\r\n"),
          "START_DATE=20161231T235959\nEND_DATE=20170101T000000\n"},
         {"the last file time", Event("DTEND:308280914T024805Z\r\n"), "END_DATE=308280914T024805\n"},
         {"a date beyond the file times is left out", Event("DTEND:308280914T024806Z\r\nUID:1\r\n"),
-         "AppointmentUID='1'\n"},
-        {"a date before the file times is left out", Event("DTEND:16001231T235959Z\r\nUID:1\r\n"),
          "AppointmentUID='1'\n"},
         {"modification", Event("LAST-MODIFIED:20231114T221320Z\r\n"), "MODIFIEDDATE=1700000000\n"},
         {"a modification beyond 32 bits is left out",
@@ -145,12 +136,12 @@ TEST(CalendarReader, Tasks) {
               "SUMMARY:s\r\nLAST-MODIFIED:19700101T000001\r\n"),
          "ID='T'\nSENSITIVITY=3\nStatus=2\nPercentComplete=12.500000\nIMPORTANCE=1\nBODY='d'\n"
          "SUBJECT='s'\nMODIFIEDDATE=1\nStartDate=20240305T000000\nDueDate=20240305T070000\n"},
-        {"due after a duration", Task("DTSTART:20240305T060708Z\r\nDURATION:PT1H\r\n"),
-         "StartDate=20240305T060708\nDueDate=20240305T070708\n"},
+        {"low, due after a duration",
+         Task("DTSTART:20240305T060708Z\r\nDURATION:-PT1H\r\nPRIORITY:6\r\n"),
+         "IMPORTANCE=0\nStartDate=20240305T060708\nDueDate=20240305T050708\n"},
         {"no end of its own", Task("DTSTART:20240305\r\n"), "StartDate=20240305T000000\n"},
         {"unknown words", Task("CLASS:X-SECRET\r\nSTATUS:X-LATER\r\nPRIORITY:0\r\n"),
          "SENSITIVITY=2\n"},
-        {"low", Task("PRIORITY:6\r\n"), "IMPORTANCE=0\n"},
         {"high", Task("PRIORITY:4\r\n"), "IMPORTANCE=2\n"},
     });
 }
@@ -167,15 +158,15 @@ constexpr const char* kBerlin =
 
 // The local time of an event in the zone, and its UTC.
 struct ZoneRow {
-    const char* local;
-    const char* utc;
+    std::string local;
+    std::string utc;
 };
 
 void CheckZone(const std::string& zone, const std::vector<ZoneRow>& rows) {
     for (const ZoneRow& row : rows) {
         const std::string event =
-            "BEGIN:VEVENT\r\nDTEND;TZID=Berlin:" + std::string(row.local) + "\r\nEND:VEVENT\r\n";
-        const std::string expected = "END_DATE=" + std::string(row.utc) + "\n";
+            "BEGIN:VEVENT\r\nDTEND;TZID=Berlin:" + row.local + "\r\nEND:VEVENT\r\n";
+        const std::string expected = "END_DATE=" + row.utc + "\n";
         EXPECT_EQ(expected, Read(Calendar(zone + event))) << row.local;
         EXPECT_EQ(expected, Read(Calendar(event + zone))) << row.local << ", zone last";
     }
@@ -188,11 +179,9 @@ TEST(CalendarReader, TimesInAZone) {
                            {"20240331T015959", "20240331T005959"},
                            // The hour that does not occur counts with the offset before it.
                            {"20240331T020000", "20240331T010000"},
-                           {"20240331T025959", "20240331T015959"},
                            {"20240331T030000", "20240331T010000"},
                            // The hour that occurs twice is the first one.
                            {"20241027T020000", "20241027T000000"},
-                           {"20241027T025959", "20241027T005959"},
                            {"20241027T030000", "20241027T020000"},
                            // The rule ended with 1995; the next one began in 1996.
                            {"19950924T120000", "19950924T110000"},
@@ -200,7 +189,6 @@ TEST(CalendarReader, TimesInAZone) {
                            {"19961027T120000", "19961027T110000"},
                            // Dates of their own, and the time before everything.
                            {"19790501T120000", "19790501T100000"},
-                           {"19780402T120000", "19780402T100000"},
                            {"19780101T120000", "19780101T110000"},
                            {"99990701T120000", "99990701T100000"},
                        });
@@ -235,10 +223,9 @@ TEST(CalendarReader, RulesOfZones) {
     };
     for (const auto& row : rows) {
         const std::string zone = ZoneWith(row.rule);
-        const std::string before = row.lastBefore;
+        const std::string before = std::string(row.lastBefore) + "T120000";
         const std::string after = row.firstAfter;
-        CheckZone(zone, {{(before + "T120000").c_str(), (before + "T120000").c_str()},
-                         {(after + "T120000").c_str(), (after + "T130000").c_str()}});
+        CheckZone(zone, {{before, before}, {after + "T120000", after + "T130000"}});
     }
     const char* const over[] = {"FREQ=YEARLY;COUNT=5;BYMONTH=4;BYDAY=1SU",
                                 "FREQ=YEARLY;BYMONTH=4;BYDAY=1SU;UNTIL=20050402T235959",
@@ -251,49 +238,47 @@ TEST(CalendarReader, RulesOfZones) {
 }
 
 TEST(CalendarReader, NotesWhatIsLeftOutOrAssumed) {
-    const std::string unknownZone = Event("DTSTART;TZID=Nowhere:20240305T060708\r\n");
-    EXPECT_EQ("START_DATE=20240305T060708\nEND_DATE=20240305T060708\n", Read(unknownZone));
-    EXPECT_EQ("4: the time zone Nowhere is not in the text; its times are taken as UTC\n",
-              NotesOf(unknownZone));
-    EXPECT_EQ("4: a recurrence that items cannot hold is left out\n",
-              NotesOf(Event("RRULE:FREQ=HOURLY\r\n")));
-    EXPECT_EQ("4: a modification before 1901 or after 2038 is left out\n",
-              NotesOf(Event("LAST-MODIFIED:20400101\r\n")));
-    EXPECT_EQ("3: a date before 1601 or too late is left out\n",
-              NotesOf(Event("DTSTART:00010101\r\nDTEND:20000101\r\n")));
-    EXPECT_EQ("9: a rule of this kind is not known in a time zone; its first change alone counts\n",
-              NotesOf(Calendar(ZoneWith("FREQ=DAILY"))));
-    EXPECT_EQ(
-        "5: this part of the time zone is left out\n"
-        "3: the time zone Z is not in the text; its times are taken as UTC\n",
-        NotesOf(Calendar("BEGIN:VTIMEZONE\r\nTZID:Z\r\nBEGIN:STANDARD\r\nEND:STANDARD\r\n"
-                         "END:VTIMEZONE\r\n")));
-    EXPECT_EQ("", NotesOf(Calendar(kBerlin)));
+    const std::pair<std::string, const char*> rows[] = {
+        {Event("DTSTART;TZID=Nowhere:20240305T060708\r\n"),
+         "4: the time zone Nowhere is not in the text; its times are taken as UTC\n"},
+        {Event("RRULE:FREQ=HOURLY\r\n"), "4: a recurrence that items cannot hold is left out\n"},
+        {Event("LAST-MODIFIED:20400101\r\n"),
+         "4: a modification before 1901 or after 2038 is left out\n"},
+        {Event("DTSTART:00010101\r\nDTEND:20000101\r\n"),
+         "3: a date before 1601 or too late is left out\n"},
+        {Calendar(ZoneWith("FREQ=DAILY")),
+         "9: a rule of this kind is not known in a time zone; its first change alone counts\n"},
+        {Calendar("BEGIN:VTIMEZONE\r\nTZID:Z\r\nBEGIN:STANDARD\r\nEND:STANDARD\r\n"
+                  "END:VTIMEZONE\r\n"),
+         "5: this part of the time zone is left out\n"
+         "3: the time zone Z is not in the text; its times are taken as UTC\n"},
+        {Calendar(kBerlin), ""},
+    };
+    for (const auto& [text, notes] : rows) EXPECT_EQ(notes, NotesOf(text)) << text;
+    EXPECT_EQ("START_DATE=20240305T060708\nEND_DATE=20240305T060708\n", Read(rows[0].first));
 }
 
 TEST(CalendarReader, RecurrenceRules) {
     const struct {
         const char* rule;
-        const char* properties;  // type, interval, days, instance, day of month, month, end
+        // Type, interval, days, instance, day of month, month, no end, count, end.
+        const char* properties;
     } rows[] = {
-        {"FREQ=DAILY", "0 0 0 -1 0 0 never"},
-        {"FREQ=WEEKLY;INTERVAL=2;BYDAY=MO,WE", "1 2 10 -1 0 0 never"},
-        {"FREQ=WEEKLY;BYDAY=SU,MO,TU,WE,TH,FR,SA;WKST=MO", "1 0 127 -1 0 0 never"},
-        {"FREQ=DAILY;BYDAY=MO,TU,WE,TH,FR", "1 1 62 -1 0 0 never"},
-        {"FREQ=DAILY;INTERVAL=2;BYDAY=MO,TU,WE,TH,FR", "0 2 62 -1 0 0 never"},
-        {"FREQ=MONTHLY;BYMONTHDAY=17", "2 0 0 -1 17 0 never"},
-        {"FREQ=MONTHLY;BYDAY=2TU", "3 0 4 2 0 0 never"},
-        {"FREQ=MONTHLY;BYDAY=-1FR", "3 0 32 5 0 0 never"},
-        {"FREQ=MONTHLY;BYDAY=FR;BYSETPOS=-1", "3 0 32 5 0 0 never"},
-        {"FREQ=MONTHLY;BYDAY=FR;BYMONTHDAY=13", "3 0 32 -1 13 0 never"},
-        {"FREQ=YEARLY;BYMONTH=3;BYMONTHDAY=17", "5 0 0 -1 17 3 never"},
-        {"FREQ=YEARLY;BYMONTH=11;BYDAY=4TH", "6 0 16 4 0 11 never"},
-        {"freq=yearly;bymonth=11;byday=4th", "6 0 16 4 0 11 never"},
-        {"FREQ=DAILY;COUNT=10", "0 0 0 -1 0 0 10 "},
-        {"FREQ=DAILY;UNTIL=20240305T060708Z", "0 0 0 -1 0 0  20240305T060708"},
-        {"FREQ=DAILY;UNTIL=20240305", "0 0 0 -1 0 0  20240305T000000"},
-        {"FREQ=DAILY;COUNT=0;UNTIL=", "0 0 0 -1 0 0 0 "},
-        {"FREQ=", "4 0 0 -1 0 0 never"},
+        {"FREQ=DAILY", "0 0 0 -1 0 0 1  "},
+        {"FREQ=WEEKLY;INTERVAL=2;BYDAY=MO,WE", "1 2 10 -1 0 0 1  "},
+        {"FREQ=WEEKLY;BYDAY=SU,MO,TU,WE,TH,FR,SA;WKST=MO", "1 0 127 -1 0 0 1  "},
+        {"FREQ=DAILY;BYDAY=MO,TU,WE,TH,FR", "1 1 62 -1 0 0 1  "},
+        {"FREQ=DAILY;INTERVAL=2;BYDAY=MO,TU,WE,TH,FR", "0 2 62 -1 0 0 1  "},
+        {"FREQ=MONTHLY;BYMONTHDAY=17", "2 0 0 -1 17 0 1  "},
+        {"FREQ=MONTHLY;BYDAY=2TU", "3 0 4 2 0 0 1  "},
+        {"FREQ=MONTHLY;BYDAY=FR;BYSETPOS=-1", "3 0 32 5 0 0 1  "},
+        {"FREQ=MONTHLY;BYDAY=FR;BYMONTHDAY=13", "3 0 32 -1 13 0 1  "},
+        {"FREQ=YEARLY;BYMONTH=3;BYMONTHDAY=17", "5 0 0 -1 17 3 1  "},
+        {"FREQ=YEARLY;BYMONTH=11;BYDAY=4TH", "6 0 16 4 0 11 1  "},
+        {"freq=yearly;bymonth=11;byday=4th", "6 0 16 4 0 11 1  "},
+        {"FREQ=DAILY;UNTIL=20240305T060708Z", "0 0 0 -1 0 0 0  20240305T060708"},
+        {"FREQ=DAILY;COUNT=0;UNTIL=", "0 0 0 -1 0 0 0 0 "},
+        {"FREQ=", "4 0 0 -1 0 0 1  "},
         {"FREQ=HOURLY", ""},
         {"FREQ=DAILY;BYHOUR=9,10", ""},
         {"FREQ=DAILY;BYMONTH=1", ""},
@@ -301,10 +286,8 @@ TEST(CalendarReader, RecurrenceRules) {
         {"FREQ=MONTHLY;BYMONTH=1;BYMONTHDAY=1", ""},
         {"FREQ=MONTHLY;BYMONTHDAY=1,15", ""},
         {"FREQ=MONTHLY;BYDAY=1MO,1TU", ""},
-        {"FREQ=MONTHLY;BYDAY=1MO,3MO", ""},
         {"FREQ=MONTHLY;BYDAY=-2MO", ""},
         {"FREQ=MONTHLY;BYDAY=MO;BYSETPOS=1,2", ""},
-        {"FREQ=MONTHLY;BYSETPOS=1", ""},
         {"FREQ=WEEKLY;BYDAY=XX", ""},
     };
     for (const auto& row : rows) {
@@ -313,21 +296,17 @@ TEST(CalendarReader, RecurrenceRules) {
         ASSERT_EQ(1U, reading.items.size()) << row.rule;
         ItemPropertyContainer& item = reading.items[0].properties;
         std::string found;
-        const auto number = [&item](const char* name) {
+        const auto add = [&](const char* name) {
             const auto value = item.Number(name);
-            return value ? std::to_string(*value) : std::string();
+            found += (value ? std::to_string(*value) : "") + " ";
         };
-        if (item.Number("PR_BNP_IsRecurring") == 1) {
-            for (const char* name :
-                 {"PR_BNP_RecurrenceType", "PR_BNP_RecurrenceInterval",
-                  "PR_BNP_RecurrenceDayOfWeekMask", "PR_BNP_RecurrenceInstance",
-                  "PR_BNP_RecurrenceDayOfMonth", "PR_BNP_RecurrenceMonthOfYear"}) {
-                found += number(name) + " ";
-            }
-            const auto until = item.FileTime("PR_BNP_PatternEndDate");
-            found += item.Number("PR_BNP_NoEndDate") == 1
-                         ? "never"
-                         : number("PR_BNP_Occurrences") + " " + (until ? DateText(*until) : "");
+        if (item.Number(property::kIsRecurring) == 1) {
+            for (const char* name : {property::kRecurrenceType, property::kRecurrenceInterval,
+                                     property::kRecurrenceDays, property::kRecurrenceInstance,
+                                     property::kRecurrenceDayOfMonth, property::kRecurrenceMonth,
+                                     property::kNoEndDate, property::kOccurrences})
+                add(name);
+            found += DateText(item.FileTime(property::kPatternEndDate).value_or(~std::uint64_t{0}));
         }
         EXPECT_EQ(row.properties, found) << row.rule;
         EXPECT_EQ(found.empty(), !reading.notes.empty()) << row.rule;
@@ -339,7 +318,6 @@ TEST(OldRules, AsTheStandardWritesThemToday) {
         const char* old;
         const char* modern;
     } rows[] = {
-        {"D1 #10", "FREQ=DAILY;INTERVAL=1;COUNT=10"},
         {"D2 #0", "FREQ=DAILY;INTERVAL=2"},
         {"D1", "FREQ=DAILY;INTERVAL=1;COUNT=2"},
         {"D1 19971224T000000Z", "FREQ=DAILY;INTERVAL=1;UNTIL=19971224T000000Z"},
@@ -352,7 +330,6 @@ TEST(OldRules, AsTheStandardWritesThemToday) {
         {"YD5 1 100 #4", "FREQ=YEARLY;INTERVAL=5;COUNT=4;BYYEARDAY=1,100"},
         {"", ""},
         {"X1 #1", ""},
-        {"W MO", ""},
         {"W1 MO #", ""},
         {"MD1 7+-", ""},
     };
@@ -376,42 +353,28 @@ TEST(CalendarReader, SaysWhereAndWhyATextCannotBeRead) {
     for (int depth = 0; depth < 200000; ++depth) deep += "BEGIN:X\r\n";
     Check({
         {"nothing", "", "1: BEGIN:VCALENDAR expected"},
-        {"blank lines", "\r\n\r\n", "3: BEGIN:VCALENDAR expected"},
         {"other text", "Dear all,\n", "1: BEGIN:VCALENDAR expected"},
-        {"a card", "BEGIN:VCARD\r\nEND:VCARD\r\n", "1: BEGIN:VCALENDAR expected"},
         {"text behind the end", Calendar("") + "\r\nand more\r\n", "5: BEGIN:VCALENDAR expected"},
         {"bytes", std::string("BEGIN:VCALENDAR\n\0\n", 18), "2: not a text"},
-        {"unended calendar", begin, "1: BEGIN:VCALENDAR is never ended"},
-        {"unended event", begin + "BEGIN:VEVENT\r\nUID:1\r\n", "2: BEGIN:VEVENT is never ended"},
         {"unended alarm", begin + "BEGIN:VEVENT\r\nBEGIN:VALARM\r\n",
          "3: BEGIN:VALARM is never ended"},
-        {"ended too early", begin + "BEGIN:VEVENT\r\nUID:1\r\nEND:VCALENDAR\r\n",
-         "4: END:VCALENDAR where the VEVENT of line 2 is open"},
         {"ended in the wrong order",
          begin + "BEGIN:VEVENT\r\nBEGIN:VALARM\r\nEND:VEVENT\r\nEND:VALARM\r\n",
          "4: END:VEVENT where the VALARM of line 3 is open"},
         {"an event inside another", Event("BEGIN:VEVENT\r\nEND:VEVENT\r\n"),
          "4: a VEVENT inside the VEVENT of line 3"},
-        {"a task inside an event", Event("BEGIN:vtodo\r\nEND:vtodo\r\n"),
-         "4: a vtodo inside the VEVENT of line 3"},
         {"a calendar inside a calendar", Calendar(Calendar("")),
          "3: a VCALENDAR inside a VCALENDAR"},
         {"nested without end", deep, "34: components are nested too deep"},
-        {"a line that is no property", Event("SUMMARY:a\r\nb and so on\r\n"),
-         "5: the line is not a property"},
-        {"a line behind folded ones", Event("SUMMARY:a\r\n b\r\n\r\n c\r\n=\r\n"),
+        {"a line that is no property", Event("SUMMARY:a\r\n b\r\n\r\n c\r\n=\r\n"),
          "8: the line is not a property"},
         {"a property without value", Event("SUMMARY\r\n"), "4: SUMMARY without a value"},
         {"a day its month does not have", Event("DTSTART:20230229\r\n"), "4: not a date: 20230229"},
         {"hour 24", Event("DTSTART:20230228T240000Z\r\n"), "4: not a date: 20230228T240000Z"},
-        {"a date with more behind it", Event("DTEND:20230228T120000Z1\r\n"),
-         "4: not a date: 20230228T120000Z1"},
-        {"a short date", Event("DTEND:2023022\r\n"), "4: not a date: 2023022"},
         {"a date out of bytes", Event("DTEND:\x01\xFF\r\n"), "4: not a date: ??"},
         {"a long date", Event("DTEND:" + std::string(50, '1') + "\r\n"),
          "4: not a date: 1111111111111111111111111111111111111111..."},
         {"a duration", Event("DURATION:P1H\r\n"), "4: not a duration: P1H"},
-        {"an empty duration", Event("DURATION:P\r\n"), "4: not a duration: P"},
         {"a huge duration", Event("DURATION:P9999999999D\r\n"), "4: not a duration: P9999999999D"},
         {"units of a duration that repeat",
          Event("DTSTART:20240305\r\nDURATION:P" + Repeated("999999999W", 20000) + "\r\n"),
@@ -420,10 +383,7 @@ TEST(CalendarReader, SaysWhereAndWhyATextCannotBeRead) {
          "4: not a duration: P1D1W"},
         {"a rule without frequency", Event("RRULE:COUNT=1\r\n"),
          "4: not a recurrence rule: COUNT=1"},
-        {"a rule with a bad number", Event("RRULE:FREQ=DAILY;COUNT=x\r\n"),
-         "4: not a recurrence rule: FREQ=DAILY;COUNT=x"},
         {"a percentage", Task("PERCENT-COMPLETE:half\r\n"), "4: not a percentage: half"},
-        {"a priority", Task("PRIORITY:99999999999\r\n"), "4: not a priority: 99999999999"},
         {"a zone without name", Calendar("BEGIN:VTIMEZONE\r\nEND:VTIMEZONE\r\n"),
          "3: a VTIMEZONE without TZID"},
         {"an offset", Calendar("BEGIN:VTIMEZONE\r\nBEGIN:STANDARD\r\nTZOFFSETTO:0100\r\n"),

@@ -11,9 +11,10 @@ TEST(CalendarDate, DayCountsOfKnownDates) {
         std::int64_t days;
         unsigned weekday;
     } rows[] = {
-        {{1970, 1, 1}, 0, 4},       {{1969, 12, 31}, -1, 3},      {{2000, 2, 29}, 11016, 2},
-        {{2000, 3, 1}, 11017, 3},   {{1900, 2, 28}, -25509, 3},   {{1900, 3, 1}, -25508, 4},
-        {{1601, 1, 1}, -134774, 1}, {{9999, 12, 31}, 2932896, 5}, {{0, 3, 1}, -719468, 3},
+        {{1970, 1, 1}, 0, 4},
+        {{1601, 1, 1}, -134774, 1},
+        {{9999, 12, 31}, 2932896, 5},
+        {{0, 3, 1}, -719468, 3},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(row.days, DaysFromCivil(row.date)) << row.days;
@@ -42,24 +43,14 @@ TEST(DateText, OfFileTimes) {
         std::uint64_t fileTime;
         const char* text;
     } rows[] = {
-        {0, "16010101T000000"},
         {9'999'999, "16010101T000000"},
-        {10'000'000, "16010101T000001"},
-        {116'444'736'000'000'000, "19700101T000000"},
         {116'444'735'999'999'999, "19691231T235959"},
-        {125'962'559'999'999'999, "20000228T235959"},
-        {125'962'560'000'000'000, "20000229T000000"},
+        {FileTimeOfSeconds(2'147'483'647), "20380119T031407"},
+        {FileTimeOfSeconds(-2'147'483'647 - 1), "19011213T204552"},
         {0x7FFF'FFFF'FFFF'FFFF, "308280914T024805"},
         {0x8000'0000'0000'0000, ""},
-        {0xFFFF'FFFF'FFFF'FFFF, ""},
     };
     for (const auto& row : rows) EXPECT_EQ(row.text, DateText(row.fileTime)) << row.fileTime;
-}
-
-TEST(DateText, OfSecondsSince1970) {
-    EXPECT_EQ("20380119T031407", DateText(FileTimeOfSeconds(2'147'483'647)));
-    EXPECT_EQ("19011213T204552", DateText(FileTimeOfSeconds(-2'147'483'647 - 1)));
-    EXPECT_EQ("19700101T000000", DateText(FileTimeOfSeconds(0)));
 }
 
 TEST(DateText, ClampsEachFieldOutOfRange) {

@@ -1,7 +1,6 @@
-// Files that other programs wrote.
+// Contacts that other programs wrote; foreign_reader.py reads their calendars.
 #include <gtest/gtest.h>
 
-#include "Library/convert/CalendarReader.h"
 #include "Library/convert/ContactReader.h"
 #include "tests/Library/convert/ItemDescription.h"
 #include "tests/support/SharedData.h"
@@ -11,20 +10,6 @@ namespace {
 
 using testing::ReadBytes;
 using testing::SharedDataFolder;
-
-TEST(RealCalendars, AreReadWithoutFailureOrNote) {
-    const auto folder = SharedDataFolder("calendars");
-    if (!std::filesystem::exists(folder)) GTEST_SKIP() << "no files in " << folder;
-    int count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        const CalendarReading reading = ReadCalendarText(ReadBytes(entry.path()));
-        EXPECT_EQ(std::nullopt, reading.failure) << entry.path();
-        EXPECT_TRUE(reading.notes.empty()) << entry.path();
-        EXPECT_FALSE(reading.items.empty()) << entry.path();
-        ++count;
-    }
-    EXPECT_GE(count, 14);
-}
 
 std::string Names(const ItemPropertyContainer& contact) {
     std::string names;

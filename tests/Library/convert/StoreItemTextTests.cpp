@@ -59,8 +59,7 @@ Written TakeText(Writer write) {
 
 template <typename Writer>
 Written TakeItemText(Writer writer, ItemPropertyContainer* properties = nullptr) {
-    return TakeText(
-        [&](char** text, std::uint32_t* length) { return writer(text, length, properties); });
+    return TakeText([&](char** text, auto* length) { return writer(text, length, properties); });
 }
 
 TEST_F(StoreItem, IsReadWhenNoContainerIsGiven) {
@@ -77,15 +76,16 @@ TEST_F(StoreItem, IsReadWhenNoContainerIsGiven) {
     same.Set(property::kEventStart, std::uint64_t{133'540'924'280'000'000});
     same.Set(property::kModifiedDate, 0);
     same.Set(property::kPercentComplete, 25.0);
-    const Written event = TakeItemText(WriteEventText);
-    EXPECT_EQ(1, event.result);
-    EXPECT_EQ(EventText(same), event.text);
-    EXPECT_EQ(event.text.size(), event.length);
-    const Written task = TakeItemText(WriteTaskText);
-    EXPECT_EQ(1, task.result);
-    EXPECT_EQ(TaskText(same), task.text);
-    EXPECT_EQ(task.text.size(), task.length);
-    EXPECT_EQ(TaskText(same), TakeItemText(WriteTaskText, &same).text);
+    const std::pair<Written, std::string> texts[] = {
+        {TakeItemText(WriteEventText), EventText(same)},
+        {TakeItemText(WriteTaskText), TaskText(same)},
+        {TakeItemText(WriteTaskText, &same), TaskText(same)},
+    };
+    for (const auto& [written, expected] : texts) {
+        EXPECT_EQ(1, written.result);
+        EXPECT_EQ(expected, written.text);
+        EXPECT_EQ(expected.size(), written.length);
+    }
 }
 
 TEST_F(StoreItem, ContactIsReadInTheCardsOrder) {
