@@ -145,18 +145,14 @@ TEST(ActivityFaults, ADeadHolderLeavesOneWholeContentAndItsLockIsTakenOver) {
     const ReportRecorder reports;
     for (std::size_t at = 0; at < std::size(kOperations); at += 2) {
         const Operation& operation = kOperations[at];
-        for (int number = 1;; ++number) {
+        unsigned status = testing::kDiedAtCall;
+        for (int number = 1; status == testing::kDiedAtCall; ++number) {
             const ScratchFolder folder;
             WriteBytesTo(Tab(folder), operation.before);
-            const unsigned status =
-                RunSelf("ActivityFaults.ChildThatDies",
-                        {std::string(kChildFolder) + "=" + folder.Path(),
-                         std::string(kChildOperation) + "=" + std::to_string(at),
-                         std::string(kChildCall) + "=" + std::to_string(number)});
-            if (status != testing::kDiedAtCall) {
-                EXPECT_EQ(status, 0U);
-                break;
-            }
+            status = RunSelf("ActivityFaults.ChildThatDies",
+                             {std::string(kChildFolder) + "=" + folder.Path(),
+                              std::string(kChildOperation) + "=" + std::to_string(at),
+                              std::string(kChildCall) + "=" + std::to_string(number)});
             const std::string where =
                 std::string(operation.name) + ", died at call " + std::to_string(number);
             // Between delete and move the new content is whole under the replacement's name.
@@ -167,6 +163,7 @@ TEST(ActivityFaults, ADeadHolderLeavesOneWholeContentAndItsLockIsTakenOver) {
                 << where << ": " << left;
             ExpectLockCanBeTaken(folder, 101, where);
         }
+        EXPECT_EQ(status, 0U) << operation.name;
     }
 }
 

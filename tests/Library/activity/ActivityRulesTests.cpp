@@ -47,7 +47,6 @@ TEST(SetConnection, RewritesAndLogs) {
         ReportRecorder reports;
         EXPECT_EQ(SetConnection(row.before, kOwn, 9999999999, "a.tab").bytes, row.after)
             << row.name;
-        EXPECT_EQ(reports.Joined(ReportChannel::Trace), row.log) << row.name;
         EXPECT_EQ(reports.Joined(ReportChannel::EventLogInformation), row.log) << row.name;
     }
 }
@@ -84,14 +83,6 @@ TEST(CloseConnection, RemovesAndCounts) {
         EXPECT_EQ(after.written, row.written) << row.name;
         EXPECT_EQ(reports.Joined(ReportChannel::EventLogInformation), row.log) << row.name;
     }
-}
-
-TEST(CountConnections, CountsTheFolderOrAll) {
-    const std::string bytes = kForeign + kBreak + "short" + kBreak + kOther + kBreak + kOwnEntry;
-    EXPECT_EQ(CountConnections(bytes, ""), 3);
-    EXPECT_EQ(CountConnections(bytes, "INBOX"), 2);
-    EXPECT_EQ(CountConnections(bytes, "/Inbox"), 0);
-    EXPECT_EQ(CountConnections("", ""), 0);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "common/Guid.h"
-#include "remote/shared/Base64.h"
 #include "tests/Library/activity/StreamFixtures.h"
 #include "tests/support/SharedData.h"
 
@@ -100,6 +99,9 @@ TEST(AttachmentWriter, AMessageOfAnotherTypeBecomesThePreamble) {
     });
 }
 
+// The header of a message with the boundary "b".
+const std::string kMixed = "Content-Type: multipart/mixed;\n boundary=\"b\"\n\n";
+
 TEST(AttachmentWriter, AMultipartMessageGetsThePartBeforeItsClosingLine) {
     ExpectAttached({
         {"what follows the closing line is dropped",
@@ -108,9 +110,8 @@ TEST(AttachmentWriter, AMultipartMessageGetsThePartBeforeItsClosingLine) {
          "--B--\r\nepilogue\r\n",
          "Content-Type: multipart/mixed;\n\tboundary=\"b\"\nTo: x\n\npre\n--b\n\none\n--b\n" +
              kFooPart + "\n--B--\n"},
-        {"never closed: nothing was held back",
-         "Content-Type: multipart/mixed;\n boundary=\"b\"\n\n--b\n\none\n",
-         "Content-Type: multipart/mixed;\n boundary=\"b\"\n\n--b\n\none\n--b\n" + kFooPart + "\n"},
+        {"never closed: nothing was held back", kMixed + "--b\n\none\n",
+         kMixed + "--b\n\none\n--b\n" + kFooPart + "\n"},
         {"without quotes the first character is taken for one",
          "Content-Type: multipart/mixed;\n boundary=abc\n\n--abc\n\none\n--abc--\n",
          "Content-Type: multipart/mixed;\n boundary=abc\n\n--abc\n\none\n--bc\n" + kFooPart +
@@ -130,9 +131,8 @@ TEST(AttachmentWriter, AMultipartMessageGetsThePartBeforeItsClosingLine) {
          "Content-Type: multipart/mixed;\n boundary=\"b\"\nContent-Type: a/b;\n\tx\n\n--b--\n",
          "Content-Type: multipart/mixed;\n boundary=\"b\"\nContent-Type: a/b;\n\tx\n\n--b\n" +
              kFooPart + "\n--b--\n"},
-        {"the closing line at the end without a line break",
-         "Content-Type: multipart/mixed;\n boundary=\"b\"\n\none\n--b--",
-         "Content-Type: multipart/mixed;\n boundary=\"b\"\n\none\n--b\n" + kFooPart + "\n--b--"},
+        {"the closing line at the end without a line break", kMixed + "one\n--b--",
+         kMixed + "one\n--b\n" + kFooPart + "\n--b--"},
     });
 }
 
@@ -144,14 +144,13 @@ TEST(AttachmentWriter, ABoundaryOnTheContentTypeLineIsNotFoundAndTheFirstDashesC
 }
 
 TEST(AttachmentWriter, EachPieceOfALongLineIsALineOfItsOwn) {
-    const std::string head = "Content-Type: multipart/mixed;\n boundary=\"b\"\n\n";
     const std::string full(1022, 'x');
     const std::string end = "--b\n" + kFooPart + "\n";
     ExpectAttached({
-        {"a closing line that two pieces share is not seen", head + full + "b--\n--b--\n",
-         head + full + "b--\n" + end + "--b--\n"},
-        {"one that a piece holds is", head + full + "xb--\n--b--\n",
-         head + full + "x" + end + "b--\n"},
+        {"a closing line that two pieces share is not seen", kMixed + full + "b--\n--b--\n",
+         kMixed + full + "b--\n" + end + "--b--\n"},
+        {"one that a piece holds is", kMixed + full + "xb--\n--b--\n",
+         kMixed + full + "x" + end + "b--\n"},
         {"a second piece continues no field", "Content-Type: a/b\n " + full + "y\n\none\n",
          "Content-Type: multipart/mixed;\n\tboundary=\"#\"\ny\n\none\n--#\nContent-Type: a/b\n " +
              full + "\none\n\n--#\n" + kFooPart + "\n--#--\n"},
@@ -159,7 +158,6 @@ TEST(AttachmentWriter, EachPieceOfALongLineIsALineOfItsOwn) {
 }
 
 TEST(AttachmentWriter, ThePartHeaderHoldsWhatIsGiven) {
-    const std::string long57(57, '\0');
     const std::string line76(76, 'A');
     struct PartCase {
         const char* name;
@@ -167,71 +165,48 @@ TEST(AttachmentWriter, ThePartHeaderHoldsWhatIsGiven) {
         std::string data;
         std::string text;
     };
+    const AttachmentRecord everything{"<id>", "a.txt", "image/png", "base64", "inline"};
+    const AttachmentRecord textType{nullptr, nullptr, "Text/plain", nullptr, nullptr};
+    const AttachmentRecord quoted{nullptr, nullptr, "a/b", "quoted-printable", nullptr};
+    const AttachmentRecord eightBit{nullptr, nullptr, nullptr, "8bit", nullptr};
+    const AttachmentRecord named{nullptr, "n", nullptr, nullptr, nullptr};
+    const AttachmentRecord emptyFields{"", "", "", "", ""};
+    const std::string lines = std::string(200, 'x') + "\nend";
     const PartCase cases[] = {
-        {"everything",
-         {"<id>", "a.txt", "image/png", "base64", "inline"},
-         "foo",
+        {"everything", everything, "foo",
          "Content-Type: image/png;\n\tname=\"a.txt\"\nContent-Transfer-Encoding: base64\n"
          "Content-ID: <id>\nContent-Disposition: inline\n\nZm9v\n"},
-        {"text is declared quoted-printable and holds base64",
-         {nullptr, nullptr, "Text/plain", nullptr, nullptr},
-         long57 + long57 + "f",
+        {"text is declared quoted-printable and holds base64", textType,
+         std::string(114, '\0') + "f",
          "Content-Type: Text/plain\nContent-Transfer-Encoding: quoted-printable\n\n" + line76 +
              "\n" + line76 + "\nZg==\n"},
-        {"so does a part whose record says so",
-         {nullptr, nullptr, "a/b", "quoted-printable", nullptr},
-         "foo",
+        {"so does a part whose record says so", quoted, "foo",
          "Content-Type: a/b\nContent-Transfer-Encoding: quoted-printable\n\nZm9v\n"},
-        {"any other encoding means the data as it is",
-         {nullptr, nullptr, nullptr, "8bit", nullptr},
-         std::string(200, 'x') + "\nend",
-         "Content-Type: application/octet-stream\nContent-Transfer-Encoding: 8bit\n\n" +
-             std::string(200, 'x') + "\nend"},
-        {"no bytes: no body lines",
-         {nullptr, "n", nullptr, nullptr, nullptr},
-         "",
+        {"any other encoding means the data as it is", eightBit, lines,
+         "Content-Type: application/octet-stream\nContent-Transfer-Encoding: 8bit\n\n" + lines},
+        {"no bytes: no body lines", named, "",
          "Content-Type: application/octet-stream;\n\tname=\"n\"\n"
          "Content-Transfer-Encoding: base64\n\n"},
-        {"a field given empty is written empty",
-         {"", "", "", "", ""},
-         "d",
+        {"a field given empty is written empty", emptyFields, "d",
          "Content-Type: ;\n\tname=\"\"\nContent-Transfer-Encoding: \nContent-ID: \n"
          "Content-Disposition: \n\nd"},
     };
-    const std::string head = "Content-Type: multipart/mixed;\n boundary=\"b\"\n\n";
     for (const PartCase& row : cases) {
-        EXPECT_EQ(Attach(head + "--b--\n", row.part, row.data),
-                  OnDisk(head + "--b\n" + row.text + "\n--b--\n"))
+        EXPECT_EQ(Attach(kMixed + "--b--\n", row.part, row.data),
+                  OnDisk(kMixed + "--b\n" + row.text + "\n--b--\n"))
             << row.name;
-    }
-}
-
-TEST(AttachmentWriter, Base64LinesJoinToTheEncodingOfTheWhole) {
-    for (const std::size_t size : {1U, 56U, 57U, 58U, 29183U, 29184U, 29185U, 100000U}) {
-        std::string data;
-        for (std::size_t at = 0; at < size; ++at) data += static_cast<char>(at * 31 % 251);
-        const std::string after = Attach("A: 1\n\n", kNothingGiven, data);
-        const std::size_t start = after.rfind("base64\r\n\r\n") + 10;
-        std::string joined;
-        LineReader lines(std::string_view(after).substr(start), 1024);
-        for (auto line = lines.NextPiece(); line && *line != "\r\n"; line = lines.NextPiece()) {
-            joined += line->substr(0, line->size() - 2);
-            ASSERT_TRUE(line->size() == 78 || joined.size() == Base64EncodedLength(size)) << size;
-        }
-        EXPECT_TRUE(joined == Base64EncodeAlloc(std::as_bytes(std::span(data)))) << size;
     }
 }
 
 TEST(AttachmentWriter, AFailedReadOrWriteIsNeverComplete) {
     const std::string message = "A: 1\r\n\r\n" + std::string(3 * kStreamBlock, 'b');
     for (std::size_t good = 0; good < 4; ++good) {
-        TextSource source(message, kStreamBlock, good);
-        TextSource wholeSource(message);
+        TextSource failing(message, kStreamBlock, good);
+        TextSource whole(message);
         TextSink sink;
         TextSink failingSink(good / 2);
-        EXPECT_FALSE(CopyWithAttachment(source, kNothingGiven, "foo", kNewBoundary, sink)) << good;
-        EXPECT_FALSE(
-            CopyWithAttachment(wholeSource, kNothingGiven, "foo", kNewBoundary, failingSink));
+        EXPECT_FALSE(CopyWithAttachment(failing, kNothingGiven, "foo", kNewBoundary, sink)) << good;
+        EXPECT_FALSE(CopyWithAttachment(whole, kNothingGiven, "foo", kNewBoundary, failingSink));
     }
 }
 

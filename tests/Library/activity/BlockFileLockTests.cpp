@@ -36,12 +36,6 @@ const std::string kTimedOut =
     "[Thread:%t] WaitForAccessToFile: Blocking timed out on activity file: %p\n";
 const std::string kUnblocked = "[Thread:%t] WaitForAccessToFile: Unblocked activity file: %p\n";
 
-std::string Repeated(const std::string& text, int count) {
-    std::string all;
-    for (int at = 0; at < count; ++at) all += text;
-    return all;
-}
-
 TEST(BlockFileLock, HoldsTheFileAsLongAsItLives) {
     const ScratchFolder folder;
     {
@@ -79,18 +73,9 @@ TEST(BlockFileLock, ADeadHoldersFileIsTakenAfterTheThreshold) {
     EXPECT_EQ(lock.State(), LockState::Held);
     EXPECT_EQ(sleeper.Count(), 101);
     EXPECT_EQ(sleeper.TotalMilliseconds(), 101'000U);
-    EXPECT_EQ(reports.Joined(ReportChannel::Trace),
-              Messages(path, Repeated(kBlocking, 11) + kTimedOut + kUnblocked));
-}
-
-TEST(BlockFileLock, AFreedFileIsTakenAtTheNextTry) {
-    const ScratchFolder folder;
-    WriteBytesTo(folder.Path("a.blk"), "");
-    const CountingSleeper sleeper([&](int count) {
-        if (count == 3) RemoveFile(folder.Path("a.blk"));
-    });
-    EXPECT_TRUE(BlockFileLock(folder.Path("a.blk"), true, 0).IsLocked());
-    EXPECT_EQ(sleeper.Count(), 3);
+    std::string log = kTimedOut + kUnblocked;
+    for (int told = 0; told < 11; ++told) log.insert(0, kBlocking);
+    EXPECT_EQ(reports.Joined(ReportChannel::Trace), Messages(path, log));
 }
 
 TEST(BlockFileLock, AThresholdOfZeroWaitsOnce) {
@@ -103,36 +88,19 @@ TEST(BlockFileLock, AThresholdOfZeroWaitsOnce) {
     EXPECT_EQ(sleeper.Count(), 1);
 }
 
-TEST(BlockFileLock, AFileThatVanishesAtTheThresholdStartsTheCountAgain) {
+TEST(BlockFileLock, WaitsForTheHolderByItsThreshold) {
     const ScratchRegistry registry;
     SetThreshold(2);
-    const ScratchFolder folder;
-    const std::string path = folder.Path("a.blk");
-    WriteBytesTo(path, "");
-    CallRecorder calls;
-    const CountingSleeper sleeper([&](int count) {
-        if (count == 3) DeleteFileA(path.c_str());
-    });
-    ReportRecorder reports;
-    EXPECT_TRUE(BlockFileLock(path, true, 0).IsLocked());
-    EXPECT_EQ(sleeper.Count(), 3);
-    EXPECT_EQ(reports.Joined(ReportChannel::EventLogWarning),
-              Messages(path,
-                       "TW-WXXXX: Warning: Unblocking activity file (%p) succeeded with "
-                       "non-fatal errors... trying to get block again.\n"));
-}
-
-TEST(BlockFileLock, ALivingHolderIsWaitedForBeyondTheThresholdOrNot) {
-    const ScratchRegistry registry;
-    SetThreshold(2);
-    const ScratchFolder folder;
-    const std::string path = folder.Path("a.blk");
     const std::string notObtained =
-        Messages(path,
-                 "TW-WXXXX: Error: Activity file (%p) access could not be obtained within timeout "
-                 "threshold. Threshold=2 seconds.\n");
+        "TW-WXXXX: Error: Activity file (%p) access could not be obtained within timeout "
+        "threshold. Threshold=2 seconds.\n";
+    const std::string vanished =
+        "TW-WXXXX: Warning: Unblocking activity file (%p) succeeded with non-fatal errors... "
+        "trying to get block again.\n";
+    constexpr int kNever = 1000;
     struct Case {
         const char* name;
+        bool living;
         std::uint32_t beyond;
         int freedAt;
         bool held;
@@ -141,24 +109,29 @@ TEST(BlockFileLock, ALivingHolderIsWaitedForBeyondTheThresholdOrNot) {
     };
     // 3 waits for the threshold, 81 for the removal; beyond it each wait tries the removal again.
     const Case cases[] = {
-        {"gives up", 0, 1000, false, 84, notObtained},
-        {"goes on", 1, 85, true, 85, notObtained},
-        {"goes on and on", kWaitBeyondThreshold, 166 + 80, true, 166 + 80,
+        {"freed, taken at the next try", false, 0, 2, true, 2, ""},
+        {"vanished at the threshold, counts again", false, 0, 3, true, 3, vanished},
+        {"living, gives up", true, 0, kNever, false, 84, notObtained},
+        {"living, goes on", true, 1, 85, true, 85, notObtained},
+        {"living, goes on and on", true, kWaitBeyondThreshold, 246, true, 246,
          notObtained + notObtained},
     };
     for (const Case& row : cases) {
+        const ScratchFolder folder;
+        const std::string path = folder.Path("a.blk");
         File holder(path, kCreateBlockFile);
+        if (!row.living) holder = File();
         const CountingSleeper sleeper([&](int count) {
-            if (count == row.freedAt) holder = File();
+            if (count != row.freedAt) return;
+            holder = File();
+            if (!row.living) DeleteFileA(path.c_str());
         });
         ReportRecorder reports;
         File handle;
         EXPECT_EQ(WaitForAccessToFile(path, &handle, true, row.beyond), row.held) << row.name;
         EXPECT_EQ(sleeper.Count(), row.waits) << row.name;
-        EXPECT_EQ(reports.Joined(ReportChannel::EventLogWarning), row.warnings) << row.name;
-        handle = File();
-        holder = File();
-        RemoveFile(path);
+        EXPECT_EQ(reports.Joined(ReportChannel::EventLogWarning), Messages(path, row.warnings))
+            << row.name;
     }
 }
 
@@ -196,22 +169,20 @@ TEST(BlockFileLock, ReleaseTellsWhatItCouldNotDo) {
         int waits;
         std::string messages;
     };
+    const std::string released =
+        "UnBlockIndexFileAccess_Notify: [Thread:%t] released blockfile lock for file %p\n";
+    constexpr LockState kFailed = LockState::ReleaseFailed;
     const Case cases[] = {
         {"clean", "none", false, 0, LockState::NotHeld, 0, ""},
         {"already gone", "DeleteFile", true, ERROR_FILE_NOT_FOUND, LockState::NotHeld, 0, ""},
-        {"directory gone", "DeleteFile", true, ERROR_PATH_NOT_FOUND, LockState::ReleaseFailed, 0,
-         failed},
+        {"directory gone", "DeleteFile", true, ERROR_PATH_NOT_FOUND, kFailed, 0, failed},
         {"held for a moment", "DeleteFile", false, ERROR_SHARING_VIOLATION, LockState::NotHeld, 1,
          ""},
-        {"held for good", "DeleteFile", true, ERROR_SHARING_VIOLATION, LockState::ReleaseFailed, 81,
-         failed},
-        {"handle closes late", "CloseHandle", false, ERROR_INVALID_HANDLE, LockState::ReleaseFailed,
-         81,
-         stillOpen +
-             "UnBlockIndexFileAccess_Notify: [Thread:%t] released blockfile lock for file %p\n" +
-             failed},
-        {"handle never closes", "CloseHandle", true, ERROR_INVALID_HANDLE, LockState::ReleaseFailed,
-         81, stillOpen + stillOpen + failed},
+        {"held for good", "DeleteFile", true, ERROR_SHARING_VIOLATION, kFailed, 81, failed},
+        {"handle closes late", "CloseHandle", false, ERROR_INVALID_HANDLE, kFailed, 81,
+         stillOpen + released + failed},
+        {"handle never closes", "CloseHandle", true, ERROR_INVALID_HANDLE, kFailed, 81,
+         stillOpen + stillOpen + failed},
     };
     for (const Case& row : cases) {
         const ScratchFolder folder;
@@ -230,24 +201,24 @@ TEST(BlockFileLock, ReleaseTellsWhatItCouldNotDo) {
     }
 }
 
+void ExpectLockingMode(std::uint32_t value, bool enabled) {
+    const ScratchRegistry registry;
+    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Activity Locking Mode", value);
+    EXPECT_EQ(IsActivityLockingModeEnabled(), enabled);
+    // Read once: a later change is not seen.
+    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Activity Locking Mode", 3 - value);
+    EXPECT_EQ(IsActivityLockingModeEnabled(), enabled);
+}
+
 TEST(ActivityLockingMode, IsOffWithoutTheValue) {
     const ScratchRegistry registry;
     EXPECT_FALSE(IsActivityLockingModeEnabled());
 }
-
 TEST(ActivityLockingMode, IsOnAtOneAlone) {
-    const ScratchRegistry registry;
-    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Activity Locking Mode", 1);
-    EXPECT_TRUE(IsActivityLockingModeEnabled());
-    // Read once: a later change is not seen.
-    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Activity Locking Mode", 2);
-    EXPECT_TRUE(IsActivityLockingModeEnabled());
+    ExpectLockingMode(1, true);
 }
-
 TEST(ActivityLockingMode, IsOffAtTwo) {
-    const ScratchRegistry registry;
-    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Activity Locking Mode", 2);
-    EXPECT_FALSE(IsActivityLockingModeEnabled());
+    ExpectLockingMode(2, false);
 }
 
 }  // namespace

@@ -40,11 +40,25 @@ std::string OwnHost() {
     return name;
 }
 
-const std::string kFar = "far\tIMAP\tann\t10.0.0.9\t25\t5\tInbox\t3\trun0";
-const std::string kNear = OwnHost() + "\tIMAP-2\tbob\t10.0.0.1\t143\t5\tInbox\t7\trun2";
-const std::string kBefore = OwnHost() + "\tIMAP-2\tbob\t10.0.0.1\t143\t5\tInbox\t7\trun1";
+int Failing() {
+    return 1;
+}
+
+std::string Entry(const std::string& server, const char* protocol, const char* instanceAndRun) {
+    return server + "\t" + protocol + "\tann\t10.0.0.9\t143\t5\tInbox\t" + instanceAndRun;
+}
+
+const std::string kFar = Entry("far", "IMAP", "3\trun0");
+const std::string kNear = Entry(OwnHost(), "IMAP-2", "7\trun2");
+const std::string kBefore = Entry(OwnHost(), "IMAP-2", "7\trun1");
 const std::string kToFar = "far|IMAP|[TW_NOTIFY]\t3\trun0\tnews\r\n\r\n\n";
 const std::string kBreak = "\r\n";
+const std::string kShort = "\t10\r\n\r\nshort\r\n";
+
+std::string OrphanLog(const std::string& server) {
+    return "Warning: Removing orphaned connection from activity connection file. Server=" + server +
+           ", Port=143\n";
+}
 
 class ClientNotification : public ::testing::Test {
   protected:
@@ -55,8 +69,8 @@ class ClientNotification : public ::testing::Test {
 
     void Write(const std::string& bytes) { WriteBytesTo(folder_.Path("_activity.tab"), bytes); }
     std::string Read() const { return ReadBytesOf(folder_.Path("_activity.tab")); }
-    int Notify(const char* local, const char* remote) {
-        return NotifyClients(&session_, folder_.Path(), "", "", -1, "IMAP-5", 0, 0, "/inbox",
+    int Notify(const char* local, const char* remote, const char* server = "") {
+        return NotifyClients(&session_, folder_.Path(), server, "", -1, "IMAP-5", 0, 0, "/inbox",
                              "run2", local, local == nullptr ? 0 : -1, remote,
                              remote == nullptr ? 0 : -1);
     }
@@ -74,29 +88,49 @@ TEST_F(ClientNotification, WalksOverTheFile) {
         const char* remote;
         std::string after;
         std::string sent;
+        std::string log;
+        const char* server = "";
+        int (*sender)() = nullptr;
     };
+    const std::string failed =
+        "Warning: NotifyRemote function failed. Unable to notify server (far) from server () with "
+        "protocol (IMAP) from protocol (IMAP)\n" +
+        OrphanLog("far");
+    const std::string pop = Entry(OwnHost(), "POP3", "7\trun2");
+    const std::string toPop = OwnHost() + "|POP3|[TW_NOTIFY]\t7\trun2\tnews\r\n\r\n\n";
+    const std::string otherInstance = Entry(OwnHost(), "IMAP", "8\trun2");
+    const std::string named = Entry("srv", "IMAP", "7\trun2");
+    const std::string two = kFar + kBreak + kNear;
+    const std::string ownOrphan = OrphanLog(OwnHost());
     const Case cases[] = {
-        {"remote message", kFar + kBreak + kNear, nullptr, "news", kFar + kBreak + kNear, kToFar},
-        {"the stub of local delivery makes orphans", kFar + kBreak + kNear, "hi", nullptr, kFar,
-         ""},
-        {"both", kNear + kBreak + kFar, "hi", "news", kFar, kToFar},
-        {"an earlier run goes", kBefore + kBreak + kFar, nullptr, "news", kFar, kToFar},
-        {"the last entry takes the file along", kNear, "hi", nullptr, "", ""},
-        {"an unchanged file is not rewritten", kFar + "\t10\r\n\r\nshort\r\n", nullptr, "news",
-         kFar + "\t10\r\n\r\nshort\r\n", kToFar},
-        {"a changed one is", kNear + kBreak + kFar + "\t10\r\n\r\nshort\r\n", "hi", nullptr, kFar,
-         ""},
-        {"without texts the earlier run still goes", kBefore + kBreak + kFar, "", nullptr, kFar,
+        {"another server, and the own process without a local message", two, nullptr, "news", two,
+         kToFar, ""},
+        {"another server, nothing to send", kFar, "hi", "", kFar, "", "", "", Failing},
+        {"another server, failed", kFar, nullptr, "news", "", kToFar, failed, "", Failing},
+        {"the stub of local delivery makes orphans", two, "hi", nullptr, kFar, "", ownOrphan},
+        {"both", kNear + kBreak + kFar, "hi", "news", kFar, kToFar, ownOrphan},
+        {"own host, another protocol", pop, "hi", "news", pop, toPop, ""},
+        {"another instance of the own host", otherInstance, "hi", "news", otherInstance, "", ""},
+        {"the named server counts as own host", named + kBreak + kFar, "hi", "news", kFar, "",
+         OrphanLog("srv"), "srv"},
+        {"the last entry takes the file along", kNear, "hi", nullptr, "", "", ownOrphan},
+        {"an unchanged file is not rewritten", kFar + kShort, nullptr, "news", kFar + kShort,
+         kToFar, ""},
+        {"a changed one is", kNear + kBreak + kFar + kShort, "hi", nullptr, kFar, "", ownOrphan},
+        {"without texts the earlier run still goes", kBefore + kBreak + kFar, "", nullptr, kFar, "",
          ""},
     };
     for (const Case& row : cases) {
         Write(row.before);
         sent.clear();
-        EXPECT_EQ(Notify(row.local, row.remote), 1) << row.name;
+        reports_.Take();
+        nextSender = row.sender;
+        EXPECT_EQ(Notify(row.local, row.remote, row.server), 1) << row.name;
         EXPECT_EQ(Read(), row.after) << row.name;
         EXPECT_EQ(folder_.Names(), row.after.empty() ? Names{} : Names{"_activity.tab"})
             << row.name;
         EXPECT_EQ(sent, row.sent) << row.name;
+        EXPECT_EQ(reports_.Joined(ReportChannel::Trace), row.log) << row.name;
     }
 }
 
@@ -126,12 +160,9 @@ TEST_F(ClientNotification, WithoutAReplacementNobodyIsTold) {
     CallRecorder calls;
     calls.FailCall(4, ERROR_ACCESS_DENIED);
     EXPECT_EQ(Notify("hi", "news"), 1);
-    EXPECT_EQ(calls.Calls(),
-              (Names{"FindFirstFile _activity.tab", "CreateFile _activity.blk",
-                     "CreateFile _activity.tab", "CreateFile _activity.tmp",
-                     "DeleteFile _activity.tmp", "CloseHandle", "DeleteFile _activity.blk"}));
     EXPECT_EQ(reports_.Joined(ReportChannel::StandardOutput), "problem with outfile\n");
     EXPECT_EQ(Read(), kNear);
+    EXPECT_EQ(folder_.Names(), Names{"_activity.tab"});
 }
 
 TEST_F(ClientNotification, AFolderInPlaceOfTheFileHoldsNobody) {
@@ -156,12 +187,12 @@ TEST_F(ClientNotification, ASenderThatThrowsEndsTheWalkAndFreesTheLock) {
          "The exception was: no route\n"},
         {[]() -> int { throw 7; }, "NotifyClients_Ex raised an exception\n"},
     };
-    for (const Case& row : cases) {
+    for (const auto& [sender, log] : cases) {
         Write(kFar);
         reports_.Take();
-        nextSender = row.sender;
+        nextSender = sender;
         EXPECT_EQ(Notify(nullptr, "news"), 0);
-        EXPECT_EQ(reports_.Joined(ReportChannel::Trace), row.log);
+        EXPECT_EQ(reports_.Joined(ReportChannel::Trace), log);
         EXPECT_EQ(Read(), kFar);
         nextSender = nullptr;
         const CountingSleeper sleeper;
@@ -183,25 +214,23 @@ TEST_F(ClientNotification, AHeldLockStaysHeld) {
 }
 
 TEST_F(ClientNotification, TheTextIsCutToItsBufferAndEndsInAnEmptyLine) {
-    struct Case {
-        std::string message;
-        std::int32_t length;
-        std::string text;
-    };
     const std::string prefix = "[TW_NOTIFY]\t3\trun0\t";
     const std::string end = "\r\n\r\n";
-    const Case cases[] = {
-        {"news", 1, prefix + "news" + end},
-        {"a" + end + "b", 7, prefix + "a" + end + "b"},
-        {"a\r\n", 4, prefix + "a\r\n" + end},
-        {std::string(900, 'x'), 100, prefix + std::string(611 - prefix.size(), 'x') + end},
-    };
-    for (const Case& row : cases) {
-        Write(kFar);
-        sent.clear();
-        NotifyClients(nullptr, folder_.Path(), "", "", -1, "IMAP", 0, 0, "", "", nullptr, 0,
-                      row.message.c_str(), row.length);
-        EXPECT_EQ(sent, "far|IMAP|" + row.text + "\n");
+    Write(kFar);
+    for (const std::int32_t length : {1, 100}) {
+        const std::string full(511 + static_cast<std::size_t>(length) - prefix.size(), 'x');
+        const std::pair<std::string, std::string> cases[] = {
+            {"news", "news" + end},
+            {"a" + end + "b", "a" + end + "b"},
+            {"a\r\n", "a\r\n" + end},
+            {full + full, full + end},
+        };
+        for (const auto& [message, text] : cases) {
+            sent.clear();
+            NotifyClients(nullptr, folder_.Path(), "", "", -1, "IMAP", 0, 0, "", "", nullptr, 0,
+                          message.c_str(), length);
+            EXPECT_EQ(sent, "far|IMAP|" + prefix + text + "\n") << length;
+        }
     }
 }
 
@@ -213,38 +242,34 @@ TEST_F(ClientNotification, WithoutASenderEveryServerCountsAsTold) {
 }
 
 // Which directory holds the activity file that the folder's notification goes to.
-void ExpectDirectories(const ScratchFolder& root,
-                       const std::vector<std::pair<const char*, const char*>>& cases) {
-    for (const auto& [folder, directory] : cases) {
-        const ScratchFolder fresh;
-        const std::string path = root.Path(std::string("PO\\") + directory);
-        MakePath(path);
-        WriteBytesTo(path + "\\_activity.tab", "far\tIMAP\tann\t10.0.0.9\t25\t5\t\t3\trun0");
-        sent.clear();
-        EXPECT_EQ(NotifyAllClients("PO", "BOB", folder, "IMAP", 0, "news", -1), 1) << folder;
-        EXPECT_EQ(sent, kToFar) << folder;
-        RemoveFile(path + "\\_activity.tab");
-        EXPECT_EQ(NotifyAllClients("PO", "BOB", folder, "IMAP", 0, "news", -1), 2) << folder;
-    }
+void ExpectDirectory(const ScratchFolder& root, const char* folder, const std::string& directory) {
+    const std::string path = root.Path("PO\\" + directory);
+    MakePath(path);
+    WriteBytesTo(path + "\\_activity.tab", "far\tIMAP\tann\t10.0.0.9\t25\t5\t\t3\trun0");
+    sent.clear();
+    EXPECT_EQ(NotifyAllClients("PO", "BOB", folder, "IMAP", 0, "news", -1), 1) << folder;
+    EXPECT_EQ(sent, kToFar) << folder;
+    RemoveFile(path + "\\_activity.tab");
+    EXPECT_EQ(NotifyAllClients("PO", "BOB", folder, "IMAP", 0, "news", -1), 2) << folder;
 }
 
 TEST_F(ClientNotification, AllClientsAreFoundByTheFoldersName) {
     const ScratchRegistry registry;
     ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root", folder_.Path());
-    ExpectDirectories(folder_, {{"Inbox", "MAILROOT\\BOB\\Inbox"},
-                                {"Public", "PUBROOT"},
-                                {"PUBLIC\\News", "PUBROOT\\News"},
-                                {"public/News", "PUBROOT\\News"},
-                                {"Public\\", "PUBROOT"},
-                                {"\\Public\\News", "PUBROOT"},
-                                {"xPublic", "PUBROOT"},
-                                {"Publican", "MAILROOT\\BOB\\Publican"},
-                                {"xyPublic", "MAILROOT\\BOB\\xyPublic"},
-                                {"$FILEROOT", "$FILEROOT"},
-                                {"$fileroot\\a\\b", "$FILEROOT\\a\\b"},
-                                {"/$FILEROOT/a", "$FILEROOT\\a"},
-                                {"/$FILEROOT", "$FILEROOT"},
-                                {"$FILEROOTS", "MAILROOT\\BOB\\$FILEROOTS"}});
+    const std::pair<const char*, const char*> cases[] = {
+        {"Inbox", "MAILROOT\\BOB\\Inbox"},
+        {"Public", "PUBROOT"},
+        {"public/News", "PUBROOT\\News"},
+        {"\\Public\\News", "PUBROOT"},
+        {"xPublic", "PUBROOT"},
+        {"Publican", "MAILROOT\\BOB\\Publican"},
+        {"xyPublic", "MAILROOT\\BOB\\xyPublic"},
+        {"$FILEROOT", "$FILEROOT"},
+        {"$fileroot\\a\\b", "$FILEROOT\\a\\b"},
+        {"/$FILEROOT/a", "$FILEROOT\\a"},
+        {"$FILEROOTS", "MAILROOT\\BOB\\$FILEROOTS"},
+    };
+    for (const auto& [folder, directory] : cases) ExpectDirectory(folder_, folder, directory);
     EXPECT_EQ(NotifyAllClients("", "BOB", "Inbox", "IMAP", 0, "news", 4), 0);
 }
 
@@ -252,7 +277,7 @@ TEST_F(ClientNotification, PublicFoldersCanBeTurnedOff) {
     const ScratchRegistry registry;
     ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root", folder_.Path());
     ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Public Folders Enabled", 0);
-    ExpectDirectories(folder_, {{"Public\\News", "MAILROOT\\BOB\\Public\\News"}});
+    ExpectDirectory(folder_, "Public\\News", "MAILROOT\\BOB\\Public\\News");
 }
 
 }  // namespace

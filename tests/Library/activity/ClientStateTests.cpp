@@ -23,218 +23,211 @@ constexpr std::uint64_t kUnixTime9999999999 = (9'999'999'999 + 11'644'473'600) *
 const std::string kOwnEntry = "srv\tIMAP-2\tbob\t10.0.0.1\t143\t9999999999\tInbox\t7\trun2";
 const std::string kOther = "far\tIMAP\tann\t10.0.0.9\t25\t5\tSent\t3\trun0";
 
+const std::string kBreak = "\r\n";
+
 // A directory, a session that watches it, and what is reported meanwhile.
-class ClientState : public ::testing::Test {
-  protected:
-    ClientState() {
+struct World {
+    World() {
         SetClock([] { return kUnixTime9999999999; });
         DiagnosticLevel() = 9;
-        session_ = {"bob", 12, 7, "Inbox", 99, nullptr};
     }
 
-    void Write(const std::string& bytes) { WriteBytesTo(Tab(), bytes); }
-    std::string Read() const { return ReadBytesOf(Tab()); }
-    std::string Tab() const { return folder_.Path("_activity.tab"); }
-    std::string Tmp() const { return folder_.Path("_activity.tmp"); }
+    std::string Tab() const { return folder.Path("_activity.tab"); }
 
-    void Set(const std::string& protocol = "IMAP-2", std::int32_t port = 143) {
-        SetClientState(&session_, folder_.Path(), "srv", "10.0.0.1", port, protocol, "bob", "Inbox",
+    void Set(std::int32_t port = 143) {
+        SetClientState(&session, folder.Path(), "srv", "10.0.0.1", port, "IMAP-2", "bob", "Inbox",
                        "run2");
     }
     int Close(std::int32_t port = 143) {
-        return CloseClientState(&session_, folder_.Path(), "srv", "10.0.0.1", port, "IMAP-2",
-                                "run2");
+        return CloseClientState(&session, folder.Path(), "srv", "10.0.0.1", port, "IMAP-2", "run2");
     }
 
-    // The stamp that the file has on disk.
+    // The stamp that the file has on disk; 0 without a file.
     std::uint32_t StampOnDisk() const {
         WIN32_FIND_DATAA found;
-        FindClose(FindFirstFileA(Tab().c_str(), &found));
+        const HANDLE search = FindFirstFileA(Tab().c_str(), &found);
+        if (search == INVALID_HANDLE_VALUE) return 0;
+        FindClose(search);
         WORD date = 0;
         WORD time = 0;
         FileTimeToDosDateTime(&found.ftLastWriteTime, &date, &time);
         return (static_cast<std::uint32_t>(date) << 16) | time;
     }
 
-    ScratchFolder folder_;
-    SessionContext session_;
-    ReportRecorder reports_;
+    // "%b" and "%t" in a log stand for the paths of the file and of its replacement.
+    std::string Log(std::string text) const {
+        for (std::size_t at = 0; (at = text.find('%', at)) != std::string::npos;) {
+            text.replace(at, 2, text[at + 1] == 'b' ? Tab() : folder.Path("_activity.tmp"));
+        }
+        return text;
+    }
+
+    ScratchFolder folder;
+    SessionContext session{"bob", 12, 7, "Inbox", 99, nullptr};
+    ReportRecorder reports;
 };
 
-TEST_F(ClientState, TheFirstClientMakesTheFileOfOneLineWithoutABreak) {
-    Set();
-    EXPECT_EQ(Read(), kOwnEntry);
-    EXPECT_EQ(folder_.Names(), Names{"_activity.tab"});
-    EXPECT_EQ(session_.activityStamp, StampOnDisk());
-    EXPECT_NE(session_.activityStamp, 0U);
-    EXPECT_EQ(reports_.Joined(ReportChannel::EventLogInformation),
-              "TW-IXXXX: Information: Adding connection to new activity file. Protocol=IMAP-2, "
-              "IPAddress=10.0.0.1, PortNumber=143,Folder=Inbox.\n");
+constexpr int kSet = -1;  // instead of the result of closing
+int SetNew(World& world) {
+    world.Set();
+    return kSet;
+}
+int SetOther(World& world) {
+    world.Set(144);
+    return kSet;
+}
+int Close(World& world) {
+    return world.Close();
+}
+int CloseAnyPort(World& world) {
+    return world.Close(-1);
 }
 
-TEST_F(ClientState, ASecondProtocolOfOneClientReplacesItsEntry) {
-    Set("POP3");
-    Set("IMAP-2");
-    EXPECT_EQ(Read(), kOwnEntry);
+// An operation on a file: what is left of it, what is told, and whether the session is stamped.
+struct Case {
+    const char* name;
+    int level;
+    std::string before;
+    const char* folderThere;  // in place of one of the files
+    int failedCall;
+    int (*operation)(World&);
+    int result;
+    std::string after;
+    std::string log;
+    bool stamped;
+};
+
+const std::string kClient = "Protocol=IMAP-2, IPAddress=10.0.0.1, PortNumber=143,Folder=Inbox.\n";
+const std::string kRemoved =
+    "TW-IXXXX: Information: Removed Entry from activity file (%t). Protocol=IMAP-2, IP=10.0.0.1,"
+    "Port=143.\n";
+const std::string kNoOpen = "TW-EXXXX: Serious Error: Failed to open file ";
+const Case kCases[] = {
+    {"the first client makes the file of one line without a break", 9, "", "", 0, SetNew, kSet,
+     kOwnEntry, "TW-IXXXX: Information: Adding connection to new activity file. " + kClient, true},
+    {"a new file is told above level 8 alone", 8, "", "", 0, SetNew, kSet, kOwnEntry, "", true},
+    {"setting keeps the order and narrows copied times", 8,
+     "far\tIMAP\tann\t10.0.0.9\t25\t9999999999\tSent\t3\trun0\r\n" + kOwnEntry + "\r\nshort", "", 0,
+     SetOther, kSet,
+     "far\tIMAP\tann\t10.0.0.9\t25\t2147483647\tSent\t3\trun0\r\n"
+     "srv\tIMAP-2\tbob\t10.0.0.1\t143\t2147483647\tInbox\t7\trun2\r\n"
+     "srv\tIMAP-2\tbob\t10.0.0.1\t144\t9999999999\tInbox\t7\trun2",
+     "TW-IXXXX: Information: Adding connection to existing activity file. "
+     "Protocol=IMAP-2, IPAddress=10.0.0.1, PortNumber=144,Folder=Inbox.\n",
+     true},
+    {"setting without a replacement loses the file", 9, kOther, "", 3, SetNew, kSet, "", "", false},
+    {"a new file that cannot be made is told at any level", 0, "", "", 3, SetNew, kSet, "",
+     "TW-EXXXX: Error: Unable to add connection to new activity file. " + kClient, false},
+    {"closing the last connection deletes the file", 9, kOwnEntry, "", 0, CloseAnyPort, 1, "",
+     kRemoved +
+         "TW-IXXXX: Information: Deleting activity file (%b). Existing 1, Removed 1 Items.\n",
+     true},
+    {"closing one of several rewrites it", 9, kOther + kBreak + kOwnEntry, "", 0, Close, 1, kOther,
+     kRemoved +
+         "TW-IXXXX: Information: Updating activity file (%b). Existing 2, Removed 1 Items.\n",
+     true},
+    {"what became of the file is told above level 8 alone", 8, kOther + kBreak + kOwnEntry, "", 0,
+     Close, 1, kOther, kRemoved, true},
+    {"closing without a file", 9, "", "", 0, Close, 0, "",
+     "TW-EXXXX: Warning: Failed to access activity file (%b). Client connection already removed "
+     "(2).\n",
+     false},
+    {"closing with a folder in place of the file", 9, "", "_activity.tab", 0, Close, 0, "",
+     kNoOpen + "(%b). Error = 5.\n", false},
+    {"closing without a replacement tells no error", 9, kOwnEntry, "_activity.tmp", 0, Close, 0,
+     kOwnEntry, kNoOpen + "(%t). Error = 0.\n", false},
+};
+
+TEST(ClientState, EachOperationLeavesItsFileAndTellsIt) {
+    for (const Case& row : kCases) {
+        World world;
+        DiagnosticLevel() = row.level;
+        const std::string folderThere = row.folderThere;
+        if (!row.before.empty()) WriteBytesTo(world.Tab(), row.before);
+        if (!folderThere.empty()) MakePath(world.folder.Path(folderThere));
+        {
+            CallRecorder calls;
+            if (row.failedCall != 0) calls.FailCall(row.failedCall, ERROR_ACCESS_DENIED);
+            EXPECT_EQ(row.operation(world), row.result) << row.name;
+        }
+        EXPECT_EQ(ReadBytesOf(world.Tab()), row.after) << row.name;
+        Names names = row.after.empty() ? Names{} : Names{"_activity.tab"};
+        if (!folderThere.empty()) names.push_back(folderThere);
+        EXPECT_EQ(world.folder.Names(), names) << row.name;
+        EXPECT_EQ(world.reports.Joined(ReportChannel::Trace), world.Log(row.log)) << row.name;
+        EXPECT_EQ(world.session.activityStamp, row.stamped ? world.StampOnDisk() : 99) << row.name;
+    }
 }
 
-TEST_F(ClientState, SettingKeepsTheOrderAndNarrowsCopiedTimes) {
-    Write("far\tIMAP\tann\t10.0.0.9\t25\t9999999999\tSent\t3\trun0\r\n" + kOwnEntry + "\r\nshort");
-    Set("IMAP-2", 144);
-    EXPECT_EQ(Read(),
-              "far\tIMAP\tann\t10.0.0.9\t25\t2147483647\tSent\t3\trun0\r\n"
-              "srv\tIMAP-2\tbob\t10.0.0.1\t143\t2147483647\tInbox\t7\trun2\r\n"
-              "srv\tIMAP-2\tbob\t10.0.0.1\t144\t9999999999\tInbox\t7\trun2");
-    EXPECT_EQ(session_.activityStamp, StampOnDisk());
+TEST(ClientState, WithoutASessionTheInstanceIsZeroAndNothingIsStamped) {
+    const World world;
+    SetClientState(nullptr, world.folder.Path(), "srv", "::1", -1, "POP3", "ann", "", "");
+    EXPECT_EQ(ReadBytesOf(world.Tab()), "srv\tPOP3\tann\t::1\t-1\t9999999999\t\t0\t");
+    EXPECT_EQ(CloseClientState(nullptr, world.folder.Path(), "srv", "::1", -1, "POP3", ""), 1);
+    EXPECT_EQ(world.folder.Names(), Names{});
 }
 
-TEST_F(ClientState, WithoutASessionTheInstanceIsZeroAndNothingIsStamped) {
-    SetClientState(nullptr, folder_.Path(), "srv", "::1", -1, "POP3", "ann", "", "");
-    EXPECT_EQ(Read(), "srv\tPOP3\tann\t::1\t-1\t9999999999\t\t0\t");
-    EXPECT_EQ(CloseClientState(nullptr, folder_.Path(), "srv", "::1", -1, "POP3", ""), 1);
-    EXPECT_EQ(folder_.Names(), Names{});
-}
-
-TEST_F(ClientState, WithoutAnAccountNothingIsTouched) {
+TEST(ClientState, WithoutAnAccountNothingIsTouched) {
+    World world;
     CallRecorder calls;
-    SetClientState(&session_, folder_.Path(), "srv", "", 1, "IMAP", "", "", "");
-    SetClientState(nullptr, folder_.Path(), "srv", "", 1, "IMAP", "", "", "");
-    session_.accountName.clear();
-    Set();
-    EXPECT_EQ(GetConnectionCount(&session_, folder_.Path()), 0);
-    EXPECT_EQ(reports_.Joined(ReportChannel::StandardOutput),
+    SetClientState(&world.session, world.folder.Path(), "srv", "", 1, "IMAP", "", "", "");
+    SetClientState(nullptr, world.folder.Path(), "srv", "", 1, "IMAP", "", "", "");
+    world.session.accountName.clear();
+    world.Set();
+    EXPECT_EQ(GetConnectionCount(&world.session, world.folder.Path()), 0);
+    EXPECT_EQ(world.reports.Joined(ReportChannel::StandardOutput),
               "[12] SetClientState was called with no AccountName specified\n"
               "[0] SetClientState was called with no AccountName specified\n"
               "[12] SetClientState was called with no AccountName specified\n"
               "[12] GetConnectionCount was called with no AccountName specified\n");
-    EXPECT_EQ(Close(), 0);
-    const std::string closing = "[12] CloseClientState was called with no AccountName specified\n";
-    EXPECT_EQ(reports_.Joined(ReportChannel::Trace), closing);
-    DiagnosticLevel() = 6;
-    Close();
-    DiagnosticLevel() = 5;
-    Close();
-    EXPECT_EQ(reports_.Joined(ReportChannel::Trace), closing + closing);
+    for (const int level : {5, 6}) {
+        DiagnosticLevel() = level;
+        EXPECT_EQ(world.Close(), 0);
+    }
+    EXPECT_EQ(world.reports.Joined(ReportChannel::Trace),
+              "[12] CloseClientState was called with no AccountName specified\n");
     EXPECT_EQ(calls.Count(), 0);
 }
 
-TEST_F(ClientState, ClosingTheLastConnectionDeletesTheFiles) {
-    Write(kOwnEntry);
-    EXPECT_EQ(Close(-1), 1);
-    EXPECT_EQ(folder_.Names(), Names{});
-    EXPECT_EQ(session_.activityStamp, 0U);
-    EXPECT_EQ(reports_.Joined(ReportChannel::Trace),
-              "TW-IXXXX: Information: Removed Entry from activity file (" + Tmp() +
-                  "). Protocol=IMAP-2, IP=10.0.0.1,Port=143.\n"
-                  "TW-IXXXX: Information: Deleting activity file (" +
-                  Tab() + "). Existing 1, Removed 1 Items.\n");
-}
-
-TEST_F(ClientState, ClosingOneOfSeveralRewritesTheFile) {
-    Write(kOther + "\r\n" + kOwnEntry);
-    EXPECT_EQ(Close(), 1);
-    EXPECT_EQ(Read(), kOther);
-    EXPECT_EQ(folder_.Names(), Names{"_activity.tab"});
-    EXPECT_EQ(session_.activityStamp, StampOnDisk());
-    EXPECT_EQ(reports_.Joined(ReportChannel::Trace),
-              "TW-IXXXX: Information: Removed Entry from activity file (" + Tmp() +
-                  "). Protocol=IMAP-2, IP=10.0.0.1,Port=143.\n"
-                  "TW-IXXXX: Information: Updating activity file (" +
-                  Tab() + "). Existing 2, Removed 1 Items.\n");
-}
-
-TEST_F(ClientState, ChangesAreToldAboveLevelEightAlone) {
-    DiagnosticLevel() = 8;
-    Set();
-    Set("IMAP-2", 144);
-    Close();
-    EXPECT_EQ(reports_.Joined(ReportChannel::Trace),
-              "TW-IXXXX: Information: Adding connection to existing activity file. "
-              "Protocol=IMAP-2, IPAddress=10.0.0.1, PortNumber=144,Folder=Inbox.\n"
-              "TW-IXXXX: Information: Removed Entry from activity file (" +
-                  Tmp() + "). Protocol=IMAP-2, IP=10.0.0.1,Port=143.\n");
-}
-
-TEST_F(ClientState, ClosingWithoutAFileToldByItsError) {
-    EXPECT_EQ(Close(), 0);
-    EXPECT_EQ(reports_.Joined(ReportChannel::EventLogError),
-              "TW-EXXXX: Warning: Failed to access activity file (" + Tab() +
-                  "). Client connection already removed (2).\n");
-    reports_.Take();
-    MakePath(Tab());
-    EXPECT_EQ(Close(), 0);
-    EXPECT_EQ(reports_.Joined(ReportChannel::EventLogError),
-              "TW-EXXXX: Serious Error: Failed to open file (" + Tab() + "). Error = 5.\n");
-    EXPECT_EQ(folder_.Names(), Names{"_activity.tab"});
-    EXPECT_EQ(session_.activityStamp, 99U);
-}
-
-TEST_F(ClientState, ClosingWithoutAReplacementTellsNoError) {
-    Write(kOwnEntry);
-    MakePath(Tmp());
-    EXPECT_EQ(Close(), 0);
-    EXPECT_EQ(reports_.Joined(ReportChannel::EventLogError),
-              "TW-EXXXX: Serious Error: Failed to open file (" + Tmp() + "). Error = 0.\n");
-    EXPECT_EQ(Read(), kOwnEntry);
-}
-
-TEST_F(ClientState, SettingWithoutAReplacementLosesTheFile) {
-    Write(kOther);
-    CallRecorder calls;
-    calls.FailCall(3, ERROR_ACCESS_DENIED);
-    Set();
-    EXPECT_EQ(folder_.Names(), Names{});
-    EXPECT_EQ(reports_.Joined(ReportChannel::Trace), "");
-    EXPECT_EQ(session_.activityStamp, 99U);
-    EXPECT_EQ(calls.Calls()[2], "CreateFile _activity.tmp");
-}
-
-TEST_F(ClientState, SettingInANewFileWithoutAReplacementIsToldAtAnyLevel) {
-    DiagnosticLevel() = 0;
-    CallRecorder calls;
-    calls.FailCall(3, ERROR_ACCESS_DENIED);
-    Set();
-    EXPECT_EQ(folder_.Names(), Names{});
-    EXPECT_EQ(reports_.Joined(ReportChannel::EventLogError),
-              "TW-EXXXX: Error: Unable to add connection to new activity file. Protocol=IMAP-2, "
-              "IPAddress=10.0.0.1, PortNumber=143,Folder=Inbox.\n");
-}
-
-TEST_F(ClientState, AFolderInPlaceOfTheFileOutlastsTheRetries) {
-    MakePath(Tab());
+TEST(ClientState, AFolderInPlaceOfTheFileOutlastsTheRetries) {
+    World world;
+    MakePath(world.Tab());
     const CountingSleeper sleeper;
-    Set();
+    world.Set();
     EXPECT_EQ(sleeper.Count(), 32);
-    EXPECT_EQ(folder_.Names(), (Names{"_activity.tab", "_activity.tmp"}));
-    EXPECT_EQ(ReadBytesOf(Tmp()), kOwnEntry);
-    EXPECT_EQ(session_.activityStamp, 99U);
+    EXPECT_EQ(world.folder.Names(), (Names{"_activity.tab", "_activity.tmp"}));
+    EXPECT_EQ(ReadBytesOf(world.folder.Path("_activity.tmp")), kOwnEntry);
+    EXPECT_EQ(world.session.activityStamp, 99U);
 }
 
-TEST_F(ClientState, ADirectoryThatIsNotThereIsLeftAlone) {
-    const std::string missing = folder_.Path("none");
+TEST(ClientState, ADirectoryThatIsNotThereIsLeftAlone) {
+    World world;
+    const std::string missing = world.folder.Path("none");
     CallRecorder calls;
-    SetClientState(&session_, missing, "srv", "", 1, "IMAP", "bob", "", "");
-    EXPECT_EQ(CloseClientState(&session_, missing, "srv", "", 1, "IMAP", ""), 0);
-    EXPECT_EQ(GetConnectionCount(&session_, missing), 0);
+    SetClientState(&world.session, missing, "srv", "", 1, "IMAP", "bob", "", "");
+    EXPECT_EQ(CloseClientState(&world.session, missing, "srv", "", 1, "IMAP", ""), 0);
+    EXPECT_EQ(GetConnectionCount(&world.session, missing), 0);
     EXPECT_EQ(calls.Calls(), Names(3, "CreateFile _activity.blk"));
 }
 
-TEST_F(ClientState, CountsTheConnectionsOfTheCurrentFolder) {
-    EXPECT_EQ(GetConnectionCount(&session_, folder_.Path()), 0);
-    Write(kOther + "\r\n" + kOwnEntry + "\r\n\r\nshort\r\n" + kOwnEntry);
-    EXPECT_EQ(GetConnectionCount(&session_, folder_.Path()), 2);
-    session_.currentFolder = "sENT";
-    EXPECT_EQ(GetConnectionCount(&session_, folder_.Path()), 1);
-    session_.currentFolder.clear();
-    EXPECT_EQ(GetConnectionCount(&session_, folder_.Path()), 3);
-    EXPECT_EQ(GetConnectionCount(nullptr, folder_.Path()), 3);
-    EXPECT_EQ(folder_.Names(), Names{"_activity.tab"});
+TEST(ClientState, CountsTheConnectionsOfTheCurrentFolder) {
+    World world;
+    const std::string path = world.folder.Path();
+    EXPECT_EQ(GetConnectionCount(&world.session, path), 0);
+    WriteBytesTo(world.Tab(), kOther + "\r\n" + kOwnEntry + "\r\n\r\nshort\r\n" + kOwnEntry);
+    for (const auto& [folder, count] : {std::pair{"Inbox", 2}, {"sENT", 1}, {"", 3}}) {
+        world.session.currentFolder = folder;
+        EXPECT_EQ(GetConnectionCount(&world.session, path), count) << folder;
+    }
+    EXPECT_EQ(GetConnectionCount(nullptr, path), 3);
+    EXPECT_EQ(world.folder.Names(), Names{"_activity.tab"});
 }
 
-TEST_F(ClientState, TheStampComesFromTheDirectoryWhenTheFileDoesNotTell) {
-    Set();
+TEST(ClientState, TheStampComesFromTheDirectoryWhenTheFileDoesNotTell) {
+    World world;
+    world.Set();
     CallRecorder calls;
-    Set();
+    world.Set();
     // Behind them the lock's handle is closed and its file deleted.
     const int opening = calls.Count() - 3;
     EXPECT_EQ(calls.Calls()[static_cast<std::size_t>(opening) - 1], "CreateFile _activity.tab");
@@ -242,9 +235,9 @@ TEST_F(ClientState, TheStampComesFromTheDirectoryWhenTheFileDoesNotTell) {
     for (const int call : {opening, opening + 1}) {
         calls.Clear();
         calls.FailCall(call, ERROR_ACCESS_DENIED);
-        session_.activityStamp = 99;
-        Set();
-        EXPECT_EQ(session_.activityStamp, StampOnDisk()) << call;
+        world.session.activityStamp = 99;
+        world.Set();
+        EXPECT_EQ(world.session.activityStamp, world.StampOnDisk()) << call;
     }
 }
 

@@ -7,7 +7,6 @@
 namespace tarnwick {
 namespace {
 
-using testing::CallRecorder;
 using testing::ReadBytesOf;
 using testing::ScratchFolder;
 using testing::WriteBytesTo;
@@ -37,13 +36,9 @@ const std::string kPlainAttached =
     "Content-Type: application/octet-stream\r\nContent-Transfer-Encoding: base64\r\n\r\nZm9v\r\n"
     "\r\n--00000001000200030405060708090A0B--\r\n";
 
-TEST_F(MessageAttachment, ReplacesTheMessageInTextModeThroughItsSibling) {
+TEST_F(MessageAttachment, ReplacesTheMessageInTextMode) {
     WriteBytesTo(message_, kPlain);
-    CallRecorder calls;
     EXPECT_EQ(Attach(), 1);
-    EXPECT_EQ(calls.Calls(),
-              (Names{"CreateFile m", "CreateFile _m", "ReadFile", "ReadFile", "WriteFile",
-                     "CloseHandle", "CloseHandle", "DeleteFile m", "MoveFile _m -> m"}));
     EXPECT_EQ(ReadBytesOf(message_), kPlainAttached);
     EXPECT_EQ(folder_.Names(), Names{"m"});
 }
@@ -60,39 +55,13 @@ TEST_F(MessageAttachment, EachMessageGetsABoundaryOfItsOwn) {
     EXPECT_NE(written[0], written[1]);
 }
 
-TEST_F(MessageAttachment, AMessageThatCannotBeOpenedBecomesAnEmptyFile) {
+TEST_F(MessageAttachment, AMissingMessageBecomesAnEmptyFileAndOneWithoutAFolderNone) {
     EXPECT_EQ(Attach(), 1);
     EXPECT_EQ(folder_.Names(), Names{"m"});
     EXPECT_EQ(ReadBytesOf(message_), "");
-    WriteBytesTo(message_, kPlain);
-    CallRecorder calls;
-    calls.FailCall(1, ERROR_ACCESS_DENIED);
-    EXPECT_EQ(Attach(), 1);
-    EXPECT_EQ(ReadBytesOf(message_), "") << "also when it is there";
-    EXPECT_EQ(folder_.Names(), Names{"m"});
-}
-
-TEST_F(MessageAttachment, AMessageWithoutASiblingStaysAsItWas) {
-    WriteBytesTo(message_, kPlain);
-    for (const bool readable : {true, false}) {
-        CallRecorder calls;
-        calls.FailCall(2, ERROR_ACCESS_DENIED);
-        if (!readable) calls.FailAll("CreateFile", ERROR_SHARING_VIOLATION);
-        EXPECT_EQ(Attach(), 1);
-        EXPECT_EQ(ReadBytesOf(message_), kPlain);
-        EXPECT_EQ(folder_.Names(), Names{"m"});
-    }
     EXPECT_EQ(AddAttachmentToMessage(folder_.Path("no\\m"), kNothingGiven, {"foo", 3}), 1);
     EXPECT_EQ(AddAttachmentToMessage("", kNothingGiven, {"foo", 3}), 1);
-}
-
-TEST_F(MessageAttachment, AReadOnlyMessageStaysBesideItsSibling) {
-    WriteBytesTo(message_, kPlain);
-    SetFileAttributesA(message_.c_str(), FILE_ATTRIBUTE_READONLY);
-    EXPECT_EQ(Attach(), 1);
-    SetFileAttributesA(message_.c_str(), FILE_ATTRIBUTE_NORMAL);
-    EXPECT_EQ(ReadBytesOf(message_), kPlain);
-    EXPECT_EQ(ReadBytesOf(folder_.Path("_m")), kPlainAttached);
+    EXPECT_EQ(folder_.Names(), Names{"m"});
 }
 
 TEST_F(MessageAttachment, NoBytesAreTakenFromNowhere) {

@@ -110,7 +110,20 @@ std::string StateOf(const ScratchFolder& folder, const std::string& newContent) 
     return state;
 }
 
-TEST(MessageFaults, ACallThatFailsLeavesWhatIsAllowed) {
+// In the child: one operation that dies at one call.
+TEST(MessageFaults, Child) {
+    const std::string folder = Environment("TARNWICK_FAULT_FOLDER");
+    if (folder.empty()) return;
+    const Settings settings;
+    CallRecorder calls;
+    calls.DieAtCall(std::stoi(Environment("TARNWICK_FAULT_CALL")));
+    for (const Operation& operation : Operations()) {
+        if (operation.name == Environment("TARNWICK_FAULT_OPERATION")) operation.run(folder);
+    }
+}
+
+// A failed call leaves what is allowed; a process that dies there the old or the new message whole.
+TEST(MessageFaults, AtEachCall) {
     const Settings settings;
     for (const Operation& operation : Operations()) {
         const std::string newContent = NewContent(operation);
@@ -125,39 +138,19 @@ TEST(MessageFaults, ACallThatFailsLeavesWhatIsAllowed) {
                 continue;
             }
             const Operation::Call& call = operation.calls[at];
-            EXPECT_EQ(calls.Calls()[at], call.name) << operation.name;
-            EXPECT_EQ(StateOf(folder, newContent), call.failed)
-                << operation.name << ", call " << at + 1 << ", " << call.name;
-        }
-    }
-}
+            const std::string where =
+                operation.name + ", call " + std::to_string(at + 1) + ", " + call.name;
+            EXPECT_EQ(calls.Calls()[at], call.name) << where;
+            EXPECT_EQ(StateOf(folder, newContent), call.failed) << where;
 
-// In the child: one operation that dies at one call.
-TEST(MessageFaults, Child) {
-    const std::string folder = Environment("TARNWICK_FAULT_FOLDER");
-    if (folder.empty()) return;
-    const Settings settings;
-    CallRecorder calls;
-    calls.DieAtCall(std::stoi(Environment("TARNWICK_FAULT_CALL")));
-    for (const Operation& operation : Operations()) {
-        if (operation.name == Environment("TARNWICK_FAULT_OPERATION")) operation.run(folder);
-    }
-}
-
-TEST(MessageFaults, AProcessThatDiesLeavesTheOldOrTheNewMessageWhole) {
-    const Settings settings;
-    for (const Operation& operation : Operations()) {
-        const std::string newContent = NewContent(operation);
-        for (std::size_t at = 0; at < operation.calls.size(); ++at) {
-            const ScratchFolder folder;
-            WriteBytesTo(folder.Path("m"), kOld);
+            const ScratchFolder leftByTheDead;
+            WriteBytesTo(leftByTheDead.Path("m"), kOld);
             EXPECT_EQ(testing::RunSelf("MessageFaults.Child",
-                                       {"TARNWICK_FAULT_FOLDER=" + folder.Path(),
+                                       {"TARNWICK_FAULT_FOLDER=" + leftByTheDead.Path(),
                                         "TARNWICK_FAULT_CALL=" + std::to_string(at + 1),
                                         "TARNWICK_FAULT_OPERATION=" + operation.name}),
                       testing::kDiedAtCall);
-            EXPECT_EQ(StateOf(folder, newContent), operation.calls[at].died)
-                << operation.name << " before call " << at + 1;
+            EXPECT_EQ(StateOf(leftByTheDead, newContent), call.died) << where << ", dead";
         }
     }
 }

@@ -44,65 +44,23 @@ TEST(MessageHeaderEdit, EachRuleMeetsEachHeader) {
         std::string before;
         std::string after;
     };
+    const Fields uid{kReplaceUid};
+    const Fields subject{kSetSubject};
+    const Fields uidAndFlags{kReplaceUid, kKeepFlags};
     const Case cases[] = {
-        {"added before the empty line",
-         kPlain,
-         {kReplaceUid},
-         "A: 1\r\n\r\nbody",
-         "A: 1\r\nX-UID: 5\r\n\r\nbody"},
-        {"replaced, any case",
-         kPlain,
-         {kReplaceUid},
-         "x-uid: 77\r\nA: 1\r\n\r\n",
-         "X-UID: 5\r\nA: 1\r\n\r\n"},
-        {"duplicates stay duplicates",
-         kPlain,
-         {kSetSubject},
-         "subject:1\nSubject: 2\n cont\n\n",
+        {"duplicates stay duplicates", kPlain, subject, "subject:1\nSubject: 2\n cont\n\n",
          "Subject: new\r\nSubject: new\r\n cont\n\n"},
-        {"the blank belongs to the key",
-         kPlain,
-         {kReplaceUid},
-         "X-UID:7\n\n",
-         "X-UID:7\nX-UID: 5\r\n\n"},
-        {"kept where there is one",
-         kPlain,
-         {kKeepFlags},
-         "X-TWTempFlags: old\n\n",
-         "X-TWTempFlags: old\n\n"},
-        {"added where there is none, in rule order",
-         kPlain,
-         {kReplaceUid, kKeepFlags},
-         "\r\nb",
+        {"the blank belongs to the key", kPlain, uid, "X-UID:7\n\n", "X-UID:7\nX-UID: 5\r\n\n"},
+        {"added where there is none, in rule order", kPlain, uidAndFlags, "\r\nb",
          "X-UID: 5\r\nX-TWTempFlags: new\r\n\r\nb"},
-        {"dropped everywhere",
-         kPlain,
-         {kDropUid},
-         "X-UID: 1\nA: 1\nX-UID: 2\n\nX-UID: 3\n",
-         "A: 1\n\nX-UID: 3\n"},
-        {"both dropped", kOnlyWhenSeen, {kDropBoth}, "X-TWTempFlags: a\nX-UID: 2\n\nb", "\nb"},
-        {"a lone CR ends the header",
-         kPlain,
-         {kReplaceUid},
-         "\rX-UID: 1\n\n",
-         "X-UID: 5\r\n\rX-UID: 1\n\n"},
-        {"no empty line, not appended", kPlain, {kReplaceUid}, "A: 1", "A: 1"},
-        {"no empty line, appended at the very end",
-         kAppending,
-         {kSetSubject},
-         "A: 1",
+        {"a lone CR ends the header", kPlain, uid, "\rX-UID: 1\n\n", "X-UID: 5\r\n\rX-UID: 1\n\n"},
+        {"no empty line, not appended", kPlain, uid, "A: 1", "A: 1"},
+        {"no empty line, appended at the very end", kAppending, subject, "A: 1",
          "A: 1Subject: new\r\n"},
-        {"no empty line, already written",
-         kAppending,
-         {kSetSubject},
-         "Subject: a",
-         "Subject: new\r\n"},
-        {"an empty file", kPlain, {kReplaceUid}, "", ""},
-        {"an empty file, appended", kAppending, {kSetSubject}, "", "Subject: new\r\n"},
-        {"NUL bytes are kept",
-         kPlain,
-         {kReplaceUid},
-         "A\0B\r\nX-UID: 1\0\r\n\r\n\0b"s,
+        {"no empty line, already written", kAppending, subject, "Subject: a", "Subject: new\r\n"},
+        {"an empty file", kPlain, uid, "", ""},
+        {"an empty file, appended", kAppending, subject, "", "Subject: new\r\n"},
+        {"NUL bytes are kept", kPlain, uid, "A\0B\r\nX-UID: 1\0\r\n\r\n\0b"s,
          "A\0B\r\nX-UID: 5\r\n\r\n\0b"s},
     };
     for (const Case& row : cases) {
@@ -124,6 +82,7 @@ TEST(MessageHeaderEdit, ACopyWithoutTheFieldsIsNotWanted) {
 // A line longer than the line buffer comes in pieces, each a line of its own for the rules.
 TEST(MessageHeaderEdit, EachPieceOfALongLineIsALineOfItsOwn) {
     const std::string full(2047, 'a');
+    const std::string big(1 << 20, 'b');
     struct Case {
         const char* name;
         std::string before;
@@ -137,10 +96,7 @@ TEST(MessageHeaderEdit, EachPieceOfALongLineIsALineOfItsOwn) {
          full + "X-UID: 5\r\n\r\nX-UID: 1\r\n\r\n"},
         {"only the first piece is replaced", "X-UID: " + full + "\r\n\r\n",
          "X-UID: 5\r\naaaaaaa\r\n\r\n"},
-        {"4 KB", std::string(4096, 'b') + "\r\n\r\nbody",
-         std::string(4096, 'b') + "\r\nX-UID: 5\r\n\r\nbody"},
-        {"1 MB", std::string(1 << 20, 'b') + "\r\n\r\nbody",
-         std::string(1 << 20, 'b') + "\r\nX-UID: 5\r\n\r\nbody"},
+        {"1 MB", big + "\r\n\r\nbody", big + "\r\nX-UID: 5\r\n\r\nbody"},
     };
     for (const Case& row : cases) {
         EXPECT_TRUE(Edit(row.before, kPlain, {kReplaceUid}).text == row.after) << row.name;

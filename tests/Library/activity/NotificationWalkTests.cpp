@@ -2,7 +2,6 @@
 
 #include "common/DiagnosticLevel.h"
 #include "Library/activity/NotificationWalk.h"
-#include "Library/activity/NotifyRemote.h"
 #include "tests/support/ReportRecorder.h"
 
 namespace tarnwick {
@@ -38,9 +37,7 @@ TEST(IsAddressed, LooksAtServerFolderAddressAndPort) {
         {"", "", 1, "10.0.0.1", 0, true, true},
         {"", "", 1, "10.0.0.1", 144, false, false},
         {"", "", 1, "10.0.0.2", 143, false, false},
-        {"", "", 1, "10.0.0.2", -1, false, false},
         {"", "", 1, "", 144, false, false},
-        {"far", "", 1, "10.0.0.1", 143, false, false},
         {"", "Sent", 1, "10.0.0.1", 143, false, true},
         {"", "", 2, "10.0.0.1", 143, false, false},
         {"", "", 2, "10.0.0.1", 0, false, false},
@@ -48,9 +45,6 @@ TEST(IsAddressed, LooksAtServerFolderAddressAndPort) {
         {"", "", 2, "", -1, false, false},
         {"", "", 2, "10.0.0.1", 144, true, true},
         {"", "", 2, "10.0.0.2", 143, true, true},
-        {"", "", 2, "10.0.0.2", -1, true, true},
-        {"far", "", 2, "10.0.0.2", 143, false, false},
-        {"", "Sent", 2, "10.0.0.2", 143, false, true},
     };
     for (const Case& row : cases) {
         NotifyRequest request;
@@ -64,90 +58,6 @@ TEST(IsAddressed, LooksAtServerFolderAddressAndPort) {
                                  std::to_string(row.port);
         EXPECT_EQ(IsAddressed(request, entry), row.addressed) << name;
         EXPECT_EQ(IsAddressed(request, everywhere), row.withoutFolder) << name;
-    }
-}
-
-std::string sent;
-int senderResult = 0;
-
-int RecordingSender(const char* server, const char* protocol, const char* text) {
-    sent += std::string(server) + "|" + protocol + "|" + text;
-    return senderResult;
-}
-
-constexpr const char* kOrphanLog =
-    "Warning: Removing orphaned connection from activity connection file. Server=%s, Port=143\n";
-
-std::string OrphanLog(const std::string& server) {
-    std::string text = kOrphanLog;
-    return text.replace(text.find("%s"), 2, server);
-}
-
-TEST(NotificationRule, DecidesByHostProtocolAndInstance) {
-    const std::string remoteText = "[TW_NOTIFY]\t7\trun\tnews\r\n\r\n";
-    const std::string failure =
-        "Warning: NotifyRemote function failed. Unable to notify server (far) from server () "
-        "with protocol (IMAP) from protocol (IMAP)\n";
-    struct Case {
-        const char* name;
-        const char* server;
-        const char* entry;
-        NotifyMessage local;
-        NotifyMessage remote;
-        int senderResult;
-        EntryFate fate;
-        std::string sent;
-        std::string log;
-    };
-    const NotifyMessage none{};
-    const NotifyMessage local{"hi", 2};
-    const NotifyMessage remote{"news", 5};
-    const Case cases[] = {
-        {"another server", "", "far\tIMAP-1\tA\tI\t143\t5\tF\t7\trun", none, remote, 0,
-         EntryFate::Copy, "far|IMAP|" + remoteText, ""},
-        {"another server, failed", "", "far\tIMAP-1\tA\tI\t143\t5\tF\t7\trun", none, remote, 1,
-         EntryFate::Drop, "far|IMAP|" + remoteText, failure + OrphanLog("far")},
-        {"another server, nothing to send", "", "far\tIMAP-1\tA\tI\t143\t5\tF\t7\trun", local, none,
-         1, EntryFate::Copy, "", ""},
-        {"a text without characters",
-         "",
-         "far\tIMAP\tA\tI\t143\t5\tF\t7\trun",
-         none,
-         {"", 5},
-         1,
-         EntryFate::Copy,
-         "",
-         ""},
-        {"own host, another protocol", "", "host\tPOP3\tA\tI\t143\t5\tF\t7\trun", local, remote, 0,
-         EntryFate::Copy, "host|POP3|" + remoteText, ""},
-        {"own process is due for local delivery, which nobody makes", "",
-         "HOST\timap-3\tA\tI\t143\t5\tF\t7\trun", local, remote, 0, EntryFate::Drop, "",
-         OrphanLog("HOST")},
-        {"the named server counts as own host", "srv", "srv\tIMAP\tA\tI\t143\t5\tF\t7\trun", local,
-         remote, 0, EntryFate::Drop, "", OrphanLog("srv")},
-        {"another instance of the own host", "", "host\tIMAP\tA\tI\t143\t5\tF\t8\trun", local,
-         remote, 0, EntryFate::Copy, "", ""},
-        {"own process, no local message", "", "host\tIMAP\tA\tI\t143\t5\tF\t7\trun", none, remote,
-         0, EntryFate::Copy, "", ""},
-    };
-    SetRemoteNotifySender(RecordingSender);
-    SessionContext session;
-    session.instanceNumber = 7;
-    for (const Case& row : cases) {
-        ReportRecorder reports;
-        sent.clear();
-        senderResult = row.senderResult;
-        NotifyRequest request;
-        request.protocol = "IMAP-2";
-        request.local = row.local;
-        request.remote = row.remote;
-        request.server = row.server;
-        const ActivityEntry entry(row.entry);
-        NotificationRule rule(&session, request, "host");
-        EXPECT_EQ(rule.Decide(entry), row.fate) << row.name;
-        EXPECT_EQ(rule.HasDropped(), row.fate == EntryFate::Drop) << row.name;
-        EXPECT_EQ(sent, row.sent) << row.name;
-        EXPECT_EQ(reports.Joined(ReportChannel::Trace), row.log) << row.name;
     }
 }
 

@@ -49,7 +49,8 @@ TEST(ReadAttachmentBack, AfterNestedParts) {
         "--in\nContent-Type: text/plain\n\nplain\n--in\nContent-Type: text/html\n\n<b>html</b>\n"
         "--in--\n\n--outer\nContent-Type: text/plain; charset=iso-8859-1\n"
         "Content-Transfer-Encoding: 8bit\n\nna\xEFve\n--outer--\nepilogue\n");
-    for (const std::size_t size : {0U, 1U, 57U, 58U, 100000U}) {
+    // Around a line of base64, and around what is encoded at a time.
+    for (const std::size_t size : {0U, 1U, 57U, 58U, 29183U, 29184U, 29185U, 100000U}) {
         ExpectReadBack(message, AllBytes(size), std::to_string(size) + " bytes");
     }
 }
