@@ -4,6 +4,7 @@
 
 #include <thread>
 
+#include "common/Files.h"
 #include "provider/ListItems.h"
 #include "tests/provider/CalendarFixture.h"
 
@@ -36,73 +37,58 @@ class Appointments : public AttachedCalendarTest {
     }
 };
 
-TEST_F(Appointments, AddCreatesACalendarOfOneLineWithoutABreak) {
-    EXPECT_TRUE(AddAppointment(MakeRecord(-1, 20, "A")));
-    EXPECT_EQ(ContentOf("Y11M08.CAL"), "-1\t20\tA");
-    EXPECT_EQ(ContentOf("_CHANGE.DTY"), kFlagText);
-    EXPECT_EQ(NamesInFolder(), "Y11M08.CAL _CHANGE.DTY ");
-}
-
-TEST_F(Appointments, OnlyANewCalendarIsAnnouncedByAdd) {
-    Put("Y11M08.CAL", "1\t2\tA");
-    EXPECT_TRUE(AddAppointment(MakeRecord(3, 4, "B")));
-    EXPECT_EQ(ContentOf("Y11M08.CAL"), "1\t2\tA\r\n3\t4\tB");
-    EXPECT_EQ(ContentOf("Y11M08.BAK"), "1\t2\tA");
-    EXPECT_EQ(NamesInFolder(), "Y11M08.BAK Y11M08.CAL ");
-}
-
-TEST_F(Appointments, AddRefusesAnIdThatDiffersInCaseAlone) {
-    Put("Y11M08.CAL", "1\t2\ta");
-    EXPECT_FALSE(AddAppointment(MakeRecord(3, 4, "A")));
-    EXPECT_EQ(ContentOf("Y11M08.CAL"), "1\t2\ta");
-    EXPECT_TRUE(Exists("Y11M08.BAK"));
-}
-
-TEST_F(Appointments, AddWithoutAnIdWorksOnAnEmptyCalendarAlone) {
-    Put("Y11M08.CAL", "");
-    EXPECT_TRUE(AddAppointment(MakeRecord(3, 4, "")));
-    EXPECT_EQ(ContentOf("Y11M08.CAL"), "3\t4\t");
-    EXPECT_FALSE(AddAppointment(MakeRecord(5, 6, "")));
-    EXPECT_EQ(ContentOf("Y11M08.CAL"), "3\t4\t");
-}
-
-TEST_F(Appointments, RemoveOfTheLastEntryTakesTheCalendarAway) {
-    Put("Y11M08.CAL", "1\t2\tA");
-    EXPECT_TRUE(RemoveAppointment(MakeRecord(0, 0, "a")));
-    EXPECT_EQ(NamesInFolder(), "Y11M08.BAK _CHANGE.DTY ");
-    EXPECT_EQ(ContentOf("Y11M08.BAK"), "1\t2\tA");
-}
-
-TEST_F(Appointments, RemoveOfAnAbsentIdRewritesAndAnnounces) {
-    Put("Y11M08.CAL", kThree + "\r\n\r\n");
-    EXPECT_FALSE(RemoveAppointment(MakeRecord(0, 0, "D")));
-    EXPECT_EQ(ContentOf("Y11M08.CAL"), kThree);
-    EXPECT_EQ(ContentOf("_CHANGE.DTY"), kFlagText);
-}
-
-TEST_F(Appointments, RemoveWithoutAnIdRemovesAllButNotAnEmptyCalendar) {
-    Put("Y11M08.CAL", kThree);
-    EXPECT_TRUE(RemoveAppointment(MakeRecord(0, 0, "")));
-    EXPECT_FALSE(Exists("Y11M08.CAL"));
-    Put("Y11M08.CAL", "");
-    EXPECT_FALSE(RemoveAppointment(MakeRecord(0, 0, "")));
-    EXPECT_TRUE(Exists("Y11M08.CAL"));
-}
-
-TEST_F(Appointments, EditChangesEveryMatchAndStaysInItsCalendar) {
-    Put("Y11M08.CAL", kThree + "\r\n7\t8\ta");
-    AppointmentRecord changed = MakeRecord(-9, 9, "Z", "OTHER");
-    StoreField(changed.postoffice, "elsewhere");
-    EXPECT_TRUE(EditAppointment(MakeRecord(0, 0, "A"), changed));
-    EXPECT_EQ(ContentOf("Y11M08.CAL"), "-9\t9\tZ\r\n3\t4\tB\r\n5\t6\tC\r\n-9\t9\tZ");
-    EXPECT_EQ(NamesInFolder(), "Y11M08.BAK Y11M08.CAL _CHANGE.DTY ");
-}
-
-TEST_F(Appointments, EditOfAnAbsentIdSucceedsAndAnnounces) {
-    Put("Y11M08.CAL", kThree);
-    EXPECT_TRUE(EditAppointment(MakeRecord(0, 0, "D"), MakeRecord(7, 8, "Z")));
-    EXPECT_EQ(ContentOf("Y11M08.CAL"), kThree);
-    EXPECT_TRUE(Exists("_CHANGE.DTY"));
+TEST_F(Appointments, ChangesAnswerAndAnnounceEachInItsWay) {
+    using Record = const AppointmentRecord&;
+    const auto add = [](Record, Record changed) { return AddAppointment(changed); };
+    const auto remove = [](Record old, Record) { return RemoveAppointment(old); };
+    const auto edit = [](Record old, Record changed) { return EditAppointment(old, changed); };
+    const std::string unwritten = "BAK CAL ";
+    const std::string announced = "BAK CAL DTY ";
+    const struct {
+        const char* name;
+        const char* before;  // null: there is no calendar
+        bool (*change)(Record old, Record changed);
+        const char* oldId;
+        const char* newId;
+        bool result;
+        std::string after;
+        std::string files;
+    } rows[] = {
+        {"a new calendar has no line break", nullptr, add, "", "Z", true, "-9\t9\tZ", "CAL DTY "},
+        {"add announces a new one alone", "1\t2\tA", add, "", "Z", true, "1\t2\tA\r\n-9\t9\tZ",
+         unwritten},
+        {"IDs differ not in case", "1\t2\tz", add, "", "Z", false, "1\t2\tz", unwritten},
+        {"no ID goes to an empty calendar", "", add, "", "", true, "-9\t9\t", unwritten},
+        {"and to no other", "3\t4\t", add, "", "", false, "3\t4\t", unwritten},
+        {"removing the last", "1\t2\tA", remove, "a", "", true, "", "BAK DTY "},
+        {"removing none writes", "1\t2\tA\r\n\r\n", remove, "D", "", false, "1\t2\tA", announced},
+        {"removing all", kThree.c_str(), remove, "", "", true, "", "BAK DTY "},
+        {"removing all of nothing", "", remove, "", "", false, "", announced},
+        {"edit changes every match", "1\t2\tA\r\n3\t4\tB\r\n7\t8\ta", edit, "A", "Z", true,
+         "-9\t9\tZ\r\n3\t4\tB\r\n-9\t9\tZ", announced},
+        {"edit of none succeeds", kThree.c_str(), edit, "D", "Z", true, kThree, announced},
+    };
+    for (const auto& row : rows) {
+        for (const std::string& name : testing::SortedNamesIn(folder_)) RemoveFile(InFolder(name));
+        if (row.before != nullptr) Put("Y11M08.CAL", row.before);
+        // The calendar stays the first record's, the folder too.
+        AppointmentRecord changed =
+            MakeRecord(-9, 9, row.newId, row.change == +edit ? "X" : "Y11M08");
+        if (row.change == +edit) StoreField(changed.postoffice, "elsewhere");
+        EXPECT_EQ(row.change(MakeRecord(0, 0, row.oldId), changed), row.result) << row.name;
+        std::string files;
+        for (const std::string& name : testing::SortedNamesIn(folder_)) {
+            files += name.substr(name.find('.') + 1) + " ";
+        }
+        EXPECT_EQ(files, row.files) << row.name;
+        EXPECT_EQ(ContentOf("Y11M08.CAL"), row.after) << row.name;
+        if (files.find("BAK") != std::string::npos) {
+            EXPECT_EQ(ContentOf("Y11M08.BAK"), row.before) << row.name;
+        }
+        if (Exists("_CHANGE.DTY")) {
+            EXPECT_EQ(ContentOf("_CHANGE.DTY"), kFlagText);
+        }
+    }
 }
 
 TEST_F(Appointments, WithoutACalendarAllButAddFailAndLeaveNothing) {
@@ -123,10 +109,6 @@ TEST_F(Appointments, WithoutAPostofficeSomeStillMakeTheFolder) {
     EXPECT_FALSE(RemoveAppointment(record));
     EXPECT_FALSE(GetAppointment(record));
     EXPECT_FALSE(testing::PathExists(folder));
-    struct Row {
-        const char* name;
-        bool result;
-    };
     const auto makesFolder = [&](bool result) {
         const bool made = !result && testing::PathExists(folder);
         RemoveDirectoryA(folder.c_str());
@@ -174,6 +156,8 @@ TEST_F(Appointments, TheFinderGivesEveryLineOnce) {
     Put("Y11M08.CAL", kThree + "\r\n7\t8\tD");
     EXPECT_TRUE(FindNextAppointment(record));
     EXPECT_EQ(Shown(record), "7 8 D");
+    static ListRecord list{};
+    EXPECT_EQ(AppointmentListItemListGetLength(list), 0U) << "the length is unknown here";
 }
 
 TEST_F(Appointments, AnUnclearedIdLetsTheFinderLookForItsOwn) {
@@ -243,11 +227,6 @@ TEST_F(Appointments, EveryThreadHasAPositionOfItsOwn) {
     }).join();
     EXPECT_EQ(elsewhere, "1 2 A");
     EXPECT_EQ(FindPosition(), 1);
-}
-
-TEST_F(Appointments, TheListLengthIsUnknownHere) {
-    static ListRecord record{};
-    EXPECT_EQ(AppointmentListItemListGetLength(record), 0U);
 }
 
 }  // namespace

@@ -32,27 +32,113 @@ class CalendarLock : public AttachedCalendarTest {
         return {InFolder(name), {GENERIC_READ, kShareReadWrite, OPEN_ALWAYS}};
     }
 
+    struct Patience {
+        std::optional<std::uint32_t> timeout;  // absent: the default
+        int count;
+    };
+    // Calls `check` with each row's count while the timeout has the row's value.
+    template <typename Check>
+    static void ForEach(const char* name, std::initializer_list<Patience> rows, Check check) {
+        for (const Patience& row : rows) {
+            if (row.timeout) SetTimeout(name, *row.timeout);
+            SCOPED_TRACE(row.timeout.value_or(77));
+            check(row.count);
+        }
+    }
+
     AppointmentRecord record_ = MakeRecord(1, 2, "A");
     std::string key_ = CalendarKey(NamesOf(record_));
     CountingSleeper sleeper_;
 };
 
 TEST_F(CalendarLock, AWriterGivesUpOneTryBehindItsTimeout) {
-    struct Row {
-        std::optional<std::uint32_t> timeout;
-        int tries;
-    };
-    Put("Y11M08.BLK", "");
     SetTimeout("UnBlock Timeout", 0);
-    for (const Row& row : {Row{{}, 81}, Row{0, 1}, Row{2, 3}, Row{kMinusOne, 1}}) {
-        if (row.timeout) SetTimeout("Write Wait Timeout", *row.timeout);
+    ForEach("Write Wait Timeout", {{{}, 81}, {0, 1}, {2, 3}, {kMinusOne, 1}}, [&](int tries) {
+        Put("Y11M08.BLK", "");
         CallRecorder calls;
         EXPECT_FALSE(AcquireCalendarBlock(key_));
-        EXPECT_EQ(CountOf(calls, "CreateFile Y11M08.BLK"), row.tries);
+        EXPECT_EQ(CountOf(calls, "CreateFile Y11M08.BLK"), tries);
         // The name that it asks to delete is not the block file's, which stays.
         EXPECT_EQ(CountOf(calls, "DeleteFile Y11M08.BLK.BLK"), 1);
         EXPECT_TRUE(Exists("Y11M08.BLK"));
+        // A missing folder is waited for like a block.
+        calls.Clear();
+        EXPECT_FALSE(AcquireCalendarBlock(CalendarKey({"PO", "nobody", "Y11M08"})));
+        EXPECT_EQ(CountOf(calls, "CreateFile Y11M08.BLK"), tries);
+    });
+}
+
+TEST_F(CalendarLock, ReleaseGivesUpWithAMessage) {
+    Put("Y11M08.BLK", "");
+    EXPECT_TRUE(ReleaseCalendarBlock(key_));
+    EXPECT_FALSE(ReleaseCalendarBlock(key_)) << "there is none, which is no reason to wait";
+    EXPECT_EQ(sleeper_.Count(), 0);
+    const File held = Held("Y11M08.BLK");
+    ForEach("UnBlock Timeout", {{{}, 81}, {0, 1}, {4, 5}, {kMinusOne, 1}}, [&](int tries) {
+        const CountingSleeper sleeper;
+        const ReportRecorder reports;
+        CallRecorder calls;
+        EXPECT_FALSE(ReleaseCalendarBlock(key_));
+        EXPECT_EQ(calls.Count(), tries);
+        EXPECT_EQ(sleeper.Count(), tries);
+        EXPECT_EQ(reports.Joined(ReportChannel::StandardOutput),
+                  "Unable to remove blocking file " + InFolder("Y11M08.BLK") + "\n");
+    });
+}
+
+TEST_F(CalendarLock, AReaderForcesAStaleBlockAwayAndReads) {
+    Put("Y11M08.CAL", "5\t6\tA");
+    ForEach("Read Wait Timeout", {{{}, 61}, {0, 1}, {3, 4}}, [&](int waits) {
+        Put("Y11M08.BLK", "");
+        const CountingSleeper sleeper;
+        EXPECT_TRUE(GetAppointment(record_));
+        EXPECT_EQ(record_.start, 5);
+        EXPECT_EQ(sleeper.Count(), waits);
+        EXPECT_FALSE(Exists("Y11M08.BLK"));
+    });
+}
+
+TEST_F(CalendarLock, ACalendarHeldOpenKeepsItsContentAndTheUpdateIsLost) {
+    ForEach("Apply Timeout", {{{}, 22}, {0, 2}, {3, 5}, {kMinusOne, 1}}, [&](int tries) {
+        Put("Y11M08.CAL", "5\t6\tB");
+        const File held = Held("Y11M08.CAL");
+        const CountingSleeper sleeper;
+        CallRecorder calls;
+        EXPECT_TRUE(AddAppointment(record_));
+        EXPECT_EQ(CountOf(calls, "DeleteFile Y11M08.CAL"), tries);
+        EXPECT_EQ(CountOf(calls, "MoveFile Y11M08.TMP -> Y11M08.CAL"), tries);
+        EXPECT_EQ(sleeper.Count(), 2 * (tries - 1));
+        EXPECT_EQ(ContentOf("Y11M08.CAL"), "5\t6\tB");
+        EXPECT_EQ(NamesInFolder(), "Y11M08.BAK Y11M08.CAL ");
+    });
+}
+
+TEST_F(CalendarLock, WaitsEndWhenWhatIsWaitedForGoes) {
+    const struct {
+        const char* held;
+        int goesAt;
+        bool (*wait)(const std::string&);
+        const char* after;
+    } rows[] = {
+        {"Y11M08.BLK", 3, AcquireCalendarBlock, "Y11M08.BLK Y11M08.CAL "},
+        {"Y11M08.BLK", 60, WaitForCalendarUnblocked, "Y11M08.CAL "},
+        {"Y11M08.CAL", 20, [](const std::string&) { return AddAppointment(MakeRecord(1, 2, "A")); },
+         "Y11M08.BAK Y11M08.CAL "},
+    };
+    for (const auto& row : rows) {
+        Put("Y11M08.CAL", "5\t6\tB");
+        File held = Held(row.held);
+        const CountingSleeper sleeper([&](int count) {
+            if (count != row.goesAt) return;
+            held.Close();
+            if (row.held == std::string("Y11M08.BLK")) RemoveFile(InFolder(row.held));
+        });
+        EXPECT_TRUE(row.wait(key_)) << row.goesAt;
+        EXPECT_EQ(sleeper.Count(), row.goesAt);
+        EXPECT_EQ(NamesInFolder(), row.after) << row.goesAt;
+        RemoveFile(InFolder("Y11M08.BLK"));
     }
+    EXPECT_EQ(ContentOf("Y11M08.CAL"), "5\t6\tB\r\n1\t2\tA");
 }
 
 TEST_F(CalendarLock, AWriterThatGivesUpLeavesTheCalendarAlone) {
@@ -65,87 +151,12 @@ TEST_F(CalendarLock, AWriterThatGivesUpLeavesTheCalendarAlone) {
     EXPECT_EQ(NamesInFolder(), "Y11M08.BLK Y11M08.CAL ");
 }
 
-TEST_F(CalendarLock, AWriterTakesTheBlockInTheMiddleOfItsWait) {
-    Put("Y11M08.BLK", "");
-    int waits = 0;
-    const CountingSleeper sleeper([&](int count) {
-        waits = count;
-        if (count == 3) RemoveFile(InFolder("Y11M08.BLK"));
-    });
-    EXPECT_TRUE(AcquireCalendarBlock(key_));
-    EXPECT_EQ(waits, 3);
-    EXPECT_TRUE(Exists("Y11M08.BLK"));
-    EXPECT_EQ(sleeper.TotalMilliseconds(), 3000U);
-}
-
-TEST_F(CalendarLock, AMissingFolderIsWaitedForLikeABlock) {
-    const std::string key = CalendarKey({"PO", "nobody", "Y11M08"});
-    SetTimeout("Write Wait Timeout", 5);
-    SetTimeout("UnBlock Timeout", 0);
-    CallRecorder calls;
-    EXPECT_FALSE(AcquireCalendarBlock(key));
-    EXPECT_EQ(CountOf(calls, "CreateFile Y11M08.BLK"), 6);
-}
-
-TEST_F(CalendarLock, ReleaseTellsWhetherItDeleted) {
-    Put("Y11M08.BLK", "");
-    EXPECT_TRUE(ReleaseCalendarBlock(key_));
-    EXPECT_FALSE(ReleaseCalendarBlock(key_));
-    EXPECT_FALSE(ReleaseCalendarBlock("NO\\MAILROOT\\box\\Calendar\\Y11M08"));
-    EXPECT_EQ(sleeper_.Count(), 0);
-}
-
-TEST_F(CalendarLock, ReleaseGivesUpWithAMessage) {
-    struct Row {
-        std::optional<std::uint32_t> timeout;
-        int tries;
-    };
-    const File held = Held("Y11M08.BLK");
-    for (const Row& row : {Row{{}, 81}, Row{0, 1}, Row{4, 5}, Row{kMinusOne, 1}}) {
-        if (row.timeout) SetTimeout("UnBlock Timeout", *row.timeout);
-        const CountingSleeper sleeper;
-        const ReportRecorder reports;
-        CallRecorder calls;
-        EXPECT_FALSE(ReleaseCalendarBlock(key_));
-        EXPECT_EQ(calls.Count(), row.tries);
-        EXPECT_EQ(sleeper.Count(), row.tries);
-        EXPECT_EQ(reports.Joined(ReportChannel::StandardOutput),
-                  "Unable to remove blocking file " + InFolder("Y11M08.BLK") + "\n");
-    }
-}
-
-TEST_F(CalendarLock, AReaderForcesAStaleBlockAwayAndReads) {
-    struct Row {
-        std::optional<std::uint32_t> timeout;
-        int waits;
-    };
-    Put("Y11M08.CAL", "5\t6\tA");
-    for (const Row& row : {Row{{}, 61}, Row{0, 1}, Row{3, 4}}) {
-        Put("Y11M08.BLK", "");
-        if (row.timeout) SetTimeout("Read Wait Timeout", *row.timeout);
-        const CountingSleeper sleeper;
-        EXPECT_TRUE(GetAppointment(record_));
-        EXPECT_EQ(record_.start, 5);
-        EXPECT_EQ(sleeper.Count(), row.waits);
-        EXPECT_FALSE(Exists("Y11M08.BLK"));
-    }
-}
-
 TEST_F(CalendarLock, TheResultOfAForcedWaitStaysForTheProcess) {
     EXPECT_TRUE(WaitForCalendarUnblocked(key_));
     SetTimeout("Read Wait Timeout", 0);
     Put("Y11M08.BLK", "");
     EXPECT_FALSE(WaitForCalendarUnblocked(key_));
     EXPECT_FALSE(WaitForCalendarUnblocked("PO\\MAILROOT\\box\\Calendar\\OTHER"));
-}
-
-TEST_F(CalendarLock, AReaderWhoseBlockGoesInTimeForcesNothing) {
-    Put("Y11M08.BLK", "");
-    const CountingSleeper sleeper([&](int count) {
-        if (count == 60) RemoveFile(InFolder("Y11M08.BLK"));
-    });
-    EXPECT_TRUE(WaitForCalendarUnblocked(key_));
-    EXPECT_EQ(sleeper.Count(), 60);
 }
 
 TEST_F(CalendarLock, AReaderWaitsOnForABlockThatCannotBeDeleted) {
@@ -187,58 +198,6 @@ TEST_F(CalendarLock, TheSwapKeepsTheOldBackupOnlyWhileNoBlockWasEverSeen) {
         EXPECT_EQ(ContentOf("Y11M08.OLD"), "backup");
         EXPECT_EQ(NamesInFolder(), "Y11M08.BAK Y11M08.CAL Y11M08.OLD ");
     }
-}
-
-TEST_F(CalendarLock, TheSwapIsTheseCallsInThisOrder) {
-    Put("Y11M08.CAL", "calendar");
-    Put("Y11M08.TMP", "replacement");
-    Put("Y11M08.BLK", "");
-    CallRecorder calls;
-    ApplyCalendarUpdate(key_);
-    EXPECT_EQ(calls.Calls(), (std::vector<std::string>{
-                                 "FindFirstFile Y11M08.BLK", "CopyFile Y11M08.CAL -> Y11M08.BAK",
-                                 "DeleteFile Y11M08.CAL", "MoveFile Y11M08.TMP -> Y11M08.CAL",
-                                 "DeleteFile Y11M08.TMP", "DeleteFile Y11M08.BLK"}));
-}
-
-TEST_F(CalendarLock, ACalendarHeldOpenKeepsItsContentAndTheUpdateIsLost) {
-    struct Row {
-        std::optional<std::uint32_t> timeout;
-        int tries;
-    };
-    for (const Row& row : {Row{{}, 22}, Row{0, 2}, Row{3, 5}, Row{kMinusOne, 1}}) {
-        Put("Y11M08.CAL", "5\t6\tB");
-        if (row.timeout) SetTimeout("Apply Timeout", *row.timeout);
-        const File held = Held("Y11M08.CAL");
-        const CountingSleeper sleeper;
-        CallRecorder calls;
-        EXPECT_TRUE(AddAppointment(record_));
-        EXPECT_EQ(CountOf(calls, "DeleteFile Y11M08.CAL"), row.tries);
-        EXPECT_EQ(CountOf(calls, "MoveFile Y11M08.TMP -> Y11M08.CAL"), row.tries);
-        EXPECT_EQ(sleeper.Count(), 2 * (row.tries - 1));
-        EXPECT_EQ(ContentOf("Y11M08.CAL"), "5\t6\tB");
-        EXPECT_EQ(NamesInFolder(), "Y11M08.BAK Y11M08.CAL ");
-    }
-}
-
-TEST_F(CalendarLock, TheSwapGoesOnOnceTheReaderIsDone) {
-    Put("Y11M08.CAL", "5\t6\tB");
-    File held = Held("Y11M08.CAL");
-    const CountingSleeper sleeper([&](int count) {
-        if (count == 20) held.Close();
-    });
-    EXPECT_TRUE(AddAppointment(record_));
-    EXPECT_EQ(sleeper.Count(), 20);
-    EXPECT_EQ(ContentOf("Y11M08.CAL"), "5\t6\tB\r\n1\t2\tA");
-}
-
-TEST_F(CalendarLock, ABlockIsLetGoWhateverEndsItsHoldersWork) {
-    {
-        const CalendarBlock block(key_);
-        EXPECT_TRUE(block.IsHeld());
-        EXPECT_TRUE(Exists("Y11M08.BLK"));
-    }
-    EXPECT_FALSE(Exists("Y11M08.BLK"));
 }
 
 }  // namespace

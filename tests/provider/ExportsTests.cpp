@@ -127,16 +127,6 @@ TEST_F(Exports, RefuseAMissingRecord) {
     EXPECT_EQ(NamesInFolder(), "");
 }
 
-TEST_F(Exports, AHostProgramWithoutAFreeSlotCannotLoadTheModule) {
-    std::vector<DWORD> slots;
-    for (DWORD slot = TlsAlloc(); slot != TLS_OUT_OF_INDEXES; slot = TlsAlloc()) {
-        slots.push_back(slot);
-    }
-    EXPECT_FALSE(Module().IsLoaded());
-    for (const DWORD slot : slots) TlsFree(slot);
-    EXPECT_TRUE(Module().IsLoaded());
-}
-
 struct Usage {
     DWORD handles = 0;
     DWORD nextSlot = 0;
