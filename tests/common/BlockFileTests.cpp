@@ -30,15 +30,14 @@ struct ScriptedRule {
 };
 
 TEST(BlockFile, FollowsItsRule) {
-    struct Case {
+    const struct {
         const char* name;
         BlockVerdict verdict;
         bool freesFile;
         bool held;
         int waits;
         const char* asked;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"freed", BlockVerdict::TryAgain, true, true, 2, "80?0 80!1 80?1 80!2 "},
         {"never freed", BlockVerdict::TryAgain, false, false, 4,
          "80?0 80!1 80?1 80!2 80?2 80!3 80?3 80!4 80?4 "},
@@ -48,7 +47,7 @@ TEST(BlockFile, FollowsItsRule) {
         {"last try refused", BlockVerdict::TryLast, false, false, 2, "80?0 80!1 80?1 80!2 "},
         {"gives up", BlockVerdict::GiveUp, true, false, 2, "80?0 80!1 80?1 80!2 "},
     };
-    for (const Case& row : cases) {
+    for (const auto& row : cases) {
         const ScratchFolder folder;
         const CountingSleeper sleeper;
         ScriptedRule rule{row.verdict, folder.Path("a.blk"), row.freesFile, {}};

@@ -54,16 +54,6 @@ TEST(Files, AskingQuicklyGivesWhatASearchFinds) {
     EXPECT_TRUE(FileExistsQuickly(folder.Path("Y11.BLK")));
 }
 
-TEST(Files, ARefusedCallIsNotMade) {
-    const ScratchFolder folder;
-    CallRecorder calls;
-    calls.FailCall(1, ERROR_ACCESS_DENIED);
-    EXPECT_FALSE(File(folder.Path("f"), kOpenTruncate).IsOpen());
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
-    EXPECT_FALSE(FileExists(folder.Path("f")));
-    EXPECT_EQ(calls.Calls(), (std::vector<std::string>{"CreateFile f", "FindFirstFile f"}));
-}
-
 TEST(Registry, DefaultsApplyOnlyWhenAValueCannotBeRead) {
     const ScratchRegistry registry;
     EXPECT_EQ(RegistryDwordOr(kProvidersKey, "Apply Timeout", 20), 20U);
@@ -89,13 +79,6 @@ TEST(Registry, StringsLeaveTheEmptyTextWhenUnreadable) {
     ScratchRegistry::SetString(HKEY_CURRENT_USER, "A", "B", "12345678");
     EXPECT_FALSE(ReadRegistryString(RegistryRoot::CurrentUser, "A", "B", text));
     EXPECT_STREQ(text, "");
-}
-
-TEST(Clock, CanBeReplaced) {
-    SetClock([]() -> std::uint64_t { return 116'444'736'070'000'000; });
-    EXPECT_EQ(CurrentUnixTime(), 7);
-    SetClock(nullptr);
-    EXPECT_GT(CurrentUnixTime(), 1'700'000'000);
 }
 
 TEST(Guid, EachIsNewUnlessReplaced) {

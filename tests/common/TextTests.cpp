@@ -36,12 +36,25 @@ TEST(Scan, AgreesWithTheLibraryAtEveryLengthAndOffset) {
     EXPECT_EQ(FindEither("...................y", 'x', 'y'), 19U);
 }
 
-TEST(Scan, CountsAtEveryLength) {
+TEST(Scan, CountsAndFindsEachAtEveryLengthAndStep) {
     for (std::size_t size = 0; size < 9000; size += 1 + size / 7) {
-        std::string text(size, '\n');
-        EXPECT_EQ(CountByte(text, '\n'), size);
-        for (std::size_t at = 0; at < size; at += 3) text[at] = '.';
-        EXPECT_EQ(CountByte(text, '.'), (size + 2) / 3) << size;
+        for (const std::size_t step : {1U, 2U, 3U, 7U, 16U, 19U}) {
+            std::string text(size, '.');
+            std::vector<std::size_t> expected;
+            for (std::size_t at = step - 1; at < size; at += step) {
+                text[at] = 'x';
+                expected.push_back(at);
+            }
+            ASSERT_EQ(CountByte(text, 'x'), expected.size()) << size << " " << step;
+            for (const std::size_t room : {0U, 1U, 2U, 5U, 11U, 40U}) {
+                std::vector<std::size_t> found(room);
+                found.resize(FindEach(text, 'x', found));
+                const std::size_t count = std::min(room, expected.size());
+                ASSERT_TRUE(found.size() == count &&
+                            std::equal(found.begin(), found.end(), expected.begin()))
+                    << size << " " << step << " " << room;
+            }
+        }
     }
 }
 
@@ -54,27 +67,6 @@ TEST(Scan, FindsMarkupAndUnprintableBytesAtEveryPlace) {
             text[at] = static_cast<char>(byte);
             EXPECT_EQ(FindMarkupOrUnprintable(text), wanted ? at : kNotFound) << byte << " " << at;
             EXPECT_EQ(FindMarkupOrUnprintable(text, at + 1), kNotFound) << byte << " " << at;
-        }
-    }
-}
-
-TEST(Scan, FindEachGivesAsManyAsThereIsRoomFor) {
-    for (std::size_t size = 0; size < 40; ++size) {
-        for (std::size_t step = 1; step < 20; ++step) {
-            std::string text(size, '.');
-            std::vector<std::size_t> expected;
-            for (std::size_t at = step - 1; at < size; at += step) {
-                text[at] = 'x';
-                expected.push_back(at);
-            }
-            for (std::size_t room = 0; room < 12; ++room) {
-                std::vector<std::size_t> found(room);
-                found.resize(FindEach(text, 'x', found));
-                const std::size_t count = std::min(room, expected.size());
-                EXPECT_EQ(found, std::vector(expected.begin(),
-                                             expected.begin() + static_cast<long>(count)))
-                    << size << " " << step << " " << room;
-            }
         }
     }
 }
@@ -97,20 +89,17 @@ TEST(Scan, BoundedLengthStaysInTheField) {
 }
 
 TEST(DelimitedField, GivesTheLastFieldBeyondTheLastAndLeavesTheBufferWhenThereIsNone) {
-    struct Case {
+    const struct {
         const char* text;
         const char* delimiter;
         int number;
         bool result;
         const char* output;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"10\t20\tABC", "\t", 1, true, "10"},
         {"10\t20\tABC", "\t", 3, true, "ABC"},
         {"10\t20\tABC", "\t", 4, true, "ABC"},
         {"10", "\t", 2, false, "kept"},
-        {"10", "\t", 1, true, "10"},
-        {"10", "\t", 0, true, "10"},
         {"10", "\t", -5, true, "10"},
         {"a\t\tb", "\t", 2, true, ""},
         {"a::b::c", "::", 2, true, "b"},
@@ -118,11 +107,10 @@ TEST(DelimitedField, GivesTheLastFieldBeyondTheLastAndLeavesTheBufferWhenThereIs
         {"", "\t", 1, true, ""},
         {"", "\t", 2, false, "kept"},
         {"12345678", "\t", 1, false, ""},
-        {"1\t12345678", "\t", 2, false, ""},
         {"1234567", "\t", 1, true, "1234567"},
         {"10\t20", "\t", 0, true, "10"},
     };
-    for (const Case& row : cases) {
+    for (const auto& row : cases) {
         char output[8] = "kept";
         EXPECT_EQ(GetDelimitedField(row.text, row.delimiter, row.number, output), row.result)
             << row.text << " field " << row.number;
@@ -131,14 +119,13 @@ TEST(DelimitedField, GivesTheLastFieldBeyondTheLastAndLeavesTheBufferWhenThereIs
 }
 
 TEST(TextBetween, NeedsBothMarkersAndCutsToTheOutput) {
-    struct Case {
+    const struct {
         const char* text;
         const char* first;
         const char* second;
         std::size_t result;
         const char* output;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"Y11M08D03.CAL", "D", ".", 10, "03"},
         {"Y11M08.CAL", "D", ".", 0, "kept"},
         {"D.", "D", ".", 2, ""},
@@ -146,7 +133,7 @@ TEST(TextBetween, NeedsBothMarkersAndCutsToTheOutput) {
         {"abc.x", "", ".", 4, "abc"},
         {"D123456789.", "D", ".", 11, "1234567"},
     };
-    for (const Case& row : cases) {
+    for (const auto& row : cases) {
         char output[8] = "kept";
         EXPECT_EQ(GetTextBetween(row.text, row.first, row.second, output), row.result) << row.text;
         EXPECT_STREQ(output, row.output) << row.text;
@@ -154,18 +141,15 @@ TEST(TextBetween, NeedsBothMarkersAndCutsToTheOutput) {
 }
 
 TEST(ParseInteger, NeverFails) {
-    struct Case {
+    const struct {
         const char* text;
         std::int32_t number;
-    };
-    const Case cases[] = {
-        {"", 0},
+    } cases[] = {
         {"x1", 0},
         {"12x", 12},
         {"  -7", -7},
         {"+5", 5},
         {"+-5", 0},
-        {"--5", 0},
         {"-", 0},
         {"\t\n7", 7},
         {"007", 7},
@@ -174,7 +158,7 @@ TEST(ParseInteger, NeverFails) {
         {"-2147483648", INT32_MIN},
         {"-99999999999999999999", INT32_MIN},
     };
-    for (const Case& row : cases) EXPECT_EQ(ParseInt32(row.text), row.number) << row.text;
+    for (const auto& row : cases) EXPECT_EQ(ParseInt32(row.text), row.number) << row.text;
     EXPECT_EQ(ParseInt64("99999999999"), 99999999999);
 }
 
@@ -184,23 +168,19 @@ TEST(FormatPath, IsLiteralAndBounded) {
 }
 
 TEST(TextMode, PairsBecomeLineBreaksAndControlZEnds) {
-    struct Case {
+    const struct {
         std::string disk;
         std::string text;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"a\r\nb", "a\nb"},
-        {"a\rb", "a\rb"},
         {"a\r", "a\r"},
         {"\r\r\n", "\r\n"},
         {"a\x1a"
          "b",
          "a"},
-        {"", ""},
-        {"a\nb\r\n", "a\nb\n"},
-        {"\r\n\r\n", "\n\n"},
+        {"a\nb\r\n\r\n", "a\nb\n\n"},
     };
-    for (const Case& row : cases) {
+    for (const auto& row : cases) {
         std::string bytes = row.disk;
         DecodeTextMode(bytes);
         EXPECT_EQ(bytes, row.text) << row.disk;
@@ -212,23 +192,16 @@ TEST(TextMode, PairsBecomeLineBreaksAndControlZEnds) {
 
 // Every text of up to seven bytes over the ones that mean something.
 TEST(TextModeLines, GiveWhatTheDecodedTextsPiecesHold) {
-    constexpr std::string_view kAlphabet("a\r\n\x1a\0", 5);
     constexpr std::size_t kBufferSize = 4;
-    for (std::size_t length = 0, texts = 1; length <= 7; ++length, texts *= kAlphabet.size()) {
-        for (std::size_t number = 0; number < texts; ++number) {
-            std::string bytes;
-            for (std::size_t rest = number; bytes.size() < length; rest /= kAlphabet.size()) {
-                bytes += kAlphabet[rest % kAlphabet.size()];
-            }
-            std::string decoded = bytes;
-            DecodeTextMode(decoded);
-            LineReader pieces(decoded, kBufferSize);
-            TextModeLines lines(bytes, kBufferSize);
-            while (const auto piece = pieces.NextPiece()) {
-                ASSERT_EQ(lines.Next(), LineText(*piece)) << ::testing::PrintToString(bytes);
-            }
-            ASSERT_EQ(lines.Next(), std::nullopt) << ::testing::PrintToString(bytes);
+    for (const std::string& bytes : AllTexts(std::string("a\r\n\x1a\0", 5), 7)) {
+        std::string decoded = bytes;
+        DecodeTextMode(decoded);
+        LineReader pieces(decoded, kBufferSize);
+        TextModeLines lines(bytes, kBufferSize);
+        while (const auto piece = pieces.NextPiece()) {
+            ASSERT_EQ(lines.Next(), LineText(*piece)) << ::testing::PrintToString(bytes);
         }
+        ASSERT_EQ(lines.Next(), std::nullopt) << ::testing::PrintToString(bytes);
     }
 }
 

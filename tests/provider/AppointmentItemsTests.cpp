@@ -133,13 +133,6 @@ TEST_F(AppointmentItems, TheSizeIsTheTimeOfTheLastAccess) {
     EXPECT_EQ(item_.length, 0);
 }
 
-TEST_F(AppointmentItems, ItemsAreDeletedByTheirName) {
-    Put("a.itm", "abc");
-    EXPECT_TRUE(DeleteItem(item_));
-    EXPECT_FALSE(Exists("a.itm"));
-    EXPECT_TRUE(DeleteItem(item_));
-}
-
 TEST_F(AppointmentItems, TheSecondWriterDeletesBeforeItWrites) {
     Put("a.itm", "longer than before");
     SetData(std::string("abc", 4));
@@ -155,45 +148,38 @@ class FreeBusy : public AttachedCalendarTest {
     FreeBusy() {
         StoreField(scan_.postoffice, "PO");
         StoreField(scan_.mailbox, "box");
-        scan_.resultLength = 77;
     }
     FreeBusyRecord scan_{};
 };
 
-TEST_F(FreeBusy, ListsTheDaysOfAMonth) {
-    for (const char* name : {"Y11M08D03.CAL", "Y11M08.CAL", "Y11M08D15.CAL", "Y11M09D01.CAL",
-                             "Y11M08D20.BAK", "Y11M08D21.CAL.txt"}) {
-        Put(name, "");
+TEST_F(FreeBusy, ListsWhatStandsBetweenACapitalDAndTheNextDot) {
+    const struct {
+        std::vector<std::string> files;
+        const char* prefix;
+        const char* result;
+        int length;
+    } rows[] = {
+        {{}, "", "", 77},  // finding nothing leaves the length
+        {{"Y11.CAL"}, "", "", 0},
+        // An empty day is appended too, and leaves no trace at the beginning.
+        {{"d01.CAL", "wedge.CAL", "aD.CAL", "bD7.8.CAL"}, "", "7", 1},
+        {{"Y11M08D03.CAL", "Y11M08.CAL", "Y11M08D15.CAL", "Y11M09D01.CAL", "Y11M08D20.BAK",
+          "Y11M08D21.CAL.txt"},
+         "Y11M08",
+         "03,15",
+         5},
+        {{"Y11M08D03.CAL", "Y11M09D01.CAL"}, "", "03,01", 5},
+    };
+    for (const auto& row : rows) {
+        for (const std::string& name : testing::SortedNamesIn(folder_)) RemoveFile(InFolder(name));
+        for (const std::string& name : row.files) Put(name, "");
+        StoreField(scan_.namePrefix, row.prefix);
+        StoreField(scan_.result, "x");
+        scan_.resultLength = 77;
+        EXPECT_TRUE(ScanFreeBusy(scan_));
+        EXPECT_STREQ(scan_.result, row.result);
+        EXPECT_EQ(scan_.resultLength, row.length) << row.result;
     }
-    StoreField(scan_.namePrefix, "Y11M08");
-    EXPECT_TRUE(ScanFreeBusy(scan_));
-    EXPECT_STREQ(scan_.result, "03,15");
-    EXPECT_EQ(scan_.resultLength, 5);
-    scan_.namePrefix[0] = '\0';
-    EXPECT_TRUE(ScanFreeBusy(scan_));
-    EXPECT_STREQ(scan_.result, "03,15,01");
-}
-
-TEST_F(FreeBusy, OnlyACapitalDBeginsADay) {
-    for (const char* name : {"d01.CAL", "wedge.CAL", "aD.CAL", "bD7.8.CAL"}) Put(name, "");
-    EXPECT_TRUE(ScanFreeBusy(scan_));
-    // An empty day is appended too, and leaves no trace at the beginning.
-    EXPECT_STREQ(scan_.result, "7");
-    EXPECT_EQ(scan_.resultLength, 1);
-}
-
-TEST_F(FreeBusy, FindingNothingLeavesTheLength) {
-    scan_.result[0] = 'x';
-    EXPECT_TRUE(ScanFreeBusy(scan_));
-    EXPECT_STREQ(scan_.result, "");
-    EXPECT_EQ(scan_.resultLength, 77);
-}
-
-TEST_F(FreeBusy, FilesWithoutADayGiveAnEmptyList) {
-    Put("Y11.CAL", "");
-    EXPECT_TRUE(ScanFreeBusy(scan_));
-    EXPECT_STREQ(scan_.result, "");
-    EXPECT_EQ(scan_.resultLength, 0);
 }
 
 TEST_F(FreeBusy, TheListEndsBeforeTheDayThatDoesNotFit) {

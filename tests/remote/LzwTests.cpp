@@ -1,30 +1,20 @@
 #include <gtest/gtest.h>
 
 #include "remote/Lzw.h"
+#include "tests/remote/CodecBytes.h"
 #include "tests/remote/PlainLzw.h"
 
 namespace tarnwick {
 namespace {
 
-using Bytes = std::vector<std::byte>;
-using Codes = std::vector<unsigned>;
-
-Bytes BytesOf(std::string_view text) {
-    const auto bytes = std::as_bytes(std::span(text));
-    return {bytes.begin(), bytes.end()};
-}
+using testing::Bytes;
+using testing::BytesOf;
+using testing::Codes;
+using testing::Noise;
+using testing::Stream;
 
 std::string TextOf(std::span<const std::byte> bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
-Bytes Stream(const Codes& codes) {
-    Bytes stream;
-    for (const unsigned code : codes) {
-        stream.push_back(static_cast<std::byte>(code));
-        stream.push_back(static_cast<std::byte>(code >> 8));
-    }
-    return stream;
 }
 
 Codes CodesOf(std::span<const std::byte> stream) {
@@ -77,16 +67,6 @@ std::vector<std::string> AllTexts(std::string_view alphabet, std::size_t length)
     return texts;
 }
 
-// Bytes without a visible pattern: every code stands for one or two of them.
-std::string Noise(std::size_t length, std::uint32_t state) {
-    std::string text;
-    while (text.size() < length) {
-        state = state * 1664525 + 1013904223;
-        text.push_back(static_cast<char>(state >> 24));
-    }
-    return text;
-}
-
 // The quick coder writes the plain coder's codes, and both texts come back from them.
 ::testing::AssertionResult AgreesWithPlain(const std::string& text) {
     const Bytes stream = Compressed(text);
@@ -101,11 +81,10 @@ std::string Noise(std::size_t length, std::uint32_t state) {
 }
 
 TEST(Lzw, KnownStreams) {
-    struct Case {
+    const struct {
         std::string text;
         Codes codes;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"", {}},
         {"A", {65}},
         {"AA", {65, 65}},
@@ -114,7 +93,7 @@ TEST(Lzw, KnownStreams) {
         {"\xFF\xFF\xFF\xFF", {255, 256, 255}},
         {std::string(10, '\0'), {0, 256, 257, 258}},
     };
-    for (const Case& row : cases) {
+    for (const auto& row : cases) {
         EXPECT_EQ(CodesOf(Compressed(row.text)), row.codes) << row.text;
         EXPECT_TRUE(AgreesWithPlain(row.text)) << row.text;
     }
@@ -210,7 +189,7 @@ TEST(LzwExpand, StopsAtCodesThatNoCompressorWrites) {
         {"a new string of 63 bytes", after({317}), faultUnknown + runText},
         {"an old string of 63 bytes", after({'b', 317}), faultUnknown + runText + "b"},
     };
-    for (const Case& row : cases) {
+    for (const auto& row : cases) {
         EXPECT_EQ(Expanded(Stream(row.codes), 4096), row.outcome) << row.what;
     }
 }

@@ -67,8 +67,20 @@ constexpr GateResult kReady = GateResult::Ready;
 constexpr GateResult kFailed = GateResult::ConnectFailed;
 constexpr const char* kOpening = "connect, AUTH, LOAD TWAICP.DLL";
 
-std::vector<Transition> LocalTransitions() {
-    return {
+void RunTransitions(const std::vector<Transition>& rows) {
+    for (const Transition& row : rows) {
+        World world;
+        row.before(world);
+        world.a.TakeEvents(), world.b.TakeEvents();
+        EXPECT_EQ(row.event(world), row.result) << row.name;
+        EXPECT_EQ(Joined(world.a.TakeEvents()), row.wireA) << row.name;
+        EXPECT_EQ(Joined(world.b.TakeEvents()), row.wireB) << row.name;
+        EXPECT_EQ(world.State(), row.end) << row.name;
+    }
+}
+
+TEST(RemoteSession, LocalTransitions) {
+    RunTransitions({
         {"no host, no switch", kNothing, kGate, "", "", kLocal, "///none"},
         {"no host, switch 0", [](World&) { ForceDefaultHost(0); }, kGate, "", "", kLocal,
          "///none"},
@@ -94,11 +106,11 @@ std::vector<Transition> LocalTransitions() {
          kReady, "Default/Default/TWAICP.DLL/open"},
         {"a chosen host precedes the switch", [](World&) { ForceDefaultHost(1); }, ThenGate("A"),
          kOpening, "", kReady, "A/A/TWAICP.DLL/open"},
-    };
+    });
 }
 
-std::vector<Transition> ConnectingTransitions() {
-    return {
+TEST(RemoteSession, ConnectingTransitions) {
+    RunTransitions({
         {"first use", kNothing, ThenGate("A"), kOpening, "", kReady, "A/A/TWAICP.DLL/open"},
         {"by host name", kNothing, ThenGate("B"), "", kOpening, kReady, "B/B/TWAICP.DLL/open"},
         {"unknown host", kNothing, ThenGate("unknown"), "", "", kFailed, "unknown///closed"},
@@ -121,11 +133,11 @@ std::vector<Transition> ConnectingTransitions() {
         {"only the exact text is loopback",
          [](World&) { testing::RegisterHost("127.0.0.1 ", "", 1); }, ThenGate("127.0.0.1 "), "", "",
          kFailed, "127.0.0.1 ///closed"},
-    };
+    });
 }
 
-std::vector<Transition> ReadyTransitions() {
-    return {
+TEST(RemoteSession, ReadyTransitions) {
+    RunTransitions({
         {"again: one PING", Readied("A"), kGate, "PING", "", kReady, "A/A/TWAICP.DLL/open"},
         {"in other letters", Readied("A"),
          [](World& world) {
@@ -156,7 +168,7 @@ std::vector<Transition> ReadyTransitions() {
         {"the same host after a local while",
          [](World& world) { world.Ready("A"), world.Ready(""); }, ThenGate("A"), kOpening, "",
          kReady, "A/A/TWAICP.DLL/open"},
-    };
+    });
 }
 
 // A PING whose answer times out, on a connection that still carries messages: drain, send, receive.
@@ -166,8 +178,8 @@ GateResult GateWithPingTimeout(World& world) {
     return world.Gate();
 }
 
-std::vector<Transition> UnansweredTransitions() {
-    return {
+TEST(RemoteSession, UnansweredTransitions) {
+    RunTransitions({
         {"the same host is connected anew without QUIT", Readied("A"), GateWithPingTimeout,
          "PING, close, connect, AUTH, LOAD TWAICP.DLL", "", kReady, "A/A/TWAICP.DLL/open"},
         {"another host: only a session that does not answer is sent QUIT", Readied("A"),
@@ -191,11 +203,11 @@ std::vector<Transition> UnansweredTransitions() {
              return result;
          },
          "", "", kReady, "127.0.0.1/127.0.0.1//none"},
-    };
+    });
 }
 
-std::vector<Transition> RefusalTransitions() {
-    return {
+TEST(RemoteSession, RefusalTransitions) {
+    RunTransitions({
         {"AUTH refused is ignored", [](World& world) { world.a.SetScript(Refusing("AUTH")); },
          ThenGate("A"), "connect, AUTH", "", kReady, "A/A//open"},
         {"and tried on a new connection each time",
@@ -214,35 +226,7 @@ std::vector<Transition> RefusalTransitions() {
         {"LOAD closed in place of an answer",
          [](World& world) { world.a.SetScript(ClosingAt("LOAD")); }, ThenGate("A"), kOpening, "",
          kReady, "A/A//open"},
-    };
-}
-
-void RunTransitions(const std::vector<Transition>& rows) {
-    for (const Transition& row : rows) {
-        World world;
-        row.before(world);
-        world.a.TakeEvents(), world.b.TakeEvents();
-        EXPECT_EQ(row.event(world), row.result) << row.name;
-        EXPECT_EQ(Joined(world.a.TakeEvents()), row.wireA) << row.name;
-        EXPECT_EQ(Joined(world.b.TakeEvents()), row.wireB) << row.name;
-        EXPECT_EQ(world.State(), row.end) << row.name;
-    }
-}
-
-TEST(RemoteSession, LocalTransitions) {
-    RunTransitions(LocalTransitions());
-}
-TEST(RemoteSession, ConnectingTransitions) {
-    RunTransitions(ConnectingTransitions());
-}
-TEST(RemoteSession, ReadyTransitions) {
-    RunTransitions(ReadyTransitions());
-}
-TEST(RemoteSession, UnansweredTransitions) {
-    RunTransitions(UnansweredTransitions());
-}
-TEST(RemoteSession, RefusalTransitions) {
-    RunTransitions(RefusalTransitions());
+    });
 }
 
 }  // namespace

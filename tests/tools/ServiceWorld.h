@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -12,6 +13,7 @@
 #include "tests/support/WindowsFixtures.h"
 #include "tools/service/ProviderLibrary.h"
 #include "tools/service/ServiceListener.h"
+#include "twaicp.h"
 
 namespace tarnwick::testing {
 
@@ -42,6 +44,18 @@ class LogKeeper : public service::ServiceLog {
     mutable std::mutex mutex_;
     std::vector<std::string> lines_;
 };
+
+inline AppointmentRecord Appointment(const char* id, std::int32_t start = 10,
+                                     std::int32_t end = 20) {
+    AppointmentRecord record{};
+    std::strcpy(record.mailbox, "ann");
+    std::strcpy(record.postoffice, "PO");
+    std::strcpy(record.calendarName, "Y11M08");
+    std::strcpy(record.appointmentId, id);
+    record.start = start;
+    record.end = end;
+    return record;
+}
 
 // A second copy of the library under another name, so that the service's state is not the client's;
 // it finds its mail files in a scratch folder.
