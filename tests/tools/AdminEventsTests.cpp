@@ -3,7 +3,6 @@
 #include "Library/convert/CalendarDate.h"
 #include "Library/convert/PropertyNames.h"
 #include "tools/admin/EventEntries.h"
-#include "tools/admin/Failure.h"
 #include "tools/admin/Names.h"
 
 namespace tarnwick::admin {
@@ -83,15 +82,6 @@ TEST(EventFiles, NotesWhatIsPassedOver) {
             "line 4: an event without a start, or before 1901 or after 2038, is passed over",
             "line 7: an event without a start, or before 1901 or after 2038, is passed over"}),
         file.notes);
-}
-
-TEST(EventFiles, RefusesWhatCannotBeRead) {
-    try {
-        ParseEventFile("BEGIN:VCALENDAR\nBEGIN:VEVENT\n");
-        FAIL();
-    } catch (const Failure& failure) {
-        EXPECT_STREQ("line 2: BEGIN:VEVENT is never ended", failure.what());
-    }
 }
 
 TEST(EventItems, HaveNamesThatFilesCanHave) {

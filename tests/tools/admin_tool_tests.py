@@ -41,8 +41,9 @@ def set_value(key, name, value, kind="REG_SZ"):
     wine("reg", "add", key, "/v", name, "/t", kind, "/d", value, "/f")
 
 
-def delete_value(key, name):
-    wine("reg", "delete", key, "/v", name, "/f")
+def delete_values(key, *names):
+    for name in names:
+        wine("reg", "delete", key, "/v", name, "/f")
 
 
 def check(row, what, got, wanted):
@@ -94,22 +95,20 @@ def entries():
                                      ("Spring", "2025-03-01", "2025-05-31", "Y25"),
                                      ("Winter", "2005-12-01", "2006-02-28", "Y"),
                                      ("Old", "2005-03-01", "2005-04-01", "Y5"),
-                                     ("Before", "-1", "-1", "Y-31M12D31"),
-                                     ("First", "-2147483648", "-2147483648", "Y-99M12D13"),
-                                     ("Last", "2147483647", "2147483647", "Y38M01D19")):
+                                     ("Before", "-1", "-1", "Y-31M12D31")):
         run(["add", "sales/anna", name, "--start", start, "--end", end],
             out=f'added "{name}" to {bucket}\n')
     run(["add", "sales/anna", "Own", "--on", "2025-03-01", "--calendar", "Own Days"],
         out='added "Own" to Own Days\n')
     listed = run(["--json", "list", "sales/anna"])
     check("list", "calendars", [e["calendar"] for e in json.loads(listed)],
-          ["Y", "Y-99M12D13", "Y-31M12D31", "Y5", "Y25", "Y25M03", "Y25M03D01", "Y38M01D19"])
+          ["Y", "Y-31M12D31", "Y5", "Y25", "Y25M03", "Y25M03D01"])
     run(["list", "sales/anna", "--day", "2025-03-01"], out=table(review))
     fair = ("Y25M03", "2025-03-03T00:00:00Z", "2025-03-07T00:00:00Z", "Fair")
     run(["list", "sales/anna", "--month", "2025-03"], out=table(fair, review))
     run(["list", "sales/anna", "--year", "2024"], error="no entries", out="")
     run(["list", "sales/anna", "--calendar", "None"], 1, "", 'no calendar "None"')
-    run(["get", "sales/anna", "Own"], 1, "", 'no entry "Own" in 8 calendars')
+    run(["get", "sales/anna", "Own"], 1, "", 'no entry "Own" in 6 calendars')
     # A new date moves an entry; a calendar that is named keeps it.
     run(["edit", "sales/anna", "review", "--end", "2025-03-01T11:00Z", "--id", "Review 2"],
         out='changed "Review" in Y25M03D01\n')
@@ -229,12 +228,8 @@ def items():
     filler = b"\x16"
     check_file("review.txt", text[:8192] + filler + text[8192:16384] + filler + text[16384:])
     run(["item", "get", "sales/anna", "review.txt"], out=text)
-    run(["item", "size", "sales/anna", "review.txt"], out="20000\n")
     run(["item", "size", "sales/anna", "review.txt", "--json"],
         out='{"result":"found","item":"review.txt","size":20000}\n')
-    for size in (0, 1, 8192, 8193, 16384, 16385):
-        run(["item", "put", "sales/anna", "sized.txt"], stdin=text[:size])
-        run(["item", "get", "sales/anna", "sized.txt"], out=text[:size])
     # Without fillers the file is as given, and the reader loses the bytes between its chunks.
     run(["item", "put", "sales/anna", "raw.txt", "--raw"], stdin=text,
         out="written raw.txt, 20000 bytes\n")
@@ -255,8 +250,7 @@ def items():
     check_names("review*", [])
     for command in ("get", "size", "delete"):
         run(["item", command, "sales/anna", "review.txt"], 1, "", "no item review.txt")
-    for name in ("Y25.CAL", "_CHANGE.DTY", "x.blk", "..\\x.txt", "nul"):
-        run(["item", "put", "sales/anna", name], 2, "", "the item name", stdin=b"x")
+    run(["item", "put", "sales/anna", "Y25.CAL"], 2, "", "the item name", stdin=b"x")
 
 
 def overviews():
@@ -273,7 +267,6 @@ def overviews():
             "  13 |  24   25   26   27   28   29   30\n"
             "  14 |  31\n\n"
             "[ ] busy: 2 of 31 days\n")
-    run(["freebusy", "sales/anna", "2025-03"], out=grid)
     day = ("2025-03-01T00:00:00Z", "2025-03-01T23:59:59Z")
     run(["freebusy", "sales/anna", "2025-03", "--entries"], out=grid + "\n" + table(
         ("Y25M03", "2025-03-03T00:00:00Z", "2025-03-05T00:00:00Z", "several days"),
@@ -281,19 +274,16 @@ def overviews():
         ("Y25M03D14", "2025-03-14T00:00:00Z", "2025-03-14T00:00:00Z", "three")))
     run(["freebusy", "sales/anna", "2025-03", "--json"],
         out='{"month":"2025-03","busyDays":[1,14]}\n')
-    run(["freebusy", "sales/anna", "2025-05", "--json"],
-        out='{"month":"2025-05","busyDays":[]}\n')
     counted = "Y25M03\t1\nY25M03D01\t2\nY25M03D14\t1\n"
     run(["calendars", "sales/anna"], out=counted + "Y25M04D01\t1\n")
     run(["calendars", "sales/anna", "--month", "2025-03"], out=counted)
     run(["calendars", "sales/anna", "--day", "2025-04-01", "--json"],
         out='[\n  {\n    "calendar": "Y25M04D01",\n    "entries": 1\n  }\n]\n')
-    (FOLDER / "Own.CAL").write_bytes(b"1\t2\tthree")
+    # Text in the code page of the machine (Windows-1252 here) is UTF-8 in JSON.
+    (FOLDER / "Own.CAL").write_bytes(b"1\t2\tB\xfcro")
     (FOLDER / "Y25M03D31.CAL").write_bytes(b"")
     run(["calendars", "sales/anna"], out=counted + "Y25M03D31\t0\nY25M04D01\t1\n",
         error='names of their own, which --calendar reaches: "Own"')
-    # Text in the code page of the machine (Windows-1252 here) is UTF-8 in JSON.
-    (FOLDER / "Own.CAL").write_bytes(b"1\t2\tB\xfcro")
     listed = json.loads(run(["list", "sales/anna", "--calendar", "Own", "--json"]))
     check("list --json", "ID", listed[0]["id"], "B\u00fcro")
 
@@ -301,28 +291,22 @@ def overviews():
 def usage():
     for arguments, part in (
             ([], "--help"), (["sing"], '"sing" is not known here'), (["list"], "mailbox is required"),
-            (["list", "anna"], "postoffice/mailbox"), (["list", "sales/.."], '".."'),
-            (["list", "sales/a\\b"], "holds one of"), (["list", "sales/anna", "more"], "more"),
+            (["list", "anna"], "postoffice/mailbox"), (["list", "sales/anna", "more"], "more"),
             (["list", "sales/anna", "--day", "1 March"], "is no day"),
-            (["list", "sales/anna", "--month", "2025-3"], "is no month"),
             (["list", "sales/anna", "--year", "25"], "is no year"),
             (["list", "sales/anna", "--day", "2025-03-01", "--year", "2025"], "at most 1"),
             (["list", "sales/anna", "--calendar", "a\\b"], "holds one of"),
             (["add", "sales/anna", "x"], "needs --start"),
             (["add", "sales/anna", "x", "--start", "noon"], "is no time"),
-            (["add", "sales/anna", "x", "--start", "2147483648"], "is no time"),
             (["add", "sales/anna", "x", "--start", "5", "--end", "4"], "lies before the start"),
             (["add", "sales/anna", "x", "--on", "2025-03-01", "--start", "5"], "excludes"),
-            (["add", "sales/anna", "", "--start", "5"], "is empty"),
-            (["add", "sales/anna", "i" * 64, "--start", "5"], "longer than 63"),
             (["add", "sales/anna", "a\tb", "--start", "5"], "holds a tab"),
             (["edit", "sales/anna", "x"], "nothing to change"),
             (["edit", "sales/anna", "x", "--id", "a\tb"], "holds a tab"),
-            (["remove", "sales/anna"], "either the ID"), (["remove", "sales/anna", ""], "either"),
+            (["remove", "sales/anna"], "either the ID"),
             (["remove", "sales/anna", "x", "--all"], "either"),
             (["remove", "sales/anna", "--all"], "--all needs"),
-            (["get", "sales/anna", ""], "is empty"),
-            (["item"], "item --help"), (["item", "put", "sales/anna"], "name is required"),
+            (["get", "sales/anna", ""], "is empty"), (["item"], "item --help"),
             (["item", "get", "sales/anna", "x.txt", "--json"], "leave --json away"),
             (["freebusy", "sales/anna", "March"], "is no month")):
         run(arguments, 2, "", part)
@@ -356,8 +340,7 @@ def refusals():
     run(["list", "sales/anna", "--day", "2025-03-01"], error="; waiting", out=table(
         ("Y25M03D01", "2025-03-01T00:00:00Z", "2025-03-01T23:59:59Z", "x")))
     check("the block file", "is there", block.exists(), False)
-    for name in ("Write Wait Timeout", "UnBlock Timeout", "Read Wait Timeout"):
-        delete_value(PROVIDERS_KEY, name)
+    delete_values(PROVIDERS_KEY, "Write Wait Timeout", "UnBlock Timeout", "Read Wait Timeout")
     # A calendar that cannot be deleted keeps its old content, whatever the library says of it.
     set_value(PROVIDERS_KEY, "Apply Timeout", "0", "REG_DWORD")
     calendar = FOLDER / "Y25M03D01.CAL"
@@ -367,17 +350,17 @@ def refusals():
         run(arguments, 1, "", "can be written")
     check_file("Y25M03D01.CAL", (DAY + "x").encode())
     calendar.chmod(0o644)
-    delete_value(PROVIDERS_KEY, "Apply Timeout")
+    delete_values(PROVIDERS_KEY, "Apply Timeout")
     # Nothing can be written where the calendar's replacement should go.
     (FOLDER / "Y25M03D01.TMP").mkdir()
     run(["add", "sales/anna", "z", "--on", "2025-03-01"], 1, "", "can be written")
     # The settings: the data directory stands in for the mail root; without both there is no store.
-    delete_value(PRODUCT_KEY, "Mail Root")
+    delete_values(PRODUCT_KEY, "Mail Root")
     run(["list", "sales/anna"], 1, "", "the mail root is not set. Set it with\n  reg add")
     set_value(PRODUCT_KEY, "Data Directory", windows_path(WORK))
     run(["list", "sales/anna", "--day", "2025-03-02"],
         out=table(("Y25M03D02", "2025-03-02T00:00:00Z", "2025-03-02T00:00:00Z", "y")))
-    delete_value(PRODUCT_KEY, "Data Directory")
+    delete_values(PRODUCT_KEY, "Data Directory")
 
 
 def served(port, answers):
@@ -430,11 +413,9 @@ def remote_calls():
     check_file("Y25M03D01.CAL", (DAY + "Review").encode())
     run([*north, "add", "sales/anna", "review", "--on", "2025-03-01"], 1, "", "already")
     run([*north, "list", "sales/anna", "--day", "2025-03-01"], out=table(row))
-    run([*north, "get", "sales/anna", "REVIEW", "--day", "2025-03-01"], out=table(row))
     run([*north, "remove", "sales/anna", "Review", "--day", "2025-03-01"])
     check_names("*.CAL", [])
     run([*north, "list", "sales/anna"], 2, "", "leave --host away")
-    run([*north, "freebusy", "sales/anna", "2025-03"], 2, "", "leave --host away")
     content = WORK / "content.txt"
     content.write_text("agenda\n" * 3000, encoding="ascii")
     run([*north, "item", "put", "sales/anna", "a.txt", windows_path(content)],
