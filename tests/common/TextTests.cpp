@@ -3,22 +3,12 @@
 #include "common/Scan.h"
 #include "common/Text.h"
 #include "common/TextFile.h"
+#include "tests/support/AllTexts.h"
 
 namespace tarnwick {
 namespace {
 
-// All texts of up to `length` letters over `alphabet`.
-std::vector<std::string> AllTexts(const std::string& alphabet, std::size_t length) {
-    std::vector<std::string> texts{""};
-    for (std::size_t begin = 0; length > 0; --length) {
-        const std::size_t end = texts.size();
-        for (std::size_t at = begin; at < end; ++at) {
-            for (const char letter : alphabet) texts.push_back(texts[at] + letter);
-        }
-        begin = end;
-    }
-    return texts;
-}
+using testing::AllTexts;
 
 TEST(Scan, AgreesWithTheLibraryAtEveryLengthAndOffset) {
     for (std::size_t size = 0; size < 150; ++size) {

@@ -3,6 +3,7 @@
 #include <random>
 
 #include "tests/provider/NaiveCalendar.h"
+#include "tests/support/AllTexts.h"
 
 namespace tarnwick {
 namespace {
@@ -18,15 +19,8 @@ std::string Shown(const std::string& bytes) {
 
 // Every text of up to six bytes over the ones that mean something.
 TEST(CalendarReader, ReadsAllShortTextsAsTheRuntimeDoes) {
-    constexpr std::string_view kAlphabet("7\t\n\r\x1a\0", 6);
-    for (std::size_t length = 0, texts = 1; length <= 6; ++length, texts *= kAlphabet.size()) {
-        for (std::size_t number = 0; number < texts; ++number) {
-            std::string bytes;
-            for (std::size_t rest = number; bytes.size() < length; rest /= kAlphabet.size()) {
-                bytes += kAlphabet[rest % kAlphabet.size()];
-            }
-            ASSERT_EQ(ReadLines(bytes), NaiveLines(bytes)) << Shown(bytes);
-        }
+    for (const std::string& bytes : testing::AllTexts(std::string_view("7\t\n\r\x1a\0", 6), 6)) {
+        ASSERT_EQ(ReadLines(bytes), NaiveLines(bytes)) << Shown(bytes);
     }
 }
 

@@ -3,10 +3,12 @@
 #include "remote/Lzw.h"
 #include "tests/remote/CodecBytes.h"
 #include "tests/remote/PlainLzw.h"
+#include "tests/support/AllTexts.h"
 
 namespace tarnwick {
 namespace {
 
+using testing::AllTexts;
 using testing::Bytes;
 using testing::BytesOf;
 using testing::Codes;
@@ -53,18 +55,6 @@ std::string Expanded(std::span<const std::byte> stream, std::size_t size) {
     const LzwExpansion expansion = LzwExpand(stream, area);
     return std::to_string(static_cast<int>(expansion.fault)) + ":" +
            TextOf(std::span(area).first(expansion.length));
-}
-
-// All texts of up to `length` letters over `alphabet`, the shorter ones first.
-std::vector<std::string> AllTexts(std::string_view alphabet, std::size_t length) {
-    std::vector<std::string> texts{""};
-    for (std::size_t begin = 0; length > 0; --length) {
-        const std::size_t end = texts.size();
-        for (; begin < end; ++begin) {
-            for (const char letter : alphabet) texts.push_back(texts[begin] + letter);
-        }
-    }
-    return texts;
 }
 
 // The quick coder writes the plain coder's codes, and both texts come back from them.
