@@ -166,7 +166,7 @@ TEST(StoreProvider, LoadedOnlyOperationsNeverLoad) {
 #undef CHECK_ROW
     EXPECT_EQ(nullptr, GetModuleHandleA("TWAISP.DLL"));
     EXPECT_EQ(1, LoadStoreProvider(providerModule));
-#define CHECK_ROW(operation)                               \
+#define CHECK_ROW(operation)                                    \
     EXPECT_EQ(kNarrow, operation(first, second)) << #operation; \
     EXPECT_EQ(calls += #operation " 7 9\n", StandIns::Calls("TWAISP.DLL"));
     LOADED_ONLY_PASS_THROUGHS(CHECK_ROW)
