@@ -8,6 +8,18 @@
 namespace tarnwick::service {
 namespace {
 
+std::string NameOf(const sockaddr_in& peer) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(&peer.sin_addr);
+    std::string name;
+    for (int at = 0; at < 4; ++at) name += (at == 0 ? "" : ".") + std::to_string(bytes[at]);
+    return name + ":" + std::to_string(ntohs(peer.sin_port));
+}
+
+std::string ListenFault(const sockaddr_in& local, int error) {
+    const char* reason = error == WSAEADDRINUSE ? " (in use by another program)" : "";
+    return "cannot listen on " + NameOf(local) + ": error " + std::to_string(error) + reason;
+}
+
 Socket Listen(in_addr address, std::uint16_t port) {
     Socket socket = CreateSocket();
     const BOOL exclusive = TRUE;
@@ -19,8 +31,7 @@ Socket Listen(in_addr address, std::uint16_t port) {
     local.sin_addr = address;
     if (bind(socket.Get(), reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0 ||
         listen(socket.Get(), SOMAXCONN) != 0) {
-        throw std::runtime_error("cannot listen on port " + std::to_string(port) + ": error " +
-                                 std::to_string(WSAGetLastError()));
+        throw std::runtime_error(ListenFault(local, WSAGetLastError()));
     }
     return socket;
 }
@@ -30,13 +41,6 @@ std::uint16_t PortOf(SOCKET socket) {
     int size = sizeof local;
     getsockname(socket, reinterpret_cast<sockaddr*>(&local), &size);
     return ntohs(local.sin_port);
-}
-
-std::string NameOf(const sockaddr_in& peer) {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(&peer.sin_addr);
-    std::string name;
-    for (int at = 0; at < 4; ++at) name += (at == 0 ? "" : ".") + std::to_string(bytes[at]);
-    return name + ":" + std::to_string(ntohs(peer.sin_port));
 }
 
 // Answers leave at once, because clients take what the first segment brings for the whole.

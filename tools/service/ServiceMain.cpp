@@ -19,7 +19,7 @@ using namespace tarnwick;
 using namespace tarnwick::service;
 
 constexpr const char* kCredentialsVariable = "TARNWICK_SERVICE_CREDENTIALS";
-enum ExitStatus { kStopped = 0, kFailed = 1 };
+enum ExitStatus { kStopped = 0, kFailed = 1, kWrongUsage = 2 };
 
 struct Settings {
     std::string address = "127.0.0.1";
@@ -113,6 +113,12 @@ std::string LibraryPath() {
     return program.substr(0, program.find_last_of("\\/") + 1) + "TWAICP.DLL";
 }
 
+int ExplainUsage(const CLI::App& app, const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) return app.exit(error);  // the help or the version
+    std::fprintf(stderr, "tarnwick-service: %s; see tarnwick-service --help\n", error.what());
+    return kWrongUsage;
+}
+
 int Run(const Settings& settings) {
     const StartedWinsock winsock;
     const NoTraces noTraces;
@@ -151,9 +157,11 @@ int main(int argc, char** argv) {
     app.add_option("--connections", settings.connections, "Most connections at a time")
         ->check(CLI::Range(1U, 1024U))
         ->capture_default_str();
-    CLI11_PARSE(app, argc, argv);
     try {
+        app.parse(argc, argv);
         return Run(settings);
+    } catch (const CLI::ParseError& error) {
+        return ExplainUsage(app, error);
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "tarnwick-service: %s\n", failure.what());
         return kFailed;
