@@ -23,14 +23,15 @@ ROOT = WORK / "postoffices"
 FOLDER = ROOT / "sales" / "MAILROOT" / "anna" / "Calendar"
 PRODUCT_KEY = r"HKLM\SOFTWARE\Wow6432Node\Tarnwick\Tarnwick"
 PROVIDERS_KEY = r"HKLM\SOFTWARE\Tarnwick\Tarnwick\Providers"
+# Wine reads arguments in the character set of the locale.
+ENVIRONMENT = dict(os.environ, TARNWICK_PREFIX=str(PREFIX), LC_ALL="C.UTF-8")
 DAY = "1740787200\t1740873599\t"  # 2025-03-01
 failures = []
 
 
 def wine(*arguments, stdin=b""):
-    environment = dict(os.environ, TARNWICK_PREFIX=str(PREFIX))
     command = ["bash", f"{SOURCE}/script/wine", *map(str, arguments)]
-    return subprocess.run(command, input=stdin, capture_output=True, env=environment)
+    return subprocess.run(command, input=stdin, capture_output=True, env=ENVIRONMENT)
 
 
 def windows_path(path):
@@ -300,6 +301,7 @@ def usage():
             (["add", "sales/anna", "x", "--start", "noon"], "is no time"),
             (["add", "sales/anna", "x", "--start", "5", "--end", "4"], "lies before the start"),
             (["add", "sales/anna", "x", "--on", "2025-03-01", "--start", "5"], "excludes"),
+            (["add", "sales/anna", "\u65e5", "--start", "5"], "code page lacks"),
             (["add", "sales/anna", "a\tb", "--start", "5"], "holds a tab"),
             (["edit", "sales/anna", "x"], "nothing to change"),
             (["edit", "sales/anna", "x", "--id", "a\tb"], "holds a tab"),
@@ -381,9 +383,9 @@ def served(port, answers):
     return listener.getsockname()[1]
 
 
-def add_host(name, address, port):
+def add_host(name, address, port, credentials="key.txt"):
     run(["hosts", "add", name, "--address", address, "--port", str(port), "--credentials-file",
-         windows_path(WORK / "key.txt")], out=f"added host {name}\n")
+         windows_path(WORK / credentials)], out=f"added host {name}\n")
 
 
 def host_tests(port):
@@ -427,18 +429,28 @@ def remote_calls():
     run(["--host", "south", "list", "sales/anna"], 1, "", 'no host "south"')
 
 
+def shut_host(port):
+    """A call that no service takes is refused: its finding nothing would look like no entries."""
+    (WORK / "wrong.txt").write_text("ann:wrong\n", encoding="ascii")
+    add_host("shut", "127.0.0.1", port, "wrong.txt")
+    run(["--host", "shut", "list", "sales/anna", "--day", "2025-03-01"], 1, "",
+        "nothing was called on host shut: AUTH: ")
+    run(["hosts", "remove", "shut"], out="removed host shut\n")
+
+
 def hosts():
     (WORK / "key.txt").write_text("ann:secret\nnever sent\n", encoding="ascii")
-    for name in ("north", "odd"):  # a run that was cut short may have left them
+    for name in ("north", "odd", "shut"):  # a run that was cut short may have left them
         wine(f"{BINARY}/bin/tarnwick-admin.exe", "hosts", "remove", name)
     run(["hosts", "list"], out="")
     run(["hosts", "test", "north"], 1, "", 'no host "north"')
     run(["hosts", "add", "a\\b", "--address", "x"], 2, "", "no host name")
-    environment = dict(os.environ, TARNWICK_PREFIX=str(PREFIX))
+    run(["hosts", "add", "odd", "--address", "x", "--credentials-file", "-"], 1, "",
+        "is empty; credentials go there", stdin=b"\nsecret\n")
     service = subprocess.Popen(
         ["bash", f"{SOURCE}/script/wine", f"{BINARY}/bin/tarnwick-service.exe", "--port", "0",
          "--credentials-file", windows_path(WORK / "key.txt")],
-        stdout=subprocess.PIPE, env=environment)
+        stdout=subprocess.PIPE, env=ENVIRONMENT)
     try:
         port = int(service.stdout.readline().decode().rsplit(":", 1)[1])
         add_host("north", "127.0.0.1", port)
@@ -446,6 +458,7 @@ def hosts():
         run(["hosts", "test", "north"], out="address\tok\nconnect\tok\nAUTH\tok\nLOAD\tok\nPING\tok\n")
         host_tests(port)
         remote_calls()
+        shut_host(port)
     finally:
         service.send_signal(signal.SIGINT)
         check("the service", "exit status", service.wait(60), 0)

@@ -78,6 +78,15 @@ void WriteOutput(const std::string& path, std::string_view bytes) {
     throw Refusal("the file " + path + " cannot be written; check its folder and its rights");
 }
 
+bool IsCommandLineWhole() {
+    if (GetACP() == CP_UTF8) return true;
+    BOOL replaced = FALSE;
+    // Without room for its outcome the conversion only looks at the text.
+    WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, GetCommandLineW(), -1, nullptr, 0, nullptr,
+                        &replaced);
+    return replaced == FALSE;
+}
+
 std::string ToUtf8(std::string_view text) {
     const std::wstring wide = ToWide(text);
     const int size = static_cast<int>(wide.size());

@@ -26,6 +26,10 @@ std::string ReadInput(const std::string& path);
 // Replaces a file; "-" is standard output.
 void WriteOutput(const std::string& path, std::string_view bytes);
 
+// Whether every character of the command line is one of the system code page, in which the program
+// is given its arguments. Others have become question marks there, or letters that look alike.
+bool IsCommandLineWhole();
+
 // The text in the system code page, as UTF-8.
 std::string ToUtf8(std::string_view text);
 

@@ -8,6 +8,7 @@
 #include "remote/Socket.h"
 #include "tools/admin/Console.h"
 #include "tools/admin/Failure.h"
+#include "tools/admin/HostTest.h"
 #include "twaicp.h"
 
 namespace tarnwick::admin {
@@ -31,6 +32,14 @@ void WriteValue(const RegistryKey& key, const char* name, DWORD type, const void
         throw Refusal(std::string("the registry value ") + name + " cannot be written: error " +
                       std::to_string(status));
     }
+}
+
+// A call that does not reach a service finds nothing, which would look like an empty calendar.
+void RequireService(const HostEntry& entry) {
+    const TestStep last = TestHost(entry).back();
+    if (last.fault.empty()) return;
+    throw Refusal("nothing was called on host " + entry.name + ": " + last.name + ": " +
+                  last.fault + "; hosts test " + entry.name + " tries again");
 }
 
 void WriteText(const RegistryKey& key, const char* name, const std::string& text) {
@@ -88,9 +97,10 @@ HostEntry RequireHost(const std::string& name) {
 }
 
 void UseHost(const std::string& name) {
-    RequireHost(name);
+    const HostEntry entry = RequireHost(name);
     // The library does not start Winsock; it is the program's, to its end.
     static const StartedWinsock winsock;
+    RequireService(entry);
     KeepStandardOutputForPrint();
     SetCurrentHost(name.c_str());
 }

@@ -31,7 +31,7 @@ bool RemoveHostEntry(const std::string& name);
 HostEntry RequireHost(const std::string& name);
 
 // Lets the library make this process's calls on the host, and keeps its traces out of what the tool
-// prints. Throws Failure when there is no such host.
+// prints. Throws Failure when there is no such host, or when its service does not take calls.
 void UseHost(const std::string& name);
 
 // Throws Failure (WrongUsage) when the text cannot be a host's name: a registry key's name of 1 to

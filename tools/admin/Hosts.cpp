@@ -44,6 +44,8 @@ std::string ReadSecret(const std::string& file) {
     if (file.empty()) return {};
     const std::string text = ReadInput(file);
     std::string line = text.substr(0, FindEither(text, '\r', '\n'));
+    if (line.empty())
+        throw Refusal("the first line of " + file + " is empty; credentials go there");
     if (line.size() <= kHostSettingLimit) return line;
     throw WrongUsage("credentials have at most 255 characters");
 }

@@ -112,7 +112,8 @@ bool MailboxStore::HasEntries(const std::string& calendar) const {
 }
 
 std::optional<std::vector<std::string>> MailboxStore::Scan(const std::string& prefix) const {
-    RequireLocal(mailbox_, "calendars are found (by --month, --year or all of them)");
+    RequireLocal(mailbox_,
+                 "calendars are searched for (all, --month, --year; not --day, --calendar)");
     FreeBusyRecord record{};
     StoreField(record.mailbox, mailbox_.name);
     StoreField(record.postoffice, mailbox_.postoffice);

@@ -51,6 +51,9 @@ ExitStatus Run(int count, char** arguments) {
     CLI::App app("Looks after the calendars of mailboxes.", "tarnwick-admin");
     RegisterCommands(app, context);
     try {
+        if (!IsCommandLineWhole()) {
+            throw WrongUsage("the command line holds a character that the system code page lacks");
+        }
         app.parse(count, arguments);
         return ExitStatus::Done;
     } catch (const CLI::ParseError& error) {
