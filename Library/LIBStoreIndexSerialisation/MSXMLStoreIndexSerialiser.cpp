@@ -5,7 +5,6 @@
 #include "common/Files.h"
 #include "common/Reports.h"
 #include "Library/LIBStoreIndexSerialisation/DomText.h"
-#include "Library/LIBStoreIndexSerialisation/IndexBackup.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 #include "Library/LIBStoreIndexSerialisation/IndexSettings.h"
@@ -220,25 +219,6 @@ bool MSXMLStoreIndexSerialiser::Serialise(StoreIndex& index, const std::string& 
     index.InvalidateExtents();
     index.SetFileStamp(StampOf(path).value_or(IndexFileStamp{}));
     return true;
-}
-
-void MSXMLStoreIndexSerialiser::CreateBackup(const std::string& folder) {
-    CreateIndexBackup(folder);
-}
-bool MSXMLStoreIndexSerialiser::RestoreBackup(const std::string& folder) {
-    return RestoreIndexBackup(folder);
-}
-bool MSXMLStoreIndexSerialiser::QuarantineIndex(const std::string& folder) {
-    return QuarantineFolderIndex(folder);
-}
-bool MSXMLStoreIndexSerialiser::BackupExists(const std::string& folder) {
-    return IndexBackupExists(folder);
-}
-std::uint32_t MSXMLStoreIndexSerialiser::BackupAgeMinutes(const std::string& folder) {
-    return IndexBackupAgeMinutes(folder);
-}
-void MSXMLStoreIndexSerialiser::DeleteBackup(const std::string& folder) {
-    DeleteIndexBackup(folder);
 }
 
 }  // namespace tarnwick

@@ -1,32 +1,26 @@
 // Index files read and written by the platform's XML document object model.
 #pragma once
 
-#include "Library/LIBStoreIndexSerialisation/StoreIndexSerialiser.h"
+#include "Library/LIBStoreIndexSerialisation/BackedUpIndexSerialiser.h"
 
 namespace tarnwick {
 
 // Keeps no byte extents: what it loaded or saved is written in full by the next save. COM failures
 // are thrown as _com_error; a document that cannot be created or loaded is status 0 or false. The
 // calling thread needs no COM of its own.
-class MSXMLStoreIndexSerialiser : public StoreIndexSerialiser {
+class MSXMLStoreIndexSerialiser : public BackedUpIndexSerialiser {
   public:
     // Whether it writes the older header (decimal LASTUID, entries in order of position) stands in
     // the registry; it does unless told otherwise.
     MSXMLStoreIndexSerialiser();
     virtual ~MSXMLStoreIndexSerialiser() = default;
 
-    void CreateBackup(const std::string& folder) override;
-    bool RestoreBackup(const std::string& folder) override;
-    bool QuarantineIndex(const std::string& folder) override;
     bool Serialise(StoreIndex& index, const std::string& folder, std::uint32_t folderType) override;
     // Reads everything whatever the request; entries that a stream save blanked are left out.
     std::uint32_t Deserialise(StoreIndex& index, const std::string& folder,
                               std::uint32_t folderType, const DeserialiseRequest& request) override;
     bool RequiresFullLoad() override { return true; }
     bool SupportsRecovery() override { return false; }
-    bool BackupExists(const std::string& folder) override;
-    std::uint32_t BackupAgeMinutes(const std::string& folder) override;
-    void DeleteBackup(const std::string& folder) override;
 
   private:
     bool oldFormat_;

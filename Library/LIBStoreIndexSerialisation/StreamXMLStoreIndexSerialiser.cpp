@@ -2,7 +2,6 @@
 
 #include "common/Files.h"
 #include "common/Retry.h"
-#include "Library/LIBStoreIndexSerialisation/IndexBackup.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 #include "Library/LIBStoreIndexSerialisation/IndexLoad.h"
@@ -51,25 +50,6 @@ bool StreamXMLStoreIndexSerialiser::Serialise(StoreIndex& index, const std::stri
     if (outcome.newEnd) sound = CutFile(path, *outcome.newEnd) && sound;
     FinishSave(index, sound, StampOf(path).value_or(IndexFileStamp{}));
     return sound;
-}
-
-void StreamXMLStoreIndexSerialiser::CreateBackup(const std::string& folder) {
-    CreateIndexBackup(folder);
-}
-bool StreamXMLStoreIndexSerialiser::RestoreBackup(const std::string& folder) {
-    return RestoreIndexBackup(folder);
-}
-bool StreamXMLStoreIndexSerialiser::QuarantineIndex(const std::string& folder) {
-    return QuarantineFolderIndex(folder);
-}
-bool StreamXMLStoreIndexSerialiser::BackupExists(const std::string& folder) {
-    return IndexBackupExists(folder);
-}
-std::uint32_t StreamXMLStoreIndexSerialiser::BackupAgeMinutes(const std::string& folder) {
-    return IndexBackupAgeMinutes(folder);
-}
-void StreamXMLStoreIndexSerialiser::DeleteBackup(const std::string& folder) {
-    DeleteIndexBackup(folder);
 }
 
 }  // namespace tarnwick
