@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "common/Files.h"
+#include "common/FileSource.h"
 #include "common/Text.h"
 #include "provider/CalendarLock.h"
 #include "provider/CalendarPaths.h"
@@ -22,17 +23,6 @@ void StoreEntry(AppointmentRecord& record, const CalendarEntry& entry) {
     record.start = entry.start;
     record.end = entry.end;
 }
-
-class FileSource : public ByteSource {
-  public:
-    explicit FileSource(File& file) : file_(file) {}
-    std::optional<std::uint32_t> Read(char* bytes, std::uint32_t size) override {
-        return file_.Read(bytes, size);
-    }
-
-  private:
-    File& file_;
-};
 
 // Writes all of a text file's bytes; false when the file then does not hold them.
 bool WriteAndClose(File& file, const std::string& bytes) {

@@ -139,8 +139,8 @@ void CalendarReader::Refill() {
     line_.id = {keptId_.data(), length};
     const std::size_t rest = filled_ - position_;
     if (rest != 0) std::memmove(block_.get(), block_.get() + position_, rest);
-    const auto room = static_cast<std::uint32_t>(blockSize_ - rest);
-    const auto count = source_.Read(block_.get() + rest, room);
+    const std::size_t room = blockSize_ - rest;
+    const auto count = source_.Read({block_.get() + rest, room});
     failed_ = !count;
     filled_ = rest + std::min(count.value_or(0), room);
     ended_ = filled_ < blockSize_;

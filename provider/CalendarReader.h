@@ -11,18 +11,10 @@
 #include <optional>
 #include <string_view>
 
+#include "common/ByteSource.h"
 #include "provider/ControlCursor.h"
 
 namespace tarnwick {
-
-// Where a calendar's bytes come from.
-class ByteSource {
-  public:
-    virtual ~ByteSource() = default;
-    // Reads up to `size` bytes; fewer than that means that the end was reached. No value: the read
-    // failed.
-    virtual std::optional<std::uint32_t> Read(char* bytes, std::uint32_t size) = 0;
-};
 
 // A line's parts as they stand in the file.
 struct CalendarLine {

@@ -1,5 +1,6 @@
 #include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
 
+#include "common/FileSource.h"
 #include "common/Waits.h"
 
 namespace tarnwick {
@@ -14,12 +15,12 @@ constexpr OpenMode kOpenToCut{GENERIC_WRITE, 0, OPEN_EXISTING};
 constexpr int kOpenTries = 21;
 constexpr std::uint32_t kOpenWaitMilliseconds = 2000;
 
-class FileSource : public ByteSource {
+class IndexSource : public ByteSource {
   public:
-    explicit FileSource(const std::string& path) : file_(path, kOpenShared) {}
+    explicit IndexSource(const std::string& path) : file_(path, kOpenShared) {}
     bool IsOpen() const { return file_.IsOpen(); }
-    std::size_t Read(std::span<char> bytes) override {
-        return file_.Read(bytes.data(), static_cast<std::uint32_t>(bytes.size())).value_or(0);
+    std::optional<std::size_t> Read(std::span<char> bytes) override {
+        return FileSource(file_).Read(bytes);
     }
 
   private:
@@ -35,7 +36,7 @@ std::optional<IndexFileStamp> StampOf(const std::string& path) {
 }
 
 std::unique_ptr<ByteSource> OpenIndexSource(const std::string& path) {
-    auto source = std::make_unique<FileSource>(path);
+    auto source = std::make_unique<IndexSource>(path);
     if (!source->IsOpen()) return nullptr;
     return source;
 }

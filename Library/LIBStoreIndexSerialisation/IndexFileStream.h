@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "common/ByteSource.h"
 #include "common/Files.h"
 #include "Library/LIBStoreIndexSerialisation/IndexSave.h"
 #include "Library/LIBStoreIndexSerialisation/IndexStream.h"

@@ -13,7 +13,7 @@ constexpr std::size_t kEmptyRootSlash = 32;
 
 class NoBytes : public ByteSource {
   public:
-    std::size_t Read(std::span<char> /*bytes*/) override { return 0; }
+    std::optional<std::size_t> Read(std::span<char> /*bytes*/) override { return 0; }
 };
 
 std::unique_ptr<ByteSource> OpenOrNothing(const OpenSource& open) {
@@ -26,7 +26,7 @@ std::string FirstLine(ByteSource& source) {
     std::array<char, kTagLimit> bytes;
     std::size_t filled = 0;
     while (filled < bytes.size()) {
-        const std::size_t count = source.Read(std::span(bytes).subspan(filled));
+        const std::size_t count = source.Read(std::span(bytes).subspan(filled)).value_or(0);
         if (count == 0) break;
         filled += count;
     }

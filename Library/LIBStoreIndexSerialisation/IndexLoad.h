@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "Library/LIBStoreIndexSerialisation/IndexStream.h"
+#include "common/ByteSource.h"
 #include "Library/LIBStoreIndexSerialisation/StoreIndex.h"
 
 namespace tarnwick {

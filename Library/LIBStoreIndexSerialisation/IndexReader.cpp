@@ -14,7 +14,7 @@ bool IndexReader::Refill() {
     const auto left = static_cast<std::size_t>(end_ - at_);
     char* const block = buffer_.data() + kCarry;
     std::memmove(block - left, at_, left);
-    const std::size_t count = source_.Read({block, kReadSize});
+    const std::size_t count = source_.Read({block, kReadSize}).value_or(0);
     at_ = block - left;
     end_ = block + count;
     read_ += count;

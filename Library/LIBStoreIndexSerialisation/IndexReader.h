@@ -7,9 +7,9 @@
 #include <optional>
 #include <string_view>
 
+#include "common/ByteSource.h"
 #include "Library/LIBStoreIndexSerialisation/ByteBuffer.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
-#include "Library/LIBStoreIndexSerialisation/IndexStream.h"
 
 namespace tarnwick {
 

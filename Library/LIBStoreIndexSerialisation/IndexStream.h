@@ -1,5 +1,5 @@
-// What the index reader and writer ask of a file. Both know nothing of files, so that they run over
-// anything that holds bytes.
+// What the index writer asks of a file. It knows nothing of files, so that it runs over anything
+// that holds bytes.
 #pragma once
 
 #include <cstddef>
@@ -9,14 +9,6 @@
 #include <string_view>
 
 namespace tarnwick {
-
-// Bytes from first to last.
-class ByteSource {
-  public:
-    virtual ~ByteSource() = default;
-    // Up to bytes.size() bytes; 0 at the end, and when they cannot be read.
-    virtual std::size_t Read(std::span<char> bytes) = 0;
-};
 
 // A file open for writing at any place, and for reading when it is changed in place.
 class IndexStream {

@@ -1,8 +1,5 @@
 #include "Library/activity/MessageSibling.h"
 
-#include <algorithm>
-#include <limits>
-
 namespace tarnwick {
 
 MessagePaths PathsInFolder(std::string_view directory, std::string_view name) {
@@ -33,13 +30,6 @@ bool SiblingFile::Finish() {
 void SwapSiblingIn(const MessagePaths& paths) {
     RemoveFile(paths.message);
     MoveToName(paths.sibling, paths.message);
-}
-
-std::optional<std::size_t> FileSource::Read(char* bytes, std::size_t size) {
-    const std::size_t limit = std::numeric_limits<std::uint32_t>::max();
-    const auto count = file_.Read(bytes, static_cast<std::uint32_t>(std::min(size, limit)));
-    if (!count) return std::nullopt;
-    return *count;
 }
 
 }  // namespace tarnwick

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "common/Files.h"
+#include "common/FileSource.h"
 #include "Library/activity/MessageStream.h"
 
 namespace tarnwick {
@@ -39,15 +39,6 @@ class SiblingFile {
 
 // Deletes the message and moves the sibling to its name, whatever comes of either.
 void SwapSiblingIn(const MessagePaths& paths);
-
-class FileSource : public ByteSource {
-  public:
-    explicit FileSource(File& file) : file_(file) {}
-    std::optional<std::size_t> Read(char* bytes, std::size_t size) override;
-
-  private:
-    File& file_;
-};
 
 class FileSink : public ByteSink {
   public:

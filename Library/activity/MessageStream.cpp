@@ -71,7 +71,7 @@ bool PieceReader::Refill() {
     end_ -= begin_;
     begin_ = 0;
     const auto count =
-        source_.Read(buffer_.data() + end_, std::min(kStreamBlock, buffer_.size() - end_));
+        source_.Read({buffer_.data() + end_, std::min(kStreamBlock, buffer_.size() - end_)});
     failed_ = !count;
     const std::string_view read(buffer_.data() + end_, count.value_or(0));
     const std::size_t textEnd = mode_ == FileMode::Text ? FindByte(read, kTextEnd) : kNotFound;

@@ -7,17 +7,12 @@
 #include <string>
 #include <string_view>
 
+#include "common/ByteSource.h"
+
 namespace tarnwick {
 
 // Bytes that go between a stream and its file in one call.
 inline constexpr std::size_t kStreamBlock = std::size_t{1} << 16;
-
-class ByteSource {
-  public:
-    virtual ~ByteSource() = default;
-    // Reads up to `size` bytes; the count read, 0 at the end, no value when the read failed.
-    virtual std::optional<std::size_t> Read(char* bytes, std::size_t size) = 0;
-};
 
 class ByteSink {
   public:

@@ -45,12 +45,12 @@ class MemorySource : public ByteSource {
   public:
     explicit MemorySource(std::string_view bytes, int failAt = 0)
         : bytes_(bytes), failAt_(failAt) {}
-    std::optional<std::uint32_t> Read(char* bytes, std::uint32_t size) override {
+    std::optional<std::size_t> Read(std::span<char> bytes) override {
         if (++reads_ == failAt_) return std::nullopt;
-        const std::size_t count = std::min<std::size_t>(size, bytes_.size());
-        if (count != 0) std::memcpy(bytes, bytes_.data(), count);
+        const std::size_t count = std::min(bytes.size(), bytes_.size());
+        if (count != 0) std::memcpy(bytes.data(), bytes_.data(), count);
         bytes_.remove_prefix(count);
-        return static_cast<std::uint32_t>(count);
+        return count;
     }
 
   private:

@@ -20,7 +20,7 @@ class MemorySource : public ByteSource {
     explicit MemorySource(std::string_view bytes,
                           std::size_t step = std::numeric_limits<std::size_t>::max())
         : rest_(bytes), step_(step) {}
-    std::size_t Read(std::span<char> bytes) override {
+    std::optional<std::size_t> Read(std::span<char> bytes) override {
         const std::size_t count = std::min({bytes.size(), rest_.size(), step_});
         if (count != 0) std::memcpy(bytes.data(), rest_.data(), count);
         rest_.remove_prefix(count);

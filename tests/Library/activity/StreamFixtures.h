@@ -18,11 +18,11 @@ class TextSource : public ByteSource {
     explicit TextSource(std::string_view text, std::size_t chunk = kStreamBlock,
                         std::size_t goodReads = ~std::size_t{0})
         : rest_(text), chunk_(chunk), goodReads_(goodReads) {}
-    std::optional<std::size_t> Read(char* bytes, std::size_t size) override {
+    std::optional<std::size_t> Read(std::span<char> bytes) override {
         if (goodReads_ == 0) return std::nullopt;
         --goodReads_;
-        const std::size_t count = std::min({rest_.size(), chunk_, size});
-        std::memcpy(bytes, rest_.data(), count);
+        const std::size_t count = std::min({rest_.size(), chunk_, bytes.size()});
+        std::memcpy(bytes.data(), rest_.data(), count);
         rest_.remove_prefix(count);
         return count;
     }
