@@ -4,14 +4,15 @@
 #include <cstdio>
 
 #include "common/CallObserver.h"
-#include "common/Text.h"
+#include "common/Reports.h"
 
 namespace tarnwick {
 namespace {
 
 constexpr const char* kSource = "xMutexLock";
 
-// Where each failure is reported to have happened; administrators search for these numbers.
+// Where each failure is reported to have happened: the lines that reports have always named, which
+// are not those of this file.
 constexpr int kTimedOutLine = 71;
 constexpr int kAbandonedLine = 78;
 constexpr int kFailedLine = 86;
@@ -55,9 +56,10 @@ std::string Normalised(const std::string& path) {
     for (const char character : path) {
         const bool separator = character == '\\' || character == '/';
         if (separator && normalised.size() > 1 && normalised.back() == '\\') continue;
-        normalised += separator ? '\\' : LowerAscii(character);
+        normalised += separator ? '\\' : character;
     }
     while (!normalised.empty() && normalised.back() == '\\') normalised.pop_back();
+    CharLowerBuffA(normalised.data(), static_cast<DWORD>(normalised.size()));
     return normalised;
 }
 
@@ -107,8 +109,20 @@ std::string FolderMutexName(const std::string& folder) {
 }
 
 ObjectHandle OpenFolderMutex(const std::string& folder) {
-    if (!CallAllowed("CreateMutex", folder)) return {};
-    return ObjectHandle(CreateMutexA(nullptr, FALSE, FolderMutexName(folder).c_str()));
+    const std::string name = FolderMutexName(folder);
+    if (CallAllowed("CreateMutex", folder)) {
+        ObjectHandle created(CreateMutexA(nullptr, FALSE, name.c_str()));
+        if (created.IsValid()) return created;
+    }
+    // Another account's mutex may refuse all access and still be there to be waited for.
+    const DWORD error = GetLastError();
+    if (CallAllowed("OpenMutex", folder)) {
+        ObjectHandle opened(OpenMutexA(SYNCHRONIZE | MUTEX_MODIFY_STATE, FALSE, name.c_str()));
+        if (opened.IsValid()) return opened;
+    }
+    Trace("No mutex for folder " + folder + ", error " + std::to_string(error) +
+          ": going on without");
+    return {};
 }
 
 }  // namespace tarnwick
