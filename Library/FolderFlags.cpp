@@ -29,8 +29,14 @@ bool WriteFlag(const std::string& path, std::string_view text) {
 
 }  // namespace
 
+ChangeMark::ChangeMark(const std::string& folder) : path_(ChangeFlagPath(folder)) {}
+
+bool ChangeMark::Write() const {
+    return WriteFlag(path_, kChangeFlagText);
+}
+
 bool MarkFolderChanged(const std::string& folder) {
-    return WriteFlag(ChangeFlagPath(folder), kChangeFlagText);
+    return ChangeMark(folder).Write();
 }
 
 bool IsFolderMarkedChanged(const std::string& folder) {

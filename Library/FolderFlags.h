@@ -9,6 +9,17 @@ namespace tarnwick {
 // "_CHANGE.DTY": the folder changed behind its index, and the next open scans it again.
 // Writes the flag; false when it could not be written.
 bool MarkFolderChanged(const std::string& folder);
+
+// The same with all memory that it needs taken beforehand, for handlers of failures.
+class ChangeMark {
+  public:
+    explicit ChangeMark(const std::string& folder);
+    bool Write() const;
+
+  private:
+    std::string path_;
+};
+
 bool IsFolderMarkedChanged(const std::string& folder);
 // Removes the flag; true when there was one, also when it could not be removed.
 bool ClearFolderChanged(const std::string& folder);

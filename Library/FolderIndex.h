@@ -30,16 +30,17 @@ struct FolderIndex {
 enum StoreOpenMode : int {
     kOpenChecked = 1,  // scans a folder that is marked as changed, leaves out entries without file
     kOpenReindexed = 2,   // scans the folder first in any case
-    kOpenUnscanned = 3,   // takes the index as it is: no block file, no scan
+    kOpenUnscanned = 3,   // takes the index as it is: no block file, no look at marks
     kOpenUnverified = 5,  // as 1, and keeps entries without looking for their files
     kOpenCheckedToo = 6,  // as 1
 };
 
 enum StoreOpenResult : int { kOpenFailed = 0, kOpenLoaded = 1, kOpenKept = 2 };
 
-// Readies the index for use. Kept means that the entries in memory are still those of the file and
-// were left alone, changes included. A number that is no mode counts as 1. Exceptions (a lost
-// folder mutex, memory) are reported and thrown on.
+// Readies the index for use. In every mode a folder without an index gets one built from its files,
+// and one whose index cannot be reached is not opened. Kept means that the entries in memory are
+// still those of the file and were left alone, changes included. A number that is no mode counts
+// as 1. Exceptions (a lost folder mutex, memory) are reported and thrown on.
 int StoreIndex_Open(FolderIndex* index, int mode);
 
 enum CommitMode : int { kCommit = 0, kCommitNotified = 1 };
@@ -51,8 +52,8 @@ int StoreIndex_Commit(FolderIndex* index, int mode);
 
 // Saves the index when `save` is set, marks the folder as changed when that fails or when the file
 // was changed by another meanwhile, and removes the folder's block file, closing `block` first when
-// `blockIsOpen`. `details` stand for those computed from the index when not null. Always 1; never
-// throws.
+// `blockIsOpen`; without an index or a folder it closes `block` and does no more. `details` stand
+// for those computed from the index when not null. Always 1; never throws.
 int StoreIndex_SaveAndClose(FolderIndex* index, bool save, bool blockIsOpen, File& block,
                             const FolderDetails* details);
 

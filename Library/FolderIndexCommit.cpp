@@ -24,13 +24,17 @@ bool Save(FolderIndex& index) {
 }
 
 // Folders of the file store keep no details; nor does one whose place in the store is not known.
-void WriteDetails(const FolderIndex& index, const FolderDetails* given) {
-    const bool inFileRoot = FindTextIgnoreCase(index.folder, "$FILEROOT") != kNotFound;
-    if (inFileRoot || index.folderName.empty()) return;
-    if (given == nullptr && !index.entries.IsWhole()) return;
+bool KeepsDetails(const FolderIndex& index) {
+    return FindTextIgnoreCase(index.folder, "$FILEROOT") == kNotFound && !index.folderName.empty();
+}
+
+// Writes the given details, or those of an index that was whole before its save (the save may let
+// a part count as whole). True when there were some to write.
+bool WriteDetails(const FolderIndex& index, const FolderDetails* given, bool wasWhole) {
+    if (!KeepsDetails(index) || (given == nullptr && !wasWhole)) return false;
     WriteFolderDetails(FolderDetailsPath(index.dataDirectory, index.postoffice, index.folderName),
                        given == nullptr ? DetailsOf(index.entries) : *given);
-    Trace("StoreIndex_SaveAndClose::SetCacheDetailsToFile for folder " + index.folder);
+    return true;
 }
 
 int Commit(FolderIndex& index, int mode) {
@@ -40,50 +44,69 @@ int Commit(FolderIndex& index, int mode) {
         Trace("StoreIndex_Commit:: Was abandoned due to mutex timeout " + index.folder);
         return kCommitFailed;
     }
-    const bool whole = index.entries.IsWhole();
+    const bool wasWhole = index.entries.IsWhole();
     const bool saved = Save(index);
-    if (saved && whole && !index.folderName.empty()) {
-        WriteFolderDetails(
-            FolderDetailsPath(index.dataDirectory, index.postoffice, index.folderName),
-            DetailsOf(index.entries));
-    }
+    if (saved) WriteDetails(index, nullptr, wasWhole);
+    // The parenthesis is never closed: log readers look for the line as it has always been.
     Trace((mode == kCommitNotified ? "StoreIndex_Commit::(Notified and Committed Index for folder "
                                    : "StoreIndex_Commit::Committed Index for folder ") +
           index.folder);
     return saved ? kCommitted : kCommitFailed;
 }
 
-// Saves under the folder's mutex. False when the save failed, or when another had written the file
-// since it was loaded: its entries may be overwritten, and only a scan brings them back.
+// False when the save failed, or when another had written the file since it was loaded: its entries
+// may be overwritten, and only a scan brings them back.
 bool SaveUnlessOvertaken(FolderIndex& index, const FolderDetails* details) {
-    const ObjectHandle mutex = OpenFolderMutex(index.folder);
-    const xMutexLock lock(mutex.Get(), INFINITE);
     const std::uint64_t atLoad = index.entries.FileStamp().lastWrite;
     const std::uint64_t beforeSave =
         StampOf(IndexFilePath(index.folder, index.folderType)).value_or(IndexFileStamp{}).lastWrite;
+    const bool wasWhole = index.entries.IsWhole();
     const bool saved = Save(index);
     if (atLoad != beforeSave) {
         Trace("StoreIndex_SaveAndClose::Failed to commit index for folder " + index.folder +
               ". Index was changed while being transacted. Folder will be marked as dirty.");
         return false;
     }
-    if (saved) WriteDetails(index, details);
+    if (saved && WriteDetails(index, details, wasWhole)) {
+        Trace("StoreIndex_SaveAndClose::SetCacheDetailsToFile for folder " + index.folder);
+    }
     return saved;
 }
 
+bool SaveAndReport(FolderIndex& index, const FolderDetails* details) {
+    try {
+        return SaveUnlessOvertaken(index, details);
+    } catch (...) {
+        ReportCaughtException("StoreIndex_SaveAndClose");
+        return false;
+    }
+}
+
+// The mark is written also when memory is too short for the line.
+void MarkAsDirty(const ChangeMark& mark, const std::string& folder) {
+    try {
+        Trace("StoreIndex_SaveAndClose::Failed to commit index for folder " + folder +
+              ". Folder will be marked as dirty.");
+    } catch (...) {
+    }
+    mark.Write();
+}
+
+// The mark is there before the mutex is given back: who comes next loads without the entries that
+// were not saved, and must find it.
 void SaveOrMark(FolderIndex& index, const FolderDetails* details) {
-    bool saved = false;
+    const ChangeMark mark(index.folder);
     try {
         MakeDirectory(index.folder);
         Trace("StoreIndex_SaveAndClose::Committing Index for folder " + index.folder);
-        saved = SaveUnlessOvertaken(index, details);
+        const ObjectHandle mutex = OpenFolderMutex(index.folder);
+        const xMutexLock lock(mutex.Get(), INFINITE);
+        if (!SaveAndReport(index, details)) MarkAsDirty(mark, index.folder);
+        return;
     } catch (...) {
         ReportCaughtException("StoreIndex_SaveAndClose");
     }
-    if (saved) return;
-    Trace("StoreIndex_SaveAndClose::Failed to commit index for folder " + index.folder +
-          ". Folder will be marked as dirty.");
-    MarkFolderChanged(index.folder);
+    MarkAsDirty(mark, index.folder);
 }
 
 }  // namespace
@@ -108,7 +131,11 @@ int StoreIndex_Commit(FolderIndex* index, int mode) {
 
 int StoreIndex_SaveAndClose(FolderIndex* index, bool save, bool blockIsOpen, File& block,
                             const FolderDetails* details) try {
-    if (index == nullptr || index->folder.empty()) return 1;
+    if (index == nullptr || index->folder.empty()) {
+        // Which file it locks is not known, so it is closed and stays.
+        if (blockIsOpen) block.Close();
+        return 1;
+    }
     if (save) SaveOrMark(*index, details);
     index->open = false;
     File none;

@@ -23,34 +23,44 @@ bool HasOwnScan(std::uint32_t folderType) {
     return folderType != kCalendarFolder && folderType != kTaskFolder;
 }
 
-// Loads what the folder has for a scan to work on. False when there is an index that cannot be
-// read: it stays for an operator to look at. One that was put aside is rebuilt from nothing.
-bool LoadForScan(const FolderIndex& index, StoreIndex& entries, bool force) {
-    SerialiserOwner loader = ChooseLoader(index.folder, index.folderType, {true, force});
-    const DeserialiseRequest request{.verifyFiles = true};
-    if (LoadWithRecovery(loader, entries, index.folder, index.folderType, request,
-                         BackupWish::None) == kLoadFull) {
-        return true;
+enum class ScanCause { Changed, Forced };
+
+// Fills `entries` with what the folder's index holds, for a scan to work on. False when that is not
+// to be had: the stored index then stays as it is, one that is damaged for an operator to look at
+// unless the scan was asked for.
+bool LoadForScan(const FolderIndex& index, StoreIndex& entries, ScanCause cause) {
+    IndexPresence presence = LookForIndex(index.folder, index.folderType);
+    if (presence == IndexPresence::There) {
+        SerialiserOwner reader = ChooseReader();
+        // A save without the groups that have no file would lose them.
+        const DeserialiseRequest request{.verifyFiles = index.folderType != kGroupsFolder};
+        if (LoadWithRecovery(reader, entries, index.folder, index.folderType, request,
+                             BackupWish::None) == kLoadFull) {
+            return true;
+        }
+        // What failed for memory or a locked file says nothing about what the index holds.
+        if (!entries.IsDamaged()) return false;
+        // Recovery may have put it aside.
+        presence = LookForIndex(index.folder, index.folderType);
     }
-    if (FileExists(IndexPath(index))) return false;
-    entries.Clear();
-    entries.SetLoadStatus(kLoadFull);
-    return true;
+    const bool build = presence == IndexPresence::Gone ||
+                       (presence == IndexPresence::There && cause == ScanCause::Forced);
+    if (build) entries.CountAsWhole();
+    return build;
+}
+
+bool LookThroughFiles(const FolderIndex& index, StoreIndex& entries) {
+    const FolderScan scan = HasOwnScan(index.folderType) ? InstalledFolderScan() : AddUnknownFiles;
+    return scan(entries, index.folder, index.folderType);
 }
 
 // Scans the folder and saves what changed; false when one or the other could not be done.
-bool ScanFolder(const FolderIndex& index, bool force) {
-    // A forced scan of groups would find none, and saving that would lose them.
-    if (force && index.folderType == kGroupsFolder) return true;
+bool ScanFolder(const FolderIndex& index, ScanCause cause) {
     const ObjectHandle mutex = OpenFolderMutex(index.folder);
     const xMutexLock lock(mutex.Get(), INFINITE);
     StoreIndex entries;
-    if (!LoadForScan(index, entries, force)) return false;
-    if (HasOwnScan(index.folderType) &&
-        !InstalledFolderScan()(entries, index.folder, index.folderType)) {
-        return false;
-    }
-    if (!entries.IsModified() && FileExists(IndexPath(index))) return true;
+    if (!LoadForScan(index, entries, cause) || !LookThroughFiles(index, entries)) return false;
+    if (!entries.IsModified()) return true;
     try {
         return SaveByChoice(entries, index.folder, index.folderType);
     } catch (...) {
@@ -60,46 +70,72 @@ bool ScanFolder(const FolderIndex& index, bool force) {
     }
 }
 
+// Marks the folder at its end unless the scan was done: what it did not get to is still to be
+// looked at, by whoever opens the folder next.
+class MarkUnlessScanned {
+  public:
+    explicit MarkUnlessScanned(const std::string& folder) : mark_(folder) {}
+    ~MarkUnlessScanned() {
+        if (!scanned_) mark_.Write();
+    }
+    MarkUnlessScanned(const MarkUnlessScanned&) = delete;
+    MarkUnlessScanned& operator=(const MarkUnlessScanned&) = delete;
+    void SetScanned(bool scanned) { scanned_ = scanned; }
+
+  private:
+    ChangeMark mark_;
+    bool scanned_ = false;
+};
+
+void TraceScan(const char* kind, const FolderIndex& index) {
+    Trace("StoreIndex_Open::Performing StoreIndex_Scan(" + std::string(kind) + ") on folder " +
+          index.folder);
+}
+
+bool HasNoIndex(const FolderIndex& index) {
+    return LookForIndex(index.folder, index.folderType) == IndexPresence::Gone;
+}
+
 // Whether the files must be looked at: the folder is marked as changed, or has no index yet. The
 // marks are taken away first, so that a change during the scan marks the folder again.
 bool TakeChangeMarks(const FolderIndex& index) {
     DeleteCachedFlag(index.folder);
-    const bool marked = ClearFolderChanged(index.folder);
-    return marked || !FileExists(IndexPath(index));
+    return ClearFolderChanged(index.folder) || HasNoIndex(index);
 }
 
 // True when a scan ran.
 bool ScanWhenChanged(const FolderIndex& index) {
-    const std::string path = IndexBlockPath(index.folder, index.folderType);
-    File block = WaitForAccessToIndexFileEx(path);
-    if (!block.IsOpen()) return false;
-    bool scanned = false;
-    try {
-        if (HasOwnScan(index.folderType) && TakeChangeMarks(index)) {
-            // What a scan did not get to is still to be looked at, by whoever opens the folder
-            // next.
-            if (!ScanFolder(index, false)) MarkFolderChanged(index.folder);
-            Trace(
-                "StoreIndex_Open::Performing StoreIndex_Scan(TW_STOREINDEX_CHECKDIRTY) on folder " +
-                index.folder);
-            scanned = true;
-        }
-    } catch (...) {
-        MarkFolderChanged(index.folder);
-        ReleaseIndexBlock(block, path);
-        throw;
-    }
-    ReleaseIndexBlock(block, path);
-    return scanned;
+    const IndexBlock block(index.folder, index.folderType);
+    // The block is taken for calendars and tasks too: it keeps them apart from a scan elsewhere.
+    if (!block.IsHeld() || !HasOwnScan(index.folderType)) return false;
+    MarkUnlessScanned mark(index.folder);
+    const bool wanted = TakeChangeMarks(index);
+    mark.SetScanned(!wanted || ScanFolder(index, ScanCause::Changed));
+    if (wanted) TraceScan("TW_STOREINDEX_CHECKDIRTY", index);
+    return wanted;
+}
+
+// Whoever opens without a scan holds the block file or does not care for it; an index that is
+// missing is built all the same, or a later save would make one without the folder's messages.
+bool ScanWhenMissing(const FolderIndex& index) {
+    if (!HasOwnScan(index.folderType) || !HasNoIndex(index)) return false;
+    MarkUnlessScanned mark(index.folder);
+    mark.SetScanned(ScanFolder(index, ScanCause::Changed));
+    TraceScan("TW_STOREINDEX_CHECKDIRTY", index);
+    return true;
+}
+
+bool ScanByForce(const FolderIndex& index) {
+    MarkUnlessScanned mark(index.folder);
+    mark.SetScanned(ScanFolder(index, ScanCause::Forced));
+    TraceScan("TW_STOREINDEX_REINDEX", index);
+    return true;
 }
 
 bool ScanByMode(const FolderIndex& index, int mode) {
-    if (index.folder.empty() || mode == kOpenUnscanned) return false;
-    if (mode != kOpenReindexed) return ScanWhenChanged(index);
-    ScanFolder(index, true);
-    Trace("StoreIndex_Open::Performing StoreIndex_Scan(TW_STOREINDEX_REINDEX) on folder " +
-          index.folder);
-    return true;
+    if (index.folder.empty()) return false;
+    if (mode == kOpenReindexed) return ScanByForce(index);
+    return mode == kOpenUnscanned ? ScanWhenMissing(index) : ScanWhenChanged(index);
 }
 
 // Whether the entries in memory are those of the folder's file as it is now.
@@ -111,11 +147,36 @@ bool IsStillValid(const FolderIndex& index) {
            StampOf(IndexPath(index)) == index.entries.FileStamp();
 }
 
-// A mark that is still there after the scan means that the scan could not be done, and what is
-// stored then serves; folders without a scan of their own are scanned by their loader.
-bool ScansWhileLoading(const FolderIndex& index, int mode) {
-    return mode != kOpenUnscanned &&
-           (!HasOwnScan(index.folderType) || !FileExists(IndexPath(index)));
+// Whether the loader is to look through the files too. The mark of a folder with a scan of its own
+// means that the scan could not be done, and what is stored then serves.
+bool ScansWhileLoading(const FolderIndex& index, int mode, IndexPresence presence) {
+    return presence == IndexPresence::Gone ||
+           (mode != kOpenUnscanned && !HasOwnScan(index.folderType));
+}
+
+// Empties the object for a load. Another folder's last UID would leave a hole in this one's.
+void BeginLoad(FolderIndex& index) {
+    const bool sameFolder =
+        EqualsIgnoreCase(index.loadedFolder, index.folder) && index.loadedType == index.folderType;
+    index.entries.Clear();
+    if (!sameFolder) index.entries.SetLastUid(0);
+    index.open = false;
+    index.loadedFolder = index.folder;
+    index.loadedType = index.folderType;
+}
+
+bool LoadEntries(FolderIndex& index, int mode) {
+    const IndexPresence presence = LookForIndex(index.folder, index.folderType);
+    const LoaderChoice choice{.reindexIfFlagged = ScansWhileLoading(index, mode, presence)};
+    SerialiserOwner loader = ChooseLoader(index.folder, index.folderType, choice, presence);
+    const DeserialiseRequest request{.verifyFiles = mode != kOpenUnverified};
+    if (LoadWithRecovery(loader, index.entries, index.folder, index.folderType, request,
+                         BackupWish::Refresh) == kLoadFailed) {
+        return false;
+    }
+    // The loader of a missing index has no groups to give; saving none would hide their files.
+    const bool groups = index.folderType == kGroupsFolder && presence == IndexPresence::Gone;
+    return !groups || AddUnknownFiles(index.entries, index.folder, index.folderType);
 }
 
 int Load(FolderIndex& index, int mode) {
@@ -125,19 +186,12 @@ int Load(FolderIndex& index, int mode) {
     }
     const ObjectHandle mutex = OpenFolderMutex(index.folder);
     const xMutexLock lock(mutex.Get(), INFINITE);
-    index.entries.Clear();
-    index.open = false;
-    SerialiserOwner loader =
-        ChooseLoader(index.folder, index.folderType, {ScansWhileLoading(index, mode), false});
-    const DeserialiseRequest request{.verifyFiles = mode != kOpenUnverified};
-    if (LoadWithRecovery(loader, index.entries, index.folder, index.folderType, request,
-                         BackupWish::Refresh) == kLoadFailed) {
+    BeginLoad(index);
+    if (!LoadEntries(index, mode)) {
         Trace("StoreIndex_Open::Error opening store index in: " + index.folder);
         return kOpenFailed;
     }
     index.open = true;
-    index.loadedFolder = index.folder;
-    index.loadedType = index.folderType;
     Trace("StoreIndex_Open::Loaded index for folder " + index.folder);
     return kOpenLoaded;
 }

@@ -72,7 +72,8 @@ bool DefaultFolderScan(StoreIndex& index, const std::string& folder, std::uint32
     if (extension == nullptr) return false;
     const auto files = ListMessageFiles(folder, extension);
     if (!files) return false;
-    DropGone(index, folder, *files);
+    // A group is nowhere but in the index: only the message store takes it out.
+    if (folderType != kGroupsFolder) DropGone(index, folder, *files);
     AddFiles(index, folder, folderType, *files);
     return true;
 }

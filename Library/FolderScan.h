@@ -16,9 +16,10 @@ using FolderScan = bool (*)(StoreIndex& index, const std::string& folder, std::u
 void InstallFolderScan(FolderScan scan);
 FolderScan InstalledFolderScan();
 
-// The default: an entry whose file has gone is dropped, and each message file of the folder's type
-// (FolderFiles.h: at most so many, in a stable order) that has no entry gets one, with the next UID
-// and the properties that its content gives. Entries whose file is there stay as they are.
+// The default: an entry whose file has gone is dropped (but no group), and each message file of the
+// folder's type (FolderFiles.h: at most so many, in a stable order) that has no entry gets one,
+// with the next UID and the properties that its content gives. Entries whose file is there stay as
+// they are.
 bool DefaultFolderScan(StoreIndex& index, const std::string& folder, std::uint32_t folderType);
 
 // The second half of it alone.

@@ -101,6 +101,15 @@ void ReleaseIndexBlock(File& lock, const std::string& path) {
     }
 }
 
+IndexBlock::~IndexBlock() {
+    if (!IsHeld()) return;
+    try {
+        ReleaseIndexBlock(file_, path_);
+    } catch (...) {
+        // Memory ran out behind the removal, for the look at what is left.
+    }
+}
+
 IndexAvailability CheckIndexFileAvailability(const std::string& folder, int mode) {
     const std::string blockPath = FormatPath("%s\\_index.blk", {folder});
     if (mode != kLookOnlyMode && !File(blockPath, kCreateBlockFile).IsOpen()) {

@@ -26,6 +26,23 @@ bool RemoveIndexBlock(File& lock, const std::string& path);
 // The same, and says on standard output when the file is still there.
 void ReleaseIndexBlock(File& lock, const std::string& path);
 
+// A folder's block file for the length of a scope: waited for at its start, released at its end
+// whatever happens in between.
+class IndexBlock {
+  public:
+    IndexBlock(const std::string& folder, std::uint32_t folderType)
+        : path_(IndexBlockPath(folder, folderType)), file_(WaitForAccessToIndexFileEx(path_)) {}
+    ~IndexBlock();
+    IndexBlock(const IndexBlock&) = delete;
+    IndexBlock& operator=(const IndexBlock&) = delete;
+
+    bool IsHeld() const { return file_.IsOpen(); }
+
+  private:
+    std::string path_;
+    File file_;
+};
+
 enum class IndexAvailability : int { NoIndex = 0, IndexExists = 1, Busy = 5 };
 
 // In this mode availability is looked up without touching the block file.

@@ -2,6 +2,7 @@
 
 #include "common/Reports.h"
 #include "Library/ExceptionReport.h"
+#include "Library/FolderFiles.h"
 #include "Library/LIBStoreIndexSerialisation/IndexSettings.h"
 #include "Library/UnindexedStoreIndexSerialiser.h"
 
@@ -25,6 +26,7 @@ std::uint32_t LoadAndCatch(StoreIndexSerialiser& serialiser, StoreIndex& index,
 
 void RefreshBackup(StoreIndexSerialiser& serialiser, const std::string& folder) {
     try {
+        if (!BackupsEnabled() || !serialiser.SupportsRecovery()) return;
         const bool recent =
             serialiser.BackupExists(folder) &&
             serialiser.BackupAgeMinutes(folder) <= StoredIndexSettings().backupIntervalMinutes;
@@ -46,7 +48,10 @@ std::uint32_t LoadBackup(SerialiserOwner& serialiser, StoreIndex& index, const s
     StoreIndexSerialiser& recovering = *serialiser;
     const bool restored = recovering.RestoreBackup(folder);
     UnindexedStoreIndexSerialiser wrapper(std::move(serialiser), WrappedLoad::Plain);
-    const std::uint32_t status = LoadAndCatch(wrapper, index, folder, folderType, request);
+    // The wrapper's scan would empty an index of groups, which the next save then wrote.
+    StoreIndexSerialiser& loader =
+        folderType == kGroupsFolder ? recovering : static_cast<StoreIndexSerialiser&>(wrapper);
+    const std::uint32_t status = LoadAndCatch(loader, index, folder, folderType, request);
     if (status != kLoadFailed) {
         ReportFailure(folder, ". Successfully loaded recovery index.");
         return status;
@@ -84,10 +89,7 @@ std::uint32_t LoadWithRecovery(SerialiserOwner& serialiser, StoreIndex& index,
         return kLoadFailed;
     }
     std::uint32_t status = LoadAndCatch(*serialiser, index, folder, folderType, request);
-    if (status == kLoadFull && backup == BackupWish::Refresh && BackupsEnabled() &&
-        serialiser->SupportsRecovery()) {
-        RefreshBackup(*serialiser, folder);
-    }
+    if (status == kLoadFull && backup == BackupWish::Refresh) RefreshBackup(*serialiser, folder);
     if (status == kLoadFailed) {
         try {
             status = Recover(serialiser, index, folder, folderType, request);

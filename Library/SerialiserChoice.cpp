@@ -2,6 +2,7 @@
 
 #include "common/Files.h"
 #include "common/Registry.h"
+#include "common/Retry.h"
 #include "Library/FolderFiles.h"
 #include "Library/FolderFlags.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
@@ -23,13 +24,14 @@ SerialiserOwner Reindexing(SerialiserOwner wrapped) {
     return MakeSerialiser<UnindexedStoreIndexSerialiser>(std::move(wrapped));
 }
 
-SerialiserOwner LoaderByIndexFile(const std::string& folder, std::uint32_t folderType,
-                                  const LoaderChoice& choice) {
-    if (!FileExists(IndexFilePath(folder, folderType))) {
+SerialiserOwner LoaderByPresence(const std::string& folder, const LoaderChoice& choice,
+                                 IndexPresence presence) {
+    if (presence == IndexPresence::CannotTell) return NoSerialiser();
+    if (presence == IndexPresence::Gone) {
         return choice.reindexIfFlagged ? Reindexing(NoSerialiser())
                                        : MakeSerialiser<NullStoreIndexDeserialiser>();
     }
-    SerialiserOwner loader = StreamOrDom(StoredIndexSettings().streamDeserialisation);
+    SerialiserOwner loader = ChooseReader();
     if (loader == nullptr) return loader;
     const bool scan =
         choice.forceReindex || (choice.reindexIfFlagged && IsFolderMarkedChanged(folder));
@@ -38,6 +40,11 @@ SerialiserOwner LoaderByIndexFile(const std::string& folder, std::uint32_t folde
 
 }  // namespace
 
+IndexPresence LookForIndex(const std::string& folder, std::uint32_t folderType) {
+    if (FileExists(IndexFilePath(folder, folderType))) return IndexPresence::There;
+    return IsGone(GetLastError()) ? IndexPresence::Gone : IndexPresence::CannotTell;
+}
+
 bool IsAlwaysScanned(std::uint32_t folderType) {
     static const bool calendars = RegistryDwordOr(kProductKey, "Calendar ReIndex Mode", 0) != 0;
     return folderType == kCalendarFolder && calendars;
@@ -45,9 +52,18 @@ bool IsAlwaysScanned(std::uint32_t folderType) {
 
 SerialiserOwner ChooseLoader(const std::string& folder, std::uint32_t folderType,
                              const LoaderChoice& choice) {
-    SerialiserOwner loader = LoaderByIndexFile(folder, folderType, choice);
+    return ChooseLoader(folder, folderType, choice, LookForIndex(folder, folderType));
+}
+
+SerialiserOwner ChooseLoader(const std::string& folder, std::uint32_t folderType,
+                             const LoaderChoice& choice, IndexPresence presence) {
+    SerialiserOwner loader = LoaderByPresence(folder, choice, presence);
     if (loader == nullptr || !IsAlwaysScanned(folderType)) return loader;
     return Reindexing(std::move(loader));
+}
+
+SerialiserOwner ChooseReader() {
+    return StreamOrDom(StoredIndexSettings().streamDeserialisation);
 }
 
 SerialiserOwner ChooseSaver() {

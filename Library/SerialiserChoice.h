@@ -5,6 +5,10 @@
 
 namespace tarnwick {
 
+// Whether a folder has an index; CannotTell when the look-up itself failed.
+enum class IndexPresence { There, Gone, CannotTell };
+IndexPresence LookForIndex(const std::string& folder, std::uint32_t folderType);
+
 struct LoaderChoice {
     bool reindexIfFlagged = false;  // scan the files when the folder is marked as changed
     bool forceReindex = false;
@@ -12,8 +16,15 @@ struct LoaderChoice {
 
 // The loader for the folder as it is now. Without an index there is nothing to load: the loader
 // scans the files, or gives an empty index when it was not to look whether the folder is marked.
+// None when it cannot be told whether there is one.
 SerialiserOwner ChooseLoader(const std::string& folder, std::uint32_t folderType,
                              const LoaderChoice& choice);
+// The same for a caller that has looked.
+SerialiserOwner ChooseLoader(const std::string& folder, std::uint32_t folderType,
+                             const LoaderChoice& choice, IndexPresence presence);
+
+// What reads an index that is there, without a scan.
+SerialiserOwner ChooseReader();
 
 // Whether every load of such a folder looks through the files (calendars, when the registry says
 // so).

@@ -26,21 +26,17 @@ bool ScanByType(StoreIndex& index, const std::string& folder, std::uint32_t fold
 
 }  // namespace
 
-bool UnindexedStoreIndexSerialiser::LoadWrapped(StoreIndex& index, const std::string& folder,
-                                                std::uint32_t folderType,
-                                                const DeserialiseRequest& request) {
+std::uint32_t UnindexedStoreIndexSerialiser::LoadWrapped(StoreIndex& index,
+                                                         const std::string& folder,
+                                                         std::uint32_t folderType,
+                                                         const DeserialiseRequest& request) {
     // All of it: an entry that is not loaded would be taken for a file without one.
     DeserialiseRequest full = request;
     full.loadMode = kLoadFull;
     full.knownIds = nullptr;
     index.SetIdFilter({});
-    if (load_ == WrappedLoad::Plain) {
-        return wrapped_->Deserialise(index, folder, folderType, full) != kLoadFailed;
-    }
-    const std::uint32_t status =
-        LoadWithRecovery(wrapped_, index, folder, folderType, full, BackupWish::None);
-    if (status == kLoadFailed) index.Clear();
-    return true;
+    if (load_ == WrappedLoad::Plain) return wrapped_->Deserialise(index, folder, folderType, full);
+    return LoadWithRecovery(wrapped_, index, folder, folderType, full, BackupWish::None);
 }
 
 std::uint32_t UnindexedStoreIndexSerialiser::Deserialise(StoreIndex& index,
@@ -49,8 +45,9 @@ std::uint32_t UnindexedStoreIndexSerialiser::Deserialise(StoreIndex& index,
                                                          const DeserialiseRequest& request) {
     if (wrapped_ == nullptr) {
         index.Clear();
-    } else if (!LoadWrapped(index, folder, folderType, request)) {
-        return kLoadFailed;
+    } else if (LoadWrapped(index, folder, folderType, request) == kLoadFailed) {
+        if (load_ == WrappedLoad::Plain || !index.IsDamaged()) return kLoadFailed;
+        index.CountAsWhole();
     }
     const bool scanned = ScanByType(index, folder, folderType);
     index.SetLoadStatus(scanned ? kLoadFull : kLoadFailed);

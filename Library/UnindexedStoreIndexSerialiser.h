@@ -8,7 +8,9 @@ namespace tarnwick {
 
 // How the wrapped serialiser is called.
 enum class WrappedLoad {
-    // With recovery. What it cannot read is rebuilt from the files: that is what a scan is for.
+    // With recovery. A damaged index keeps what could be read of it and the files tell the rest:
+    // that is what a scan is for. One that could not be read at all is a failed load, since what is
+    // built instead would be saved over it.
     WithRecovery,
     // Without, after a backup was put in place: a load that fails means that the backup is damaged
     // too, and is the outcome.
@@ -33,8 +35,8 @@ class UnindexedStoreIndexSerialiser : public StoreIndexSerialiser {
     bool SupportsRecovery() override { return false; }
 
   private:
-    bool LoadWrapped(StoreIndex& index, const std::string& folder, std::uint32_t folderType,
-                     const DeserialiseRequest& request);
+    std::uint32_t LoadWrapped(StoreIndex& index, const std::string& folder,
+                              std::uint32_t folderType, const DeserialiseRequest& request);
 
     SerialiserOwner wrapped_;
     WrappedLoad load_;

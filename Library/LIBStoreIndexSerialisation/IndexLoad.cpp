@@ -11,16 +11,22 @@ namespace {
 
 constexpr std::size_t kEmptyRootSlash = 32;
 
-class NoBytes : public ByteSource {
+// A file's bytes; remembers when they could not be had, which says nothing about the file.
+class WatchedSource : public ByteSource {
   public:
-    std::optional<std::size_t> Read(std::span<char> /*bytes*/) override { return 0; }
-};
+    explicit WatchedSource(std::unique_ptr<ByteSource> source) : source_(std::move(source)) {}
+    bool Readable() const { return source_ != nullptr && !failed_; }
+    std::optional<std::size_t> Read(std::span<char> bytes) override {
+        if (!Readable()) return std::nullopt;
+        const auto count = source_->Read(bytes);
+        failed_ = !count;
+        return count;
+    }
 
-std::unique_ptr<ByteSource> OpenOrNothing(const OpenSource& open) {
-    auto source = open();
-    if (source == nullptr) source = std::make_unique<NoBytes>();
-    return source;
-}
+  private:
+    std::unique_ptr<ByteSource> source_;
+    bool failed_ = false;
+};
 
 std::string FirstLine(ByteSource& source) {
     std::array<char, kTagLimit> bytes;
@@ -43,7 +49,8 @@ bool HasOverwritableHeader(std::string_view line) {
 // parse that must follow is to read.
 std::optional<std::uint32_t> LoadHeader(StoreIndex& index, const OpenSource& open,
                                         IndexLoad& load) {
-    const std::string line = FirstLine(*OpenOrNothing(open));
+    WatchedSource source(open());
+    const std::string line = FirstLine(source);
     if (line.size() <= kHeaderLength) return std::nullopt;
     std::uint32_t lastUid = index.LastUid();
     const bool currentFormat = ParseLastUidAttribute(line, lastUid);
@@ -58,7 +65,13 @@ std::optional<std::uint32_t> LoadHeader(StoreIndex& index, const OpenSource& ope
 
 std::uint32_t LoadEntries(StoreIndex& index, const OpenSource& open, const std::string& folder,
                           IndexLoad& load) {
-    const auto parse = [&] { return IndexParser(index, *OpenOrNothing(open), load).Run(folder); };
+    bool readable = false;
+    const auto parse = [&] {
+        WatchedSource source(open());
+        const ParseResult result = IndexParser(index, source, load).Run(folder);
+        readable = source.Readable();
+        return result;
+    };
     ParseResult result = parse();
     if (result == ParseResult::ParseAgain) {
         load.mode = kLoadFull;
@@ -66,7 +79,10 @@ std::uint32_t LoadEntries(StoreIndex& index, const OpenSource& open, const std::
         index.SetIdFilter({});
         result = parse();
     }
-    return result == ParseResult::Parsed ? load.mode : kLoadFailed;
+    if (result == ParseResult::Parsed) return load.mode;
+    index.InvalidateExtents();
+    if (readable) index.MarkDamaged();
+    return kLoadFailed;
 }
 
 }  // namespace

@@ -195,7 +195,12 @@ std::uint32_t MSXMLStoreIndexSerialiser::Deserialise(StoreIndex& index, const st
     Document document = CreateDomDocument();
     if (!document) return kLoadFailed;
     PrepareForLoad(document);
-    if (!LoadDocument(document, path)) return kLoadFailed;
+    // Open meanwhile, so that a document that does not load is known to be damaged and not locked.
+    const File readable(path, kOpenRead);
+    if (!LoadDocument(document, path)) {
+        if (readable.IsOpen()) index.MarkDamaged();
+        return kLoadFailed;
+    }
     ReadLastUid(document, index);
     ReadEntries(document, index);
     index.InvalidateExtents();

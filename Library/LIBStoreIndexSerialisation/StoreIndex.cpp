@@ -59,7 +59,8 @@ void StoreIndex::Clear() {
     arena_.Clear();
     live_ = 0;
     uidOrderKnown_ = true;
-    fullRewrite_ = limited_ = false;
+    fullRewrite_ = limited_ = damaged_ = false;
+    stamp_ = {};
     modified_ = false;
     removed_.clear();
     firstChanged_ = nullptr;
@@ -143,6 +144,13 @@ IdSet StoreIndex::FilteredIds() const {
         start = end + 1;
     }
     return ids;
+}
+
+void StoreIndex::CountAsWhole() {
+    InvalidateExtents();
+    for (const Entry& entry : InUidOrder()) lastUid_ = std::max(lastUid_, entry.Uid());
+    loadStatus_ = kLoadFull;
+    modified_ = true;
 }
 
 void StoreIndex::InvalidateExtents() {

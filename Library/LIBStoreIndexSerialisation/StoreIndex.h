@@ -74,8 +74,8 @@ class StoreIndex {
     std::uint32_t LastUid() const { return lastUid_; }
     void SetLastUid(std::uint32_t uid) { lastUid_ = uid; }
 
-    // Filling it. Clear drops the entries and all that was noted about the file; the last UID and
-    // the ID filter stay.
+    // Filling it. Clear drops the entries and all that was noted about the file, its stamp too; the
+    // last UID (a folder does not hand one out twice) and the ID filter stay.
     void Clear();
     // The names of the entry loaded last, for the next draft to expect; null before the first.
     const PropertyNameList* ExpectedNames() const;
@@ -97,6 +97,13 @@ class StoreIndex {
     void MarkLimited() { limited_ = true; }
     bool IsPartial() const { return limited_ || !idFilter_.empty(); }
     bool IsWhole() const { return loadStatus_ == kLoadFull && !IsPartial(); }
+
+    // The file was read to its end and is no sound index: what could be read is held.
+    void MarkDamaged() { damaged_ = true; }
+    bool IsDamaged() const { return damaged_; }
+    // From here on what is held counts as the whole index, changed and to be saved in full, and no
+    // UID in use is above the last one.
+    void CountAsWhole();
 
     // The extents are not to be trusted: the next save writes the whole file. Ends the ID filter.
     void InvalidateExtents();
@@ -142,6 +149,7 @@ class StoreIndex {
     std::uint32_t loadStatus_ = kLoadFailed;
     bool fullRewrite_ = false;
     bool limited_ = false;
+    bool damaged_ = false;
     std::string idFilter_;
     IndexFileStamp stamp_;
 

@@ -208,11 +208,11 @@ TEST(Load, ReadsAsMuchAsTheModeAsks) {
          "<BASEELEMENT LASTUID=\"x00000009\"/>\r\n",
          kLoadHeader,
          {3, "", 9, true}},
-        {"33 bytes are parsed", IndexHeader(9), kLoadHeader, {0, "", 9, false}},
+        {"33 bytes are parsed", IndexHeader(9), kLoadHeader, {0, "", 9, true}},
         {"34 bytes are not", IndexHeader(9) + "<", kLoadHeader, {1, "", 9, false}},
         {"identifiers alone", current, kLoadIdentifiers, {2, "A 1 1 1;B 2 2 2;", 9, false}},
         {"the older format is read whole", older, kLoadIdentifiers, {3, "A 1 1 1;", 9, true}},
-        {"nothing", "", kLoadHeader, {0, "", 0, false}},
+        {"nothing", "", kLoadHeader, {0, "", 0, true}},
     };
     for (const Row& row : rows) {
         const ReportRecorder reports;
