@@ -10,10 +10,19 @@ constexpr OpenMode kOpenShared{GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE 
                                OPEN_EXISTING};
 constexpr OpenMode kOpenInPlace{GENERIC_READ | GENERIC_WRITE, 0, OPEN_EXISTING};
 constexpr OpenMode kOpenEmpty{GENERIC_WRITE, 0, CREATE_ALWAYS};
-constexpr OpenMode kOpenToCut{GENERIC_WRITE, 0, OPEN_EXISTING};
 
-constexpr int kOpenTries = 21;
-constexpr std::uint32_t kOpenWaitMilliseconds = 2000;
+constexpr int kTries = 21;
+constexpr std::uint32_t kWaitMilliseconds = 2000;
+
+// Whether `attempt` succeeded before the tries were used up; the last one is not waited after.
+template <typename Attempt>
+bool TryForFortySeconds(Attempt attempt) {
+    for (int tries = 1; !attempt(); ++tries) {
+        if (tries == kTries) return false;
+        WaitMilliseconds(kWaitMilliseconds);
+    }
+    return true;
+}
 
 class IndexSource : public ByteSource {
   public:
@@ -43,11 +52,22 @@ std::unique_ptr<ByteSource> OpenIndexSource(const std::string& path) {
 
 IndexFile::IndexFile(const std::string& path, SaveKind kind) {
     const OpenMode mode = kind == SaveKind::InPlace ? kOpenInPlace : kOpenEmpty;
-    for (int tries = 1; !file_.IsOpen(); ++tries) {
+    TryForFortySeconds([&] {
         file_ = File(path, mode);
-        if (file_.IsOpen() || tries == kOpenTries) return;
-        WaitMilliseconds(kOpenWaitMilliseconds);
-    }
+        return file_.IsOpen();
+    });
+}
+
+std::optional<IndexFileStamp> IndexFile::Stamp() {
+    const auto lastWrite = file_.LastWriteTime();
+    const auto size = file_.Size();
+    if (!lastWrite || !size) return std::nullopt;
+    return IndexFileStamp{*lastWrite, static_cast<std::uint32_t>(*size)};
+}
+
+// A program that has mapped the file, as scanners do, may refuse the cut for a while.
+bool IndexFile::CutAt(std::uint64_t end) {
+    return TryForFortySeconds([&] { return Seek(end) && file_.SetEnd(); });
 }
 
 bool IndexFile::Seek(std::uint64_t offset) {
@@ -67,12 +87,6 @@ std::optional<std::uint64_t> IndexFile::Size() {
     const auto size = file_.Size();
     if (!size) return std::nullopt;
     return static_cast<std::uint64_t>(*size);
-}
-
-bool CutFile(const std::string& path, std::uint64_t end) {
-    File file(path, kOpenToCut);
-    return file.IsOpen() && file.Seek(static_cast<std::int64_t>(end)) && file.SetEnd() &&
-           file.Close();
 }
 
 }  // namespace tarnwick

@@ -28,6 +28,10 @@ class IndexFile : public IndexStream {
 
     bool IsOpen() const { return file_.IsOpen(); }
     bool Close() { return file_.Close(); }
+    // Time and size of the open file; nothing when they cannot be told.
+    std::optional<IndexFileStamp> Stamp();
+    // Ends the file at an offset, while nobody else can have it open. Tries for 40 seconds as well.
+    bool CutAt(std::uint64_t end);
 
     bool Seek(std::uint64_t offset) override;
     bool Read(std::span<char> bytes) override;
@@ -38,8 +42,5 @@ class IndexFile : public IndexStream {
   private:
     File file_;
 };
-
-// Ends a file at an offset.
-bool CutFile(const std::string& path, std::uint64_t end);
 
 }  // namespace tarnwick

@@ -35,7 +35,7 @@ std::uint32_t StreamXMLStoreIndexSerialiser::Deserialise(StoreIndex& index,
 bool StreamXMLStoreIndexSerialiser::Serialise(StoreIndex& index, const std::string& folder,
                                               std::uint32_t folderType) {
     const std::string path = IndexFilePath(folder, folderType);
-    const SaveKind kind = ChooseSave(index, StampOf(path), folder, path);
+    SaveKind kind = ChooseSave(index, StampOf(path), folder, path);
     if (kind == SaveKind::Nothing) return true;
     if (kind == SaveKind::Refused) return false;
     IndexFile file(path, kind);
@@ -45,9 +45,16 @@ bool StreamXMLStoreIndexSerialiser::Serialise(StoreIndex& index, const std::stri
                            "40 seconds). No data can be written.");
         return false;
     }
+    if (kind == SaveKind::InPlace) {
+        // Whoever held the file until now may have changed it.
+        kind = ChooseSave(index, file.Stamp(), folder, path);
+        if (kind == SaveKind::Refused) return false;
+        if (kind == SaveKind::Full && !file.CutAt(0)) return false;
+    }
     const SaveOutcome outcome = WriteIndex(index, file, path, kind);
-    bool sound = file.Close() && outcome.sound;
-    if (outcome.newEnd) sound = CutFile(path, *outcome.newEnd) && sound;
+    // The cut comes before the close: nobody reads a file with the old tail.
+    const bool cut = !outcome.newEnd || file.CutAt(*outcome.newEnd);
+    const bool sound = file.Close() && cut && outcome.sound;
     FinishSave(index, sound, StampOf(path).value_or(IndexFileStamp{}));
     return sound;
 }

@@ -106,19 +106,81 @@ TEST(Serialiser, AMissingIndexIsDamagedAndNotMade) {
     EXPECT_TRUE(folder.Names().empty());
 }
 
-TEST(Serialiser, ASecondProcessesChangeIsOverwrittenOrRefused) {
+TEST(Serialiser, AnothersChangeIsOverwrittenOrRefused) {
+    const std::string anothers = Index(7, "");
     for (const bool partial : {false, true}) {
-        const ScratchFolder folder;
-        const ReportRecorder reports;
-        WriteBytesTo(folder.Path("_index.xml"), kTwo);
-        StreamXMLStoreIndexSerialiser serialiser;
-        StoreIndex index;
-        if (partial) index.SetIdFilter("A");
-        serialiser.Deserialise(index, folder.Path(), 0, {});
-        WriteBytesTo(folder.Path("_index.xml"), Index(7, ""));
-        EXPECT_EQ(serialiser.Serialise(index, folder.Path(), 0), !partial);
-        EXPECT_EQ(ReadBytesOf(folder.Path("_index.xml")), partial ? Index(7, "") : kTwo);
+        for (const bool whileSaveWaits : {false, true}) {
+            const ScratchFolder folder;
+            const ReportRecorder reports;
+            const std::string path = folder.Path("_index.xml");
+            WriteBytesTo(path, kTwo);
+            StreamXMLStoreIndexSerialiser serialiser;
+            StoreIndex index;
+            if (partial) index.SetIdFilter("B");
+            serialiser.Deserialise(index, folder.Path(), 0, {});
+            index.SetProperty(*index.FindById("B"), "SUBJECT", "");
+            File holder(path, kOpenRead);
+            const CountingSleeper sleeper([&](int) {
+                holder.Close();
+                WriteBytesTo(path, anothers);
+            });
+            if (!whileSaveWaits) WaitMilliseconds(1);
+            EXPECT_EQ(serialiser.Serialise(index, folder.Path(), 0), !partial);
+            EXPECT_EQ(ReadBytesOf(path), partial ? anothers : kChanged);
+            const std::string report =
+                partial ? "Index file modified since load (" + path +
+                              "). Index was not fully loaded: aborting save."
+                        : "Index file has changed: " + folder.Path() +
+                              ". Cached offset information is now inaccurate. Index will be "
+                              "rewritten in full.";
+            EXPECT_EQ(reports.Joined(ReportChannel::Trace), report) << whileSaveWaits;
+        }
     }
+}
+
+// Opens the index as soon as it can, before any call of the save.
+class EagerReader : public CallObserver {
+  public:
+    explicit EagerReader(const std::string& path) : path_(path) { SetCallObserver(this); }
+    ~EagerReader() override { SetCallObserver(nullptr); }
+    std::uint32_t BeforeCall(const SystemCall& call) override {
+        exclusive_ = exclusive_ || call.name == "WriteFile";
+        if (exclusive_ && !file_.IsValid()) {
+            file_ = FileHandle(CreateFileA(path_.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                           OPEN_EXISTING, 0, nullptr));
+        }
+        return 0;
+    }
+
+  private:
+    std::string path_;
+    FileHandle file_;
+    bool exclusive_ = false;
+};
+
+TEST(Serialiser, AReaderRightBehindTheLastWriteFindsTheFileCut) {
+    const ScratchFolder folder;
+    const CountingSleeper sleeper;
+    WriteBytesTo(folder.Path("_index.xml"), kTwo);
+    {
+        const EagerReader reader(folder.Path("_index.xml"));
+        EXPECT_TRUE(SaveWithEmptySubject(folder.Path()));
+    }
+    EXPECT_EQ(ReadBytesOf(folder.Path("_index.xml")), kChanged);
+    EXPECT_EQ(sleeper.Count(), 0);
+}
+
+TEST(Serialiser, ACutThatIsRefusedIsTriedAgain) {
+    const ScratchFolder folder;
+    WriteBytesTo(folder.Path("_index.xml"), kTwo);
+    CallRecorder calls;
+    calls.FailAll("SetEndOfFile", ERROR_USER_MAPPED_FILE);
+    const CountingSleeper sleeper([&](int count) {
+        if (count == 20) calls.FailAll("", 0);
+    });
+    EXPECT_TRUE(SaveWithEmptySubject(folder.Path()));
+    EXPECT_EQ(ReadBytesOf(folder.Path("_index.xml")), kChanged);
+    EXPECT_EQ(sleeper.Count(), 20);
 }
 
 TEST(Serialiser, TriesForFortySecondsToOpen) {
