@@ -61,10 +61,15 @@ SaveOutcome IndexSaver::Run() {
             return {writer_.Sound(), std::nullopt};
         }
         rootEnd_ = FindRootEnd();
-        writer_.BreakTrailerBeforeBlocks(rootEnd_);
         const LiveEntries entries = index_.InUidOrderFrom(*first);
         ReadGaps(entries);
-        WriteEntries(entries, first->ItemOffset() != 0 ? first->ItemOffset() : rootEnd_);
+        const std::uint64_t start = first->ItemOffset() != 0 ? first->ItemOffset() : rootEnd_;
+        // The gaps of a part hold entries that nobody else has; those of a whole only garbage.
+        if (!index_.IsWhole() && !(writer_.SeekTo(start) && writer_.Sound())) {
+            return {false, std::nullopt};
+        }
+        writer_.BreakTrailerBeforeBlocks(rootEnd_);
+        WriteEntries(entries, start);
     } else {
         WriteEntries(index_.InUidOrder(), kHeaderLength);
     }
@@ -76,15 +81,15 @@ SaveOutcome IndexSaver::Run() {
 
 void IndexSaver::BlankRemoved() {
     for (const RemovedEntry& removed : index_.Removed()) {
-        writer_.SeekTo(removed.itemOffset);
-        writer_.Write(removed.blankedStart);
+        if (writer_.SeekTo(removed.itemOffset)) writer_.Write(removed.blankedStart);
     }
 }
 
 std::uint64_t IndexSaver::FindRootEnd() {
     const std::uint64_t size = writer_.Size();
     const std::uint64_t start = size - std::min(size, kRootEndSearch);
-    const std::string tail = writer_.ReadAt(start, static_cast<std::size_t>(size - start), "tail");
+    const std::string tail =
+        writer_.ReadAt(start, static_cast<std::size_t>(size - start), "tail").value_or("");
     if (size > kTrailer.size() && tail.ends_with(kTrailer)) return size - kTrailer.size();
     const std::size_t found = FindText(tail, kRootEnd);
     return found == kNotFound ? size : start + found;
@@ -106,9 +111,10 @@ void IndexSaver::ReadGap(const Entry& entry, const Entry* next) {
     const std::uint64_t nextStart = nextIsOld ? next->ItemOffset() : rootEnd_;
     const std::uint64_t end = std::uint64_t{entry.ItemOffset()} + entry.ItemLength();
     if (end == 0 || nextStart <= end) return;
-    std::string bytes = writer_.ReadAt(end, static_cast<std::size_t>(nextStart - end), entry.Id());
-    CheckGap(bytes, entry, next);
-    gaps_.push_back({&entry, std::move(bytes)});
+    auto bytes = writer_.ReadAt(end, static_cast<std::size_t>(nextStart - end), entry.Id());
+    if (!bytes) return;
+    CheckGap(*bytes, entry, next);
+    gaps_.push_back({&entry, std::move(*bytes)});
 }
 
 void IndexSaver::CheckGap(std::string_view gap, const Entry& entry, const Entry* next) const {

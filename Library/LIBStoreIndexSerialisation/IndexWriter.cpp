@@ -51,16 +51,18 @@ void IndexWriter::Flush() {
     Check(stream_.Flush(), Failure::Bad, {}, __LINE__);
 }
 
-std::string IndexWriter::ReadAt(std::uint64_t offset, std::size_t size, std::string_view context) {
+std::optional<std::string> IndexWriter::ReadAt(std::uint64_t offset, std::size_t size,
+                                               std::string_view context) {
     std::string bytes(size, '\0');
-    if (SeekTo(offset)) {
+    bool read = SeekTo(offset);
+    if (read) {
         WriteHeld();
-        const bool read = stream_.Read(bytes);
+        read = stream_.Read(bytes);
         Check(read, Failure::Fail, context, __LINE__);
-        if (!read) bytes.clear();
     }
     // Where a failed call leaves the stream is unknown; the next write seeks.
     offset_ = kNowhere;
+    if (!read) return std::nullopt;
     return bytes;
 }
 

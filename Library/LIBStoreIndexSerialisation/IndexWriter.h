@@ -31,8 +31,9 @@ class IndexWriter {
     void Write(std::string_view bytes);
     void Flush();
 
-    // Bytes of the file, as many as could be read; what was written before is seen.
-    std::string ReadAt(std::uint64_t offset, std::size_t size, std::string_view context);
+    // Bytes of the file, what was written before included; nothing when they could not be read.
+    std::optional<std::string> ReadAt(std::uint64_t offset, std::size_t size,
+                                      std::string_view context);
     std::uint64_t Size();
 
     // From now on, the first block that goes out before the end overwrites what stands at `offset`

@@ -40,14 +40,18 @@ class MemoryStream : public IndexStream {
     void DieAtWrite(int number) { deadAt_ = number; }
     void FailSeeks() { seeksFail_ = true; }
     void FailWrites() { writesFail_ = true; }
+    // The n-th seek or read (from 1) fails.
+    void FailSeekOrRead(int number) { failNumber_ = number; }
+    bool HasFailed() const { return seeksAndReads_ >= failNumber_; }
     int Writes() const { return writes_; }
 
     bool Seek(std::uint64_t offset) override {
-        if (seeksFail_) return false;
+        if (seeksFail_ || ++seeksAndReads_ == failNumber_) return false;
         at_ = static_cast<std::size_t>(offset);
         return true;
     }
     bool Read(std::span<char> bytes) override {
+        if (++seeksAndReads_ == failNumber_) return false;
         if (at_ > bytes_.size() || bytes.size() > bytes_.size() - at_) return false;
         if (!bytes.empty()) std::memcpy(bytes.data(), bytes_.data() + at_, bytes.size());
         at_ += bytes.size();
@@ -72,6 +76,8 @@ class MemoryStream : public IndexStream {
     std::size_t at_ = 0;
     int writes_ = 0;
     int deadAt_ = std::numeric_limits<int>::max();
+    int seeksAndReads_ = 0;
+    int failNumber_ = std::numeric_limits<int>::max();
     bool seeksFail_ = false;
     bool writesFail_ = false;
 };

@@ -216,6 +216,33 @@ TEST(Save, APartIsNeverWrittenAsAWhole) {
     }
 }
 
+TEST(Save, APartEndsWhereTheRestCannotBeRead) {
+    const std::string d = Element("D", "4", "");
+    const std::string bytes = Index(9, kA + kB + kC + d);
+    for (const char* filter : {"A.MAI|D", "A.MAI|C.MAI|D"}) {
+        bool failed = true;
+        for (int number = 1; failed; ++number) {
+            const ReportRecorder reports;
+            MemoryIndexFile file(bytes);
+            StoreIndex index;
+            index.SetIdFilter(filter);
+            file.Load(index);
+            Both(Set("A.MAI", std::string(60, 'a')), Remove("D"))(index);
+            MemoryStream stream(file.bytes);
+            stream.FailSeekOrRead(number);
+            const auto outcome = WriteIndex(index, stream, "F\\_index.xml", SaveKind::InPlace);
+            failed = stream.HasFailed();
+            EXPECT_EQ(outcome.sound, !failed) << number;
+            EXPECT_EQ(file.bytes.size() == bytes.size(), failed) << number;
+            EXPECT_EQ(file.bytes.find('\0'), std::string::npos) << number;
+            StoreIndex fresh;
+            EXPECT_EQ(file.Load(fresh), kLoadFull) << number;
+            EXPECT_NE(fresh.FindById("B.MAI"), nullptr) << number;
+            EXPECT_EQ(fresh.FindById("C.MAI")->Property("X"), "c") << number;
+        }
+    }
+}
+
 TEST(Save, ReportsWhatLooksCorruptAndWrites) {
     const std::string textGap = " a gap that is no entry ";
     struct Row {
