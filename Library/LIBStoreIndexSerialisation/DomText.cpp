@@ -18,7 +18,24 @@ unsigned ByteCharacter(char first, char second) {
     return ((lead & 0x03U) << 6) | (trail & 0x3FU);
 }
 
+bool BeginsXmlName(char character) {
+    const auto byte = static_cast<unsigned char>(character);
+    const bool isLetter = (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z');
+    return isLetter || byte == '_' || (byte >= 0xC0 && byte != 0xD7 && byte != 0xF7);
+}
+
+bool ContinuesXmlName(char character) {
+    const bool isDigit = character >= '0' && character <= '9';
+    return isDigit || BeginsXmlName(character) || character == '-' || character == '.' ||
+           character == '\xB7';
+}
+
 }  // namespace
+
+bool IsXmlName(std::string_view name) {
+    return !name.empty() && BeginsXmlName(name.front()) &&
+           std::all_of(name.begin(), name.end(), ContinuesXmlName);
+}
 
 std::string WithoutForbiddenCharacters(std::string_view value) {
     std::string kept;
@@ -32,9 +49,11 @@ std::string WithByteReferences(std::string_view document) {
     constexpr const char* kDigits = "0123456789abcdef";
     std::string references;
     references.reserve(document.size());
+    bool inTag = false;
     for (std::size_t at = 0; at < document.size(); ++at) {
-        const unsigned character =
-            at + 1 < document.size() ? ByteCharacter(document[at], document[at + 1]) : 0;
+        inTag = document[at] == '<' || (inTag && document[at] != '>');
+        const bool replaceable = !inTag && at + 1 < document.size();
+        const unsigned character = replaceable ? ByteCharacter(document[at], document[at + 1]) : 0;
         if (character == 0) {
             references += document[at];
             continue;

@@ -1,6 +1,6 @@
 #include "Library/LIBStoreIndexSerialisation/MSXMLStoreIndexSerialiser.h"
 
-#include <algorithm>
+#include <optional>
 
 #include "common/Files.h"
 #include "common/Reports.h"
@@ -16,6 +16,8 @@ namespace {
 using Document = ComPointer<IXMLDOMDocument>;
 using Element = ComPointer<IXMLDOMElement>;
 using Node = ComPointer<IXMLDOMNode>;
+
+constexpr OpenMode kOpenAlone{GENERIC_WRITE, 0, CREATE_ALWAYS};
 
 // A borrowed text as an argument of a COM call.
 VARIANT TextArgument(const ComText& text) {
@@ -36,7 +38,7 @@ void PrepareForLoad(Document& document) {
 
 bool LoadDocument(Document& document, const std::string& path) {
     VARIANT_BOOL loaded = VARIANT_FALSE;
-    const ComText name(path);
+    const ComText name = ComText::OfPath(path);
     if (FAILED(document->load(TextArgument(name), &loaded)) || loaded == VARIANT_FALSE) {
         Trace("Failed to load DOM: " + path);
         return false;
@@ -89,7 +91,8 @@ void ReadProperties(Element& element, IndexEntryDraft& draft) {
         CheckCom(child->get_nodeName(name.Receive()));
         CheckCom(child->get_text(text.Receive()));
         const std::string property = name.Bytes();
-        if (!IsReservedName(property)) draft.SetProperty(property, text.Bytes());
+        // A child named as an entry or the root would end the file that a stream save writes.
+        if (IsStorablePropertyName(property)) draft.SetProperty(property, text.Bytes());
     }
 }
 
@@ -133,6 +136,7 @@ void SetAttribute(Element& element, const char* name, std::string_view value) {
 Element AppendElement(Document& document, IXMLDOMNode* parent, std::string_view name) {
     Element element;
     Node appended;
+    if (!IsXmlName(name)) throw _com_error(E_INVALIDARG);
     CheckCom(document->createElement(ComText(name).Get(), element.Receive()));
     CheckCom(parent->appendChild(element.Get(), appended.Receive()));
     return element;
@@ -162,28 +166,41 @@ void BuildDocument(Document& document, StoreIndex& index, bool oldFormat) {
     for (const StoreIndex::Entry& entry : entries) AppendEntry(document, root, entry);
 }
 
-// Whether the file holds the document to its end. The DOM says that it saved when the disk was
-// full.
-bool IsSavedWhole(std::string_view saved, bool hasEntries) {
-    while (!saved.empty() && (saved.back() == '\n' || saved.back() == '\r')) saved.remove_suffix(1);
-    return saved.ends_with(kRootEnd) || (!hasEntries && saved.ends_with("/>"));
+std::string BytesOf(IStream* stream) {
+    STATSTG state{};
+    CheckCom(stream->Stat(&state, STATFLAG_NONAME));
+    CheckCom(stream->Seek({}, STREAM_SEEK_SET, nullptr));
+    std::string bytes(static_cast<std::size_t>(state.cbSize.QuadPart), '\0');
+    ULONG count = 0;
+    CheckCom(stream->Read(bytes.data(), static_cast<ULONG>(bytes.size()), &count));
+    bytes.resize(count);
+    return bytes;
 }
 
-bool SaveDocument(Document& document, const std::string& path, bool hasEntries) {
-    const ComText name(path);
-    if (document->save(TextArgument(name)) != S_OK) return false;
-    const auto saved = ReadWholeFile(path);
-    if (!saved || !IsSavedWhole(*saved, hasEntries)) return false;
-    const std::string references = WithByteReferences(*saved);
-    if (references == *saved) return true;
-    File file(path, kOpenTruncate);
-    return file.IsOpen() && file.Write(references) && file.Close();
+// The document as the file is to hold it; nothing when the DOM cannot save it.
+std::optional<std::string> SavedText(Document& document) {
+    ComPointer<IStream> stream;
+    CheckCom(CreateStreamOnHGlobal(nullptr, TRUE, stream.Receive()));
+    VARIANT target;
+    VariantInit(&target);
+    target.vt = VT_UNKNOWN;
+    target.punkVal = stream.Get();
+    if (document->save(target) != S_OK) return std::nullopt;
+    return WithByteReferences(BytesOf(stream.Get()));
+}
+
+// The file is opened when all that is to stand in it is at hand, and nobody sees half of it.
+bool SaveDocument(Document& document, const std::string& path) {
+    const auto text = SavedText(document);
+    if (!text) return false;
+    File file(path, kOpenAlone);
+    return file.IsOpen() && file.Write(*text) && file.Close();
 }
 
 }  // namespace
 
 MSXMLStoreIndexSerialiser::MSXMLStoreIndexSerialiser()
-    : oldFormat_(StoredIndexSettings().domWritesOldFormat != 0) {}
+    : oldFormat_(StoredIndexSettings().domWritesOldFormat == 1) {}
 
 std::uint32_t MSXMLStoreIndexSerialiser::Deserialise(StoreIndex& index, const std::string& folder,
                                                      std::uint32_t folderType,
@@ -212,13 +229,13 @@ std::uint32_t MSXMLStoreIndexSerialiser::Deserialise(StoreIndex& index, const st
 bool MSXMLStoreIndexSerialiser::Serialise(StoreIndex& index, const std::string& folder,
                                           std::uint32_t folderType) {
     const ComApartment apartment;
-    index.SetIdFilter({});
+    // Also when nothing is saved: the filter ends, and the next stream save is a full one.
     index.InvalidateExtents();
     Document document = CreateDomDocument();
     if (!document) return false;
     BuildDocument(document, index, oldFormat_);
     const std::string path = IndexFilePath(folder, folderType);
-    if (!SaveDocument(document, path, index.Count() != 0)) return false;
+    if (!SaveDocument(document, path)) return false;
     index.MarkSaved();
     // Where the entries stand in this file is not known.
     index.InvalidateExtents();

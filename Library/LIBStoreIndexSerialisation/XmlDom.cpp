@@ -1,6 +1,8 @@
 #include "Library/LIBStoreIndexSerialisation/XmlDom.h"
 
 #include <ole2.h>
+#include <algorithm>
+#include <iterator>
 
 #include "common/Registry.h"
 #include "common/Reports.h"
@@ -28,6 +30,26 @@ int ReadXmlVersion() {
     return 3;
 }
 
+// Text with "?" for what the code page does not hold.
+std::string InSystemCodePage(std::wstring_view text) {
+    // No code page takes more bytes a unit.
+    constexpr std::size_t kMostBytes = 4;
+    std::string bytes(text.size() * kMostBytes, '\0');
+    const int size =
+        WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
+                            static_cast<int>(bytes.size()), nullptr, nullptr);
+    bytes.resize(static_cast<std::size_t>(size));
+    return bytes;
+}
+
+std::wstring FromSystemCodePage(std::string_view text) {
+    std::wstring wide(text.size(), L'\0');
+    const int size = MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(text.size()),
+                                         wide.data(), static_cast<int>(wide.size()));
+    wide.resize(static_cast<std::size_t>(size));
+    return wide;
+}
+
 HRESULT CreateVersion3(ComPointer<IXMLDOMDocument>& document) {
     ComPointer<IUnknown> created;
     HRESULT result = CoCreateInstance(kDomDocument30, nullptr, CLSCTX_SERVER, kUnknown,
@@ -52,18 +74,32 @@ ComText::ComText(std::string_view text)
     }
 }
 
+ComText ComText::OfPath(const std::string& path) {
+    const std::wstring wide = FromSystemCodePage(path);
+    ComText text;
+    *text.Receive() = SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
+    if (text.Get() == nullptr) throw _com_error(E_OUTOFMEMORY);
+    return text;
+}
+
 BSTR* ComText::Receive() {
     SysFreeString(std::exchange(text_, nullptr));
     return &text_;
 }
 
 std::string ComText::Bytes() const {
-    constexpr OLECHAR kLargestByte = 0xFF;
-    std::string bytes(SysStringLen(text_), '\0');
-    for (std::size_t at = 0; at < bytes.size(); ++at) {
-        bytes[at] = text_[at] <= kLargestByte ? static_cast<char>(text_[at]) : '?';
+    const auto isByte = [](OLECHAR character) { return character <= 0xFF; };
+    std::string bytes;
+    bytes.reserve(SysStringLen(text_));
+    const OLECHAR* const end = text_ + SysStringLen(text_);
+    for (const OLECHAR* at = text_;;) {
+        const OLECHAR* const others = std::find_if_not(at, end, isByte);
+        std::transform(at, others, std::back_inserter(bytes),
+                       [](OLECHAR character) { return static_cast<char>(character); });
+        if (others == end) return bytes;
+        at = std::find_if(others, end, isByte);
+        bytes += InSystemCodePage({others, at});
     }
-    return bytes;
 }
 
 HRESULT CheckCom(HRESULT result) {

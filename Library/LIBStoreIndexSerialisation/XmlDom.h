@@ -56,13 +56,17 @@ class ComText {
   public:
     ComText() = default;
     explicit ComText(std::string_view text);
+    // A path, in the system code page as all paths.
+    static ComText OfPath(const std::string& path);
+    ComText(ComText&& other) noexcept : text_(std::exchange(other.text_, nullptr)) {}
     ComText(const ComText&) = delete;
     ComText& operator=(const ComText&) = delete;
     ~ComText() { SysFreeString(text_); }
 
     BSTR Get() const { return text_; }
     BSTR* Receive();
-    // The text in bytes; a character that is no byte becomes "?".
+    // The text in bytes. A character that is no byte (another producer's) becomes what it is in the
+    // system code page, or "?".
     std::string Bytes() const;
 
   private:
