@@ -1,5 +1,6 @@
 #include "Library/LIBStoreIndexSerialisation/IdTable.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <utility>
@@ -59,7 +60,6 @@ void IdTable::Rebuild() {
 }
 
 void IdTable::Add(std::uint32_t hash, std::uint32_t number) {
-    if ((used_ + 1) * 4 > slots_.size() * 3) Rebuild();
     Place({hash, number});
     ++live_;
     ++used_;
@@ -72,6 +72,11 @@ void IdTable::Remove(std::uint32_t hash, std::uint32_t number) {
         --live_;
         return;
     }
+}
+
+void IdTable::Empty() {
+    std::fill(slots_.begin(), slots_.end(), Slot{0, kFree});
+    live_ = used_ = 0;
 }
 
 void IdTable::Clear() {

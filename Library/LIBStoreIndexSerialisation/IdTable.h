@@ -29,9 +29,15 @@ class IdTable {
         return std::nullopt;
     }
 
-    // Adds a number, below 2^32 - 2, that is not in the table.
+    // Room for one more number; may run out of memory, and then changes nothing.
+    void MakeRoom() {
+        if ((used_ + 1) * 4 > slots_.size() * 3) Rebuild();
+    }
+    // Adds a number, below 2^32 - 2, that is not in the table; needs the room.
     void Add(std::uint32_t hash, std::uint32_t number);
     void Remove(std::uint32_t hash, std::uint32_t number);
+    // Takes all numbers out; the room stays.
+    void Empty();
     void Clear();
 
   private:

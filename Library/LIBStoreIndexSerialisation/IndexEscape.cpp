@@ -210,6 +210,17 @@ void UnescapeXmlText(std::string& text, bool forAttributeUse) {
     text = plain.View();
 }
 
+std::size_t EscapedSize(std::string_view text) {
+    std::size_t size = 0;
+    ByteBuffer escaped;
+    for (const char byte : text) {
+        escaped.Clear();
+        AppendEscapedByte(escaped, byte, false);
+        size += escaped.Size();
+    }
+    return size;
+}
+
 void AppendEscaped(ByteBuffer& output, std::string_view text) {
     for (;;) {
         char* const to = output.Room(text.size());

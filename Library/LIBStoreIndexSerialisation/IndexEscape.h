@@ -19,7 +19,12 @@ void EscapeXmlText(std::string& text, bool forAttributeUse);
 // last. Takes time linear in the text.
 void UnescapeXmlText(std::string& text, bool forAttributeUse);
 
-// The same for element text, appended to `output`. Both read up to kSlack bytes behind the text,
+// What one byte becomes at most.
+inline constexpr std::size_t kLongestEscape = std::string_view("&#xff;").size();
+// The size of `text` when it is escaped for element text.
+std::size_t EscapedSize(std::string_view text);
+
+// Both ways for element text, appended to `output`. They read up to kSlack bytes behind the text,
 // which its owner sees to.
 void AppendEscaped(ByteBuffer& output, std::string_view text);
 void AppendUnescaped(ByteBuffer& output, std::string_view text);

@@ -114,6 +114,11 @@ bool IsStorablePropertyName(std::string_view name) {
     return name.find_first_of("/!?") != 0 && !name.ends_with('/') && !IsReservedName(name);
 }
 
+bool IsStorablePropertyValue(std::string_view value) {
+    // Values of the usual size need not be looked at.
+    return value.size() <= kTextLimit / kLongestEscape || EscapedSize(value) <= kTextLimit;
+}
+
 bool IsReservedName(std::string_view name) {
     return std::find(std::begin(kReservedNames), std::end(kReservedNames), name) !=
            std::end(kReservedNames);

@@ -25,6 +25,10 @@ inline constexpr std::uint64_t kRootEndSearch = 31;
 // What a reader takes of one tag, of an attribute's value and of a file's first line.
 inline constexpr std::size_t kTagLimit = 1024;
 
+// The most of one text that a reader keeps, as it stands in the file; the folder listing's longest
+// fields are a few kilobytes.
+inline constexpr std::size_t kTextLimit = std::size_t{1} << 24;
+
 inline constexpr std::uint32_t kGroupFolder = 54;
 
 // The index file of a folder: "_groups.xml" for a group folder, else "_index.xml".
@@ -51,9 +55,10 @@ bool IsBlanked(std::string_view value);
 void AppendIndexElement(ByteBuffer& output, const IndexItemPropertyContainer& entry);
 
 // What the format can hold: an ID that stands in quotes as it is, a name that is read back as a
-// property.
+// property, a value that is read back whole.
 bool IsStorableId(std::string_view id);
 bool IsStorablePropertyName(std::string_view name);
+bool IsStorablePropertyValue(std::string_view value);
 
 // A child with one of these names is no property.
 bool IsReservedName(std::string_view name);

@@ -13,9 +13,6 @@
 
 namespace tarnwick {
 
-// The most of one text that is kept; the folder listing's longest fields are a few kilobytes.
-inline constexpr std::size_t kTextLimit = std::size_t{1} << 24;
-
 class IndexReader {
   public:
     explicit IndexReader(ByteSource& source) : source_(source) {}

@@ -6,9 +6,9 @@
 namespace tarnwick {
 
 // Keeps no byte extents: what it loaded or saved is written in full by the next save. COM failures
-// are thrown as _com_error, and so is a property name that XML does not take; a document that cannot
-// be created or loaded is status 0 or false. A save touches the file when its whole text is at hand;
-// a write that then fails leaves the file cut short. The calling thread needs no COM of its own.
+// are thrown as _com_error, and so is a property name that XML does not take; a document that
+// cannot be created or loaded is status 0 or false. A save touches the file when its whole text is
+// at hand; a write that then fails leaves it cut short. The calling thread needs no COM of its own.
 class MSXMLStoreIndexSerialiser : public BackedUpIndexSerialiser {
   public:
     // Whether it writes the older header (decimal LASTUID, entries in order of position) stands in

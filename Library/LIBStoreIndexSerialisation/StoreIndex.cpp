@@ -75,9 +75,14 @@ Entry* StoreIndex::NewEntry() {
     return entry;
 }
 
+// An entry is in all of the orders or, when memory is short, in none.
 void StoreIndex::Register(Entry& entry, std::uint32_t hash) {
-    ids_.Add(hash, static_cast<std::uint32_t>(byNumber_.size()));
+    ids_.MakeRoom();
+    if (byUid_.size() == byUid_.capacity()) byUid_.reserve(2 * byUid_.size() + 1);
     byNumber_.push_back(&entry);
+    if (!byUid_.empty() && PrecedesInUidOrder(entry, *byUid_.back())) uidOrderKnown_ = false;
+    byUid_.push_back(&entry);
+    ids_.Add(hash, static_cast<std::uint32_t>(byNumber_.size() - 1));
     ++live_;
 }
 
@@ -111,8 +116,6 @@ Entry* StoreIndex::Load(IndexEntryDraft& draft, std::uint32_t idx, std::uint32_t
     entry.itemOffset_ = draft.itemOffset_;
     entry.itemLength_ = draft.itemLength_;
     Register(entry, hash);
-    if (!byUid_.empty() && PrecedesInUidOrder(entry, *byUid_.back())) uidOrderKnown_ = false;
-    byUid_.push_back(&entry);
     return &entry;
 }
 

@@ -60,12 +60,13 @@ class StoreIndex {
     LiveEntries InUidOrderFrom(const Entry& first) const;
     LiveEntries InPositionOrder() const { return {byNumber_, 0}; }
 
-    // Changing them. An added entry gets the next UID, which becomes the last one. Null when the ID
-    // is there already, when the format cannot hold it, when no UID is left, or when the entry
-    // would not be the last one and only part of the index was loaded.
+    // Changing them; when memory is short each throws and leaves the index as it was. An added
+    // entry gets the next UID, which becomes the last one. Null when the ID is there already, when
+    // the format cannot hold it, when no UID is left, or when the entry would not be the last one
+    // and only part of the index was loaded.
     Entry* Add(std::string_view id);
-    // False when the format cannot hold the name, or when the entry's other properties are unknown
-    // because they were not loaded. Setting the value that is there changes nothing.
+    // False when the format cannot hold the name or the value, or when the entry's other properties
+    // are unknown because they were not loaded. Setting the value that is there changes nothing.
     bool SetProperty(Entry& entry, std::string_view name, std::string_view value);
     // True also when there is no such property.
     bool RemoveProperty(Entry& entry, std::string_view name);

@@ -1,5 +1,6 @@
 // What the message store does to a loaded index before it saves it.
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -22,12 +23,13 @@ Entry* StoreIndex::Add(std::string_view id) {
     const bool last = byUid_.empty() || byUid_.back()->Uid() <= lastUid_;
     // In the middle there is no room for it, so the whole file must be written.
     if (!last && !IsWhole()) return nullptr;
-    if (!last) InvalidateExtents();
     draft_.Begin(nullptr);
     draft_.SetId(id);
-    draft_.SetUid(++lastUid_);
+    draft_.SetUid(lastUid_ + 1);
     const std::uint32_t idx = byNumber_.empty() ? 1 : byNumber_.back()->Idx() + 1;
     Entry* const entry = Load(draft_, idx, static_cast<std::uint32_t>(live_ + 1));
+    ++lastUid_;
+    if (!last) InvalidateExtents();
     FinishLoad();
     NoteChanged(*entry);
     return entry;
@@ -38,7 +40,8 @@ bool StoreIndex::PropertiesKnown(const Entry& entry) const {
 }
 
 bool StoreIndex::SetProperty(Entry& entry, std::string_view name, std::string_view value) {
-    if (!IsStorablePropertyName(name) || !PropertiesKnown(entry)) return false;
+    if (!IsStorablePropertyName(name) || !IsStorablePropertyValue(value)) return false;
+    if (!PropertiesKnown(entry)) return false;
     if (entry.Property(name) == value) return true;
     Redraft(entry, name);
     draft_.SetProperty(name, value);
@@ -64,15 +67,19 @@ void StoreIndex::Redraft(const Entry& entry, std::string_view without) {
 }
 
 void StoreIndex::StoreRedrafted(Entry& entry) {
-    entry.names_ = draft_.Finish(names_);
+    const PropertyNameList* const names = draft_.Finish(names_);
     std::unique_ptr<char[]> block(new char[draft_.BlockSize() + kSlack]);
+    std::unique_ptr<char[]>& ownBlock = ownBlocks_[&entry];
+    // Nothing from here on needs memory, so that the entry has its old content or its new one.
+    entry.names_ = names;
     StoreDraft(draft_, entry, block.get());
-    ownBlocks_[&entry] = std::move(block);
+    ownBlock = std::move(block);
     NoteChanged(entry);
 }
 
 void StoreIndex::Remove(Entry& entry) {
     if (entry.removed_) return;
+    if (byNumber_.size() - live_ > live_ + kSweepAbove) SweepRemoved();
     if (entry.itemOffset_ != 0) {
         removed_.push_back({entry.itemOffset_, BlankedStart(entry)});
     }
@@ -85,7 +92,6 @@ void StoreIndex::Remove(Entry& entry) {
     modified_ = true;
     ForgetChanged(entry);
     ownBlocks_.erase(&entry);
-    if (byNumber_.size() - live_ > live_ + kSweepAbove) SweepRemoved();
 }
 
 void StoreIndex::NoteChanged(Entry& entry) {
@@ -112,16 +118,15 @@ void StoreIndex::ForgetChanged(Entry& entry) {
 }
 
 void StoreIndex::SweepRemoved() {
-    for (Entry* const entry : byNumber_) {
-        if (entry->removed_) spare_.push_back(entry);
-    }
     const auto isRemoved = [](const Entry* entry) { return entry->IsRemoved(); };
+    // The only step that needs memory comes first.
+    spare_.reserve(spare_.size() + byNumber_.size() - live_);
+    std::copy_if(byNumber_.begin(), byNumber_.end(), std::back_inserter(spare_), isRemoved);
     std::erase_if(byUid_, isRemoved);
-    std::vector<Entry*> kept = std::exchange(byNumber_, {});
-    std::erase_if(kept, isRemoved);
-    ids_.Clear();
-    live_ = 0;
-    for (Entry* const entry : kept) Register(*entry, ids_.Hash(entry->Id()));
+    std::erase_if(byNumber_, isRemoved);
+    ids_.Empty();
+    std::uint32_t number = 0;
+    for (const Entry* const entry : byNumber_) ids_.Add(ids_.Hash(entry->Id()), number++);
 }
 
 }  // namespace tarnwick
