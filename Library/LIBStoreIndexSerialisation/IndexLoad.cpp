@@ -74,9 +74,14 @@ std::uint32_t LoadEntries(StoreIndex& index, const OpenSource& open, const std::
     };
     ParseResult result = parse();
     if (result == ParseResult::ParseAgain) {
+        load.identifiersSuffice = load.mode == kLoadIdentifiers;
         load.mode = kLoadFull;
         load.knownIds = nullptr;
         index.SetIdFilter({});
+        result = parse();
+    }
+    if (result == ParseResult::ParseAgain) {
+        load.mode = kLoadIdentifiers;
         result = parse();
     }
     if (result == ParseResult::Parsed) return load.mode;

@@ -19,6 +19,8 @@ struct IndexLoad {
     const IdSet* knownIds = nullptr;
     // Whether an entry's message file is there, when the entries without one are to be left out.
     std::function<bool(std::string_view id)> fileExists;
+    // Whether the identifiers alone were asked for, so that a damaged property is no failure.
+    bool identifiersSuffice = false;
     // Blanked entries that make the next save write the whole file.
     std::uint32_t garbageThreshold = 500;
 };

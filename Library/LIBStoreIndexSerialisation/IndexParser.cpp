@@ -82,7 +82,7 @@ bool IndexParser::CanFindRootEnd() const {
 void IndexParser::TakeEntryTag(std::string_view name, bool isEnd) {
     if (!rootStarted_) Malformed({malformation::kEntryBeforeRoot});
     if (rootEnded_) Malformed({malformation::kEntryAfterRoot});
-    if (openProperty_) Malformed({malformation::kEntryInProperty, *openProperty_, ")"});
+    if (openProperty_) PropertyMalformed({malformation::kEntryInProperty, *openProperty_, ")"});
     if (isEnd) return TakeEntryEnd();
     // An entry without properties may close itself.
     const bool isBoth = name.ends_with('/');
@@ -140,7 +140,7 @@ void IndexParser::TakePropertyTag(std::string_view name, bool isEnd) {
 
 void IndexParser::TakePropertyStart(std::string_view name) {
     if (openProperty_) {
-        Malformed(
+        PropertyMalformed(
             {malformation::kPropertyStart, name, malformation::kInProperty, *openProperty_, ")"});
     }
     openProperty_ = name;
@@ -149,9 +149,9 @@ void IndexParser::TakePropertyStart(std::string_view name) {
 void IndexParser::TakePropertyEnd(std::string_view name) {
     if (openProperty_ != name) {
         const std::string_view open = openProperty_ ? *openProperty_ : std::string_view();
-        Malformed({malformation::kPropertyEnd, name, malformation::kNoMatch, open, ")"});
+        PropertyMalformed({malformation::kPropertyEnd, name, malformation::kNoMatch, open, ")"});
     }
-    if (reader_.TextTooLong()) Malformed({malformation::kTextTooLong, name, ")"});
+    if (reader_.TextTooLong()) PropertyMalformed({malformation::kTextTooLong, name, ")"});
     StoreProperty(name, reader_.Text());
     openProperty_.reset();
 }
@@ -202,10 +202,7 @@ ParseResult IndexParser::Finish(const std::string& folder) {
     if (rootEnded_ && (insideEntry_ || openProperty_ || !CanFindRootEnd())) foreignLayout_ = true;
     if (MustRewrite()) {
         index_.InvalidateExtents();
-        if (!ReadsWhole()) {
-            index_.Clear();
-            return ParseResult::ParseAgain;
-        }
+        if (!ReadsWhole()) return ReadAgain();
     }
     if (knownIds_ != nullptr) index_.MarkLimited();
     if (!rootStarted_) {
@@ -213,10 +210,16 @@ ParseResult IndexParser::Finish(const std::string& folder) {
     } else if (!rootEnded_) {
         Malformed({malformation::kNoRootEnd});
     }
+    if (load_.identifiersSuffice && OnlyPropertiesDamaged()) return ReadAgain();
     if (!wellFormed_) return ReportMalformation(folder);
     // What was left out for want of its file left a hole. Among known IDs no file was asked for.
     if (ReadsWhole() && load_.fileExists) index_.InvalidateExtents();
     return ParseResult::Parsed;
+}
+
+ParseResult IndexParser::ReadAgain() {
+    index_.Clear();
+    return ParseResult::ParseAgain;
 }
 
 ParseResult IndexParser::ReportMalformation(const std::string& folder) const {
@@ -227,8 +230,13 @@ ParseResult IndexParser::ReportMalformation(const std::string& folder) const {
     return ParseResult::Malformed;
 }
 
-// The later ones would only say again that the file is damaged.
 void IndexParser::Malformed(Texts texts) {
+    PropertyMalformed(texts);
+    identifiersDamaged_ = true;
+}
+
+// The later ones would only say again that the file is damaged.
+void IndexParser::PropertyMalformed(Texts texts) {
     if (wellFormed_) {
         for (const std::string_view text : texts) malformation_ += text;
     }

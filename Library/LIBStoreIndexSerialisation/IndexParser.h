@@ -23,7 +23,7 @@ class IndexParser {
         : index_(index), reader_(source), load_(load), knownIds_(load.knownIds) {}
 
     // ParseAgain: the index was emptied, because a save must be able to write the whole file and
-    // not all of it was to be read.
+    // not all of it was to be read; or, when identifiers suffice, because a property is damaged.
     ParseResult Run(const std::string& folder);
 
   private:
@@ -46,12 +46,21 @@ class IndexParser {
     void StoreProperty(std::string_view name, std::string_view text);
 
     void DistrustExtents();
-    bool ReadsWhole() const { return load_.mode == kLoadFull && knownIds_ == nullptr; }
+    // Whether there is nothing more to be had from the file.
+    bool ReadsWhole() const {
+        return knownIds_ == nullptr && (load_.mode == kLoadFull || load_.identifiersSuffice);
+    }
     bool MustRewrite() const { return foreignLayout_ || blanked_ >= load_.garbageThreshold; }
     bool CanFindRootEnd() const;
     ParseResult Finish(const std::string& folder);
     ParseResult ReportMalformation(const std::string& folder) const;
     void Malformed(Texts texts);
+    // Where a load of the identifiers alone would not look.
+    void PropertyMalformed(Texts texts);
+    bool OnlyPropertiesDamaged() const {
+        return !wellFormed_ && !identifiersDamaged_ && blanked_ < load_.garbageThreshold;
+    }
+    ParseResult ReadAgain();
 
     StoreIndex& index_;
     IndexReader reader_;
@@ -78,6 +87,7 @@ class IndexParser {
     std::uint32_t seq_ = 1;
 
     bool wellFormed_ = true;
+    bool identifiersDamaged_ = false;
     std::string malformation_;  // the first one
 };
 

@@ -13,7 +13,6 @@ IndexSettings ReadSettings() {
     return {
         .garbageThreshold = Setting("Index Garbage Collection Threshold", 500),
         .maximumRows = Setting("Maximum Index Rows", 100000),
-        .uidBranding = Setting("UID Branding Enabled", 0),
         .backupIndex = Setting("Backup Index", 0),
         .backupIntervalMinutes = Setting("Backup Index Interval", 370),
         .streamSerialisation = Setting("Use XML Stream Index Serialisation", 0),

@@ -8,7 +8,6 @@ namespace tarnwick {
 struct IndexSettings {
     std::uint32_t garbageThreshold;       // blanked entries after which an index is rewritten
     std::uint32_t maximumRows;            // message files that an ordered scan lists at most
-    std::uint32_t uidBranding;            // handed to the reader of message-file headers
     std::uint32_t backupIndex;            // 1: keep a backup copy and recover from it
     std::uint32_t backupIntervalMinutes;  // least age of a backup copy that is replaced
     std::uint32_t streamSerialisation;    // 1: the stream class saves

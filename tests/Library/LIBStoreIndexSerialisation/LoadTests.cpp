@@ -212,13 +212,33 @@ TEST(Load, ReadsAsMuchAsTheModeAsks) {
         {"34 bytes are not", IndexHeader(9) + "<", kLoadHeader, {1, "", 9, false}},
         {"identifiers alone", current, kLoadIdentifiers, {2, "A 1 1 1;B 2 2 2;", 9, false}},
         {"the older format is read whole", older, kLoadIdentifiers, {3, "A 1 1 1;", 9, true}},
+        {"but not for a damaged property",
+         "<BASEELEMENT LASTUID=\"9\">" + Element("A", "1", "<Y>1</Y>") +
+             Element("B", "2", "<X>1</Y>") + "</BASEELEMENT>",
+         kLoadIdentifiers,
+         {2, "A 1 1 1;B 2 2 2;", 9, true}},
+        {"nor one that is left open",
+         "<BASEELEMENT LASTUID=\"x9\">" + Element("A", "1", "<X><Y>") + "</BASEELEMENT>",
+         kLoadIdentifiers,
+         {2, "A 1 1 1;", 9, true}},
+        {"damage outside properties is damage",
+         "<BASEELEMENT LASTUID=\"9\">" + Element("A", "1", "<X>1</Y>"),
+         kLoadIdentifiers,
+         {0, "A 1 1 1 Y=1;", 9, true}},
+        {"so is a damaged property beside much garbage",
+         Index(9, Element("-", "-", "") + Element("-", "-", "") + Element("A", "1", "<X>1</Y>")),
+         kLoadIdentifiers,
+         {0, "A 1 1 1 Y=1;", 9, true}},
         {"nothing", "", kLoadHeader, {0, "", 0, true}},
     };
     for (const Row& row : rows) {
         const ReportRecorder reports;
         IndexLoad load;
         load.mode = row.mode;
+        load.garbageThreshold = 2;
         EXPECT_EQ(Load(row.bytes, load), row.loaded) << row.name;
+        EXPECT_EQ(reports.Joined(ReportChannel::Trace).empty(), row.loaded.status != kLoadFailed)
+            << row.name;
     }
 }
 

@@ -277,8 +277,7 @@ TEST(Settings, AreReadOncePerProcess) {
     EXPECT_EQ(settings.maximumRows, 100000U);
     EXPECT_EQ(settings.backupIntervalMinutes, 370U);
     EXPECT_EQ(settings.domWritesOldFormat, 1U);
-    EXPECT_EQ(settings.backupIndex + settings.uidBranding + settings.streamSerialisation +
-                  settings.streamDeserialisation,
+    EXPECT_EQ(settings.backupIndex + settings.streamSerialisation + settings.streamDeserialisation,
               0U);
     ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Index Garbage Collection Threshold",
                               4);
