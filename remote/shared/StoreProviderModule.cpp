@@ -34,6 +34,8 @@ std::int32_t StoreLibrary_UnInit() {
     // Called without a look whether it is bound: every provider has it.
     const EntryPoint entry = entries[EntryNumber("StoreLibrary_UnInit")];
     const std::int32_t result = reinterpret_cast<std::int32_t (*)()>(entry)();
+    // Emptied first: during the next load a thread finds the handle set before the entries are.
+    for (auto& bound : entries) bound = nullptr;
     FreeLibrary(providerModule.exchange(nullptr));
     return result;
 }

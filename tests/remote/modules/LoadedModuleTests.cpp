@@ -1,7 +1,10 @@
 #include "tests/remote/modules/PassThroughs.h"
 #include "tests/remote/modules/StandIns.h"
 
+#include <functional>
+#include <iterator>
 #include <set>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -24,9 +27,11 @@ class EntryHider : public CallObserver {
     std::uint32_t BeforeCall(const SystemCall& call) override {
         if (call.name != "GetProcAddress" && call.name != "LoadLibrary") return 0;
         lookedUp_.emplace_back(call.path);
+        if (onLookUp) onLookUp();
         return hidden_.contains(std::string(call.path)) ? ERROR_PROC_NOT_FOUND : 0;
     }
     const std::vector<std::string>& LookedUp() const { return lookedUp_; }
+    std::function<void()> onLookUp;
 
   private:
     std::set<std::string> hidden_;
@@ -112,12 +117,33 @@ TEST(PostofficeRoot, AsksTheOptionsModuleOnlyWhileTheSwitchIsOne) {
         StandIns::Calls("TWAISO.DLL"));
 }
 
+// In the order of binding, written down apart from the table that the product goes by.
+constexpr const char* kBindingOrder =
+    "StoreLibrary_Init StoreLibrary_UnInit StoreLibrary_ThreadInit "
+    "StoreLibrary_ThreadRelease StoreFolder_Open StoreFolder_Close StoreFolder_Save "
+    "StoreFolder_OpenItem StoreFolder_SelectItem StoreFolder_SelectItemByField "
+    "StoreFolder_SelectItemByField_Ex StoreFolder_Lock StoreFolder_UnLock "
+    "StoreFolder_DeleteItem StoreFolder_CreateItem StoreItem_GetProperty "
+    "StoreItem_SetProperty StoreIndex_GetItemPropertyItem StoreIndex_SetItemPropertyItem "
+    "StoreItem_FreeProperty StoreItem_SaveToStore Store_Save StoreFolder_FindFirstItem "
+    "StoreFolder_FindNextItem StoreFolder_FindClose GetMailboxSize GetMailboxSize_Ex "
+    "StoreFolderAdd StoreFolderGet StoreFolderGet_Ex StoreFolderRemove StoreFolderEdit "
+    "StoreFolderCopy StoreFolderFindNext StoreFolderFindFirst StoreFolderFindClose "
+    "StoreLibrary_SetAffinity StoreItemProperty_GetType Memory_Allocate Memory_Free "
+    "StoreFolder_GetHierarchyModificationDate StoreFolder_GetContentsModificationDate "
+    "StoreIndex_SetPaths StoreIndexItem_Clear StoreIndex_Open StoreIndex_Init "
+    "StoreIndex_Close StoreIndex_Release StoreIndex_Get StoreIndex_Save "
+    "GetStoreItemByMessageID Direct_StoreIndex_UpdateItem Direct_StoreIndex_InsertItem "
+    "Direct_StoreIndex_InsertItemEx Direct_StoreIndex_RemoveItem StoreIndex_UpdateItem "
+    "StoreIndex_InsertItem StoreIndex_RemoveItem RemoveMailboxShares";
+
 TEST(StoreProvider, IsLookedForBesideTheProgramsAndBoundInOrder) {
     StandIns modules;
     EntryHider hider;
     EXPECT_EQ(1, LoadStoreProvider(providerModule));
+    std::istringstream names(kBindingOrder);
     Names expected = {StandIns::Directory() + "\\TWAISP.DLL"};
-    expected.insert(expected.end(), kEntryNames.begin(), kEntryNames.end());
+    expected.insert(expected.end(), std::istream_iterator<std::string>(names), {});
     EXPECT_EQ(expected, hider.LookedUp());
     EXPECT_EQ(1, LoadStoreProvider(providerModule)) << "loaded before";
     EXPECT_EQ(expected.size(), hider.LookedUp().size());
@@ -194,6 +220,20 @@ TEST(StoreProvider, ReleaseUnloadsAndTheNextUseLoadsAgain) {
     EXPECT_EQ(0, StoreLibrary_UnInit()) << "released before";
     EXPECT_EQ(1, StoreFolder_Close());
     EXPECT_NE(nullptr, GetModuleHandleA("TWAISP.DLL"));
+}
+
+// What another thread finds between the handle and the entries of a second load.
+TEST(StoreProvider, NoEntryOfAReleasedModuleIsCalled) {
+    StandIns modules;
+    EXPECT_EQ(1, StoreFolder_Close());
+    StoreLibrary_UnInit();
+    EntryHider hider;
+    hider.onLookUp = [&] {
+        if (hider.LookedUp().back() != "StoreLibrary_Init") return;
+        EXPECT_EQ(0, StoreFolder_Close());
+    };
+    EXPECT_EQ(1, StoreFolder_Close());
+    EXPECT_EQ("StoreFolder_Close\n", StandIns::Calls("TWAISP.DLL"));
 }
 
 }  // namespace
