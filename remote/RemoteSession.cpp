@@ -21,8 +21,9 @@ static_assert(std::is_trivially_destructible_v<RemoteSession>);
 constinit RemoteSession processSession;
 
 void PrintSocketFailure() {
+    const int error = WSAGetLastError();
     std::string text = "Error connecting to remote admin: ";
-    AppendDecimal(text, WSAGetLastError());
+    AppendDecimal(text, error);
     PrintStandardOutput(text += '\n');
 }
 
@@ -76,14 +77,29 @@ GateResult RemoteSession::EnsureRemoteSession(std::string_view library,
     const bool answers = PingSession();
     if (ready && answers) return GateResult::Ready;
     if (!ready && !answers && adminSocket_ != 0) {
-        // Only a session that does not answer is sent QUIT; one that does is closed without.
+        // Only a session that does not answer is sent QUIT; one that does is closed without. Kept
+        // for compatibility: services see both.
         SendOnce(adminSocket_, kQuitMessage);
         CloseAdminSocket();
     }
-    if (!ConnectAdminHost(host)) return GateResult::ConnectFailed;
-    AuthenticateSession(host, library);
+    if (!OpenSession(host, library)) return GateResult::ConnectFailed;
+    // On the host that was connected before, only an AUTH and LOAD that are accepted count as
+    // connected; the host of 127.0.0.1 is otherwise none.
     if (!ready) StoreField(connectedHost_, host);
     return GateResult::Ready;
+}
+
+bool RemoteSession::OpenSession(const std::string& host, std::string_view library) try {
+    if (!ConnectAdminHost(host)) return false;
+    // A refusal is found out by the request that follows: its answer holds no result.
+    AuthenticateSession(host, library);
+    return true;
+} catch (...) {
+    // The socket may lead to this host by now while the one before is still connected in name;
+    // requests for that one would go to the other.
+    CloseAdminSocket();
+    StoreField(connectedHost_, "");
+    throw;
 }
 
 bool RemoteSession::ConnectAdminHost(const std::string& host) {

@@ -50,6 +50,7 @@ class RemoteSession {
 
   private:
     std::string ChosenOrForcedHost(std::string_view executablePath);
+    bool OpenSession(const std::string& host, std::string_view library);
     bool ConnectAdminHost(const std::string& host);
     bool AuthenticateSession(const std::string& host, std::string_view library);
     bool LoadRemoteLibrary(std::string_view library);

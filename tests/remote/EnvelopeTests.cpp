@@ -1,41 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <new>
-
 #include "remote/Envelope.h"
 #include "remote/Lzw.h"
 #include "remote/shared/Base64.h"
 #include "tests/remote/CodecBytes.h"
+#include "tests/support/FailingAllocations.h"
 #include "tests/support/ReportRecorder.h"
-
-namespace {
-
-// The allocation that fails, counted down; 0 lets all pass.
-int failingAllocation = 0;
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    if (failingAllocation > 0 && --failingAllocation == 0) throw std::bad_alloc();
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
-    throw std::bad_alloc();
-}
-void* operator new[](std::size_t size) {
-    return operator new(size);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t /*size*/) noexcept {
-    std::free(memory);
-}
 
 namespace tarnwick {
 namespace {
@@ -43,6 +13,8 @@ namespace {
 using testing::Bytes;
 using testing::BytesOf;
 using testing::Codes;
+using testing::FailEachAllocation;
+using testing::FailingAllocations;
 using testing::ReportRecorder;
 
 constexpr std::string_view kEnvelopeStart = "<DATA><METHOD>EXEC</METHOD><FUNCTION>";
@@ -229,6 +201,9 @@ TEST(GetResponseParameter, TakesARecordOnlyWhole) {
     } cases[] = {
         {"whole", Element("1", good), "good"},
         {"white space in the value", Element("1", " " + good + "\r\n"), "good"},
+        {"SIZE bounds nothing", "<PARAMETER1 SIZE=-1>" + good + "</PARAMETER1>", "good"},
+        {"the first of two", Element("1", good) + Element("1", ValueText(BytesOf("late"))), "good"},
+        {"empty value", Element("1", ""), kKept},
         {"base64 without its padding", Element("1", "QQA"), kKept},
         {"expands short", Element("1", ValueText(BytesOf("goo"))), kKept},
         {"expands beyond the record", Element("1", ValueText(BytesOf("goody"))), kKept},
@@ -238,6 +213,10 @@ TEST(GetResponseParameter, TakesARecordOnlyWhole) {
         {"fault behind a whole record", Element("1", StreamText({'g', 'o', 'o', 'd', 999})), kKept},
     };
     for (const auto& row : cases) EXPECT_EQ(Received(row.reply), row.record) << row.what;
+    const std::string whole = Element("1", good);
+    for (std::size_t cut = 0; cut < whole.size(); ++cut) {
+        EXPECT_EQ(Received(whole.substr(0, cut)), kKept) << cut;
+    }
 }
 
 TEST(GetResponseParameter, TracesEachStepInOneReport) {
@@ -274,31 +253,28 @@ class Silence : public ReportSink {
     void Report(ReportChannel /*channel*/, std::string_view /*text*/) override {}
 };
 
-// Lets the first allocation fail, then the second, until none does; before that nothing is changed.
 TEST(Envelope, WithoutMemoryNothingIsAddedOrFilled) {
     const Silence silence;
     const Bytes record = Noise(648);
-    int failures = 0;
-    for (bool added = false; !added; ++failures) {
+    const int adding = FailEachAllocation([&](int number, bool andAllAfter) {
         std::vector<char> request(kRemoteTextSize);
         BuildExecRequest(request, "AppointmentAdd");
         const std::string before = TextOf(request);
-        failingAllocation = failures + 1;
-        added = AddRequestParameter(request, 1, record);
-        failingAllocation = 0;
-        ASSERT_EQ(TextOf(request) == before, !added) << failures;
-    }
-    EXPECT_GE(failures, 3);
+        const FailingAllocations failing(number, andAllAfter);
+        const bool added = AddRequestParameter(request, 1, record);
+        EXPECT_EQ(before == request.data(), !added) << number;
+        return !added;
+    });
+    EXPECT_GE(adding, 3);
     const std::string reply = Element("1", ValueText(record));
-    failures = 0;
-    for (bool filled = false; !filled; ++failures) {
+    const int filling = FailEachAllocation([&](int number, bool andAllAfter) {
         Bytes area(record.size());
-        failingAllocation = failures + 1;
-        filled = GetResponseParameter(reply, 1, area);
-        failingAllocation = 0;
-        ASSERT_EQ(area == record, filled) << failures;
-    }
-    EXPECT_GE(failures, 2);
+        const FailingAllocations failing(number, andAllAfter);
+        const bool filled = GetResponseParameter(reply, 1, area);
+        EXPECT_EQ(area == record, filled) << number;
+        return !filled;
+    });
+    EXPECT_GE(filling, 2);
 }
 
 TEST(ElementText, IsWhatStandsBetweenTheFirstTags) {

@@ -4,6 +4,8 @@
 
 #include "remote/RemoteSession.h"
 #include "tests/remote/SessionWorld.h"
+#include "tests/support/FailingAllocations.h"
+#include "tests/support/ReportRecorder.h"
 
 namespace tarnwick {
 namespace {
@@ -70,9 +72,11 @@ constexpr const char* kOpening = "connect, AUTH, LOAD TWAICP.DLL";
 void RunTransitions(const std::vector<Transition>& rows) {
     for (const Transition& row : rows) {
         World world;
+        const testing::ReportRecorder reports;
         row.before(world);
         world.a.TakeEvents(), world.b.TakeEvents();
         EXPECT_EQ(row.event(world), row.result) << row.name;
+        EXPECT_EQ(reports.Joined(ReportChannel::StandardOutput), "") << row.name;
         EXPECT_EQ(Joined(world.a.TakeEvents()), row.wireA) << row.name;
         EXPECT_EQ(Joined(world.b.TakeEvents()), row.wireB) << row.name;
         EXPECT_EQ(world.State(), row.end) << row.name;
@@ -130,6 +134,9 @@ TEST(RemoteSession, ConnectingTransitions) {
         {"loopback after the old one died",
          [](World& world) { world.Ready("A"), world.a.CloseAll(); }, ThenGate("127.0.0.1"), "", "",
          kReady, "127.0.0.1/127.0.0.1/TWAICP.DLL/closed"},
+        {"loopback again after the old one died",
+         [](World& world) { world.Ready("A"), world.Ready("127.0.0.1"), world.a.CloseAll(); },
+         kGate, "", "", kReady, "127.0.0.1//TWAICP.DLL/open"},
         {"only the exact text is loopback",
          [](World&) { testing::RegisterHost("127.0.0.1 ", "", 1); }, ThenGate("127.0.0.1 "), "", "",
          kFailed, "127.0.0.1 ///closed"},
@@ -227,6 +234,31 @@ TEST(RemoteSession, RefusalTransitions) {
          [](World& world) { world.a.SetScript(ClosingAt("LOAD")); }, ThenGate("A"), kOpening, "",
          kReady, "A/A//open"},
     });
+}
+
+// A gate for B, with A ready, runs out of memory at each of its allocations: what the session then
+// sends for A reaches A.
+TEST(RemoteSession, WithoutMemoryNoSocketIsLeftUnderAnotherHostsName) {
+    const int allocations = testing::FailEachAllocation([](int number, bool andAllAfter) {
+        World world;
+        world.Ready("A");
+        world.Choose("B");
+        try {
+            const testing::FailingAllocations failing(number, andAllAfter);
+            world.Gate();
+        } catch (const std::bad_alloc&) {
+            const std::string state = world.State();
+            EXPECT_TRUE(state == "B/A/TWAICP.DLL/open" || state == "B//TWAICP.DLL/closed")
+                << number << ": " << state;
+        }
+        const bool failed = testing::FailingAllocations::Any();
+        world.Ready("A");
+        char reply[64];
+        EXPECT_TRUE(world.session.ExchangeRequest("<DATA><METHOD>X</METHOD></DATA>", reply));
+        EXPECT_TRUE(Joined(world.a.TakeEvents()).ends_with(", X")) << number;
+        return failed;
+    });
+    EXPECT_GE(allocations, 10);
 }
 
 }  // namespace
