@@ -25,12 +25,13 @@ struct CallTexts {
 // connection without mixing their requests and replies.
 constinit StaticLock sessionLock;
 
-std::string_view BuildRequest(std::span<char> request, std::string_view function,
-                              std::initializer_list<RemoteParameter> parameters) {
+// No value without the memory for it: a request that lacks an argument must not be run.
+std::optional<std::string_view> BuildRequest(std::span<char> request, std::string_view function,
+                                             std::initializer_list<RemoteParameter> parameters) {
     BuildExecRequest(request, function);
     int number = kResultNumber;
     for (const RemoteParameter& parameter : parameters) {
-        AddRequestParameter(request, ++number, parameter.bytes);
+        if (!AddRequestParameter(request, ++number, parameter.bytes)) return std::nullopt;
     }
     return FieldText(request);
 }
@@ -58,9 +59,9 @@ std::optional<std::int32_t> CallRemotely(std::string_view function,
     }
     // A connection that could not be made goes the same way; its send fails.
     const CallTexts texts;
-    const std::string_view request =
-        BuildRequest({texts.request.get(), kRemoteTextSize}, function, parameters);
-    const auto reply = session.ExchangeRequest(request, {texts.reply.get(), kRemoteTextSize});
+    const auto request = BuildRequest({texts.request.get(), kRemoteTextSize}, function, parameters);
+    if (!request) return 0;
+    const auto reply = session.ExchangeRequest(*request, {texts.reply.get(), kRemoteTextSize});
     lock.unlock();
     return reply ? TakeReply(*reply, parameters) : 0;
 }
