@@ -5,9 +5,7 @@
 namespace tarnwick {
 namespace {
 
-TEST(AdminProtocol, MessagesAreTheseBytesAndStayInTheirBuffer) {
-    EXPECT_EQ(kPingMessage, "<DATA><METHOD>PING</METHOD></DATA>");
-    EXPECT_EQ(kQuitMessage, "<DATA><METHOD>QUIT</METHOD></DATA>");
+TEST(AdminProtocol, MessagesStayInTheirBuffer) {
     const std::string longest(kHostSettingLimit, 'x');
     EXPECT_TRUE(AuthMessage(longest, longest).ends_with("</DATA>"));
     EXPECT_EQ(LoadMessage(std::string(5000, 'x')).size(), kControlCapacity - 1);

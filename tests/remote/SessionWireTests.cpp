@@ -43,7 +43,7 @@ void SetHostText(const char* value, const std::string& text) {
     ScratchRegistry::SetString(HKEY_CURRENT_USER, HostKey("A"), value, text);
 }
 
-TEST(SessionWire, AuthAndLoadAreTheseBytes) {
+TEST(SessionWire, ControlMessagesAreTheseBytes) {
     const struct {
         const char* name;
         std::string protocol, credentials;
@@ -61,11 +61,15 @@ TEST(SessionWire, AuthAndLoadAreTheseBytes) {
         if (!row.protocol.empty()) SetHostText(kProtocolValue, row.protocol);
         if (!row.credentials.empty()) SetHostText(kCredentialsValue, row.credentials);
         world.Gate("A");
-        EXPECT_EQ(world.a.Received(), "<DATA><METHOD>AUTH</METHOD><PROTOCOL>" + row.sentProtocol +
-                                          "</PROTOCOL><CREDENTIALS>" + row.sentCredentials +
-                                          "</CREDENTIALS><REALM></REALM><Library>TWAIAU.DLL"
-                                          "</Library></DATA><DATA><METHOD>LOAD</METHOD>"
-                                          "<LIBRARY>TWAICP.DLL</LIBRARY></DATA>")
+        CallRecorder calls;
+        calls.FailCall(3, WSAETIMEDOUT);  // the answer to PING
+        world.Gate("unknown");
+        EXPECT_EQ(world.a.Received(),
+                  "<DATA><METHOD>AUTH</METHOD><PROTOCOL>" + row.sentProtocol +
+                      "</PROTOCOL><CREDENTIALS>" + row.sentCredentials +
+                      "</CREDENTIALS><REALM></REALM><Library>TWAIAU.DLL</Library></DATA>"
+                      "<DATA><METHOD>LOAD</METHOD><LIBRARY>TWAICP.DLL</LIBRARY></DATA>"
+                      "<DATA><METHOD>PING</METHOD></DATA><DATA><METHOD>QUIT</METHOD></DATA>")
             << row.name;
     }
 }
@@ -87,14 +91,24 @@ TEST(SessionWire, HostSettingsComeFromTheRegistry) {
     EXPECT_EQ(IsDefaultHostForced("TWA.EXE"), 0U);
 }
 
-TEST(SessionWire, ReceivesTimeOutAfterAMinute) {
+TEST(SessionWire, ReceivesTimeOutAfterAMinuteAndNoOtherOptionIsSet) {
     World world;
     ASSERT_EQ(world.Gate("A"), GateResult::Ready);
-    DWORD milliseconds = 0;
-    int size = sizeof milliseconds;
-    getsockopt(world.session.AdminSocket(), SOL_SOCKET, SO_RCVTIMEO,
-               reinterpret_cast<char*>(&milliseconds), &size);
-    EXPECT_EQ(milliseconds, 60000U);
+    const struct {
+        int level;
+        int option;
+        DWORD value;
+    } options[] = {{SOL_SOCKET, SO_RCVTIMEO, 60000},
+                   {SOL_SOCKET, SO_SNDTIMEO, 0},
+                   {SOL_SOCKET, SO_KEEPALIVE, 0},
+                   {IPPROTO_TCP, TCP_NODELAY, 0}};
+    for (const auto& row : options) {
+        DWORD value = 0;
+        int size = sizeof value;
+        getsockopt(world.session.AdminSocket(), row.level, row.option,
+                   reinterpret_cast<char*>(&value), &size);
+        EXPECT_EQ(value, row.value) << row.level << " " << row.option;
+    }
 }
 
 TEST(SessionWire, AHostNameIsCutTo1023Characters) {
@@ -118,13 +132,6 @@ TEST(SessionWire, ASocketThatCannotBeMadeIsReportedAndTheHostStaysConnectedInNam
     EXPECT_EQ(world.session.ConnectedHost(), "A");
     EXPECT_EQ(world.Exchange("x"), "(none)");
     EXPECT_EQ(world.Gate(), GateResult::Ready);
-}
-
-TEST(SessionWire, OtherConnectFailuresAreSilent) {
-    World world;
-    const ReportRecorder reports;
-    for (const char* host : {"dead", "nowhere", "unknown", "addressless"}) world.Gate(host);
-    EXPECT_EQ(reports.Joined(ReportChannel::StandardOutput), "");
 }
 
 TEST(SessionWire, AProcessWithoutWinsockCannotConnect) {
@@ -161,27 +168,6 @@ TEST(SessionWire, ASplitReplyDoesNotLeaveLaterAnswersOneBehind) {
     EXPECT_EQ(number, 6);
     EXPECT_EQ(Joined(world.a.TakeEvents()),
               "connect, AUTH, LOAD TWAICP.DLL, , PING, , PING, , PING, , PING, , PING, ");
-}
-
-TEST(SessionWire, RepliesEndAtTheirFirstNulAndAtTheBuffer) {
-    std::string reply;
-    World world;
-    world.a.SetScript([&](const std::string& request) -> testing::PeerAnswer {
-        return request[0] == 'E' ? testing::PeerAnswer{reply, reply.empty()}
-                                 : testing::AcceptingAnswer(request);
-    });
-    for (const std::string& text : {std::string("ab\0cd", 5), std::string(1, '\0'),
-                                    std::string(32767, 'x'), std::string(32768, 'x')}) {
-        reply = text;
-        ASSERT_EQ(world.Gate("A"), GateResult::Ready);
-        EXPECT_EQ(world.Exchange("E</DATA>"), text.c_str()) << text.size();
-    }
-    reply = std::string(32769, 'x');
-    ASSERT_EQ(world.Gate("A"), GateResult::Ready);
-    EXPECT_EQ(world.Exchange("E</DATA>").size(), 32768U) << "one byte more is cut";
-    reply.clear();
-    ASSERT_EQ(world.Gate("A"), GateResult::Ready);
-    EXPECT_EQ(world.Exchange("E</DATA>"), "(none)") << "closed in place of an answer";
 }
 
 TEST(SessionWire, AReceiveOnAClosedConnectionKeepsNoEarlierError) {
@@ -228,6 +214,35 @@ TEST(SessionWire, TheCallsOfAnOperationAreThese) {
     calls.Clear();
     world.Exchange("<DATA><METHOD>X</METHOD></DATA>");
     EXPECT_EQ(Joined(calls.Calls()), "send, recv");
+    calls.Clear();
+    world.Gate("unknown");
+    EXPECT_EQ(Joined(calls.Calls()), "ioctlsocket, send, recv, socket") << "before its address";
+}
+
+// Sends 4096 bytes each time the gate asks whether any are waiting.
+class EndlessTalker : public CallObserver {
+  public:
+    explicit EndlessTalker(World& world) : world_(world) { SetCallObserver(this); }
+    ~EndlessTalker() override { SetCallObserver(nullptr); }
+    std::uint32_t BeforeCall(const SystemCall& call) override {
+        if (call.name != "ioctlsocket" || ++asked_ > 1000) return 0;
+        world_.a.SendLate(std::string(4096, '.'));
+        AwaitArrival(world_.session.AdminSocket(), 4096);
+        return 0;
+    }
+    int Asked() const { return asked_; }
+
+  private:
+    World& world_;
+    int asked_ = 0;
+};
+
+TEST(SessionWire, APeerThatSendsWithoutEndIsNotListenedToForLong) {
+    World world;
+    world.Gate("A");
+    const EndlessTalker talker(world);
+    EXPECT_EQ(world.Gate(), GateResult::Ready);
+    EXPECT_EQ(talker.Asked(), (1 << 20) / 4096);
 }
 
 }  // namespace
