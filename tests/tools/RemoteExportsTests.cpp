@@ -87,7 +87,7 @@ TEST(RemoteExports, TheFirstItemChunkIsAppendedLikeTheNext) {
     record = Item("end");
     EXPECT_EQ(AppointmentItemWriteNextChunk(&record), 1U);
     EXPECT_EQ(ReadBytesOf(world.CalendarPath("item.txt")), chunk + chunk + "end");
-    EXPECT_FALSE(world.log.Has("EXEC AppointmentItemWriteFirstChunk 1"));
+    EXPECT_EQ(world.log.Count("EXEC AppointmentItemWriteFirstChunk 1"), 0);
 }
 
 TEST(RemoteExports, ItemsAreReadFromTheService) {

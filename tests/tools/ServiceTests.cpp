@@ -112,29 +112,77 @@ TEST(Service, LogsALineForEachRequestWithoutSecrets) {
 }
 
 TEST(Service, DropsASilentClientAndOneThatNeverFinishesItsRequest) {
-    ServiceWorld world(50);
-    HandClient silent(world.Port());
+    ServiceWorld world(250);
+    OpenClient silent(world);
     EXPECT_EQ(silent.Receive(), "(end)");
-    HandClient halting(world.Port());
+    OpenClient halting(world);
     halting.Send("<DATA><METHOD>");
     EXPECT_EQ(halting.Receive(), "(end)");
-    EXPECT_EQ(world.log.Lines(), std::vector<std::string>(2, "dropped: silent for too long"));
+    EXPECT_EQ(world.log.Count("dropped: silent for too long"), 2);
+}
+
+TEST(Service, AClientHasSomeTimeToAuthenticateWhateverItDoesMeanwhile) {
+    ServiceWorld world(60'000, 64, 250);
+    OpenClient known(world);
+    HandClient silent(world.Port());
+    EXPECT_EQ(silent.Receive(), "(end)");
+    HandClient busy(world.Port());
+    while (busy.Ask(kPingMessage) == kSuccess) Sleep(10);  // far from too many bytes
+    EXPECT_EQ(world.log.Count("dropped: not authenticated in time"), 2);
+    EXPECT_EQ(known.Ask(kPingMessage), kSuccess);
+    EXPECT_EQ(known.Ask(AuthMessage("", "guess")), kFailure);
+    EXPECT_EQ(known.Receive(), "(end)") << "no longer authenticated";
+}
+
+TEST(Service, AClientHasSomeBytesToAuthenticate) {
+    ServiceWorld world;
+    OpenClient known(world);
+    HandClient unknown(world.Port());
+    const auto pings = [](HandClient& client) {
+        std::string requests;
+        for (int count = 0; count < 1300; ++count) requests += kPingMessage;
+        EXPECT_TRUE(client.Send(requests));
+        int answered = 0;
+        while (answered < 1300 && client.Receive() == kSuccess) ++answered;
+        return answered;
+    };
+    EXPECT_EQ(pings(known), 1300);
+    const int answered = pings(unknown);
+    EXPECT_GE(answered, 32768 / 34);
+    EXPECT_LE(answered, (32768 + 4096) / 34);
+    EXPECT_EQ(world.log.Count("dropped: too much without authentication"), 1);
 }
 
 TEST(Service, RefusesConnectionsBeyondItsLimitAndTakesThemAgainLater) {
     ServiceWorld world(60'000, 2);
-    auto first = std::make_unique<HandClient>(world.Port());
-    HandClient second(world.Port());
-    EXPECT_EQ(first->Ask(kPingMessage), kSuccess);
-    EXPECT_EQ(second.Ask(kPingMessage), kSuccess);
+    auto first = std::make_unique<OpenClient>(world);
+    OpenClient second(world);
     HandClient third(world.Port());
     EXPECT_EQ(third.Receive(), "(end)");
-    EXPECT_TRUE(world.log.Has("refused: too many connections"));
+    EXPECT_EQ(world.log.Count("refused: too many connections"), 1);
     first->Send(kQuitMessage);
     EXPECT_EQ(first->Receive(), "(end)");
     first.reset();
     std::string answer;
     while (answer != kSuccess) answer = HandClient(world.Port()).Ask(kPingMessage);
+}
+
+TEST(Service, ThoseThatHaveNotAuthenticatedKeepNobodyOut) {
+    ServiceWorld world(60'000, 3);
+    OpenClient first(world);
+    HandClient silent(world.Port());
+    HandClient later(world.Port());
+    EXPECT_EQ(later.Ask(kPingMessage), kSuccess);
+    OpenClient second(world);
+    EXPECT_EQ(silent.Receive(), "(end)") << "the oldest of them";
+    OpenClient third(world);
+    EXPECT_EQ(later.Receive(), "(end)");
+    EXPECT_EQ(world.log.Count("dropped: its place is needed and it has not authenticated"), 2);
+    HandClient fourth(world.Port());
+    EXPECT_EQ(fourth.Receive(), "(end)") << "all places are taken";
+    for (OpenClient* client : {&first, &second, &third}) {
+        EXPECT_EQ(client->Ask(kPingMessage), kSuccess);
+    }
 }
 
 TEST(Service, StopEndsOpenConnections) {

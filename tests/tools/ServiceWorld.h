@@ -35,9 +35,9 @@ class LogKeeper : public service::ServiceLog {
         const std::lock_guard lock(mutex_);
         return lines_;
     }
-    bool Has(const std::string& text) const {
+    int Count(const std::string& text) const {
         const auto lines = Lines();
-        return std::find(lines.begin(), lines.end(), text) != lines.end();
+        return static_cast<int>(std::count(lines.begin(), lines.end(), text));
     }
 
   private:
@@ -61,8 +61,11 @@ inline AppointmentRecord Appointment(const char* id, std::int32_t start = 10,
 // it finds its mail files in a scratch folder.
 class ServiceWorld {
   public:
-    explicit ServiceWorld(std::uint32_t idleMilliseconds = 60'000, std::size_t connections = 64)
-        : idleMilliseconds_(idleMilliseconds), connectionLimit_(connections) {
+    explicit ServiceWorld(std::uint32_t idleMilliseconds = 60'000, std::size_t connections = 64,
+                          std::uint32_t authenticationMilliseconds = 60'000)
+        : idleMilliseconds_(idleMilliseconds),
+          authenticationMilliseconds_(authenticationMilliseconds),
+          connectionLimit_(connections) {
         ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKeyOfTests, "Mail Root",
                                    folder_.Path());
         const std::string copy = folder_.Path("COPY.DLL");
@@ -82,6 +85,7 @@ class ServiceWorld {
         options.port = port;
         options.credentials = kTestCredentials;
         options.idleMilliseconds = idleMilliseconds_;
+        options.authenticationMilliseconds = authenticationMilliseconds_;
         options.connectionLimit = connectionLimit_;
         listener_ = std::make_unique<service::ServiceListener>(options, *library_, log);
         port_ = listener_->Port();
@@ -116,6 +120,7 @@ class ServiceWorld {
     ScratchRegistry registry_;
     ScratchFolder folder_;
     std::uint32_t idleMilliseconds_;
+    std::uint32_t authenticationMilliseconds_;
     std::size_t connectionLimit_;
     std::unique_ptr<service::ProviderLibrary> library_;
     std::unique_ptr<service::ServiceListener> listener_;

@@ -18,44 +18,50 @@ enum class Arrival { Bytes, Silence, End };
 enum class Progress { None, Answered, Ended };
 
 // A socket whose sends and receives wait for the other side, for a while and no longer than until
-// the service stops.
+// the service stops or the place is needed. As long as the other side has not authenticated, the
+// while is one for everything, and what it may send is bounded.
 class PatientSocket {
   public:
-    PatientSocket(SOCKET socket, HANDLE stop, std::uint32_t patienceMilliseconds)
-        : socket_(socket),
-          stop_(stop),
-          event_(CreateEventA(nullptr, FALSE, FALSE, nullptr)),
-          patience_(patienceMilliseconds) {
+    PatientSocket(SOCKET socket, const ConnectionBounds& bounds)
+        : socket_(socket), bounds_(bounds), event_(CreateEventA(nullptr, FALSE, FALSE, nullptr)) {
         WSAEventSelect(socket, event_.Get(), FD_READ | FD_WRITE | FD_CLOSE);
     }
 
-    // The time until which receives wait begins anew.
-    void RenewPatience() { deadline_ = GetTickCount64() + patience_; }
+    // Begins the while anew, unless the other side has still not authenticated.
+    void RenewPatience(bool isAuthenticated) {
+        if (!isAuthenticated && !isAuthenticated_) return;
+        isAuthenticated_ = isAuthenticated;
+        unknownBytes_ = 0;
+        deadline_ = GetTickCount64() + (isAuthenticated ? bounds_.idleMilliseconds
+                                                        : bounds_.authenticationMilliseconds);
+    }
+
+    bool HasTakenTooMuch() const { return unknownBytes_ > kAuthenticationBytes; }
 
     // Waits for bytes and appends them. Nothing is taken any more once the service stops, even
     // where bytes never have to be waited for.
     Arrival Receive(RequestReader& reader) {
         char block[kReceiveBlock];
-        if (WaitForSingleObject(stop_, 0) == WAIT_OBJECT_0) return Arrival::End;
+        if (WaitForSingleObject(bounds_.stop, 0) == WAIT_OBJECT_0) return Arrival::End;
         for (;;) {
             if (const auto received = ReceiveOnce(socket_, block)) {
                 reader.Append(*received);
+                if (!isAuthenticated_) unknownBytes_ += received->size();
                 return Arrival::Bytes;
             }
             if (WSAGetLastError() != WSAEWOULDBLOCK) return Arrival::End;
             const DWORD woken = Wait();
             if (woken == WAIT_TIMEOUT) return Arrival::Silence;
-            if (woken != WAIT_OBJECT_0 + 1) return Arrival::End;
+            if (woken != kPossible) return Arrival::End;
         }
     }
 
     bool Send(std::string_view text) {
-        RenewPatience();
         while (!text.empty()) {
             const int sent = send(socket_, text.data(), static_cast<int>(text.size()), 0);
             if (sent > 0) {
                 text.remove_prefix(static_cast<std::size_t>(sent));
-            } else if (WSAGetLastError() != WSAEWOULDBLOCK || Wait() != WAIT_OBJECT_0 + 1) {
+            } else if (WSAGetLastError() != WSAEWOULDBLOCK || Wait() != kPossible) {
                 return false;
             }
         }
@@ -65,7 +71,6 @@ class PatientSocket {
     // Ends this side and lets the other side's last bytes arrive nowhere.
     void Finish() {
         shutdown(socket_, SD_SEND);
-        RenewPatience();
         for (std::size_t blocks = 0; blocks < kDropLimit / kReceiveBlock; ++blocks) {
             RequestReader dropped;
             if (Receive(dropped) != Arrival::Bytes) return;
@@ -73,19 +78,22 @@ class PatientSocket {
     }
 
   private:
-    // WAIT_OBJECT_0: stop; the next: something may have become possible.
+    // Of what Wait gives: a send or receive may have become possible.
+    static constexpr DWORD kPossible = WAIT_OBJECT_0 + 2;
+
     DWORD Wait() {
         const ULONGLONG now = GetTickCount64();
-        const HANDLE events[] = {stop_, event_.Get()};
-        return WaitForMultipleObjects(2, events, FALSE,
+        const HANDLE events[] = {bounds_.stop, bounds_.displaced, event_.Get()};
+        return WaitForMultipleObjects(3, events, FALSE,
                                       static_cast<DWORD>(now < deadline_ ? deadline_ - now : 0));
     }
 
     SOCKET socket_;
-    HANDLE stop_;
+    ConnectionBounds bounds_;
     ObjectHandle event_;
-    std::uint32_t patience_;
-    ULONGLONG deadline_ = GetTickCount64() + patience_;
+    bool isAuthenticated_ = false;
+    std::size_t unknownBytes_ = 0;
+    ULONGLONG deadline_ = GetTickCount64() + bounds_.authenticationMilliseconds;
 };
 
 // The session's answer, whatever happens on the way to it.
@@ -104,6 +112,7 @@ Progress AnswerAll(PatientSocket& socket, ServiceSession& session, RequestReader
     while (const auto request = reader.Next()) {
         const Answer answer = AnswerTo(*request, session);
         log(answer.log);
+        socket.RenewPatience(session.IsAuthenticated());
         if (!socket.Send(answer.text) || answer.close) return Progress::Ended;
         progress = Progress::Answered;
     }
@@ -116,17 +125,24 @@ Progress AnswerAll(PatientSocket& socket, ServiceSession& session, RequestReader
 
 }  // namespace
 
-void ServeRequests(SOCKET native, HANDLE stop, ServiceSession& session,
-                   std::uint32_t idleMilliseconds, const LogLine& log) {
-    PatientSocket socket(native, stop, idleMilliseconds);
+void ServeRequests(SOCKET native, const ConnectionBounds& bounds, ServiceSession& session,
+                   const LogLine& log) {
+    PatientSocket socket(native, bounds);
     RequestReader reader;
     for (;;) {
         const Arrival arrival = socket.Receive(reader);
-        if (arrival == Arrival::Silence) log("dropped: silent for too long");
+        if (arrival == Arrival::Silence) {
+            log(session.IsAuthenticated() ? "dropped: silent for too long"
+                                          : "dropped: not authenticated in time");
+        }
         if (arrival != Arrival::Bytes) return;
         const Progress progress = AnswerAll(socket, session, reader, log);
         if (progress == Progress::Ended) return socket.Finish();
-        if (progress == Progress::Answered) socket.RenewPatience();
+        if (progress == Progress::Answered) socket.RenewPatience(session.IsAuthenticated());
+        if (socket.HasTakenTooMuch()) {
+            log("dropped: too much without authentication");
+            return socket.Finish();
+        }
     }
 }
 

@@ -1,5 +1,6 @@
 #include "tools/service/ServiceListener.h"
 
+#include <algorithm>
 #include <new>
 #include <stdexcept>
 
@@ -85,15 +86,32 @@ void ServiceListener::AcceptOne() {
     if (!socket.IsValid()) return;
     SendAtOnce(socket.Get());
     JoinEnded();
-    if (connections_.size() >= options_.connectionLimit) {
+    if (!FindPlace()) {
         Log(NameOf(from), "refused: too many connections");
         return;
     }
     StartConnection(std::move(socket), NameOf(from));
 }
 
+// Whether there is a place for one more connection, or one could be made.
+bool ServiceListener::FindPlace() {
+    const auto takesPlace = [](const Connection& connection) { return !connection.isDisplaced; };
+    const auto taken = std::count_if(connections_.begin(), connections_.end(), takesPlace);
+    if (static_cast<std::size_t>(taken) < options_.connectionLimit) return true;
+    // Those that have shown no credentials must not keep out those that have.
+    const auto oldest =
+        std::find_if(connections_.begin(), connections_.end(), [&](const Connection& connection) {
+            return takesPlace(connection) && !connection.session.IsAuthenticated();
+        });
+    if (oldest == connections_.end()) return false;
+    oldest->isDisplaced = true;
+    SetEvent(oldest->displaced.Get());
+    Log(oldest->peer, "dropped: its place is needed and it has not authenticated");
+    return true;
+}
+
 void ServiceListener::StartConnection(Socket socket, const std::string& peer) {
-    Connection& connection = connections_.emplace_back();
+    Connection& connection = connections_.emplace_back(options_.credentials, runner_);
     connection.socket = std::move(socket);
     connection.peer = peer;
     try {
@@ -107,8 +125,10 @@ void ServiceListener::StartConnection(Socket socket, const std::string& peer) {
 
 void ServiceListener::ServeConnection(Connection& connection) {
     try {
-        ServiceSession session(options_.credentials, runner_);
-        ServeRequests(connection.socket.Get(), stop_.Get(), session, options_.idleMilliseconds,
+        const ConnectionBounds bounds{stop_.Get(), connection.displaced.Get(),
+                                      options_.idleMilliseconds,
+                                      options_.authenticationMilliseconds};
+        ServeRequests(connection.socket.Get(), bounds, connection.session,
                       [&](const std::string& text) { Log(connection.peer, text); });
     } catch (const std::exception& failure) {
         Log(connection.peer, std::string("dropped: ") + failure.what());

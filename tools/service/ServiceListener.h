@@ -18,9 +18,10 @@ struct ListenerOptions {
     in_addr address{};
     std::uint16_t port = 0;  // 0: a free one
     std::string credentials;
-    // For a whole request to arrive, from the end of the one before; also for a client to take an
-    // answer.
-    std::uint32_t idleMilliseconds = 600'000;
+    std::uint32_t idleMilliseconds = 600'000;  // both: see ConnectionBounds
+    std::uint32_t authenticationMilliseconds = 10'000;
+    // Of the connections that have authenticated and those that have not; where there is no place
+    // left, the oldest of the latter makes one for the next.
     std::size_t connectionLimit = 64;
 };
 
@@ -49,13 +50,20 @@ class ServiceListener {
 
   private:
     struct Connection {
+        Connection(const std::string& credentials, FunctionRunner& runner)
+            : session(credentials, runner) {}
+
         Socket socket;
         std::string peer;
+        ServiceSession session;
+        ObjectHandle displaced{CreateEventA(nullptr, TRUE, FALSE, nullptr)};
+        bool isDisplaced = false;  // of the serving thread alone
         std::atomic<bool> ended{false};
         std::thread thread;
     };
 
     void AcceptOne();
+    bool FindPlace();
     void StartConnection(Socket socket, const std::string& peer);
     void ServeConnection(Connection& connection);
     void JoinEnded();

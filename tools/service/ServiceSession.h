@@ -1,6 +1,7 @@
 // What one connection to the service may do, and the answer to each of its requests.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -28,7 +29,7 @@ struct Answer {
 
 // Trusts nothing: credentials come first, then the one library that may be loaded, then its
 // functions. Requests that are wrong in any way get the failure answer.
-// Threads: one a connection; the runner is shared.
+// Threads: one a connection, but IsAuthenticated may be asked on any; the runner is shared.
 class ServiceSession {
   public:
     // Both outlive the session.
@@ -37,6 +38,8 @@ class ServiceSession {
 
     Answer Handle(std::string_view request);
 
+    bool IsAuthenticated() const { return authenticated_; }
+
   private:
     Answer Authenticate(std::string_view request);
     Answer Load(std::string_view request);
@@ -44,7 +47,7 @@ class ServiceSession {
 
     const std::string& credentials_;
     FunctionRunner& runner_;
-    bool authenticated_ = false;
+    std::atomic<bool> authenticated_{false};
     bool loaded_ = false;
     int refusedCredentials_ = 0;
 };
