@@ -5,15 +5,13 @@
 
 namespace tarnwick {
 
-std::string ReadMailRoot() {
-    char text[kPathCapacity];
-    if (ReadRegistryString(RegistryRoot::LocalMachine, kProductKey, "Mail Root", text)) {
-        return text;
+void ReadMailRoot(std::span<char> root) {
+    // A value that is there and empty is the mail root: kept for compatibility.
+    if (ReadRegistryString(RegistryRoot::LocalMachine, kProductKey, "Mail Root", root)) return;
+    if (!ReadRegistryString(RegistryRoot::LocalMachine, kProductKey, "Data Directory", root)) {
+        return;
     }
-    if (ReadRegistryString(RegistryRoot::LocalMachine, kProductKey, "Data Directory", text)) {
-        return FormatPath("%s\\Postoffices", {text});
-    }
-    return {};
+    StoreField(root.subspan(FieldText(root).size()), "\\Postoffices");
 }
 
 }  // namespace tarnwick

@@ -9,10 +9,10 @@
 namespace tarnwick {
 namespace {
 
-RegistryKey OpenKey(RegistryRoot root, const std::string& key) {
+RegistryKey OpenKey(RegistryRoot root, const char* key) {
     HKEY native = nullptr;
     const HKEY parent = root == RegistryRoot::LocalMachine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
-    if (RegOpenKeyExA(parent, key.c_str(), 0, KEY_QUERY_VALUE, &native) != ERROR_SUCCESS) {
+    if (RegOpenKeyExA(parent, key, 0, KEY_QUERY_VALUE, &native) != ERROR_SUCCESS) {
         return {};
     }
     return RegistryKey(native);
@@ -20,7 +20,7 @@ RegistryKey OpenKey(RegistryRoot root, const std::string& key) {
 
 }  // namespace
 
-bool ReadRegistryString(RegistryRoot root, const std::string& key, const char* value,
+bool ReadRegistryString(RegistryRoot root, const char* key, const char* value,
                         std::span<char> output) try {
     if (output.empty()) return false;
     output[0] = '\0';
@@ -37,9 +37,9 @@ bool ReadRegistryString(RegistryRoot root, const std::string& key, const char* v
     return false;
 }
 
-bool ReadRegistryDword(RegistryRoot root, const std::string& key, const char* value,
+bool ReadRegistryDword(RegistryRoot root, const char* key, const char* value,
                        std::uint32_t& number) {
-    if (key.empty()) return false;
+    if (*key == '\0') return false;
     const RegistryKey opened = OpenKey(root, key);
     if (!opened.IsValid()) return false;
     std::uint32_t stored = 0;
@@ -51,8 +51,7 @@ bool ReadRegistryDword(RegistryRoot root, const std::string& key, const char* va
     return true;
 }
 
-std::uint32_t RegistryDwordOr(const std::string& key, const char* value,
-                              std::uint32_t defaultNumber) {
+std::uint32_t RegistryDwordOr(const char* key, const char* value, std::uint32_t defaultNumber) {
     std::uint32_t number = defaultNumber;
     ReadRegistryDword(RegistryRoot::LocalMachine, key, value, number);
     return number;

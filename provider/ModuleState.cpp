@@ -21,7 +21,7 @@ constinit SharedState shared;
 bool Attach() {
     storeEventNotificationMode = RegistryDwordOr(kProductKey, "Store Event Notification Mode", 0);
     mailRoot = {};
-    StoreField(mailRoot, ReadMailRoot());
+    ReadMailRoot(mailRoot);
     lockRoot = mailRoot;
     findPositionSlot = TlsAlloc();
     return findPositionSlot != TLS_OUT_OF_INDEXES;

@@ -10,7 +10,7 @@ namespace {
 
 std::optional<std::string> ReadHostText(std::string_view host, const char* value) {
     char text[kSessionTextCapacity];
-    if (!ReadRegistryString(RegistryRoot::CurrentUser, HostKey(host), value, text)) {
+    if (!ReadRegistryString(RegistryRoot::CurrentUser, HostKey(host).c_str(), value, text)) {
         return std::nullopt;
     }
     return std::string(FieldText(text).substr(0, kHostSettingLimit));
@@ -35,7 +35,7 @@ std::optional<std::string> ReadHostAddress(std::string_view host) {
 
 std::uint16_t ReadHostPort(std::string_view host) {
     std::uint32_t port = kAdminPort;
-    ReadRegistryDword(RegistryRoot::CurrentUser, HostKey(host), kPortValue, port);
+    ReadRegistryDword(RegistryRoot::CurrentUser, HostKey(host).c_str(), kPortValue, port);
     return static_cast<std::uint16_t>(port & 0xFFFF);
 }
 

@@ -14,7 +14,7 @@ struct PathText {
 
 PathText MailRootText() {
     PathText path{};
-    StoreField(path.text, ReadMailRoot());
+    ReadMailRoot(path.text);
     return path;
 }
 
