@@ -15,7 +15,7 @@ std::string ItemPath(const AppointmentItemRecord& record) {
     std::string path = FileInCalendarFolder(FieldText(record.postoffice), FieldText(record.mailbox),
                                             FieldText(record.itemFileName));
     // The empty path, which names no file, for one that would be another's.
-    if (IsCutPath(path)) path.clear();
+    if (FillsPathCapacity(path)) path.clear();
     return path;
 }
 

@@ -1,7 +1,6 @@
 #include "provider/Appointments.h"
 
 #include <algorithm>
-#include <optional>
 
 #include "common/Files.h"
 #include "common/FileSource.h"
@@ -24,81 +23,111 @@ void StoreEntry(AppointmentRecord& record, const CalendarEntry& entry) {
     record.end = entry.end;
 }
 
-// Writes all of a text file's bytes; false when the file then does not hold them.
-bool WriteAndClose(File& file, const std::string& bytes) {
-    const bool written = file.Write(bytes);
-    return file.Close() && written;
+// A file that is written whole or does not stay: half a calendar would be read as one.
+class NewFile {
+  public:
+    // `path` must outlive the object.
+    explicit NewFile(const std::string& path) : path_(path), file_(path, kOpenTruncate) {}
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+    ~NewFile() {
+        if (isKept_ || !wasCreated_) return;
+        file_.Close();
+        RemoveFile(path_);
+    }
+
+    bool IsOpen() const { return file_.IsOpen(); }
+    // Writes all and closes; false when the file then does not hold it.
+    bool Write(const std::string& bytes) {
+        const bool written = file_.Write(bytes);
+        return file_.Close() && written;
+    }
+    void Keep() { isKept_ = true; }
+
+  private:
+    const std::string& path_;
+    File file_;
+    bool wasCreated_ = file_.IsOpen();
+    bool isKept_ = false;
+};
+
+// The files that a change works on and the flag that announces it, named before it begins: once
+// begun it needs no memory, and is done whole.
+struct ChangedFiles {
+    std::string calendar;
+    std::string replacement;
+    std::string changeFlag;
+};
+
+ChangedFiles FilesOf(const CalendarNames& names) {
+    return {CalendarFile(names), ReplacementFile(names), ChangeFlagFile(names)};
 }
 
 // A calendar's first entry needs no swap: nobody has content to lose.
-bool CreateCalendar(const CalendarNames& names, const CalendarEntry& entry) {
-    const std::string path = CalendarFile(names);
+bool CreateCalendar(const std::string& path, const CalendarEntry& entry) {
     CalendarBuilder content(0);
     content.Append(entry);
-    File calendar(path, kOpenTruncate);
-    if (!calendar.IsOpen()) return false;
-    if (WriteAndClose(calendar, content.Bytes())) return true;
-    // Half an entry would be read as one.
-    RemoveFile(path);
-    return false;
+    NewFile calendar(path);
+    if (!calendar.IsOpen() || !calendar.Write(content.Bytes())) return false;
+    calendar.Keep();
+    return true;
 }
 
-struct Replaced {
-    bool stored;  // the calendar has its new content
-    bool matched;
-    int lines;
+enum class Outcome {
+    NoCalendar,
+    NotWritten,  // there is no replacement that is whole
+    Swapped,     // also when the swap had to give up: kept, callers learn nothing of that
 };
 
-// Reads the open calendar and writes what the change makes of it into the open replacement. No
-// value when either failed.
-std::optional<Replaced> WriteChanged(File& calendar, File& replacement,
-                                     const CalendarChange& change) {
+struct Change {
+    Outcome outcome = Outcome::NotWritten;
+    bool matched = false;
+    int lines = 0;
+};
+
+// Reads the open calendar and writes what the change makes of it into the open replacement.
+Change WriteChanged(File& calendar, NewFile& replacement, const CalendarChange& change) {
     const auto size = static_cast<std::size_t>(calendar.Size().value_or(0));
     FileSource source(calendar);
     CalendarReader reader(source);
     const ChangedCalendar changed = ChangeCalendar(reader, size, change);
-    if (reader.Failed()) return std::nullopt;
-    if (!WriteAndClose(replacement, changed.content.Bytes())) return std::nullopt;
-    return Replaced{true, changed.matched, changed.content.Lines()};
+    if (reader.Failed() || !replacement.Write(changed.content.Bytes())) return {};
+    return {Outcome::Swapped, changed.matched, changed.content.Lines()};
 }
 
-// Changes an existing calendar through its replacement and swaps that in, which ends the block. No
-// value when there is no calendar.
-std::optional<Replaced> ReplaceCalendar(const CalendarNames& names, CalendarBlock& block,
-                                        const CalendarChange& change) {
-    File calendar(CalendarFile(names), kOpenRead);
-    if (!calendar.IsOpen()) return std::nullopt;
-    const std::string path = ReplacementFile(names);
-    File replacement(path, kOpenTruncate);
-    if (!replacement.IsOpen()) {
-        // Swapping nothing in takes the calendar away; its content is then in the backup.
-        calendar.Close();
-        block.Apply();
-        return Replaced{};
+// Changes an existing calendar through its replacement and swaps that in, which ends the block.
+Change ReplaceCalendar(const ChangedFiles& files, CalendarBlock& block,
+                       const CalendarChange& change) {
+    File calendar(files.calendar, kOpenRead);
+    if (!calendar.IsOpen()) return {Outcome::NoCalendar};
+    NewFile replacement(files.replacement);
+    Change done;
+    if (replacement.IsOpen()) {
+        done = WriteChanged(calendar, replacement, change);
+        if (done.outcome != Outcome::Swapped) return done;
     }
-    const auto replaced = WriteChanged(calendar, replacement, change);
+    // The swap runs without a replacement too and takes the calendar away, whose content is then in
+    // the backup: kept for compatibility.
     calendar.Close();
-    if (replaced) {
-        block.Apply();
-        return replaced;
-    }
-    // A replacement that is not whole must not take the calendar's place.
-    replacement.Close();
-    RemoveFile(path);
-    return Replaced{};
+    block.Apply();
+    replacement.Keep();
+    return done;
 }
 
-// Takes the last entry that matches. Each match overwrites the record's ID, so an empty one means
-// the first entry's from there on.
+// Takes the last entry that matches; the record is written when all could be read. Each match
+// becomes the ID that is looked for, so an empty one means the first entry's from there on.
 bool TakeLastMatch(CalendarReader& calendar, AppointmentRecord& record) {
+    AppointmentRecord last = record;
     bool found = false;
     while (calendar.Next()) {
         const CalendarLine& line = calendar.Line();
-        if (line.blank || !MatchesId(FieldText(record.appointmentId), line.id)) continue;
-        StoreEntry(record, EntryIn(line));
+        if (line.blank || !MatchesId(FieldText(last.appointmentId), line.id)) continue;
+        StoreEntry(last, EntryIn(line));
         found = true;
     }
-    return found;
+    if (!found || calendar.Failed()) return false;
+    record = last;
+    return true;
 }
 
 // Takes the first entry behind this thread's position that matches. The position moves over every
@@ -124,52 +153,61 @@ bool TakeNextMatch(CalendarReader& calendar, AppointmentRecord& record) {
 bool ReadCalendar(const CalendarNames& names, AppointmentRecord& record,
                   bool (*take)(CalendarReader&, AppointmentRecord&)) {
     File calendar(CalendarFile(names), kOpenRead);
+    // One that does not open has no lines, and the finder's position stays where it was.
     if (!calendar.IsOpen()) return false;
     FileSource source(calendar);
     CalendarReader reader(source);
-    return take(reader, record) && !reader.Failed();
+    return take(reader, record);
 }
 
 }  // namespace
+
+// Whether the folder is made before or after the postoffice is looked at differs from operation to
+// operation, and without a postoffice it shows: kept for compatibility, as is each result below.
 
 bool AddAppointment(const AppointmentRecord& record) {
     const CalendarNames names = NamesOf(record);
     const std::string key = PrepareCalendarFolder(names);
     if (!NamesCalendar(names)) return false;
+    const ChangedFiles files = FilesOf(names);
     CalendarBlock block(key);
     if (!block.IsHeld()) return false;
     const CalendarEntry entry = EntryOf(record);
-    const auto replaced = ReplaceCalendar(names, block, {entry.id, MatchAction::Keep, entry});
-    if (replaced) return replaced->stored && !replaced->matched;
-    const bool created = CreateCalendar(names, entry);
+    const Change done = ReplaceCalendar(files, block, {entry.id, MatchAction::Keep, entry});
+    if (done.outcome != Outcome::NoCalendar) {
+        return done.outcome == Outcome::Swapped && !done.matched;
+    }
+    const bool created = CreateCalendar(files.calendar, entry);
     // Only a new calendar is announced here; adding to one is not.
-    WriteChangeFlag(names);
+    WriteChangeFlag(files.changeFlag);
     return created;
 }
 
 bool RemoveAppointment(const AppointmentRecord& record) {
     const CalendarNames names = NamesOf(record);
     if (!NamesCalendar(names)) return false;
+    const ChangedFiles files = FilesOf(names);
     CalendarBlock block(PrepareCalendarFolder(names));
     if (!block.IsHeld()) return false;
     const CalendarEntry entry = EntryOf(record);
-    const auto replaced = ReplaceCalendar(names, block, {entry.id, MatchAction::Drop, {}});
-    if (!replaced) return false;
-    if (replaced->matched && replaced->lines == 0) RemoveFile(CalendarFile(names));
-    WriteChangeFlag(names);
-    return replaced->matched;
+    const Change done = ReplaceCalendar(files, block, {entry.id, MatchAction::Drop, {}});
+    if (done.outcome == Outcome::NoCalendar) return false;
+    if (done.matched && done.lines == 0) RemoveFile(files.calendar);
+    WriteChangeFlag(files.changeFlag);
+    return done.matched;
 }
 
 bool EditAppointment(const AppointmentRecord& key, const AppointmentRecord& replacement) {
     const CalendarNames names = NamesOf(key);
     const std::string calendarKey = PrepareCalendarFolder(names);
     if (!NamesCalendar(names)) return false;
+    const ChangedFiles files = FilesOf(names);
     CalendarBlock block(calendarKey);
     if (!block.IsHeld()) return false;
-    const auto replaced = ReplaceCalendar(
-        names, block, {EntryOf(key).id, MatchAction::Replace, EntryOf(replacement)});
-    if (!replaced) return false;
-    WriteChangeFlag(names);
+    const Change done = ReplaceCalendar(
+        files, block, {EntryOf(key).id, MatchAction::Replace, EntryOf(replacement)});
+    if (done.outcome == Outcome::NoCalendar) return false;
+    WriteChangeFlag(files.changeFlag);
     // Done once the calendar could be opened, whether or not anything matched.
     return true;
 }

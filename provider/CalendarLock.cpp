@@ -1,8 +1,8 @@
 #include "provider/CalendarLock.h"
 
-#include <new>
-#include "common/BlockFile.h"
+#include <cstdio>
 
+#include "common/BlockFile.h"
 #include "common/Files.h"
 #include "common/Registry.h"
 #include "common/Reports.h"
@@ -46,11 +46,17 @@ struct WriterRule {
     }
 };
 
-// The existence of a block file is the lock; nobody needs its handle.
-bool CloseIfOpen(File block) {
-    const bool wasOpen = block.IsOpen();
-    block.Close();
-    return wasOpen;
+// Deletes the block file; needs no memory, since it is how a writer lets go when there is none.
+bool RemoveBlockFile(const std::string& path) {
+    const RetryOutcome outcome =
+        RetryWhileRefused([&] { return RemoveFile(path); },
+                          [] { return SecondsOf(kUnBlockTimeout); }, GiveUpTest::AfterWait);
+    if (outcome == RetryOutcome::GivenUp) {
+        char message[kPathCapacity + 64];
+        std::snprintf(message, sizeof message, "Unable to remove blocking file %s\n", path.c_str());
+        PrintStandardOutput(message);
+    }
+    return outcome == RetryOutcome::Done;
 }
 
 // The swap's deletes and moves fail while a reader holds the calendar open.
@@ -65,23 +71,22 @@ void TryUntilApplied(Attempt attempt) {
 bool AcquireCalendarBlock(const std::string& key) {
     const std::string path = BlockPath(key);
     WriterRule rule;
-    if (CloseIfOpen(WaitForBlockFile(path, rule))) return true;
-    // The full path in place of the key names no file, so the stale block file survives here, and
-    // only a reader's longer patience removes it.
+    File block = WaitForBlockFile(path, rule);
+    if (block.IsOpen()) {
+        // The existence of a block file is the lock; nobody needs its handle.
+        block.Close();
+        return true;
+    }
+    // Asked for with the path in place of the key, another file than the block file: kept, since
+    // only readers and operators may take a stale one away.
     if (!ReleaseCalendarBlock(path)) return false;
-    CloseIfOpen(File(path, kCreateBlockFile));
+    // Whatever comes of it, the calendar counts as held: kept with the above.
+    File(path, kCreateBlockFile).Close();
     return true;
 }
 
 bool ReleaseCalendarBlock(const std::string& key) {
-    const std::string path = BlockPath(key);
-    const RetryOutcome outcome =
-        RetryWhileRefused([&] { return RemoveFile(path); },
-                          [] { return SecondsOf(kUnBlockTimeout); }, GiveUpTest::AfterWait);
-    if (outcome == RetryOutcome::GivenUp) {
-        PrintStandardOutput("Unable to remove blocking file " + path + "\n");
-    }
-    return outcome == RetryOutcome::Done;
+    return RemoveBlockFile(BlockPath(key));
 }
 
 bool WaitForCalendarUnblocked(const std::string& key) {
@@ -106,26 +111,22 @@ void ApplyCalendarUpdate(const std::string& key) {
     const std::string calendar = PathOf(key, "%s\\%s.CAL");
     const std::string replacement = PathOf(key, "%s\\%s.TMP");
     const std::string backup = PathOf(key, "%s\\%s.BAK");
+    const std::string oldBackup = PathOf(key, "%s\\%s.OLD");
+    const std::string block = BlockPath(key);
     // The writer's own block file is there, so the older backup is kept only when it vanished.
-    if (!IsCalendarBlocked(key)) CopyOver(backup, PathOf(key, "%s\\%s.OLD"));
+    if (!IsCalendarBlocked(key)) CopyOver(backup, oldBackup);
     CopyOver(calendar, backup);
     TryUntilApplied([&] { return RemoveFile(calendar); });
     TryUntilApplied([&] { return MoveToName(replacement, calendar); });
     RemoveFile(replacement);
-    ReleaseCalendarBlock(key);
+    RemoveBlockFile(block);
 }
 
 CalendarBlock::CalendarBlock(const std::string& key)
     : key_(key), path_(BlockPath(key)), held_(AcquireCalendarBlock(key)) {}
 
 CalendarBlock::~CalendarBlock() {
-    if (!held_) return;
-    try {
-        ReleaseCalendarBlock(key_);
-    } catch (const std::bad_alloc&) {
-        // Without memory for retries and messages one try must do.
-        RemoveFile(path_);
-    }
+    if (held_) RemoveBlockFile(path_);
 }
 
 }  // namespace tarnwick

@@ -24,11 +24,12 @@ bool IsCalendarBlocked(const std::string& key);
 
 // Keeps the calendar as backup, puts the replacement in its place and releases the block. A
 // calendar that cannot be deleted stays as it is and the replacement is lost; without a replacement
-// the content survives in the backup alone.
+// the content survives in the backup alone. Memory that runs short does so before anything is
+// changed.
 void ApplyCalendarUpdate(const std::string& key);
 
 // A writer's hold on a calendar: from its making to the swap, or to the end of its life, also when
-// that comes because memory is short.
+// that comes because memory is short. Letting go needs none.
 class CalendarBlock {
   public:
     explicit CalendarBlock(const std::string& key);

@@ -2,14 +2,13 @@
 
 #include "common/Files.h"
 #include "common/Text.h"
-#include "common/TextFile.h"
 #include "provider/ModuleState.h"
 
 namespace tarnwick {
 namespace {
 
 constexpr std::string_view kChangeFlagText =
-    "This file has been written to denote configuration change\n";
+    "This file has been written to denote configuration change\r\n";
 
 std::string WholeKey(const CalendarNames& names) {
     return FormatPath("%s\\MAILROOT\\%s\\Calendar\\%s",
@@ -43,19 +42,23 @@ std::string ReplacementFile(const CalendarNames& names) {
                       {MailRoot(), names.postoffice, names.mailbox, names.calendar});
 }
 
+std::string ChangeFlagFile(const CalendarNames& names) {
+    return FileInCalendarFolder(names.postoffice, names.mailbox, "_CHANGE.DTY");
+}
+
 std::string FileInCalendarFolder(std::string_view postoffice, std::string_view mailbox,
                                  std::string_view fileName) {
     return FormatPath("%s\\%s\\MAILROOT\\%s\\Calendar\\%s",
                       {MailRoot(), postoffice, mailbox, fileName});
 }
 
-bool IsCutPath(const std::string& path) {
+bool FillsPathCapacity(const std::string& path) {
     return path.size() >= kPathCapacity - 1;
 }
 
 bool NamesCalendar(const CalendarNames& names) {
     // A cut key is another calendar's: the swap would take that one's file.
-    return !names.postoffice.empty() && !IsCutPath(CalendarFile(names)) &&
+    return !names.postoffice.empty() && !FillsPathCapacity(CalendarFile(names)) &&
            WholeKey(names).size() < kKeyCapacity;
 }
 
@@ -69,13 +72,11 @@ std::string PrepareCalendarFolder(const CalendarNames& names) {
     return CalendarKey(names);
 }
 
-void WriteChangeFlag(const CalendarNames& names) {
-    std::string bytes;
-    AppendTextMode(bytes, kChangeFlagText);
-    File flag(FileInCalendarFolder(names.postoffice, names.mailbox, "_CHANGE.DTY"), kOpenTruncate);
+void WriteChangeFlag(const std::string& path) {
+    File flag(path, kOpenTruncate);
     if (!flag.IsOpen()) return;
     // Its existence and time are the signal; a text that cannot be written takes nothing from it.
-    static_cast<void>(flag.Write(bytes));
+    static_cast<void>(flag.Write(kChangeFlagText));
     flag.Close();
 }
 

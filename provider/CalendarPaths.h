@@ -21,13 +21,15 @@ CalendarNames NamesOf(const AppointmentRecord& record);
 std::string CalendarFolder(const CalendarNames& names);
 std::string CalendarFile(const CalendarNames& names);
 std::string ReplacementFile(const CalendarNames& names);
+std::string ChangeFlagFile(const CalendarNames& names);
 // A file of any name in the Calendar folder of the mailbox.
 std::string FileInCalendarFolder(std::string_view postoffice, std::string_view mailbox,
                                  std::string_view fileName);
 
-// Whether a path was cut to the capacity. What is left of it names another file, or the same one
-// for a calendar and its block file, so nobody may write there.
-bool IsCutPath(const std::string& path);
+// Whether a path has as many characters as one can have and so may have been cut. What is left of a
+// cut one names another file, or the same one for a calendar and its block file, so nobody may
+// write there.
+bool FillsPathCapacity(const std::string& path);
 
 // Whether the names can name a calendar: a postoffice there must be, and room for path and key.
 bool NamesCalendar(const CalendarNames& names);
@@ -43,7 +45,7 @@ inline constexpr std::size_t kKeyCapacity = 512;
 // be made is found out by whoever opens a file in it.
 std::string PrepareCalendarFolder(const CalendarNames& names);
 
-// Writes "_CHANGE.DTY" anew for whoever watches the folder; a failure is not reported.
-void WriteChangeFlag(const CalendarNames& names);
+// Writes the change flag anew for whoever watches the folder; a failure is not reported.
+void WriteChangeFlag(const std::string& path);
 
 }  // namespace tarnwick

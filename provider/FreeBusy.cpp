@@ -1,5 +1,7 @@
 #include "provider/FreeBusy.h"
 
+#include <optional>
+
 #include "common/Files.h"
 #include "common/Text.h"
 #include "provider/CalendarPaths.h"
@@ -25,18 +27,23 @@ bool AppendDay(std::string& days, const std::string& fileName) {
     return true;
 }
 
+// The days of all matching calendars; no value when nothing matches.
+std::optional<std::string> DaysOf(const std::string& pattern) {
+    DirectoryScan scan(pattern);
+    auto found = scan.Next();
+    if (!found) return std::nullopt;
+    std::string days;
+    while (found && AppendDay(days, found->name)) found = scan.Next();
+    return days;
+}
+
 }  // namespace
 
 bool ScanFreeBusy(FreeBusyRecord& record) {
-    record.result[0] = '\0';
-    DirectoryScan scan(ScanPattern(record));
-    auto found = scan.Next();
-    // Without any match the length keeps its value beside the empty text.
-    if (!found) return true;
-    std::string days;
-    while (found && AppendDay(days, found->name)) found = scan.Next();
-    StoreField(record.result, days);
-    record.resultLength = static_cast<std::int32_t>(days.size());
+    const auto days = DaysOf(ScanPattern(record));
+    StoreField(record.result, days ? std::string_view(*days) : "");
+    // Nothing found leaves the length beside the empty text: kept for compatibility.
+    if (days) record.resultLength = static_cast<std::int32_t>(days->size());
     return true;
 }
 

@@ -136,30 +136,33 @@ TEST_F(CalendarFaults, ReadersAreTheseCallsInThisOrder) {
     }
 }
 
-TEST_F(CalendarFaults, TheFinderGoesOnWhereAReadFailed) {
+TEST_F(CalendarFaults, AReadThatFailsLeavesTheRecordAndTheFinderGoesOnThere) {
     // The last line lies on both sides of the first block's end.
     std::string content;
     while (content.size() < 65536 - 10) content += "1\t2\tA\r\n";
     Put("Y11M08.CAL", content + "1234567890\t2\tB");
-    AppointmentRecord record = MakeRecord(0, 0, "B");
-    {
+    const std::pair<const char*, bool (*)(AppointmentRecord&)> rows[] = {
+        {"", GetAppointment}, {"B", FindFirstAppointment}};
+    AppointmentRecord record{};
+    for (const auto& [id, read] : rows) {
+        record = MakeRecord(0, 0, id);
         CallRecorder calls;
         calls.FailCall(5, ERROR_NETNAME_DELETED);
-        EXPECT_FALSE(FindFirstAppointment(record));
+        EXPECT_FALSE(read(record));
         EXPECT_EQ(calls.Calls().back(), "ReadFile");
+        EXPECT_EQ(record.start, 0);
+        EXPECT_STREQ(record.appointmentId, id);
     }
-    EXPECT_EQ(record.start, 0);
     EXPECT_TRUE(FindNextAppointment(record));
     EXPECT_EQ(record.start, 1234567890);
 }
 
-// What is there after each call that failed, or ended the process: "number state" for each call
-// whose outcome differs from the one before. The numbers are those of the sequences above; remove
-// ends as edit does.
+// The result and what is there after each call that failed: "number result state" for each call
+// whose outcome differs from the one before. The numbers are those of the sequences above.
 using Outcomes = std::map<std::string, std::string>;
 
-std::string OutcomeAt(const Outcomes& outcomes, std::string name, std::size_t call) {
-    std::istringstream states(outcomes.at(name == "remove" ? "edit" : name));
+std::string OutcomeAt(const Outcomes& outcomes, const std::string& name, std::size_t call) {
+    std::istringstream states(outcomes.at(name));
     std::string state;
     std::size_t number = 0;
     std::string outcome;
@@ -174,35 +177,27 @@ std::string OutcomeAt(const Outcomes& outcomes, std::string name, std::size_t ca
 // its content (5). What cannot be read or written whole is not swapped in (7 to 9).
 const Outcomes kAfterFailure = {
     {"add",
-     "1 BAK=old CAL=new|2 CAL=old|3 BAK=old CAL=new|4 CAL=first DTY|5 BAK=old|"
-     "6 BAK=old CAL=new|7 CAL=old|10 BAK=old CAL=new|12 CAL=new|13 BAK=old CAL=new|"
-     "16 BAK=old BLK CAL=new"},
-    {"create", "1 CAL=new DTY|2 |3 CAL=new DTY|5 DTY|8 CAL=new|9 CAL=new DTY|11 BLK CAL=new DTY"},
+     "1 done BAK=old CAL=new|2 not CAL=old|3 done BAK=old CAL=new|4 done CAL=first DTY|"
+     "5 not BAK=old|6 done BAK=old CAL=new|7 not CAL=old|10 done BAK=old CAL=new|"
+     "12 done CAL=new|13 done BAK=old CAL=new|16 done BAK=old BLK CAL=new"},
+    {"create",
+     "1 done CAL=new DTY|2 not |3 done CAL=new DTY|5 not DTY|8 done CAL=new|"
+     "9 done CAL=new DTY|11 done BLK CAL=new DTY"},
     {"edit",
-     "1 BAK=old CAL=new DTY|2 CAL=old|3 BAK=old CAL=new DTY|4 CAL=old|5 BAK=old DTY|"
-     "6 BAK=old CAL=new DTY|7 CAL=old DTY|10 BAK=old CAL=new DTY|12 CAL=new DTY|"
-     "13 BAK=old CAL=new DTY|16 BAK=old BLK CAL=new DTY|17 BAK=old CAL=new|"
-     "18 BAK=old CAL=new DTY"},
+     "1 done BAK=old CAL=new DTY|2 not CAL=old|3 done BAK=old CAL=new DTY|4 not CAL=old|"
+     "5 done BAK=old DTY|6 done BAK=old CAL=new DTY|7 done CAL=old DTY|"
+     "10 done BAK=old CAL=new DTY|12 done CAL=new DTY|13 done BAK=old CAL=new DTY|"
+     "16 done BAK=old BLK CAL=new DTY|17 done BAK=old CAL=new|18 done BAK=old CAL=new DTY"},
+    {"remove",
+     "1 done BAK=old CAL=new DTY|2 not CAL=old|3 done BAK=old CAL=new DTY|4 not CAL=old|"
+     "5 not BAK=old DTY|6 done BAK=old CAL=new DTY|7 not CAL=old DTY|"
+     "10 done BAK=old CAL=new DTY|12 done CAL=new DTY|13 done BAK=old CAL=new DTY|"
+     "16 done BAK=old BLK CAL=new DTY|17 done BAK=old CAL=new|18 done BAK=old CAL=new DTY"},
     {"remove all",
-     "1 BAK=old DTY|2 CAL=old|3 BAK=old DTY|4 CAL=old|5 BAK=old DTY|7 CAL=old DTY|"
-     "9 BAK=old DTY|11 DTY|12 BAK=old DTY|15 BAK=old BLK DTY|16 BAK=old CAL=empty DTY|"
-     "17 BAK=old|18 BAK=old DTY"},
-};
-
-// A death leaves the block file, which a reader's patience removes, and perhaps the replacement.
-const Outcomes kAfterDeath = {
-    {"add",
-     "1 CAL=old|3 BLK CAL=old|6 BLK CAL=old TMP=empty|9 BLK CAL=old TMP=new|"
-     "13 BAK=old BLK CAL=old TMP=new|14 BAK=old BLK TMP=new|15 BAK=old BLK CAL=new"},
-    {"create", "1 |3 BLK|6 BLK CAL=empty|7 BLK CAL=new|9 BLK CAL=new DTY"},
-    {"edit",
-     "1 CAL=old|3 BLK CAL=old|6 BLK CAL=old TMP=empty|9 BLK CAL=old TMP=new|"
-     "13 BAK=old BLK CAL=old TMP=new|14 BAK=old BLK TMP=new|15 BAK=old BLK CAL=new|"
-     "17 BAK=old CAL=new|18 BAK=old CAL=new DTY"},
-    {"remove all",
-     "1 CAL=old|3 BLK CAL=old|6 BLK CAL=old TMP=empty|12 BAK=old BLK CAL=old TMP=empty|"
-     "13 BAK=old BLK TMP=empty|14 BAK=old BLK CAL=empty|16 BAK=old CAL=empty|17 BAK=old|"
-     "18 BAK=old DTY"},
+     "1 done BAK=old DTY|2 not CAL=old|3 done BAK=old DTY|4 not CAL=old|5 not BAK=old DTY|"
+     "6 done BAK=old DTY|7 not CAL=old DTY|9 done BAK=old DTY|11 done DTY|12 done BAK=old DTY|"
+     "15 done BAK=old BLK DTY|16 done BAK=old CAL=empty DTY|17 done BAK=old|"
+     "18 done BAK=old DTY"},
 };
 
 TEST_F(CalendarFaults, AFailingCallLeavesOldOrNewContentWhole) {
@@ -210,13 +205,14 @@ TEST_F(CalendarFaults, AFailingCallLeavesOldOrNewContentWhole) {
         const Lines all = CallsOf(operation);
         for (std::size_t number = 1; number <= all.size(); ++number) {
             Prepare(operation);
+            std::string outcome;
             {
                 const testing::ReportRecorder reports;
                 CallRecorder calls;
                 calls.FailCall(static_cast<int>(number), ERROR_ACCESS_DENIED);
-                operation.run();
+                outcome = operation.run() ? "done " : "not ";
             }
-            EXPECT_EQ(State(operation), OutcomeAt(kAfterFailure, operation.name, number))
+            EXPECT_EQ(outcome + State(operation), OutcomeAt(kAfterFailure, operation.name, number))
                 << operation.name << ", call " << number << ", " << all[number - 1];
         }
     }
@@ -249,8 +245,12 @@ TEST_F(CalendarFaults, ADeathLeavesOldOrNewContentWhole) {
                 {"TW_FAULT_CALL=" + std::to_string(number),
                  "TW_FAULT_OPERATION=" + std::to_string(index), "TW_FAULT_ROOT=" + root_.Path()});
             EXPECT_EQ(status, testing::kDiedAtCall);
-            EXPECT_EQ(State(operation), OutcomeAt(kAfterDeath, operation.name, number))
-                << operation.name << ", call " << number << ", " << all[number - 1];
+            const std::string calendar = ContentOf("Y11M08.CAL");
+            const std::string before = operation.before == nullptr ? "" : operation.before;
+            EXPECT_TRUE(calendar == before || ContentOf("Y11M08.BAK") == before ||
+                        (calendar == operation.after && !calendar.empty()))
+                << operation.name << ", call " << number << ", " << all[number - 1] << ": "
+                << State(operation);
         }
         ++index;
     }
