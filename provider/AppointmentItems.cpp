@@ -1,5 +1,7 @@
 #include "provider/AppointmentItems.h"
 
+#include <limits>
+
 #include "common/Files.h"
 #include "common/Text.h"
 #include "provider/CalendarPaths.h"
@@ -30,12 +32,11 @@ bool WriteChunk(AppointmentItemRecord& record, OpenMode mode) {
     return true;
 }
 
-// The offset moves on by one before each read: between two chunks a byte is skipped, which callers
-// have come to rely on. It wraps around rather than overflow.
-std::int32_t AdvanceReadOffset(std::uint32_t count) {
-    auto& offset = Shared().itemReadOffset;
-    return offset.fetch_add(static_cast<std::int32_t>(count)) + static_cast<std::int32_t>(count);
+constexpr std::int32_t OneBehind(std::int32_t offset) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(offset) + 1);
 }
+static_assert(OneBehind(std::numeric_limits<std::int32_t>::max()) ==
+              std::numeric_limits<std::int32_t>::min());
 
 }  // namespace
 
@@ -50,12 +51,15 @@ bool WriteNextItemChunk(AppointmentItemRecord& record) {
 bool ReadNextItemChunk(AppointmentItemRecord& record) {
     File item(ItemPath(record), kOpenRead);
     if (!item.IsOpen()) return false;
-    const std::int32_t offset = AdvanceReadOffset(1);
+    auto& offset = Shared().itemReadOffset;
+    // The offset moves on by one before each read, so that a byte is skipped between two chunks:
+    // kept, since items in the field are written with a filler there.
+    const std::int32_t start = OneBehind(offset.fetch_add(1));
     std::uint32_t count = 0;
-    if (item.Seek(offset)) count = item.Read(record.data, sizeof record.data).value_or(0);
+    if (item.Seek(start)) count = item.Read(record.data, sizeof record.data).value_or(0);
     record.length = static_cast<std::int32_t>(count);
     item.Close();
-    AdvanceReadOffset(count);
+    offset += static_cast<std::int32_t>(count);
     return count > 0;
 }
 
