@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/provider/CalendarFixture.h"
-#include "tests/provider/PortableExecutable.h"
 
 // Needs the Windows types of the headers above.
 #include <psapi.h>
@@ -12,7 +11,6 @@ namespace {
 
 using testing::CalendarTest;
 using testing::MakeRecord;
-using testing::PortableExecutable;
 
 class Module {
   public:
@@ -31,32 +29,6 @@ class Module {
 };
 
 class Exports : public CalendarTest {};
-
-TEST_F(Exports, AreTheNineteenAndNoMore) {
-    const PortableExecutable file(TARNWICK_BINARY_DIR "/bin/TWAICP.DLL");
-    EXPECT_EQ(file.ExportedNames(),
-              (std::vector<std::string>{
-                  "AppointmentAdd", "AppointmentEdit", "AppointmentFindFirst",
-                  "AppointmentFindNext", "AppointmentGet", "AppointmentGetLastError",
-                  "AppointmentItemDelete", "AppointmentItemGetCurrentOffset",
-                  "AppointmentItemGetFirstChunk", "AppointmentItemGetNextChunk",
-                  "AppointmentItemGetSize", "AppointmentItemWriteFirstChunk",
-                  "AppointmentItemWriteNextChunk", "AppointmentListItemFindClose",
-                  "AppointmentListItemFindFirst", "AppointmentListItemFindNext",
-                  "AppointmentRemove", "GetFreeBusyData", "SetCurrentHost"}));
-    EXPECT_EQ(file.ExportedFunctions(), 19U);
-}
-
-TEST_F(Exports, TheModuleImportsSystemLibrariesAlone) {
-    const std::vector<std::string> system = {"advapi32.dll", "kernel32.dll", "msvcrt.dll",
-                                             "ole32.dll",    "oleaut32.dll", "user32.dll",
-                                             "ws2_32.dll"};
-    const PortableExecutable file(TARNWICK_BINARY_DIR "/bin/TWAICP.DLL");
-    EXPECT_FALSE(file.ImportedModules().empty());
-    for (const std::string& name : file.ImportedModules()) {
-        EXPECT_EQ(std::count(system.begin(), system.end(), name), 1) << name;
-    }
-}
 
 TEST_F(Exports, AnEntryGoesThroughAllOfThem) {
     const Module module;
