@@ -14,13 +14,12 @@ using testing::CallRecorder;
 using testing::ScratchFolder;
 using testing::ScratchRegistry;
 
-TEST(Files, BlockFileIsCreatedOnce) {
+TEST(Files, ABlockFileIsItsMakersAlone) {
     const ScratchFolder folder;
-    const File first(folder.Path("a.blk"), kCreateBlockFile);
-    EXPECT_TRUE(first.IsOpen());
-    const File second(folder.Path("a.blk"), kCreateBlockFile);
-    EXPECT_FALSE(second.IsOpen());
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_EXISTS));
+    const File made(folder.Path("a.blk"), kCreateBlockFile);
+    EXPECT_TRUE(made.IsOpen());
+    EXPECT_FALSE(File(folder.Path("a.blk"), kOpenRead).IsOpen());
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_SHARING_VIOLATION));
 }
 
 TEST(Files, ReadToEndTakesWholeFilesAroundTheBlockSize) {

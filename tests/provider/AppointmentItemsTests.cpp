@@ -43,22 +43,27 @@ TEST_F(AppointmentItems, WritesStopAtTheFirstNul) {
     EXPECT_EQ(ContentOf("a.itm"), "abc\n\x1a");
     EXPECT_TRUE(WriteFirstItemChunk(item_));
     EXPECT_EQ(ContentOf("a.itm"), "");
-}
-
-TEST_F(AppointmentItems, AChunkWithoutANulIsWrittenWhole) {
+    // Without a NUL all of it is written.
+    RemoveFile(InFolder("a.itm"));
     SetData("");
     EXPECT_TRUE(WriteNextItemChunk(item_));  // makes the file too
     EXPECT_EQ(item_.length, 8192);
     EXPECT_EQ(ContentOf("a.itm"), std::string(8192, '#'));
 }
 
-TEST_F(AppointmentItems, WritesSucceedWithoutAFile) {
+TEST_F(AppointmentItems, WritesSucceedWithoutAFileOrRoom) {
     item_.length = 7;
     StoreField(item_.mailbox, "nobody");
     EXPECT_TRUE(WriteFirstItemChunk(item_));
     EXPECT_TRUE(WriteNextItemChunk(item_));
     EXPECT_EQ(item_.length, 7);
     EXPECT_TRUE(DeleteItem(item_));
+    StoreField(item_.mailbox, "box");
+    SetData(std::string("abc", 4));
+    CallRecorder calls;
+    calls.FailAll("WriteFile", ERROR_DISK_FULL);
+    EXPECT_TRUE(WriteFirstItemChunk(item_));
+    EXPECT_EQ(item_.length, 3);
 }
 
 TEST_F(AppointmentItems, AByteIsSkippedBetweenTwoChunks) {
@@ -129,8 +134,10 @@ TEST_F(AppointmentItems, TheSizeIsTheTimeOfTheLastAccess) {
     EXPECT_EQ(item_.length, static_cast<std::int32_t>(0xC3AF1234));
     EXPECT_EQ(Offset(), -1);
     StoreField(item_.itemFileName, "missing");
+    Shared().itemReadOffset = 7;
     EXPECT_FALSE(StoreItemSize(item_));
     EXPECT_EQ(item_.length, 0);
+    EXPECT_EQ(Offset(), -1);
 }
 
 TEST_F(AppointmentItems, TheSecondWriterDeletesBeforeItWrites) {
@@ -168,8 +175,9 @@ TEST_F(FreeBusy, ListsWhatStandsBetweenACapitalDAndTheNextDot) {
          "Y11M08",
          "03,15",
          5},
-        {{"Y11M08D03.CAL", "Y11M09D01.CAL"}, "", "03,01", 5},
+        {{"Y11M08D03.CAL", "Y11M09D01.CAL", "Y11M09D01.BLK"}, "", "03,01", 5},
     };
+    const testing::CountingSleeper sleeper;
     for (const auto& row : rows) {
         for (const std::string& name : testing::SortedNamesIn(folder_)) RemoveFile(InFolder(name));
         for (const std::string& name : row.files) Put(name, "");
@@ -180,13 +188,15 @@ TEST_F(FreeBusy, ListsWhatStandsBetweenACapitalDAndTheNextDot) {
         EXPECT_STREQ(scan_.result, row.result);
         EXPECT_EQ(scan_.resultLength, row.length) << row.result;
     }
+    EXPECT_EQ(sleeper.Count(), 0) << "a block file is nothing to it";
 }
 
 TEST_F(FreeBusy, TheListEndsBeforeTheDayThatDoesNotFit) {
     // 127 characters a day, as many as a day may have, and a comma: 64 fill 8191.
-    for (int number = 100; number < 170; ++number) {
+    for (int number = 100; number < 164; ++number) {
         Put("D" + std::to_string(number) + std::string(150, 'x') + ".CAL", "");
     }
+    Put("zD.CAL", "");  // an empty day, but there is no room for its comma
     EXPECT_TRUE(ScanFreeBusy(scan_));
     EXPECT_EQ(scan_.resultLength, 64 * 128 - 1);
     EXPECT_EQ(std::string(scan_.result).size(), 8191U);

@@ -53,26 +53,26 @@ TEST_F(Appointments, ChangesAnswerAndAnnounceEachInItsWay) {
         std::string after;
         std::string files;
     } rows[] = {
-        {"a new calendar has no line break", nullptr, add, "", "Z", true, "-9\t9\tZ", "CAL DTY "},
-        {"add announces a new one alone", "1\t2\tA", add, "", "Z", true, "1\t2\tA\r\n-9\t9\tZ",
+        {"a new calendar has no line break", nullptr, add, "", "Z", true, "9\t-9\tZ", "CAL DTY "},
+        {"add announces a new one alone", "1\t2\tA", add, "", "Z", true, "1\t2\tA\r\n9\t-9\tZ",
          unwritten},
-        {"IDs differ not in case", "1\t2\tz", add, "", "Z", false, "1\t2\tz", unwritten},
-        {"no ID goes to an empty calendar", "", add, "", "", true, "-9\t9\t", unwritten},
+        {"no ID goes to an empty calendar", "", add, "", "", true, "9\t-9\t", unwritten},
         {"and to no other", "3\t4\t", add, "", "", false, "3\t4\t", unwritten},
         {"removing the last", "1\t2\tA", remove, "a", "", true, "", "BAK DTY "},
         {"removing none writes", "1\t2\tA\r\n\r\n", remove, "D", "", false, "1\t2\tA", announced},
         {"removing all", kThree.c_str(), remove, "", "", true, "", "BAK DTY "},
-        {"removing all of nothing", "", remove, "", "", false, "", announced},
+        {"removing what is not there", nullptr, remove, "", "", false, "", ""},
         {"edit changes every match", "1\t2\tA\r\n3\t4\tB\r\n7\t8\ta", edit, "A", "Z", true,
-         "-9\t9\tZ\r\n3\t4\tB\r\n-9\t9\tZ", announced},
+         "9\t-9\tZ\r\n3\t4\tB\r\n9\t-9\tZ", announced},
+        {"edit of what is not there", nullptr, edit, "", "Z", false, "", ""},
         {"edit of none succeeds", kThree.c_str(), edit, "D", "Z", true, kThree, announced},
     };
     for (const auto& row : rows) {
         for (const std::string& name : testing::SortedNamesIn(folder_)) RemoveFile(InFolder(name));
         if (row.before != nullptr) Put("Y11M08.CAL", row.before);
-        // The calendar stays the first record's, the folder too.
+        // An entry may end before it starts. The calendar stays the first record's, the folder too.
         AppointmentRecord changed =
-            MakeRecord(-9, 9, row.newId, row.change == +edit ? "X" : "Y11M08");
+            MakeRecord(9, -9, row.newId, row.change == +edit ? "X" : "Y11M08");
         if (row.change == +edit) StoreField(changed.postoffice, "elsewhere");
         EXPECT_EQ(row.change(MakeRecord(0, 0, row.oldId), changed), row.result) << row.name;
         std::string files;
@@ -84,20 +84,10 @@ TEST_F(Appointments, ChangesAnswerAndAnnounceEachInItsWay) {
         if (files.find("BAK") != std::string::npos) {
             EXPECT_EQ(ContentOf("Y11M08.BAK"), row.before) << row.name;
         }
-        if (Exists("_CHANGE.DTY")) {
-            EXPECT_EQ(ContentOf("_CHANGE.DTY"), kFlagText);
-        }
     }
-}
-
-TEST_F(Appointments, WithoutACalendarAllButAddFailAndLeaveNothing) {
-    AppointmentRecord record = MakeRecord(1, 2, "A");
-    EXPECT_FALSE(RemoveAppointment(record));
-    EXPECT_FALSE(EditAppointment(record, record));
-    EXPECT_FALSE(GetAppointment(record));
-    EXPECT_FALSE(FindFirstAppointment(record));
-    EXPECT_EQ(NamesInFolder(), "");
-    EXPECT_EQ(Shown(record), "1 2 A");
+    // Written anew each time, and not behind what it held.
+    EXPECT_TRUE(EditAppointment(MakeRecord(0, 0, "A"), MakeRecord(0, 0, "A")));
+    EXPECT_EQ(ContentOf("_CHANGE.DTY"), kFlagText);
 }
 
 TEST_F(Appointments, WithoutAPostofficeSomeStillMakeTheFolder) {
@@ -120,7 +110,7 @@ TEST_F(Appointments, WithoutAPostofficeSomeStillMakeTheFolder) {
 }
 
 TEST_F(Appointments, GetTakesTheLastMatchOrStaysWithTheFirstEntrysId) {
-    Put("Y11M08.CAL", "\r\n1\t2\tA\r\n3\t4\tB\r\n5\t6\ta\r\n7\t8\tC");
+    Put("Y11M08.CAL", "\r\n1\t2\tA\r\n3\t4\tB\r\n7\t8\tC\r\n5\t6\ta\r\n\r\n");
     for (const char* id : {"A", "", "D"}) {
         AppointmentRecord record = MakeRecord(0, 0, id);
         EXPECT_EQ(GetAppointment(record), *id != 'D') << id;
@@ -168,6 +158,9 @@ TEST_F(Appointments, TheFindersPositionMovesOverWhatDoesNotMatch) {
     record = MakeRecord(0, 0, "", "MISSING");
     EXPECT_FALSE(FindNextAppointment(record));
     EXPECT_EQ(FindPosition(), 3);
+    record.postoffice[0] = '\0';
+    EXPECT_FALSE(FindFirstAppointment(record));
+    EXPECT_EQ(FindPosition(), 0) << "the first one resets it all the same";
 }
 
 TEST_F(Appointments, APositionSetFromOutsideIsWhereTheFinderGoesOn) {

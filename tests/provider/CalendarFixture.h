@@ -64,7 +64,9 @@ class CalendarTest : public ::testing::Test {
         WriteBytesTo(InFolder(name), bytes);
     }
     static void SetTimeout(const char* name, std::uint32_t seconds) {
-        ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProvidersKey, name, seconds);
+        // In letters: unlike the main key it does not lie under Wow6432Node.
+        ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, "SOFTWARE\\Tarnwick\\Tarnwick\\Providers",
+                                  name, seconds);
     }
 
     ScratchRegistry registry_;

@@ -16,6 +16,7 @@ using testing::CallRecorder;
 using testing::CountingSleeper;
 using testing::MakeRecord;
 using testing::ReportRecorder;
+using testing::ScratchRegistry;
 
 constexpr std::uint32_t kMinusOne = 0xFFFFFFFF;
 
@@ -27,9 +28,10 @@ class CalendarLock : public AttachedCalendarTest {
         return static_cast<int>(std::count(calls.Calls().begin(), calls.Calls().end(), call));
     }
 
-    // A file that no other call may delete or rename as long as the result lives.
+    // A file that a reader holds open, so that no other call may delete or rename it meanwhile.
     File Held(const std::string& name) const {
-        return {InFolder(name), {GENERIC_READ, kShareReadWrite, OPEN_ALWAYS}};
+        if (!Exists(name)) Put(name, "");
+        return {InFolder(name), kOpenRead};
     }
 
     struct Patience {
@@ -66,6 +68,50 @@ TEST_F(CalendarLock, AWriterGivesUpOneTryBehindItsTimeout) {
         EXPECT_FALSE(AcquireCalendarBlock(CalendarKey({"PO", "nobody", "Y11M08"})));
         EXPECT_EQ(CountOf(calls, "CreateFile Y11M08.BLK"), tries);
     });
+}
+
+TEST_F(CalendarLock, AWriterThatCouldDeleteTheOtherNameCountsAsHolder) {
+    SetTimeout("Write Wait Timeout", 0);
+    // Under a relative mail root the block file's path, taken for a key, names a file too.
+    ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root", ".");
+    ASSERT_TRUE(OnModuleNotification(DLL_PROCESS_ATTACH));
+    ASSERT_TRUE(SetCurrentDirectoryA(folder_.c_str()));
+    Put("X.BLK", "");
+    Put("X.BLK.BLK", "");
+    EXPECT_TRUE(AcquireCalendarBlock("X"));
+    EXPECT_EQ(NamesInFolder(), "X.BLK ");
+    ASSERT_TRUE(SetCurrentDirectoryA("C:\\"));
+}
+
+TEST_F(CalendarLock, ATimeoutThatChangesHoldsForTheWaitUnderWay) {
+    const struct {
+        const char* timeout;
+        const char* held;
+        bool (*wait)(const std::string&);
+        int waits;
+    } rows[] = {
+        {"Write Wait Timeout", "Y11M08.BLK", AcquireCalendarBlock, 3},
+        {"Read Wait Timeout", "Y11M08.BLK", WaitForCalendarUnblocked, 3 + 1},
+        {"UnBlock Timeout", "Y11M08.BLK", ReleaseCalendarBlock, 3},
+        // The move has a retry of its own.
+        {"Apply Timeout", "Y11M08.CAL",
+         [](const std::string&) { return !AddAppointment(MakeRecord(1, 2, "A")); }, 3 + 1},
+    };
+    const ReportRecorder reports;
+    for (const auto& row : rows) {
+        for (const char* timeout : {"Write Wait Timeout", "UnBlock Timeout"}) {
+            SetTimeout(timeout, 80);
+        }
+        File held = Held(row.held);
+        const CountingSleeper sleeper([&](int count) {
+            if (count == 3) SetTimeout(row.timeout, 0);
+            if (count == 4) held.Close();
+        });
+        EXPECT_FALSE(row.wait(key_)) << row.timeout;
+        EXPECT_EQ(sleeper.Count(), row.waits) << row.timeout;
+        held.Close();
+        RemoveFile(InFolder("Y11M08.BLK"));
+    }
 }
 
 TEST_F(CalendarLock, ReleaseGivesUpWithAMessage) {
@@ -151,15 +197,8 @@ TEST_F(CalendarLock, AWriterThatGivesUpLeavesTheCalendarAlone) {
     EXPECT_EQ(NamesInFolder(), "Y11M08.BLK Y11M08.CAL ");
 }
 
-TEST_F(CalendarLock, TheResultOfAForcedWaitStaysForTheProcess) {
+TEST_F(CalendarLock, AReaderWaitsOnForABlockThatCannotBeDeletedAndRemembers) {
     EXPECT_TRUE(WaitForCalendarUnblocked(key_));
-    SetTimeout("Read Wait Timeout", 0);
-    Put("Y11M08.BLK", "");
-    EXPECT_FALSE(WaitForCalendarUnblocked(key_));
-    EXPECT_FALSE(WaitForCalendarUnblocked("PO\\MAILROOT\\box\\Calendar\\OTHER"));
-}
-
-TEST_F(CalendarLock, AReaderWaitsOnForABlockThatCannotBeDeleted) {
     SetTimeout("Read Wait Timeout", 1);
     SetTimeout("UnBlock Timeout", 0);
     File held = Held("Y11M08.BLK");
@@ -171,15 +210,7 @@ TEST_F(CalendarLock, AReaderWaitsOnForABlockThatCannotBeDeleted) {
     EXPECT_FALSE(WaitForCalendarUnblocked(key_));
     EXPECT_FALSE(Exists("Y11M08.BLK"));
     EXPECT_EQ(sleeper.Count(), 10);
-}
-
-TEST_F(CalendarLock, ASeenBlockMarksEveryCalendarForTheProcess) {
-    EXPECT_FALSE(IsCalendarBlocked(key_));
-    Put("Y11M08.BLK", "");
-    EXPECT_TRUE(IsCalendarBlocked(key_));
-    RemoveFile(InFolder("Y11M08.BLK"));
-    EXPECT_TRUE(IsCalendarBlocked(key_));
-    EXPECT_TRUE(IsCalendarBlocked("PO\\MAILROOT\\box\\Calendar\\OTHER"));
+    EXPECT_FALSE(WaitForCalendarUnblocked("PO\\MAILROOT\\box\\Calendar\\OTHER"));
 }
 
 TEST_F(CalendarLock, TheSwapKeepsTheOldBackupOnlyWhileNoBlockWasEverSeen) {
@@ -198,6 +229,7 @@ TEST_F(CalendarLock, TheSwapKeepsTheOldBackupOnlyWhileNoBlockWasEverSeen) {
         EXPECT_EQ(ContentOf("Y11M08.OLD"), "backup");
         EXPECT_EQ(NamesInFolder(), "Y11M08.BAK Y11M08.CAL Y11M08.OLD ");
     }
+    EXPECT_TRUE(IsCalendarBlocked("PO\\MAILROOT\\box\\Calendar\\OTHER"));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "provider/AppointmentItems.h"
 #include "provider/Appointments.h"
 #include "provider/CalendarPaths.h"
 #include "tests/provider/CalendarFixture.h"
@@ -104,6 +105,19 @@ TEST_F(ModuleState, KeysAndPathsAreCutToTheirCapacity) {
     EXPECT_FALSE(GetAppointment(record));
     EXPECT_FALSE(FindFirstAppointment(record));
     EXPECT_EQ(sleeper.Count(), 0);
+    // Nor may an item be written or deleted under a name cut short.
+    AppointmentItemRecord item{};
+    std::fill(std::begin(item.itemFileName), std::end(item.itemFileName), 'i');
+    testing::CallRecorder calls;
+    EXPECT_EQ(RewriteItem(item), 1U);
+    EXPECT_EQ(calls.Calls(), (std::vector<std::string>{"DeleteFile", "CreateFile"}));
+
+    // The folder's path goes through the key's 512 bytes.
+    Set("Mail Root", "E:\\" + std::string(485, 'r'));
+    Attach();
+    calls.Clear();
+    PrepareCalendarFolder(NamesOf(record));
+    EXPECT_EQ(calls.Calls(), (std::vector<std::string>{"CreateDirectory Calend"}));
 
     Set("Mail Root", "E:\\Mail");
     Attach();
