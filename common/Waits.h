@@ -20,7 +20,8 @@ void SetSleeper(Sleeper* sleeper);
 
 void WaitMilliseconds(std::uint32_t milliseconds);
 
-// Waits while the window messages of the calling thread are dispatched.
+// Waits while the window messages of the calling thread are dispatched. Ends in time also when the
+// C runtime's clock stands still.
 void WaitDispatchingMessages(std::uint32_t milliseconds);
 
 }  // namespace tarnwick

@@ -1,8 +1,23 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <ctime>
+#include <thread>
+
 #include "common/Waits.h"
 #include "common/WindowsApi.h"
 #include "tests/support/WindowsFixtures.h"
+
+namespace {
+
+bool clockStandsStill = false;
+
+}  // namespace
+
+// In place of the C runtime's, which gives -1 in a process that is too old for it.
+extern "C" std::clock_t clock() {
+    return clockStandsStill ? -1 : static_cast<std::clock_t>(GetTickCount64() % 1'000'000'000);
+}
 
 namespace tarnwick {
 namespace {
@@ -27,6 +42,18 @@ TEST(Waits, MessagesOfTheThreadAreTakenFromItsQueueMeanwhile) {
     EXPECT_FALSE(IsQueueEmpty());
     WaitDispatchingMessages(20);
     EXPECT_TRUE(IsQueueEmpty());
+}
+
+TEST(Waits, AClockThatStandsStillKeepsNobody) {
+    clockStandsStill = true;
+    WaitDispatchingMessages(20);
+    std::atomic<bool> ended = false;
+    std::thread poster([&ended, thread = GetCurrentThreadId()] {
+        while (!ended) PostThreadMessageA(thread, WM_APP, 0, 0);
+    });
+    WaitDispatchingMessages(20);
+    ended = true;
+    poster.join();
 }
 
 }  // namespace
