@@ -26,6 +26,7 @@ struct ActivityBlockRule {
 
     bool MayWait(DWORD error, std::uint32_t waits) const {
         if (error == ERROR_PATH_NOT_FOUND) return false;
+        // Each wait tells itself at its beginning, at 0, and then every tenth time.
         if (waits % kWaitsPerMessage == 0) {
             LogMessage("[Thread:%ld] WaitForAccessToFile: Blocking on activity file: %s (%d)\n",
                        {GetCurrentThreadId(), path, error});
@@ -41,12 +42,15 @@ struct ActivityBlockRule {
             case UnblockResult::Removed:
                 LogMessage("[Thread:%ld] WaitForAccessToFile: Unblocked activity file: %s\n",
                            {GetCurrentThreadId(), path});
+                // Kept for compatibility: one try, and whoever was faster makes this wait fail.
                 return BlockVerdict::TryLast;
             case UnblockResult::AlreadyGone:
                 LogMessage(
                     "TW-WXXXX: Warning: Unblocking activity file (%s) succeeded with "
                     "non-fatal errors... trying to get block again.\n",
                     {path});
+                // Its holder is alive, and so may be the next: that one gets the whole patience
+                // too.
                 return BlockVerdict::StartOver;
             case UnblockResult::Failed:
                 break;
@@ -60,13 +64,30 @@ struct ActivityBlockRule {
     }
 };
 
-bool CloseBlockHandle(const std::string& path, File* handle) {
-    if (handle == nullptr || handle->CloseOrKeep()) return true;
+void LogStillOpen(const std::string& path, DWORD error) {
     LogMessage(
         "UnBlockIndexFileAccess_Notify: [Thread:%ld] was unable to release blockfile lock "
         "for file %s. LastError=%ld\n",
-        {GetCurrentThreadId(), path, GetLastError()});
-    return false;
+        {GetCurrentThreadId(), path, error});
+}
+
+void CloseBlockHandle(const std::string& path, File* handle) {
+    if (handle != nullptr && !handle->CloseOrKeep()) LogStillOpen(path, GetLastError());
+}
+
+// The close of a release that gives up tells its outcome either way. Kept: a handle that is closed
+// already cannot be closed once more, so that it is told as one that was not released.
+void CloseAndTell(const std::string& path, File& handle) {
+    if (!handle.IsOpen()) {
+        LogStillOpen(path, ERROR_INVALID_HANDLE);
+    } else if (!handle.CloseOrKeep()) {
+        LogStillOpen(path, GetLastError());
+    } else {
+        LogMessage(
+            "UnBlockIndexFileAccess_Notify: [Thread:%ld] released blockfile lock for file "
+            "%s\n",
+            {GetCurrentThreadId(), path});
+    }
 }
 
 }  // namespace
@@ -79,6 +100,7 @@ bool WaitForAccessToFile(const std::string& path, File* handle, bool keepHandle,
     if (keepHandle) {
         *handle = std::move(block);
     } else if (!block.CloseOrKeep()) {
+        // The file is there all the same, and its existence is the lock: still a success.
         LogMessage(
             "WaitForAccessToFile: [Thread:%ld] was unable to release temporary blockfile "
             "handle for file %s. LastError=%ld\n",
@@ -92,19 +114,14 @@ UnblockResult UnBlockIndexFileAccess_Notify(const std::string& path, File* handl
     const RetryOutcome outcome = RetryWhileRefused(
         [&] { return RemoveFile(path); }, [] { return kRemoveRetries; }, GiveUpTest::AfterWait);
     if (outcome == RetryOutcome::Done) return UnblockResult::Removed;
-    const DWORD error = GetLastError();
-    // A handle that would not close before may close now.
-    const bool wasOpen = handle != nullptr && handle->IsOpen();
-    const bool closed = CloseBlockHandle(path, handle);
     if (outcome == RetryOutcome::Gone) {
+        const DWORD error = GetLastError();
+        // A handle that would not close before may close now.
+        CloseBlockHandle(path, handle);
+        // Kept: without its directory the lock counts as not released, although no file is left.
         return error == ERROR_FILE_NOT_FOUND ? UnblockResult::AlreadyGone : UnblockResult::Failed;
     }
-    if (wasOpen && closed) {
-        LogMessage(
-            "UnBlockIndexFileAccess_Notify: [Thread:%ld] released blockfile lock for file "
-            "%s\n",
-            {GetCurrentThreadId(), path});
-    }
+    if (handle != nullptr) CloseAndTell(path, *handle);
     return UnblockResult::Failed;
 }
 
@@ -124,6 +141,7 @@ BlockFileLock::~BlockFileLock() {
 
 void BlockFileLock::Acquire(const std::string& path, bool keepHandle,
                             std::uint32_t waitBeyondThreshold) {
+    state_ = LockState::NotHeld;
     path_ = UpToNul(path).substr(0, kPathCapacity - 1);
     if (WaitForAccessToFile(path_, &handle_, keepHandle, waitBeyondThreshold)) {
         state_ = LockState::Held;
@@ -136,6 +154,7 @@ void BlockFileLock::Acquire(const std::string& path, bool keepHandle,
 }
 
 void BlockFileLock::Release() {
+    // A release that failed is not tried again: that would cost the caller its 81 seconds twice.
     if (state_ != LockState::Held) return;
     if (UnBlockIndexFileAccess_Notify(path_, &handle_) != UnblockResult::Failed) {
         state_ = LockState::NotHeld;

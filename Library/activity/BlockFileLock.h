@@ -27,7 +27,8 @@ bool WaitForAccessToFile(const std::string& path, File* handle, bool keepHandle,
                          std::uint32_t waitBeyondThreshold);
 
 // Closes `handle` (when given) and deletes the block file, retrying for 81 seconds while something
-// holds it.
+// holds it. When that ends in vain a given handle is closed once more and the outcome logged, also
+// of one that was closed before, which then is the error 6.
 UnblockResult UnBlockIndexFileAccess_Notify(const std::string& path, File* handle);
 
 // Whether the registry's "Activity Locking Mode" is 1. For hosts; nothing here asks.
@@ -43,12 +44,13 @@ class BlockFileLock {
     BlockFileLock& operator=(const BlockFileLock&) = delete;
     virtual ~BlockFileLock();
 
-    // Takes the lock into an object that holds none.
+    // Takes the lock into an object that holds none; one whose release failed may take it anew.
     void Acquire(const std::string& path, bool keepHandle, std::uint32_t waitBeyondThreshold);
     // Gives the lock up; when the file cannot be removed the state tells so.
     void Release();
 
-    // True in the state ReleaseFailed too: the file is still there.
+    // Kept: true in the state ReleaseFailed too, where the file may be there, but is no longer
+    // held. Whoever is about to rely on the lock asks State().
     bool IsLocked() const { return state_ != LockState::NotHeld; }
     LockState State() const { return state_; }
 

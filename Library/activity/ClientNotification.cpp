@@ -68,8 +68,9 @@ int Walk(BlockFileLock& lock, const SessionContext* session, std::string_view di
     }
     const ActivityPaths paths(directory);
     if (!FileExists(paths.file)) return 2;
-    if (!lock.IsLocked()) LockActivity(lock, paths);
-    if (!lock.IsLocked()) return 0;
+    // A lock whose release failed is no longer held, so it is taken anew.
+    if (lock.State() != LockState::Held) LockActivity(lock, paths);
+    if (lock.State() != LockState::Held) return 0;
     WalkLocked(session, paths, request);
     return 1;
 }

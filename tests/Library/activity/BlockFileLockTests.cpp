@@ -62,6 +62,13 @@ TEST(BlockFileLock, AMissingDirectoryFailsAtOnce) {
                        "on the blockfile (%p).\n"));
 }
 
+TEST(BlockFileLock, APathIsCutToItsBuffer) {
+    CallRecorder calls;
+    calls.FailAll("CreateFile", ERROR_PATH_NOT_FOUND);
+    const BlockFileLock lock(std::string(2000, 'p'), true, kWaitBeyondThreshold);
+    EXPECT_EQ(calls.Calls(), std::vector{"CreateFile " + std::string(1023, 'p')});
+}
+
 TEST(BlockFileLock, ADeadHoldersFileIsTakenAfterTheThreshold) {
     const ScratchRegistry registry;
     const ScratchFolder folder;
@@ -103,17 +110,23 @@ TEST(BlockFileLock, WaitsForTheHolderByItsThreshold) {
         bool living;
         std::uint32_t beyond;
         int freedAt;
+        const char* refusedCall;
+        std::uint32_t error;
         bool held;
         int waits;
         std::string warnings;
     };
     // 3 waits for the threshold, 81 for the removal; beyond it each wait tries the removal again.
     const Case cases[] = {
-        {"freed, taken at the next try", false, 0, 2, true, 2, ""},
-        {"vanished at the threshold, counts again", false, 0, 3, true, 3, vanished},
-        {"living, gives up", true, 0, kNever, false, 84, notObtained},
-        {"living, goes on", true, 1, 85, true, 85, notObtained},
-        {"living, goes on and on", true, kWaitBeyondThreshold, 246, true, 246,
+        {"freed, taken at the next try", false, 0, 2, "", 0, true, 2, ""},
+        {"vanished at the threshold, taken", false, 0, 3, "", 0, true, 3, vanished},
+        {"vanished and taken by another, counts again", false, 0, 5, "DeleteFile",
+         ERROR_FILE_NOT_FOUND, true, 5, vanished},
+        {"removed and taken by another, gives up", false, kWaitBeyondThreshold, kNever,
+         "CreateFile", ERROR_FILE_EXISTS, false, 3, ""},
+        {"living, gives up", true, 0, kNever, "", 0, false, 84, notObtained},
+        {"living, goes on", true, 1, 85, "", 0, true, 85, notObtained},
+        {"living, goes on and on", true, kWaitBeyondThreshold, 246, "", 0, true, 246,
          notObtained + notObtained},
     };
     for (const Case& row : cases) {
@@ -126,6 +139,8 @@ TEST(BlockFileLock, WaitsForTheHolderByItsThreshold) {
             holder = File();
             if (!row.living) DeleteFileA(path.c_str());
         });
+        CallRecorder calls;
+        calls.FailAll(row.refusedCall, row.error);
         ReportRecorder reports;
         File handle;
         EXPECT_EQ(WaitForAccessToFile(path, &handle, true, row.beyond), row.held) << row.name;
@@ -178,7 +193,8 @@ TEST(BlockFileLock, ReleaseTellsWhatItCouldNotDo) {
         {"directory gone", "DeleteFile", true, ERROR_PATH_NOT_FOUND, kFailed, 0, failed},
         {"held for a moment", "DeleteFile", false, ERROR_SHARING_VIOLATION, LockState::NotHeld, 1,
          ""},
-        {"held for good", "DeleteFile", true, ERROR_SHARING_VIOLATION, kFailed, 81, failed},
+        {"held for good", "DeleteFile", true, ERROR_SHARING_VIOLATION, kFailed, 81,
+         stillOpen + failed},
         {"handle closes late", "CloseHandle", false, ERROR_INVALID_HANDLE, kFailed, 81,
          stillOpen + released + failed},
         {"handle never closes", "CloseHandle", true, ERROR_INVALID_HANDLE, kFailed, 81,
@@ -195,30 +211,53 @@ TEST(BlockFileLock, ReleaseTellsWhatItCouldNotDo) {
         if (!row.always) calls.FailCall(row.call[0] == 'C' ? 1 : 2, row.error);
         ReportRecorder reports;
         lock.Release();
+        lock.Release();  // does nothing
         EXPECT_EQ(lock.State(), row.state) << row.name;
+        EXPECT_EQ(lock.IsLocked(), row.state == kFailed) << row.name;
         EXPECT_EQ(sleeper.Count(), row.waits) << row.name;
         EXPECT_EQ(reports.Joined(ReportChannel::Trace), Messages(path, row.messages)) << row.name;
     }
 }
 
-void ExpectLockingMode(std::uint32_t value, bool enabled) {
-    const ScratchRegistry registry;
+TEST(BlockFileLock, AHandleThatDidNotCloseIsClosedBehindAFileThatIsGone) {
+    const ScratchFolder folder;
+    BlockFileLock lock(folder.Path("a.blk"), true, kWaitBeyondThreshold);
+    CallRecorder calls;
+    calls.FailCall(1, ERROR_FILE_NOT_FOUND);
+    calls.FailAll("DeleteFile", ERROR_FILE_NOT_FOUND);
+    lock.Release();
+    EXPECT_EQ(calls.Calls(),
+              (std::vector<std::string>{"CloseHandle", "DeleteFile a.blk", "CloseHandle"}));
+}
+
+TEST(BlockFileLock, AFailedAcquisitionIsHeldNoMore) {
+    const ScratchFolder folder;
+    BlockFileLock lock(folder.Path("a.blk"), true, kWaitBeyondThreshold);
+    CallRecorder calls;
+    calls.FailAll("DeleteFile", ERROR_PATH_NOT_FOUND);
+    lock.Release();
+    calls.FailAll("CreateFile", ERROR_PATH_NOT_FOUND);
+    lock.Acquire(folder.Path("a.blk"), true, kWaitBeyondThreshold);
+    EXPECT_EQ(lock.State(), LockState::NotHeld);
+}
+
+bool IsLockingModeEnabledAt(std::uint32_t value) {
     ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Activity Locking Mode", value);
-    EXPECT_EQ(IsActivityLockingModeEnabled(), enabled);
-    // Read once: a later change is not seen.
-    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Activity Locking Mode", 3 - value);
-    EXPECT_EQ(IsActivityLockingModeEnabled(), enabled);
+    return IsActivityLockingModeEnabled();
 }
 
 TEST(ActivityLockingMode, IsOffWithoutTheValue) {
     const ScratchRegistry registry;
     EXPECT_FALSE(IsActivityLockingModeEnabled());
 }
-TEST(ActivityLockingMode, IsOnAtOneAlone) {
-    ExpectLockingMode(1, true);
-}
 TEST(ActivityLockingMode, IsOffAtTwo) {
-    ExpectLockingMode(2, false);
+    const ScratchRegistry registry;
+    EXPECT_FALSE(IsLockingModeEnabledAt(2));
+}
+TEST(ActivityLockingMode, IsOnAtOneAndReadOnce) {
+    const ScratchRegistry registry;
+    EXPECT_TRUE(IsLockingModeEnabledAt(1));
+    EXPECT_TRUE(IsLockingModeEnabledAt(0));
 }
 
 }  // namespace

@@ -18,6 +18,7 @@ namespace {
 using testing::CallRecorder;
 using testing::CountingSleeper;
 using testing::MakePath;
+using testing::PathExists;
 using testing::ReadBytesOf;
 using testing::ReportRecorder;
 using testing::ScratchFolder;
@@ -165,13 +166,6 @@ TEST_F(ClientNotification, WithoutAReplacementNobodyIsTold) {
     EXPECT_EQ(folder_.Names(), Names{"_activity.tab"});
 }
 
-TEST_F(ClientNotification, AFolderInPlaceOfTheFileHoldsNobody) {
-    MakePath(folder_.Path("_activity.tab"));
-    EXPECT_EQ(Notify("hi", "news"), 1);
-    EXPECT_EQ(sent, "");
-    EXPECT_EQ(folder_.Names(), Names{"_activity.tab"});
-}
-
 TEST_F(ClientNotification, ASenderThatThrowsEndsTheWalkAndFreesTheLock) {
     struct Case {
         int (*sender)();
@@ -202,15 +196,28 @@ TEST_F(ClientNotification, ASenderThatThrowsEndsTheWalkAndFreesTheLock) {
     }
 }
 
-TEST_F(ClientNotification, AHeldLockStaysHeld) {
-    Write(kFar);
-    BlockFileLock lock(folder_.Path("_activity.blk"), true, kWaitBeyondThreshold);
+// A lock whose release failed is not held: the walk takes it anew. Senders run under it.
+TEST_F(ClientNotification, AHeldLockIsUsedAndAnyOtherTaken) {
+    static std::string block;
+    block = folder_.Path("_activity.blk");
+    nextSender = [] { return PathExists(block) ? 0 : 1; };
     NotifyRequest request;
     request.protocol = "IMAP";
     request.remote = {"news", 4};
-    EXPECT_EQ(NotifyClients_Ex(lock, nullptr, folder_.Path(), request), 1);
-    EXPECT_EQ(sent, kToFar);
-    EXPECT_EQ(folder_.Names(), (Names{"_activity.blk", "_activity.tab"}));
+    for (const bool releaseFailed : {false, true}) {
+        Write(kFar);
+        BlockFileLock lock(block, true, kWaitBeyondThreshold);
+        if (releaseFailed) {
+            CallRecorder calls;
+            calls.FailAll("DeleteFile", ERROR_PATH_NOT_FOUND);
+            lock.Release();
+            DeleteFileA(block.c_str());
+        }
+        EXPECT_EQ(NotifyClients_Ex(lock, nullptr, folder_.Path(), request), 1);
+        EXPECT_EQ(lock.State(), LockState::Held);
+        EXPECT_EQ(Read(), kFar) << "told under the lock";
+        EXPECT_EQ(folder_.Names(), (Names{"_activity.blk", "_activity.tab"}));
+    }
 }
 
 TEST_F(ClientNotification, TheTextIsCutToItsBufferAndEndsInAnEmptyLine) {
@@ -271,6 +278,16 @@ TEST_F(ClientNotification, AllClientsAreFoundByTheFoldersName) {
     };
     for (const auto& [folder, directory] : cases) ExpectDirectory(folder_, folder, directory);
     EXPECT_EQ(NotifyAllClients("", "BOB", "Inbox", "IMAP", 0, "news", 4), 0);
+}
+
+// There is no originator to be left out, so that the request names every connection.
+TEST_F(ClientNotification, AllClientsButTheNamedOnesAreNone) {
+    const ScratchRegistry registry;
+    ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root", folder_.Path());
+    MakePath(folder_.Path("PO\\MAILROOT\\BOB\\Inbox"));
+    WriteBytesTo(folder_.Path("PO\\MAILROOT\\BOB\\Inbox\\_activity.tab"), kFar);
+    EXPECT_EQ(NotifyAllClients("PO", "BOB", "Inbox", "IMAP", 2, "news", -1), 1);
+    EXPECT_EQ(sent, "");
 }
 
 TEST_F(ClientNotification, PublicFoldersCanBeTurnedOff) {
