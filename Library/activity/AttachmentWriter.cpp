@@ -118,6 +118,8 @@ void AttachmentCopy::CopyHeader() {
 
 // Copies or replaces the field that begins with the line `first`; gives the line behind it.
 AttachmentCopy::Line AttachmentCopy::CopyContentType(std::string_view first) {
+    // Kept for compatibility: in these letters alone. A message in any others gets a second
+    // multipart type around its own.
     multipart_ = multipart_ || FindText(first, "multipart/mixed") != kNotFound;
     contentType_ = first;
     if (multipart_) copy_.Copy(first);
@@ -147,8 +149,8 @@ std::size_t AttachmentCopy::FindClosingPiece(std::string_view pieces) const {
     return kNotFound;
 }
 
-// A boundary that stood on the Content-Type line itself is not known here: the first line with "--"
-// then counts as the closing one. Callers know the outcome, so it stays.
+// Kept for compatibility: a boundary that stood on the Content-Type line itself is not known here,
+// and the first line with "--" counts as the closing one.
 void AttachmentCopy::CopyPartsToClosingLine() {
     while (const Line pieces = lines_.NextPieces()) {
         const std::size_t closing = FindClosingPiece(*pieces);
@@ -160,8 +162,9 @@ void AttachmentCopy::CopyPartsToClosingLine() {
     Put({kDashes, boundary_, "\n"});
 }
 
-// The old body stays in front of the first boundary; the part that should hold it holds its field
-// and its last line only. Readers of these files are used to that.
+// Kept for compatibility: the old body stays in front of the first boundary, and the part that
+// should hold it holds its field and its last line only. Without a field the boundary is not
+// declared anywhere.
 void AttachmentCopy::CopyBodyAsPreamble() {
     while (const Line pieces = lines_.NextPieces()) {
         copy_.Copy(*pieces);
@@ -201,17 +204,19 @@ void AttachmentCopy::WritePartHeader(const AttachmentRecord& part) {
     Put({"\n"});
 }
 
-// A part declared as quoted-printable holds base64 all the same.
+// Kept for compatibility: a part declared as quoted-printable holds base64 all the same.
 void AttachmentCopy::WritePartBody(const AttachmentRecord& part, std::string_view data) {
     const std::string_view encoding = DeclaredEncoding(part);
     if (encoding == "base64" || encoding == "quoted-printable") {
         WriteBase64(data);
     } else {
+        // Whoever names another encoding, in these letters or not, has encoded the data.
         copy_.Write(data);
     }
 }
 
-// Whole lines have no padding, so that blocks of lines join to the encoding of the whole.
+// Whole lines have no padding, so that blocks of lines join to the encoding of the whole. No bytes
+// give no line, not an empty one.
 void AttachmentCopy::WriteBase64(std::string_view data) {
     constexpr std::size_t kBlock = kBytesPerBase64Line * kBase64LinesPerBlock;
     std::string text(kBase64LineLength * kBase64LinesPerBlock + 1, '\0');

@@ -22,7 +22,7 @@ void AddAttachment(const MessagePaths& paths, const AttachmentRecord& part, std:
         if (!CopyWithAttachment(source, part, data, boundary, sink)) return;
         message.Close();
     }
-    // Without a message the sibling is empty and takes its place so: callers rely on a file there.
+    // Kept for compatibility: without a message the sibling takes its place empty.
     if (sibling.Finish()) SwapSiblingIn(paths);
 }
 

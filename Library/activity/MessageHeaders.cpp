@@ -17,12 +17,12 @@ namespace {
 constexpr const char* kUidKey = "X-UID: ";
 constexpr const char* kFlagsKey = "X-TWTempFlags: ";
 
-// Where and how an operation says that a file could not be opened.
+// Where and how an operation says that a file could not be opened; three ways for compatibility.
 enum class Complaint { LogWithPath, Output, OutputWithError };
 
 enum class SiblingRefused {
     LeaveMessage,
-    RemoveMessage  // the swap goes on without a copy: callers expect the message to be gone
+    RemoveMessage  // the swap goes on without a copy; kept for compatibility: the message is gone
 };
 
 enum class DeleteRefused {
@@ -38,7 +38,8 @@ struct Operation {
 };
 
 // Where the five differ, but for their fields. The rest of a message is copied byte for byte by all
-// of them.
+// of them. Kept for compatibility: with another buffer size other pieces of long lines count as
+// fields, and a header without its empty line grows by the field that a caller named alone.
 //
 // line buffer, missing field added without an empty line, swapped in only when a field was seen;
 // complaint; sibling refused; delete refused
@@ -79,6 +80,7 @@ std::string UidLine(std::uint32_t high, std::uint32_t low) {
     return line + "\r\n";
 }
 
+// Empty flags have their line too: a message has flags by having the field.
 std::string FlagsLine(std::string_view flags) {
     return FieldLine("X-TWTempFlags", flags);
 }
@@ -168,6 +170,7 @@ void SetField(const MessagePaths& paths, std::string_view name, const std::strin
               bool createIfMissing) {
     File message(paths.message, kOpenRead);
     if (!message.IsOpen()) {
+        // Not for a missing folder (error 3): nothing can be created there.
         const bool missing = GetLastError() == ERROR_FILE_NOT_FOUND;
         if (missing && createIfMissing) return CreateWithField(paths.message, line);
         return ComplainAboutInput(kSetHeaderField.complaint, paths.message);
@@ -224,11 +227,11 @@ int HasMessageTempFlags(std::string_view directory, std::string_view name) {
 }
 
 int StripMessageUidAndFlags(std::string_view directory, std::string_view name,
-                            std::uint32_t uidHigh, std::uint32_t uidLow) {
+                            std::uint32_t /*uidHigh*/, std::uint32_t /*uidLow*/) {
     if (!UidBrandingEnabled()) return 1;
     Contain([&] {
         OpenAndRewrite(PathsInFolder(directory, name), kStripUidAndFlags,
-                       {{{kUidKey, kFlagsKey}, FieldFate::Drop, UidLine(uidHigh, uidLow)}});
+                       {{{kUidKey, kFlagsKey}, FieldFate::Drop, ""}});
     });
     return 1;
 }

@@ -26,8 +26,8 @@ int SetMessageUid(std::string_view directory, std::string_view name, std::uint32
 // 1 when the header holds a flags field, else 0.
 int HasMessageTempFlags(std::string_view directory, std::string_view name);
 
-// Removes every identifier and flags line from the header; a message without any stays untouched,
-// and the identifier given here goes nowhere. Always 1.
+// Removes every identifier and flags line from the header; a message without any stays untouched.
+// The identifier given here goes nowhere: a copy that could hold it would not be wanted. Always 1.
 int StripMessageUidAndFlags(std::string_view directory, std::string_view name,
                             std::uint32_t uidHigh, std::uint32_t uidLow);
 

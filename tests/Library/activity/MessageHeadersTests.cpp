@@ -30,6 +30,9 @@ int SetFlagsDropUid(const ScratchFolder& folder) {
 int SetUid(const ScratchFolder& folder) {
     return SetMessageUid(folder.Path(), "m", 0, 5, std::nullopt);
 }
+int SetUidAndNoFlags(const ScratchFolder& folder) {
+    return SetMessageUid(folder.Path(), "m", 0, 5, "");
+}
 int SetUidAndFlags(const ScratchFolder& folder) {
     return SetMessageUid(folder.Path(), "m", 3, 4294967295U, "new");
 }
@@ -50,7 +53,7 @@ Operation SetField(const std::string& name, const std::string& value,
 // A folder with the message "m", UID branding on, and everything that was reported.
 struct World {
     World() {
-        ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "UID Branding Enabled", 1);
+        ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "UID Branding Enabled", 2);
     }
     explicit World(const std::string& message) : World() { WriteBytesTo(Message(), message); }
     std::string Message() const { return folder.Path("m"); }
@@ -79,15 +82,27 @@ TEST(MessageHeaders, EachOperationWritesItsFields) {
         {"identifier of one part", SetUid, plain, "A: 1\r\nX-UID: 5\r\n\r\nbody\r\n"},
         {"identifier of two parts, then the flags", SetUidAndFlags, plain,
          "A: 1\r\nX-UID: 3.4294967295\r\nX-TWTempFlags: new\r\n\r\nbody\r\n"},
+        {"empty flags of a new identifier are written", SetUidAndNoFlags, "\r\nb",
+         "X-UID: 5\r\nX-TWTempFlags: \r\n\r\nb"},
+        {"the blank belongs to the key", SetUid, "X-UID:7\n\n", "X-UID:7\nX-UID: 5\r\n\n"},
+        {"a lone CR ends the header", SetUid, "\rX-UID: 1\n\n", "X-UID: 5\r\n\rX-UID: 1\n\n"},
         {"existing flags are kept, identifiers replaced", SetUidAndFlags, both,
          "X-TWTempFlags: old\r\nA: 1\r\nX-UID: 3.4294967295\r\nX-UID: 3.4294967295\r\n\r\n"
          "X-UID: 7\r\n"},
         {"both kinds are stripped", Strip, both, "A: 1\r\n\r\nX-UID: 7\r\n"},
         {"nothing to strip", Strip, plain, plain},
+        {"nothing to strip and no empty line", Strip, "A: 1", "A: 1"},
+        {"flags of a file without an empty line", SetFlags, "A: 1", "A: 1"},
+        {"an identifier of a file without an empty line", SetUidAndFlags, "A: 1", "A: 1"},
+        {"an empty file", SetUid, "", ""},
         {"a field by name", SetField("a", "2"), plain, "a: 2\r\n\r\nbody\r\n"},
         {"a field with its colon keeps it", SetField("A:", "2"), plain, "A:: 2\r\n\r\nbody\r\n"},
         {"a new field", SetField("AA", ""), plain, "A: 1\r\nAA: \r\n\r\nbody\r\n"},
         {"a field of a file without an empty line", SetField("B", "2"), "A: 1", "A: 1B: 2\r\n"},
+        {"a field that such a file has", SetField("A", "2"), "A: 1", "A: 2\r\n"},
+        {"a field of an empty file", SetField("B", "2"), "", "B: 2\r\n"},
+        {"fields that are there twice, and what continues one", SetField("a", "2"),
+         "A:1\nA: 3\n cont\n\n", "a: 2\r\na: 2\r\n cont\n\n"},
         {"percent signs are text, LF alone", SetField("%s", "%n"), "\n", "%s: %n\r\n\n"},
     };
     World world;
