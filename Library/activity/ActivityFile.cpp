@@ -19,8 +19,8 @@ class Fields {
   public:
     explicit Fields(std::string_view line) : line_(line), tabCount_(FindEach(line, '\t', tabs_)) {}
 
-    // Field `number` from 1. Beyond the last it is the last one again, but a line without any tab
-    // has one field alone.
+    // Field `number` from 1. Kept for compatibility: beyond the last it is the last one again, but
+    // a line without any tab has one field alone.
     std::string_view operator[](std::size_t number) const {
         if (number > 1 && tabCount_ == 0) return {};
         const std::size_t at = std::min(number - 1, tabCount_);
@@ -90,6 +90,7 @@ ActivityEntry::ActivityEntry(std::string_view line) : line_(line) {
     time_ = time.value;
     folder = fields[7];
     instanceNumber = instance.value;
+    // Not cut: what is left of two long ones might be equal, and an empty one equals none.
     serverSession = FittingInto(kSessionCapacity, fields[9]);
     isCopiedForm_ = fields.AreNine() && portNumber.isPrintedForm && time.isPrintedForm &&
                     instance.isPrintedForm && serverSession.size() == fields[9].size();
@@ -112,6 +113,7 @@ void AppendNewEntry(std::string& bytes, const ClientConnection& connection, std:
 std::optional<ActivityEntry> ActivityReader::Next() {
     std::optional<ActivityEntry> entry;
     while (const auto line = lines_.Next()) {
+        // Nine fields, however empty, take eleven characters.
         if (line->size() < kShortestActivityLine) continue;
         entry.emplace(*line);
         break;
@@ -129,7 +131,7 @@ bool IsStaleSessionEntry(std::string_view server, const ActivityEntry& entry,
 bool IsSameConnection(std::string_view server, std::string_view /*protocol*/,
                       std::string_view ipAddress, std::int32_t port, const ActivityEntry& entry) {
     // A client that changes its protocol on one address and port is still the same client, so the
-    // protocol is not compared.
+    // protocol is not compared. A caller that does not know the port gives -1.
     return (port == kAnyPort || port == entry.port) &&
            (server.empty() || EqualsIgnoreCase(entry.server, server)) &&
            (ipAddress.empty() || EqualsIgnoreCase(entry.ipAddress, ipAddress));

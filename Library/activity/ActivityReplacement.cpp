@@ -11,7 +11,7 @@ namespace {
 constexpr int kTriesPerWarning = 5;
 
 // Which comes first once a try failed: the wait or the next try. After the latter the wait is made
-// even when that try succeeded.
+// even when that try succeeded; kept for compatibility.
 enum class RetryOrder { WaitThenTry, TryThenWait };
 
 template <typename Attempt>
@@ -40,12 +40,14 @@ bool DeleteWithRetry(const std::string& path, bool retry, int maxAttempts) {
         [&] { return RemoveFile(path); }, RetryOrder::TryThenWait,
         [&](DWORD reason, int waits) {
             if (waits > maxAttempts) {
+                // Kept for compatibility: the two blanks.
                 LogMessage(
                     "TW-WXXXX: DeleteWithRetry Error:  Abandoning attempts to delete file "
                     "%s. Error: %ld\n",
                     {path, reason});
                 return false;
             }
+            // At 0 too: a refusal that the next try gets past has its line in the log.
             if (waits % kTriesPerWarning == 0) {
                 LogMessage(
                     "TW-WXXXX: DeleteWithRetry Warning: An error occurred when attempting "
@@ -62,12 +64,14 @@ bool MoveWithRetry(const std::string& from, const std::string& to, bool retry, i
         [&] { return MoveToName(from, to); }, RetryOrder::WaitThenTry,
         [&](DWORD reason, int waits) {
             if (waits > maxAttempts) {
+                // Kept for compatibility: "occured".
                 LogMessage(
                     "TW-WXXXX: Warning: A Timeout occured when attempting to move %s "
                     "Activity File to %s. Error: %ld\n",
                     {from, to, reason});
                 return false;
             }
+            // At 0 too, as above.
             if (waits % kTriesPerWarning == 0) {
                 LogMessage(
                     "TW-WXXXX: Warning: Unable to move %s Activity File to %s at this time "
@@ -80,6 +84,7 @@ bool MoveWithRetry(const std::string& from, const std::string& to, bool retry, i
 }
 
 bool ReplaceActivityFile(const std::string& replacementPath, const std::string& filePath) {
+    // Whatever comes of it: the move fails over a file that is still there, and tells the caller.
     DeleteWithRetry(filePath, true, kActivityRetries);
     return MoveWithRetry(replacementPath, filePath, true, kActivityRetries);
 }

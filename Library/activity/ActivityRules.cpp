@@ -42,6 +42,7 @@ class SetRule : public ConnectionRule {
             return EntryFate::Drop;
         }
         if (!IsSame(entry)) return EntryFate::Copy;
+        // Kept for compatibility: each of several matches, not the first alone.
         found_ = true;
         return EntryFate::Replace;
     }

@@ -5,6 +5,8 @@
 namespace tarnwick {
 namespace {
 
+// Kept for compatibility: refused while somebody has the file open for writing, so that its
+// directory entry tells the time then.
 constexpr OpenMode kOpenForTimes{GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, OPEN_EXISTING};
 
 std::optional<std::uint64_t> LastWriteTimeOf(const std::string& path) {

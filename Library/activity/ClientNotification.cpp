@@ -32,6 +32,7 @@ std::optional<RewrittenActivity> WalkEntries(const ActivityPaths& paths, Notific
     File file(paths.file, kOpenRead);
     File replacement(paths.replacement, kOpenTruncate);
     if (!replacement.IsOpen()) {
+        // Nobody is told then, and the walk gives 1 all the same: kept for compatibility.
         PrintStandardOutput("problem with outfile\n");
         return std::nullopt;
     }
@@ -39,6 +40,7 @@ std::optional<RewrittenActivity> WalkEntries(const ActivityPaths& paths, Notific
     const auto bytes = ReadActivity(file);
     if (!bytes) return std::nullopt;
     RewrittenActivity rewritten = RewriteActivity(*bytes, rule);
+    // A file that stays as it is keeps its time too, and with it every session's stamp.
     if (!rule.HasDropped() || !WriteActivity(replacement, rewritten.bytes)) return std::nullopt;
     return rewritten;
 }
@@ -52,6 +54,7 @@ void WalkLocked(const SessionContext* session, const ActivityPaths& paths,
         ReplaceActivityFile(paths.replacement, paths.file);
         return;
     }
+    // No entry, no file: the next notification then need not even take the lock.
     if (rewritten) DeleteWithRetry(paths.file, true, kActivityRetries);
     DeleteWithRetry(paths.replacement, true, kActivityRetries);
 }
@@ -121,6 +124,7 @@ int NotifyAllClients(std::string_view postoffice, std::string_view mailbox, std:
                      std::string_view protocol, std::int32_t matchMode, const char* message,
                      std::int32_t length) {
     return RunOperation("NotifyAllClients", 0, [&] {
+        // There is no originator: any server, address and port. Match mode 2 thus addresses nobody.
         SessionContext session;
         session.accountName = postoffice;
         return NotifyClients(&session, DirectoryOf(postoffice, mailbox, folder), {}, {}, kAnyPort,

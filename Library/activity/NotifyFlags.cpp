@@ -100,6 +100,7 @@ int FlagFolderChanged(std::string_view postoffice, std::string_view mailbox,
 int ConsumeFolderChangeFlags(std::string_view postoffice, std::string_view mailbox,
                              std::string_view folder) {
     return RunOperation("ConsumeFolderChangeFlags", 0, [&] {
+        // In the mailbox for public names too: the flag of a public folder is not one mailbox's.
         const std::string directory =
             MailboxFolderDirectory(PostofficeDirectory(postoffice), mailbox, folder);
         int consumed = 0;

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <limits>
 #include <new>
+#include <string_view>
 
 #include "Library/activity/ClientNotification.h"
 #include "Library/activity/ClientState.h"
@@ -14,12 +15,16 @@ namespace {
 
 // How many allocations succeed before all fail.
 int allocationsLeft = std::numeric_limits<int>::max();
+bool ranOut = false;
 
 }  // namespace
 
 void* operator new(std::size_t size) {
     void* memory = allocationsLeft > 0 ? std::malloc(size == 0 ? 1 : size) : nullptr;
-    if (memory == nullptr) throw std::bad_alloc();
+    if (memory == nullptr) {
+        ranOut = true;
+        throw std::bad_alloc();
+    }
     --allocationsLeft;
     return memory;
 }
@@ -31,11 +36,18 @@ using testing::PathExists;
 using testing::ScratchFolder;
 using testing::WriteBytesTo;
 
-class Silence : public ReportSink {
+// Keeps nothing but whether an operation told under its name what it caught.
+class CaughtReports : public ReportSink {
   public:
-    Silence() { SetReportSink(this); }
-    ~Silence() override { SetReportSink(nullptr); }
-    void Report(ReportChannel, std::string_view) override {}
+    CaughtReports() { SetReportSink(this); }
+    ~CaughtReports() override { SetReportSink(nullptr); }
+    void Report(ReportChannel, std::string_view text) override {
+        if (!text.starts_with(operation)) return;
+        text.remove_prefix(operation.size());
+        told |= text.starts_with(" handled an exception") || text == " raised an exception\n";
+    }
+    std::string_view operation;
+    bool told = false;
 };
 
 SessionContext session{"bob", 1, 7, "Inbox", 0, nullptr};
@@ -46,36 +58,40 @@ struct Operation {
 };
 
 const Operation kOperations[] = {
-    {"set",
+    {"SetClientState",
      [](const std::string& directory) {
          SetClientState(&session, directory, "srv", "10.0.0.1", 143, "IMAP", "bob", "Inbox", "run");
      }},
-    {"close",
+    {"CloseClientState",
      [](const std::string& directory) {
          CloseClientState(&session, directory, "srv", "10.0.0.1", 143, "IMAP", "run");
      }},
-    {"count", [](const std::string& directory) { GetConnectionCount(&session, directory); }},
-    {"notify",
+    {"GetConnectionCount",
+     [](const std::string& directory) { GetConnectionCount(&session, directory); }},
+    {"NotifyClients_Ex",
      [](const std::string& directory) {
          NotifyClients(&session, directory, "srv", "", -1, "IMAP", 0, 0, "", "", "hi", -1, nullptr,
                        0);
      }},
 };
 
-TEST(ActivityMemory, AnOperationWithoutMemoryReturnsAndGivesTheLockUp) {
-    const Silence silence;
+TEST(ActivityMemory, AnOperationWithoutMemoryTellsItAndGivesTheLockUp) {
+    CaughtReports reports;
     for (const Operation& operation : kOperations) {
-        bool ranOut = true;
+        reports.operation = operation.name;
+        ranOut = true;
         for (int allocations = 0; ranOut; ++allocations) {
             const ScratchFolder folder;
             const std::string path = folder.Path();
             WriteBytesTo(folder.Path("_activity.tab"),
                          "srv\tIMAP\tann\t10.0.0.9\t25\t5\tInbox\t3\trun\r\n"
                          "srv\tIMAP\tbob\t10.0.0.1\t143\t5\tInbox\t7\trun");
+            ranOut = reports.told = false;
             allocationsLeft = allocations;
             operation.run(path);
-            ranOut = allocationsLeft == 0;
             allocationsLeft = std::numeric_limits<int>::max();
+            EXPECT_EQ(reports.told, ranOut)
+                << operation.name << " with " << allocations << " allocations";
             EXPECT_FALSE(PathExists(folder.Path("_activity.blk")))
                 << operation.name << " with " << allocations << " allocations";
         }

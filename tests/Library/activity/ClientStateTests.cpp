@@ -2,6 +2,7 @@
 
 #include "common/Clock.h"
 #include "common/DiagnosticLevel.h"
+#include "Library/activity/ActivityStore.h"
 #include "Library/activity/ClientState.h"
 #include "tests/support/ReportRecorder.h"
 #include "tests/support/WindowsFixtures.h"
@@ -116,6 +117,7 @@ const Case kCases[] = {
      "Protocol=IMAP-2, IPAddress=10.0.0.1, PortNumber=144,Folder=Inbox.\n",
      true},
     {"setting without a replacement loses the file", 9, kOther, "", 3, SetNew, kSet, "", "", false},
+    {"a replacement that cannot be written goes", 8, "", "", 4, SetNew, kSet, "", "", false},
     {"a new file that cannot be made is told at any level", 0, "", "", 3, SetNew, kSet, "",
      "TW-EXXXX: Error: Unable to add connection to new activity file. " + kClient, false},
     {"closing the last connection deletes the file", 9, kOwnEntry, "", 0, CloseAnyPort, 1, "",
@@ -198,6 +200,23 @@ TEST(ClientState, AFolderInPlaceOfTheFileOutlastsTheRetries) {
     EXPECT_EQ(world.folder.Names(), (Names{"_activity.tab", "_activity.tmp"}));
     EXPECT_EQ(ReadBytesOf(world.folder.Path("_activity.tmp")), kOwnEntry);
     EXPECT_EQ(world.session.activityStamp, 99U);
+    RemoveDirectoryA(world.Tab().c_str());
+    WriteBytesTo(world.Tab(), kOther);
+    CallRecorder calls;
+    calls.FailAll("MoveFile", ERROR_ACCESS_DENIED);
+    EXPECT_EQ(world.Close(), 0) << "the move failed";
+    EXPECT_EQ(world.session.activityStamp, 99U);
+}
+
+TEST(ClientState, ALivingHolderIsWaitedForHoweverLongItTakes) {
+    World world;
+    File holder(world.folder.Path("_activity.blk"), kCreateBlockFile);
+    const CountingSleeper sleeper([&](int count) {
+        if (count == 500) holder = File();
+    });
+    world.Set();
+    EXPECT_EQ(sleeper.Count(), 500);
+    EXPECT_EQ(ReadBytesOf(world.Tab()), kOwnEntry);
 }
 
 TEST(ClientState, ADirectoryThatIsNotThereIsLeftAlone) {
@@ -238,6 +257,18 @@ TEST(ClientState, TheStampComesFromTheDirectoryWhenTheFileDoesNotTell) {
         world.session.activityStamp = 99;
         world.Set();
         EXPECT_EQ(world.session.activityStamp, world.StampOnDisk()) << call;
+    }
+    // The open for the times shares reading and deletion, not writing.
+    const std::pair<DWORD, Names> holders[] = {
+        {GENERIC_WRITE, {"CreateFile _activity.tab", "FindFirstFile _activity.tab"}},
+        {DELETE, {"CreateFile _activity.tab", "GetFileTime"}},
+    };
+    for (const auto& [access, asked] : holders) {
+        const File holder(world.Tab(),
+                          {access, kShareReadWrite | FILE_SHARE_DELETE, OPEN_EXISTING});
+        calls.Clear();
+        EXPECT_EQ(ReadActivityStamp(world.Tab()), world.StampOnDisk());
+        EXPECT_EQ(calls.Calls(), asked) << access;
     }
 }
 

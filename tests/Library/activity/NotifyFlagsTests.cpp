@@ -24,8 +24,8 @@ class NotifyFlags : public ::testing::Test {
   protected:
     NotifyFlags() {
         ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root", root_.Path());
-        for (const char* folder :
-             {"MAILROOT\\BOB\\Inbox", "MAILROOT\\BOB\\Public", "PUBROOT\\News"}) {
+        for (const char* folder : {"MAILROOT\\BOB\\Inbox", "MAILROOT\\BOB\\Public\\News",
+                                   "MAILROOT\\BOB\\$FILEROOT", "PUBROOT\\News"}) {
             MakePath(In(folder));
         }
     }
@@ -52,7 +52,8 @@ constexpr const char* kFlagText =
 TEST_F(NotifyFlags, AreWrittenWhereTheFolderLies) {
     for (const auto& [folder, path] : {std::pair{"Inbox", "MAILROOT\\BOB\\Inbox"},
                                        {"public/News", "PUBROOT\\News"},
-                                       {"/Public/News", "PUBROOT"}}) {
+                                       {"/Public/News", "PUBROOT"},
+                                       {"$FILEROOT", "MAILROOT\\BOB\\$FILEROOT"}}) {
         reports_.Take();
         EXPECT_EQ(FlagFolderChanged("PO", "BOB", folder), 1);
         EXPECT_EQ(ReadBytesOf(In(path) + "\\_NOTIFY.NFY"), kFlagText) << folder;
@@ -63,6 +64,12 @@ TEST_F(NotifyFlags, AreWrittenWhereTheFolderLies) {
     EXPECT_EQ(FlagFolderChanged("PO", "BOB", "missing"), 1);
     EXPECT_EQ(reports_.Joined(ReportChannel::StandardOutput),
               "Folder=missing::Folder Flagged to notify clients\n");
+}
+
+TEST_F(NotifyFlags, OfPublicFoldersLieInTheMailboxWhereThereAreNone) {
+    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Public Folders Enabled", 0);
+    FlagFolderChanged("PO", "BOB", "Public\\News");
+    EXPECT_EQ(ReadBytesOf(In("MAILROOT\\BOB\\Public\\News\\_NOTIFY.NFY")), kFlagText);
 }
 
 TEST_F(NotifyFlags, AreConsumedAfterAWaitEach) {
@@ -76,6 +83,8 @@ TEST_F(NotifyFlags, AreConsumedAfterAWaitEach) {
     EXPECT_EQ(sleeper.TotalMilliseconds(), 2000U);
     EXPECT_TRUE(PathExists(In("MAILROOT\\BOB\\Inbox\\x.NFY")));
     EXPECT_EQ(ConsumeFolderChangeFlags("PO", "BOB", "Inbox"), 0) << "none is left";
+    FlagFolderChanged("PO", "BOB", "Public\\News");
+    EXPECT_EQ(ConsumeFolderChangeFlags("PO", "BOB", "Public\\News"), 0) << "in the mailbox alone";
     FlagFolderChanged("PO", "BOB", "Inbox");
     CallRecorder calls;
     calls.FailAll("DeleteFile", ERROR_SHARING_VIOLATION);
@@ -93,6 +102,7 @@ TEST_F(NotifyFlags, OnlyTheHighestMarkerSurvives) {
         {{"3", "7", "5"}, 7, {"_7.NEW"}},
         {{"0", "-4", "x", ""}, 0, {}},
         {{"10", "9"}, 10, {"_10.NEW"}},
+        {{"07", "7"}, 7, {"_07.NEW"}},  // the one found first
         {{"5.6", "4"}, 5, {"_5.6.NEW"}},
         {{"99999999999", "8"}, 2147483647, {"_99999999999.NEW"}},
     };
@@ -135,7 +145,8 @@ TEST_F(NotifyFlags, TheSurvivingMarkersLinesAreAppendedWhileTheyFit) {
          line + "\n" + line + "\n" + line.substr(955)},
         {"2048 are too many", "", 4000, line + "\n" + line + "\n" + line.substr(954),
          line + "\n" + line + "\n"},
-        {"a long line comes in pieces", "", 4000, line + line, line + line},
+        {"a long line comes in pieces of 1023, each whole or not at all", "", 4000,
+         line + line + line, std::string(2046, 'a')},
         {"no room at all", "", 1, "x", ""},
     };
     for (const Case& row : cases) {
