@@ -115,6 +115,13 @@ TEST(MessageHeaders, EachOperationWritesItsFields) {
     }
 }
 
+TEST(MessageHeaders, AMessageWithNothingToStripIsNotReplaced) {
+    const World world("A: 1\r\n\r\n");
+    const CallRecorder calls;
+    Strip(world.folder);
+    EXPECT_EQ(calls.Calls().back(), "DeleteFile _m");
+}
+
 // Header lines are read into 4096 bytes by the flag setter and into 2048 by the others; a field is
 // recognised where a piece begins.
 TEST(MessageHeaders, TheLineBuffersHaveTheirSizes) {
