@@ -1,37 +1,16 @@
 // Operations that run out of memory in the middle.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <limits>
-#include <new>
-#include <string_view>
-
+#include "common/Reports.h"
 #include "Library/activity/ClientNotification.h"
 #include "Library/activity/ClientState.h"
-#include "tests/support/ReportRecorder.h"
+#include "tests/support/FailingAllocations.h"
 #include "tests/support/WindowsFixtures.h"
-
-namespace {
-
-// How many allocations succeed before all fail.
-int allocationsLeft = std::numeric_limits<int>::max();
-bool ranOut = false;
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    void* memory = allocationsLeft > 0 ? std::malloc(size == 0 ? 1 : size) : nullptr;
-    if (memory == nullptr) {
-        ranOut = true;
-        throw std::bad_alloc();
-    }
-    --allocationsLeft;
-    return memory;
-}
 
 namespace tarnwick {
 namespace {
 
+using testing::FailingAllocations;
 using testing::PathExists;
 using testing::ScratchFolder;
 using testing::WriteBytesTo;
@@ -79,22 +58,21 @@ TEST(ActivityMemory, AnOperationWithoutMemoryTellsItAndGivesTheLockUp) {
     CaughtReports reports;
     for (const Operation& operation : kOperations) {
         reports.operation = operation.name;
-        ranOut = true;
-        for (int allocations = 0; ranOut; ++allocations) {
+        testing::FailEachAllocation([&](int number, bool andAllAfter) {
             const ScratchFolder folder;
-            const std::string path = folder.Path();
             WriteBytesTo(folder.Path("_activity.tab"),
                          "srv\tIMAP\tann\t10.0.0.9\t25\t5\tInbox\t3\trun\r\n"
                          "srv\tIMAP\tbob\t10.0.0.1\t143\t5\tInbox\t7\trun");
-            ranOut = reports.told = false;
-            allocationsLeft = allocations;
-            operation.run(path);
-            allocationsLeft = std::numeric_limits<int>::max();
-            EXPECT_EQ(reports.told, ranOut)
-                << operation.name << " with " << allocations << " allocations";
+            reports.told = false;
+            {
+                const FailingAllocations failing(number, andAllAfter);
+                operation.run(folder.Path());
+            }
+            EXPECT_EQ(reports.told, FailingAllocations::Any()) << operation.name << " " << number;
             EXPECT_FALSE(PathExists(folder.Path("_activity.blk")))
-                << operation.name << " with " << allocations << " allocations";
-        }
+                << operation.name << " " << number;
+            return reports.told;
+        });
     }
 }
 

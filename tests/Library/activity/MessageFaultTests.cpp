@@ -1,5 +1,5 @@
-// Every operation on message files with each of its file calls failing, and with the process dying
-// there.
+// Every operation on message files with each of its file calls and allocations failing, and with
+// the process dying at the calls.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -8,6 +8,7 @@
 #include "common/Registry.h"
 #include "Library/activity/MessageAttachment.h"
 #include "Library/activity/MessageHeaders.h"
+#include "tests/support/FailingAllocations.h"
 #include "tests/support/ReportRecorder.h"
 #include "tests/support/WindowsFixtures.h"
 
@@ -16,6 +17,7 @@ namespace {
 
 using testing::CallRecorder;
 using testing::Environment;
+using testing::FailingAllocations;
 using testing::ReadBytesOf;
 using testing::ReportRecorder;
 using testing::ScratchFolder;
@@ -28,7 +30,8 @@ const std::string kOld = "X-UID: 1\r\n\r\nbody\r\n";
 
 struct Operation {
     std::string name;
-    std::function<void(const std::string& folder)> run;
+    std::function<void(const std::string& folder, const std::string& message)> run;
+    void Run(const std::string& folder) const { run(folder, folder + "\\m"); }
     // For each call of a clean run, in order, what the folder holds when it failed and when the
     // process died before it.
     struct Call {
@@ -57,24 +60,32 @@ const std::string kLeftover = "_m=new m=old";
 std::vector<Operation> Operations() {
     return {
         {"SetMessageTempFlags",
-         [](const std::string& folder) { SetMessageTempFlags(folder, "m", "new", true); },
+         [](const std::string& folder, const std::string&) {
+             SetMessageTempFlags(folder, "m", "new", true);
+         },
          SwappingCalls("m=old", "m=old", kLeftover)},
         {"SetMessageUid",
-         [](const std::string& folder) { SetMessageUid(folder, "m", 1, 2, std::nullopt); },
+         [](const std::string& folder, const std::string&) {
+             SetMessageUid(folder, "m", 1, 2, std::nullopt);
+         },
          SwappingCalls("m=old", "", kLeftover)},
         {"StripMessageUidAndFlags",
-         [](const std::string& folder) { StripMessageUidAndFlags(folder, "m", 1, 2); },
+         [](const std::string& folder, const std::string&) {
+             StripMessageUidAndFlags(folder, "m", 1, 2);
+         },
          SwappingCalls("m=old", "m=old", kLeftover)},
         {"SetMessageHeaderField",
-         [](const std::string& folder) { SetMessageHeaderField(folder + "\\m", "A", "1", true); },
+         [](const std::string&, const std::string& message) {
+             SetMessageHeaderField(message, "A", "1", true);
+         },
          SwappingCalls("m=old", "m=old", "m=old")},
         {"AddAttachmentToMessage",
-         [](const std::string& folder) {
-             AddAttachmentToMessage(folder + "\\m", {}, {"foo", 3});
+         [](const std::string&, const std::string& message) {
+             AddAttachmentToMessage(message, {}, {"foo", 3});
          },
          SwappingCalls("m=empty", "m=old", kLeftover)},
         {"HasMessageTempFlags",
-         [](const std::string& folder) { HasMessageTempFlags(folder, "m"); },
+         [](const std::string& folder, const std::string&) { HasMessageTempFlags(folder, "m"); },
          {{"CreateFile m", "m=old", "m=old"}, {"ReadFile", "m=old", "m=old"}}},
     };
 }
@@ -92,7 +103,7 @@ struct Settings {
 std::string NewContent(const Operation& operation) {
     const ScratchFolder folder;
     WriteBytesTo(folder.Path("m"), kOld);
-    operation.run(folder.Path());
+    operation.Run(folder.Path());
     return ReadBytesOf(folder.Path("m"));
 }
 
@@ -118,7 +129,7 @@ TEST(MessageFaults, Child) {
     CallRecorder calls;
     calls.DieAtCall(std::stoi(Environment("TARNWICK_FAULT_CALL")));
     for (const Operation& operation : Operations()) {
-        if (operation.name == Environment("TARNWICK_FAULT_OPERATION")) operation.run(folder);
+        if (operation.name == Environment("TARNWICK_FAULT_OPERATION")) operation.Run(folder);
     }
 }
 
@@ -132,7 +143,7 @@ TEST(MessageFaults, AtEachCall) {
             WriteBytesTo(folder.Path("m"), kOld);
             CallRecorder calls;
             calls.FailCall(static_cast<int>(at) + 1, ERROR_ACCESS_DENIED);
-            operation.run(folder.Path());
+            operation.Run(folder.Path());
             if (at == operation.calls.size()) {
                 EXPECT_EQ(calls.Calls().size(), at) << operation.name << " made more calls";
                 continue;
@@ -152,6 +163,34 @@ TEST(MessageFaults, AtEachCall) {
                       testing::kDiedAtCall);
             EXPECT_EQ(StateOf(leftByTheDead, newContent), call.died) << where << ", dead";
         }
+    }
+}
+
+// Reports nothing, which needs no memory.
+struct NoReports : ReportSink {
+    NoReports() { SetReportSink(this); }
+    ~NoReports() override { SetReportSink(nullptr); }
+    void Report(ReportChannel, std::string_view) override {}
+};
+
+TEST(MessageFaults, AtEachAllocation) {
+    const Settings settings;
+    const NoReports none;
+    for (const Operation& operation : Operations()) {
+        const std::string newContent = NewContent(operation);
+        testing::FailEachAllocation([&](int number, bool andAllAfter) {
+            const ScratchFolder folder;
+            const std::string message = folder.Path("m");
+            WriteBytesTo(message, kOld);
+            {
+                const FailingAllocations failing(number, andAllAfter);
+                operation.run(folder.Path(), message);
+            }
+            EXPECT_EQ(StateOf(folder, newContent),
+                      FailingAllocations::Any() || newContent == kOld ? "m=old" : "m=new")
+                << operation.name << " " << number;
+            return FailingAllocations::Any();
+        });
     }
 }
 
