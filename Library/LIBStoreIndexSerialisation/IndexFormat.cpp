@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <limits>
 
 #include "common/Scan.h"
@@ -10,7 +11,6 @@
 namespace tarnwick {
 namespace {
 
-constexpr std::string_view kHeaderStart = "<BASEELEMENT LASTUID=\"x";
 constexpr std::string_view kLastUidStart = "LASTUID=\"";
 constexpr std::string_view kReservedNames[] = {"ID", "UID", "LASTUID", "IDX", "SEQ"};
 constexpr std::string_view kWhiteSpace = " \t\r\n";
@@ -44,14 +44,18 @@ std::string IndexFilePath(const std::string& folder, std::uint32_t folderType) {
     return folder + (folderType == kGroupFolder ? "\\_groups.xml" : "\\_index.xml");
 }
 
-std::string IndexHeader(std::uint32_t lastUid) {
-    constexpr std::size_t kDigits = 8;
-    char digits[kDigits];
-    const auto result = std::to_chars(digits, digits + kDigits, lastUid, 16);
-    const auto count = static_cast<std::size_t>(result.ptr - digits);
-    std::string header(kHeaderStart);
-    header.append(kDigits - count, '0').append(digits, count).append("\">");
+std::array<char, kHeaderLength> IndexHeaderBytes(std::uint32_t lastUid) {
+    std::array<char, kHeaderLength + 1> text;
+    std::snprintf(text.data(), text.size(), "<BASEELEMENT LASTUID=\"x%08lx\">",
+                  static_cast<unsigned long>(lastUid));
+    std::array<char, kHeaderLength> header;
+    std::copy_n(text.data(), kHeaderLength, header.data());
     return header;
+}
+
+std::string IndexHeader(std::uint32_t lastUid) {
+    const auto header = IndexHeaderBytes(lastUid);
+    return {header.data(), header.size()};
 }
 
 bool ParseLastUidAttribute(std::string_view rootTag, std::uint32_t& lastUid) {

@@ -2,6 +2,7 @@
 // the whole format.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -36,6 +37,8 @@ std::string IndexFilePath(const std::string& folder, std::uint32_t folderType);
 
 // The 33 bytes that begin a file in the current format.
 std::string IndexHeader(std::uint32_t lastUid);
+// The same without memory of its own: a save needs it when the file is already empty.
+std::array<char, kHeaderLength> IndexHeaderBytes(std::uint32_t lastUid);
 
 // Takes the last UID from the root's start tag. True for the current format, whose value begins
 // with "x"; without the attribute the format is the older one and `lastUid` keeps its value.

@@ -25,8 +25,9 @@ struct Gap {
 
 class IndexSaver {
   public:
-    IndexSaver(StoreIndex& index, IndexStream& stream, const std::string& path, bool inPlace)
-        : index_(index), writer_(stream), path_(path), inPlace_(inPlace) {}
+    IndexSaver(StoreIndex& index, IndexStream& stream, const std::string& path, bool inPlace,
+               ByteBuffer& held)
+        : index_(index), writer_(stream, held), path_(path), inPlace_(inPlace) {}
 
     SaveOutcome Run();
 
@@ -52,7 +53,8 @@ class IndexSaver {
 
 SaveOutcome IndexSaver::Run() {
     writer_.SeekTo(0);
-    writer_.Write(IndexHeader(index_.LastUid()));
+    const auto header = IndexHeaderBytes(index_.LastUid());
+    writer_.Write({header.data(), header.size()});
     if (inPlace_) {
         BlankRemoved();
         const Entry* const first = index_.FirstChanged();
@@ -199,8 +201,14 @@ SaveKind ChooseSave(StoreIndex& index, const std::optional<IndexFileStamp>& file
 }
 
 SaveOutcome WriteIndex(StoreIndex& index, IndexStream& stream, const std::string& path,
-                       SaveKind kind) {
-    return IndexSaver(index, stream, path, kind == SaveKind::InPlace).Run();
+                       SaveKind kind, ByteBuffer&& held) {
+    return IndexSaver(index, stream, path, kind == SaveKind::InPlace, held).Run();
+}
+
+ByteBuffer SaveRoom() {
+    ByteBuffer room;
+    room.Room(2 * IndexWriter::kBlock);
+    return room;
 }
 
 void FinishSave(StoreIndex& index, bool sound, const IndexFileStamp& file) {

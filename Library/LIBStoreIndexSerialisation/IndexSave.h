@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "Library/LIBStoreIndexSerialisation/ByteBuffer.h"
 #include "Library/LIBStoreIndexSerialisation/IndexStream.h"
 #include "Library/LIBStoreIndexSerialisation/StoreIndex.h"
 
@@ -29,9 +30,12 @@ struct SaveOutcome {
 
 // Writes the index to `stream`, the file `path`: the whole file, which must be empty, or in place
 // what changed. Failures of the stream are reported and do not stop it. Entries' extents then are
-// those in the file.
+// those in the file. `held` is what it writes through: with SaveRoom, taken before the file is
+// opened and so emptied, writing the whole file needs no more memory unless an entry has over 32
+// KB.
 SaveOutcome WriteIndex(StoreIndex& index, IndexStream& stream, const std::string& path,
-                       SaveKind kind);
+                       SaveKind kind, ByteBuffer&& held = {});
+ByteBuffer SaveRoom();
 
 // Notes in the index how a save ended: with `file`, the file's state after it, nothing is left to
 // save; after an unsound one the next save starts afresh.

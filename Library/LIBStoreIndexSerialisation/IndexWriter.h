@@ -19,7 +19,8 @@ class IndexWriter {
     // Holds back this much before it writes.
     static constexpr std::size_t kBlock = std::size_t{1} << 15;
 
-    explicit IndexWriter(IndexStream& stream) : stream_(stream) {}
+    // Both must outlive the writer; `held` is empty.
+    IndexWriter(IndexStream& stream, ByteBuffer& held) : stream_(stream), held_(held) {}
 
     // Where the next byte goes.
     std::uint64_t Offset() const { return offset_; }
@@ -52,7 +53,7 @@ class IndexWriter {
     void Check(bool succeeded, Failure failure, std::string_view context, int line);
 
     IndexStream& stream_;
-    ByteBuffer held_;
+    ByteBuffer& held_;
     std::uint64_t offset_ = 0;
     std::optional<std::uint64_t> trailerToBreak_;
     bool sound_ = true;

@@ -38,6 +38,7 @@ bool StreamXMLStoreIndexSerialiser::Serialise(StoreIndex& index, const std::stri
     SaveKind kind = ChooseSave(index, StampOf(path), folder, path);
     if (kind == SaveKind::Nothing) return true;
     if (kind == SaveKind::Refused) return false;
+    ByteBuffer held = SaveRoom();
     IndexFile file(path, kind);
     if (!file.IsOpen()) {
         ReportIndexProblem("Failed to deserialise index: " + folder +
@@ -51,7 +52,7 @@ bool StreamXMLStoreIndexSerialiser::Serialise(StoreIndex& index, const std::stri
         if (kind == SaveKind::Refused) return false;
         if (kind == SaveKind::Full && !file.CutAt(0)) return false;
     }
-    const SaveOutcome outcome = WriteIndex(index, file, path, kind);
+    const SaveOutcome outcome = WriteIndex(index, file, path, kind, std::move(held));
     // The cut comes before the close: nobody reads a file with the old tail.
     const bool cut = !outcome.newEnd || file.CutAt(*outcome.newEnd);
     const bool sound = file.Close() && cut && outcome.sound;

@@ -10,6 +10,7 @@
 #include "Library/FolderScan.h"
 #include "Library/SerialiserChoice.h"
 #include "tests/Library/IndexFixtures.h"
+#include "tests/support/FailingAllocations.h"
 #include "tests/support/ReportRecorder.h"
 
 namespace tarnwick {
@@ -380,6 +381,46 @@ TEST(FolderIndexLoss, AScanThatFailedMarksTheFolderAndLeavesNoBlock) {
                 (std::vector<std::string>{"A.MAI", "B.MAI", "C.MAI", "_CHANGE.DTY", "_index.xml"}));
             InstallFolderScan(nullptr);
         }
+    }
+}
+
+// Opens, changes and closes with the allocation `number` failing; gives whether it came to that.
+bool LivesWithShortMemory(FolderIndex& index, int mode, int number, bool andAllAfter) {
+    const testing::FailingAllocations failing(number, andAllAfter);
+    File none;
+    try {
+        if (StoreIndex_Open(&index, mode) != kOpenFailed) {
+            if (StoreIndex::Entry* const first = index.entries.FindById("A.MAI")) {
+                index.entries.SetProperty(*first, "READ", "1");
+            }
+        }
+    } catch (const std::bad_alloc&) {
+        // Reported and thrown on, as the caller of an open expects.
+    }
+    StoreIndex_SaveAndClose(&index, index.open, false, none, nullptr);
+    return testing::FailingAllocations::Any();
+}
+
+TEST(FolderIndexLoss, MemoryThatRunsShortLosesNothing) {
+    const ScratchRegistry registry;
+    testing::UseStreams();
+    const ReportRecorder reports;
+    const CountingSleeper sleeper;
+    for (const int mode : {kOpenChecked, kOpenReindexed}) {
+        const int count = testing::FailEachAllocation([&](int number, bool andAllAfter) {
+            const StoreFolder folder(kMailFolder);
+            MarkFolderChanged(folder.scratch.Path());
+            FolderIndex index = IndexOf(folder.scratch.Path());
+            const bool failed = LivesWithShortMemory(index, mode, number, andAllAfter);
+            SCOPED_TRACE(number);
+            EXPECT_FALSE(PathExists(folder.scratch.Path("_index.blk")));
+            EXPECT_TRUE(folder.Stored().starts_with("A.5+ B.7+ ")) << folder.Stored();
+            FolderIndex after = IndexOf(folder.scratch.Path());
+            EXPECT_EQ(StoreIndex_Open(&after, kOpenChecked), kOpenLoaded);
+            EXPECT_EQ(after.entries.Count(), 3U);
+            return failed;
+        });
+        EXPECT_GT(count, 50) << mode;
     }
 }
 
