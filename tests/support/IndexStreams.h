@@ -38,7 +38,6 @@ class MemoryStream : public IndexStream {
 
     // From the n-th write on (from 0) nothing reaches the file, as if the writer had died.
     void DieAtWrite(int number) { deadAt_ = number; }
-    void FailSeeks() { seeksFail_ = true; }
     void FailWrites() { writesFail_ = true; }
     // The n-th seek or read (from 1) fails.
     void FailSeekOrRead(int number) { failNumber_ = number; }
@@ -46,7 +45,7 @@ class MemoryStream : public IndexStream {
     int Writes() const { return writes_; }
 
     bool Seek(std::uint64_t offset) override {
-        if (seeksFail_ || ++seeksAndReads_ == failNumber_) return false;
+        if (++seeksAndReads_ == failNumber_) return false;
         at_ = static_cast<std::size_t>(offset);
         return true;
     }
@@ -78,7 +77,6 @@ class MemoryStream : public IndexStream {
     int deadAt_ = std::numeric_limits<int>::max();
     int seeksAndReads_ = 0;
     int failNumber_ = std::numeric_limits<int>::max();
-    bool seeksFail_ = false;
     bool writesFail_ = false;
 };
 

@@ -1,6 +1,8 @@
 // Files that end anywhere, and texts, tags and attributes around the sizes of every buffer.
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "Library/LIBStoreIndexSerialisation/IndexReader.h"
 #include "tests/Library/LIBStoreIndexSerialisation/IndexTexts.h"
 #include "tests/support/IndexStreams.h"
@@ -123,6 +125,44 @@ TEST(Boundaries, TextBeyondTheLimitIsAMalformation) {
                   size <= kTextLimit ? ""
                                      : "Malformed index detected: Encountered property text longer "
                                        "than 16777216 bytes (X) (F)\n");
+    }
+}
+
+// A header, blanks up to a place as far away as extents reach, and a last text.
+class LargeSource : public ByteSource {
+  public:
+    LargeSource(std::uint64_t place, std::string last) : place_(place), last_(std::move(last)) {}
+    std::optional<std::size_t> Read(std::span<char> bytes) override {
+        std::size_t count = bytes.size();
+        if (at_ == 0) {
+            count = IndexHeader(9).copy(bytes.data(), count);
+        } else if (at_ < place_) {
+            count = static_cast<std::size_t>(std::min<std::uint64_t>(count, place_ - at_));
+            std::memset(bytes.data(), ' ', count);
+        } else {
+            count = last_.copy(bytes.data(), count, static_cast<std::size_t>(at_ - place_));
+        }
+        at_ += count;
+        return count;
+    }
+
+  private:
+    std::uint64_t place_;
+    std::string last_;
+    std::uint64_t at_ = 0;
+};
+
+TEST(Boundaries, AnEntryThatEndsBeyondFourGibibytesIsNotTaken) {
+    const std::string last = Element("A", "1", "");
+    for (const bool fits : {true, false}) {
+        const ReportRecorder reports;
+        const std::uint64_t place = 0xFFFFFFFF - last.size() + (fits ? 0 : 1);
+        const auto open = [&] { return std::make_unique<LargeSource>(place, last + last + "<"); };
+        StoreIndex index;
+        EXPECT_EQ(LoadIndex(index, open, "F", {}), kLoadFailed);
+        EXPECT_EQ(Describe(index), fits ? "A 1 1 1;" : "");
+        EXPECT_EQ(reports.Joined(ReportChannel::Trace),
+                  "Malformed index detected: Index is longer than 4294967295 bytes (F)\n");
     }
 }
 

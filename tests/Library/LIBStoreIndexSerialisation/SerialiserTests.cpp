@@ -5,7 +5,10 @@
 #include "common/Files.h"
 #include "common/Registry.h"
 #include "Library/LIBStoreIndexSerialisation/IndexBackup.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
 #include "Library/LIBStoreIndexSerialisation/IndexSettings.h"
+#include "Library/LIBStoreIndexSerialisation/MSXMLStoreIndexSerialiser.h"
+#include "Library/LIBStoreIndexSerialisation/NullStoreIndexDeserialiser.h"
 #include "Library/LIBStoreIndexSerialisation/StreamXMLStoreIndexSerialiser.h"
 #include "tests/Library/LIBStoreIndexSerialisation/IndexTexts.h"
 #include "tests/support/ReportRecorder.h"
@@ -105,6 +108,22 @@ TEST(Serialiser, AMissingIndexIsDamagedAndNotMade) {
     EXPECT_FALSE(serialiser.Serialise(index, folder.Path(), 0));
     EXPECT_TRUE(folder.Names().empty());
 }
+
+TEST(Serialiser, ALoadNotesTheFileWhateverItsOutcome) {
+    const ScratchFolder folder;
+    const ReportRecorder reports;
+    WriteBytesTo(folder.Path("_index.xml"), "damaged");
+    StreamXMLStoreIndexSerialiser serialiser;
+    StoreIndex index;
+    EXPECT_EQ(serialiser.Deserialise(index, folder.Path(), 0, {}), kLoadFailed);
+    EXPECT_EQ(index.FileStamp(), StampOf(folder.Path("_index.xml")));
+}
+
+// Ten operations, and in three of the classes an eleventh.
+static_assert(!std::has_virtual_destructor_v<StoreIndexSerialiser>);
+static_assert(!std::has_virtual_destructor_v<StreamXMLStoreIndexSerialiser>);
+static_assert(std::has_virtual_destructor_v<MSXMLStoreIndexSerialiser>);
+static_assert(std::has_virtual_destructor_v<NullStoreIndexDeserialiser>);
 
 TEST(Serialiser, AnothersChangeIsOverwrittenOrRefused) {
     const std::string anothers = Index(7, "");
@@ -291,6 +310,7 @@ TEST(Backup, CopiesComeAndGo) {
     EXPECT_FALSE(serialiser.RestoreBackup(folder.Path()));
     EXPECT_EQ(serialiser.BackupAgeMinutes(folder.Path()), 0U);
     WriteBytesTo(folder.Path("_index.xml"), "good");
+    WriteBytesTo(folder.Path("_groups.xml"), "never copied");
     serialiser.CreateBackup(folder.Path());
     EXPECT_TRUE(serialiser.BackupExists(folder.Path()));
     WriteBytesTo(folder.Path("_index.xml"), "bad");
@@ -301,7 +321,7 @@ TEST(Backup, CopiesComeAndGo) {
     serialiser.DeleteBackup(folder.Path());
     EXPECT_TRUE(serialiser.QuarantineIndex(folder.Path()));
     EXPECT_EQ(ReadBytesOf(folder.Path("_index.xml.bad")), "good");
-    EXPECT_EQ(folder.Names(), (std::vector<std::string>{"_index.xml.bad"}));
+    EXPECT_EQ(folder.Names(), (std::vector<std::string>{"_groups.xml", "_index.xml.bad"}));
 }
 
 TEST(Backup, AgeCountsMonthsOfThirtyDays) {
