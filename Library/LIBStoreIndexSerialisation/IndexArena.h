@@ -9,8 +9,8 @@ namespace tarnwick {
 
 class IndexArena {
   public:
-    // Memory of `size` bytes, aligned for any of the index's records, with kSlack
-    // readable bytes behind it. It holds until Clear.
+    // Memory of `size` bytes, aligned for any of the index's records, with kSlack readable bytes
+    // behind it. It holds until Clear.
     char* Allocate(std::size_t size);
     void Clear();
 

@@ -18,6 +18,7 @@ void IndexParser::TakeAttributes(std::string_view tag) {
     while (!TrimBlanks(rest).empty()) {
         const auto attribute = TakeTagAttribute(rest);
         if (!attribute) return Malformed({malformation::kBadAttribute, tag, "]"});
+        // Older files stand in order of position.
         if (attribute->name == kUid && currentFormat_) CheckUidOrder(ParseUid(attribute->value));
         entrySkipped_ = IsToBeSkipped(*attribute);
         if (entrySkipped_) return;
@@ -26,10 +27,12 @@ void IndexParser::TakeAttributes(std::string_view tag) {
 }
 
 bool IndexParser::IsToBeSkipped(const TagAttribute& attribute) {
+    // What a deletion in place left behind still looks like an entry otherwise.
     if (IsBlanked(attribute.value)) {
         ++blanked_;
         return true;
     }
+    // Of the attributes' names the ID's alone is read in any case; kept for compatibility.
     if (!EqualsIgnoreCase(attribute.name, kId)) return false;
     if (knownIds_ != nullptr) return !knownIds_->contains(attribute.value);
     return load_.fileExists && !load_.fileExists(attribute.value);
@@ -51,7 +54,7 @@ void IndexParser::StoreAttribute(const TagAttribute& attribute) {
     }
 }
 
-// Entries with the same UID pass.
+// Entries with the same UID pass: they are told apart by their IDs, and the save reports them.
 void IndexParser::CheckUidOrder(std::uint32_t uid) {
     if (uid < previousUid_) {
         Malformed({malformation::kUidOrder, std::to_string(uid), malformation::kPreviousUid,

@@ -8,6 +8,7 @@
 namespace tarnwick {
 namespace {
 
+// Of a group folder too, whose own index so has no copies; kept for compatibility.
 std::string IndexPath(const std::string& folder) {
     return IndexFilePath(folder, 0);
 }

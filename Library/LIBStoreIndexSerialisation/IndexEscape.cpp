@@ -15,6 +15,8 @@ namespace {
 constexpr std::string_view kReferenceStart = "&#";
 constexpr char kReferenceEnd = ';';
 
+// As a signed number: 0x80 to 0xFF are below 0x20 and so become references, which survive any code
+// page. 0x7F is none of these and stays as it is.
 bool IsValidCharacter(char byte) {
     const auto value = static_cast<signed char>(byte);
     return value >= 0x20 || value == '\t' || value == '\n' || value == '\r';
@@ -58,7 +60,8 @@ std::optional<unsigned> DigitValue(char character, unsigned base) {
     return value;
 }
 
-// The number between "&#" and ";", as far as it is one, truncated to a byte.
+// The number between "&#" and ";", as far as it is one, truncated to a byte. Only "x" makes it
+// hexadecimal. Both are kept: values in stored files would read differently.
 char ReferencedByte(std::string_view reference) {
     const bool hexadecimal = reference.starts_with('x');
     const unsigned base = hexadecimal ? 16 : 10;
@@ -72,8 +75,8 @@ char ReferencedByte(std::string_view reference) {
     return static_cast<char>(value);
 }
 
-// Where the next reference begins in `output` followed by `rest`: in the rest, or on
-// the seam, where a byte that a reference has just left may stand for its "&" or its "#".
+// Where the next reference begins in `output` followed by `rest`: in the rest, or on the seam,
+// where a byte that a reference has just left may stand for its "&" or its "#".
 struct ReferenceStart {
     bool found;
     std::size_t outputLength;  // what of the output stands before it
@@ -122,8 +125,7 @@ unsigned EscapeMask(__m128i lane) {
 }
 
 // Copies the bytes before the first one that `maskOf` sets a bit for, in whole lanes: both sides
-// have kSlack bytes more than `size`. Gives their
-// count.
+// have kSlack bytes more than `size`. Gives their count.
 template <typename MaskOf>
 std::size_t CopyUntil(char* to, const char* from, std::size_t size, MaskOf maskOf) {
     constexpr std::size_t kLane = sizeof(__m128i);

@@ -11,6 +11,7 @@ constexpr OpenMode kOpenShared{GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE 
 constexpr OpenMode kOpenInPlace{GENERIC_READ | GENERIC_WRITE, 0, OPEN_EXISTING};
 constexpr OpenMode kOpenEmpty{GENERIC_WRITE, 0, CREATE_ALWAYS};
 
+// Forty seconds in all, which the report of a failed open names.
 constexpr int kTries = 21;
 constexpr std::uint32_t kWaitMilliseconds = 2000;
 

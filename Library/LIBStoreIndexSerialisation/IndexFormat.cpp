@@ -12,6 +12,7 @@ namespace tarnwick {
 namespace {
 
 constexpr std::string_view kLastUidStart = "LASTUID=\"";
+// Attributes, and positions that hold for one load alone; as children they would outlive it.
 constexpr std::string_view kReservedNames[] = {"ID", "UID", "LASTUID", "IDX", "SEQ"};
 constexpr std::string_view kWhiteSpace = " \t\r\n";
 // The longest ID whose start tag, with the longest UID, a reader takes in one piece.
@@ -44,6 +45,7 @@ std::string IndexFilePath(const std::string& folder, std::uint32_t folderType) {
     return folder + (folderType == kGroupFolder ? "\\_groups.xml" : "\\_index.xml");
 }
 
+// Zeros keep it at 33 bytes: a save overwrites it where it stands, and nothing may move.
 std::array<char, kHeaderLength> IndexHeaderBytes(std::uint32_t lastUid) {
     std::array<char, kHeaderLength + 1> text;
     std::snprintf(text.data(), text.size(), "<BASEELEMENT LASTUID=\"x%08lx\">",
@@ -60,6 +62,7 @@ std::string IndexHeader(std::uint32_t lastUid) {
 
 bool ParseLastUidAttribute(std::string_view rootTag, std::uint32_t& lastUid) {
     const std::size_t start = FindText(rootTag, kLastUidStart);
+    // The UID known so far stays, so that none is handed out twice.
     if (start == kNotFound) return false;
     std::string_view value = rootTag.substr(start + kLastUidStart.size(), kTagLimit);
     value = value.substr(0, FindByte(value, '"'));
@@ -67,6 +70,7 @@ bool ParseLastUidAttribute(std::string_view rootTag, std::uint32_t& lastUid) {
         lastUid = ParseHexadecimal(value.substr(1));
         return true;
     }
+    // Files of the older format hold both; the leading zero is all that tells them apart.
     lastUid = value.starts_with('0') ? ParseHexadecimal(value) : ParseNumber(value, 10);
     return false;
 }
@@ -76,6 +80,7 @@ std::uint32_t ParseUid(std::string_view text) {
     return digits == kNotFound ? 0 : ParseNumber(text.substr(digits), 10);
 }
 
+// What follows stays, up to the UID's quote and the properties: a deletion is one short write.
 std::string BlankedStart(const IndexItemPropertyContainer& entry) {
     std::string start = "<ELEMENT ID=\"";
     start.append(entry.Id().size(), '-');
@@ -88,8 +93,10 @@ bool IsBlanked(std::string_view value) {
 }
 
 void AppendIndexElement(ByteBuffer& output, const IndexItemPropertyContainer& entry) {
+    // Attributes are not escaped: readers take them as they stand.
     output.Append("<ELEMENT ID=\"");
     output.Append(entry.Id());
+    // An entry that was read without a UID keeps to that; a UID of 0 would be one made up.
     if (entry.HasUid()) {
         char digits[16];
         const auto result = std::to_chars(digits, digits + sizeof digits, entry.Uid());

@@ -21,7 +21,8 @@ inline constexpr std::string_view kEntryEnd = "</ELEMENT>";
 inline constexpr std::string_view kRootEnd = "</BASEELEMENT>";
 inline constexpr std::string_view kTrailer = "</BASEELEMENT>\r\n";
 inline constexpr std::size_t kHeaderLength = 33;
-// How far before the end of a file its root's end tag may begin for a save to find it.
+// How far before the end of a file its root's end tag may begin for a save to find it: room for a
+// tag with another line end behind it, and one short read.
 inline constexpr std::uint64_t kRootEndSearch = 31;
 // What a reader takes of one tag, of an attribute's value and of a file's first line.
 inline constexpr std::size_t kTagLimit = 1024;

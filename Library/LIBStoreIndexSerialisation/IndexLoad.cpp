@@ -9,6 +9,7 @@
 namespace tarnwick {
 namespace {
 
+// Where the root of an empty folder closes itself, so that nothing is left to parse.
 constexpr std::size_t kEmptyRootSlash = 32;
 
 // A file's bytes; remembers when they could not be had, which says nothing about the file.
@@ -51,6 +52,7 @@ std::optional<std::uint32_t> LoadHeader(StoreIndex& index, const OpenSource& ope
                                         IndexLoad& load) {
     WatchedSource source(open());
     const std::string line = FirstLine(source);
+    // With nothing behind its header a file is damaged or of another format: a parse tells which.
     if (line.size() <= kHeaderLength) return std::nullopt;
     std::uint32_t lastUid = index.LastUid();
     const bool currentFormat = ParseLastUidAttribute(line, lastUid);

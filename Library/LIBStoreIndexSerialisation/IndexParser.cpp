@@ -63,6 +63,7 @@ void IndexParser::TakeRootStart(std::string_view tag) {
     // A header of another length or at another place cannot be overwritten either.
     const bool overwritable = reader_.Offset() == kHeaderLength && tag.size() == kHeaderLength - 2;
     if (!currentFormat_ || !overwritable) DistrustExtents();
+    // The root of an empty folder may close itself, as the DOM writes it.
     if (tag.find('/') != std::string_view::npos) rootEnded_ = true;
 }
 
@@ -114,7 +115,8 @@ void IndexParser::TakeEntryEnd() {
     if (!entryHasId_) return;
     const auto offset = static_cast<std::uint32_t>(entryOffset_);
     draft_.SetExtent(offset, static_cast<std::uint32_t>(reader_.Offset()) - offset);
-    // Of two entries with one ID the second is dropped.
+    // IDX is the place in the file. Of two entries with one ID, the key, the second is dropped; it
+    // still has its place.
     if (index_.Load(draft_, idx, seq_) != nullptr) ++seq_;
 }
 
@@ -127,6 +129,7 @@ void IndexParser::TakePropertyTag(std::string_view name, bool isEnd) {
         if (rootEnded_) misplaced(malformation::kAfterRoot);
         if (!insideEntry_) misplaced(malformation::kOutsideEntry);
     }
+    // A property out of place tells a torn file also to those who do not want its text.
     if (load_.mode == kLoadIdentifiers) return;
     if (isEnd) return TakePropertyEnd(name);
     // A property without text may close itself.
@@ -151,12 +154,15 @@ void IndexParser::TakePropertyEnd(std::string_view name) {
         const std::string_view open = openProperty_ ? *openProperty_ : std::string_view();
         PropertyMalformed({malformation::kPropertyEnd, name, malformation::kNoMatch, open, ")"});
     }
+    // A text belongs to the name that ends it, also when another began it: the load fails, but what
+    // was read is handed out.
     if (reader_.TextTooLong()) PropertyMalformed({malformation::kTextTooLong, name, ")"});
     StoreProperty(name, reader_.Text());
     openProperty_.reset();
 }
 
 void IndexParser::StoreProperty(std::string_view name, std::string_view text) {
+    // Names that begin as an entry or the root never come here.
     if (entryLive_ && !IsReservedName(name)) draft_.SetEscapedProperty(name, text);
 }
 
@@ -189,6 +195,7 @@ void IndexParser::TakeExpectedProperties() {
     TakeEntryEnd();
 }
 
+// The next save writes the whole file, so that all of it must be read.
 void IndexParser::DistrustExtents() {
     index_.InvalidateExtents();
     knownIds_ = nullptr;
@@ -223,6 +230,7 @@ ParseResult IndexParser::ReadAgain() {
 }
 
 ParseResult IndexParser::ReportMalformation(const std::string& folder) const {
+    // Unlike other reports this one ends its line; kept for compatibility.
     const std::string message =
         "Malformed index detected: " + malformation_ + " (" + folder + ")\n";
     Trace(message);

@@ -16,7 +16,8 @@ namespace tarnwick {
 
 enum class ParseResult { Malformed, Parsed, ParseAgain };
 
-// Lives for one parse. A malformation does not stop it; the first one is reported at the end.
+// Lives for one parse. A malformation does not stop it, since a failed load hands out what can be
+// read; the first one is reported at the end.
 class IndexParser {
   public:
     IndexParser(StoreIndex& index, ByteSource& source, const IndexLoad& load)

@@ -59,6 +59,7 @@ SaveOutcome IndexSaver::Run() {
         BlankRemoved();
         const Entry* const first = index_.FirstChanged();
         if (first == nullptr) {
+            // Deletions move nothing: trailer and length are right.
             writer_.Flush();
             return {writer_.Sound(), std::nullopt};
         }
@@ -115,6 +116,7 @@ void IndexSaver::ReadGap(const Entry& entry, const Entry* next) {
     if (end == 0 || nextStart <= end) return;
     auto bytes = writer_.ReadAt(end, static_cast<std::size_t>(nextStart - end), entry.Id());
     if (!bytes) return;
+    // What looks corrupt is reported and kept all the same: only the old file has it.
     CheckGap(*bytes, entry, next);
     gaps_.push_back({&entry, std::move(*bytes)});
 }
@@ -136,6 +138,7 @@ void IndexSaver::WriteEntries(const LiveEntries& entries, std::uint64_t offset) 
     std::int64_t previousUid = -1;
     for (auto at = entries.begin(); at != end;) {
         Entry& entry = *at++;
+        // Reported, and written: a save must not lose what a load has taken.
         if (previousUid >= entry.Uid()) {
             ReportIndexProblem("Serialisation Issue: UID incorrectly ordered at " +
                                std::to_string(entry.Uid()) + ".");
@@ -153,6 +156,7 @@ std::uint64_t IndexSaver::WriteWithGap(std::uint64_t offset, Entry& entry, const
     const std::uint32_t length = WriteIndexElement(writer_, entry);
     index_.SetExtent(entry, static_cast<std::uint32_t>(offset), length);
     if (nextGap_ == gaps_.size() || gaps_[nextGap_].after != &entry) return offset + length;
+    // Nothing is overwritten, as all gaps were read before; the report is kept for compatibility.
     if (next != nullptr && length > oldLength && length - oldLength > next->ItemLength()) {
         Corrupting("Item size for " + std::string(entry.Id()) +
                    " has grown so much that the gap will overflow the next item.");
@@ -164,6 +168,7 @@ std::uint64_t IndexSaver::WriteWithGap(std::uint64_t offset, Entry& entry, const
 
 void IndexSaver::SeekForEntry(std::uint64_t offset) {
     if (writer_.SeekTo(offset)) return;
+    // At the end it overwrites no entry. The text is kept for compatibility.
     const std::uint64_t length = writer_.Size();
     Trace("Info: Insertion attempt at Position: " + std::to_string(offset) +
           " with Stream Length: " + std::to_string(length) +
@@ -182,6 +187,7 @@ SaveKind ChooseSave(StoreIndex& index, const std::optional<IndexFileStamp>& file
                     const std::string& folder, const std::string& path) {
     const bool same = file && *file == index.FileStamp();
     if (!same && index.IsWhole()) {
+        // To the trace alone, and nothing of a file that is gone: all of it is at hand.
         if (file) {
             Trace(
                 "Index file has changed: " + folder +

@@ -53,6 +53,7 @@ void WriteSortingTemplate(std::span<char> buffer, std::string_view /*sortKey*/,
                           std::string_view /*dataType*/, std::string_view /*order*/) {
     std::string content = Attribute("ID", "@ID") + Attribute("UID", "@UID") +
                           Attribute("IDX", "@IDX") + Attribute("SEQ", "position()");
+    // No value but 1 asks for the columns; kept for compatibility.
     if (sortedColumns == 1) content += Copies(kSortedColumns);
     StoreField(buffer,
                StyleSheet("<xsl:sort select=\"@UID\" data-type=\"number\" order=\"ascending\"/>",

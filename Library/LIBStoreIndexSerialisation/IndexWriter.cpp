@@ -8,6 +8,8 @@ namespace tarnwick {
 void IndexWriter::Check(bool succeeded, Failure failure, std::string_view context, int line) {
     if (succeeded) return;
     sound_ = false;
+    // Lost bytes ("bad") go before a call without effect ("fail"). The text is kept for
+    // compatibility, spelling included.
     std::string message = "Warning. File contention occured when accessing index file (";
     message += failure == Failure::Bad ? "bad" : "fail";
     if (!context.empty()) message.append("{").append(context).append("}");

@@ -13,7 +13,8 @@
 
 namespace tarnwick {
 
-// A failed call is reported and counted, and the work goes on with the next.
+// A failed call is reported and counted, and the work goes on with the next: a save that stops in
+// the middle would leave no less damage.
 class IndexWriter {
   public:
     // Holds back this much before it writes.

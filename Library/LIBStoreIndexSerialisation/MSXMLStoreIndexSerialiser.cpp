@@ -162,6 +162,7 @@ void AppendEntry(Document& document, Element& root, const StoreIndex::Entry& ent
 void BuildDocument(Document& document, StoreIndex& index, bool oldFormat) {
     Element root = AppendElement(document, document.Get(), kRootName);
     SetAttribute(root, "LASTUID", LastUidText(index.LastUid(), oldFormat));
+    // Files of the older format stand in order of position.
     const LiveEntries entries = oldFormat ? index.InPositionOrder() : index.InUidOrder();
     for (const StoreIndex::Entry& entry : entries) AppendEntry(document, root, entry);
 }
@@ -220,6 +221,7 @@ std::uint32_t MSXMLStoreIndexSerialiser::Deserialise(StoreIndex& index, const st
     }
     ReadLastUid(document, index);
     ReadEntries(document, index);
+    // A document does not tell where in its file an entry stands.
     index.InvalidateExtents();
     index.SetFileStamp(StampOf(path).value_or(IndexFileStamp{}));
     index.SetLoadStatus(kLoadFull);

@@ -14,6 +14,7 @@ class MSXMLStoreIndexSerialiser : public BackedUpIndexSerialiser {
     // Whether it writes the older header (decimal LASTUID, entries in order of position) stands in
     // the registry; it does unless told otherwise.
     MSXMLStoreIndexSerialiser();
+    // The eleventh operation of its table.
     virtual ~MSXMLStoreIndexSerialiser() = default;
 
     bool Serialise(StoreIndex& index, const std::string& folder, std::uint32_t folderType) override;

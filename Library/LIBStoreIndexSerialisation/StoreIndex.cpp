@@ -157,6 +157,7 @@ void StoreIndex::CountAsWhole() {
 }
 
 void StoreIndex::InvalidateExtents() {
+    // A full rewrite needs all entries, so that the next load must not be limited.
     idFilter_.clear();
     fullRewrite_ = true;
 }

@@ -28,6 +28,7 @@ std::uint32_t StreamXMLStoreIndexSerialiser::Deserialise(StoreIndex& index,
     }
     const auto open = [&] { return OpenIndexSource(path); };
     const std::uint32_t status = LoadIndex(index, open, folder, load);
+    // Whatever the outcome: the next save asks whether the file is the one that was read.
     index.SetFileStamp(StampOf(path).value_or(IndexFileStamp{}));
     return status;
 }
@@ -41,6 +42,7 @@ bool StreamXMLStoreIndexSerialiser::Serialise(StoreIndex& index, const std::stri
     ByteBuffer held = SaveRoom();
     IndexFile file(path, kind);
     if (!file.IsOpen()) {
+        // The text is kept for compatibility, the name of the other operation included.
         ReportIndexProblem("Failed to deserialise index: " + folder +
                            ". A File Access error occured when opening the file (was retried for "
                            "40 seconds). No data can be written.");

@@ -9,6 +9,7 @@ namespace tarnwick {
 
 // Holds no lock: a load shares the file with everybody, a save has it to itself. The folder's locks
 // keep whole cycles of load, change and save apart.
+// It adds no operation to the ten of its base; a destructor would be an eleventh.
 class StreamXMLStoreIndexSerialiser final : public BackedUpIndexSerialiser {
   public:
     bool Serialise(StoreIndex& index, const std::string& folder, std::uint32_t folderType) override;

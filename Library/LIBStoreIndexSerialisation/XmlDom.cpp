@@ -25,6 +25,7 @@ constexpr std::size_t kVersionCapacity = 65;
 int ReadXmlVersion() {
     char version[kVersionCapacity];
     ReadRegistryString(RegistryRoot::LocalMachine, kStoreProviderKey, "XML Version", version);
+    // Values such as "6.0" count by their first character.
     if (version[0] == '4') return 4;
     if (version[0] == '6') return 6;
     return 3;
@@ -114,6 +115,7 @@ ComPointer<IXMLDOMDocument> CreateDomDocument() {
     if (version != 3) return document;
     const HRESULT result = CreateVersion3(document);
     if (FAILED(result)) {
+        // To both: a service has no console, and who runs a tool does not watch the event log.
         Report(ReportChannel::EventLogError,
                "[" + std::to_string(result) + "] Error creating DOM instance");
         PrintStandardOutput(
