@@ -110,15 +110,6 @@ std::size_t FindEither(std::string_view text, char first, char second, std::size
     });
 }
 
-std::size_t FindMarkupOrUnprintable(std::string_view text, std::size_t from) {
-    constexpr char kFirstPrintable = 0x20;
-    return FindFirst(text, from, [](__m128i lane) {
-        const __m128i low = _mm_cmplt_epi8(lane, _mm_set1_epi8(kFirstPrintable));
-        return static_cast<unsigned>(_mm_movemask_epi8(low)) | MatchMask(lane, _mm_set1_epi8('&')) |
-               MatchMask(lane, _mm_set1_epi8('<')) | MatchMask(lane, _mm_set1_epi8('>'));
-    });
-}
-
 std::size_t CountByte(std::string_view text, char byte) {
     // A match is -1 in its byte of the lane; sums of a byte must be taken out before they overflow.
     constexpr std::size_t kLanesPerSum = 255;

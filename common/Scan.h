@@ -27,10 +27,6 @@ std::size_t CountByte(std::string_view text, char byte);
 // `wanted` is found at `from` when that lies in or just behind the text.
 std::size_t FindText(std::string_view text, std::string_view wanted, std::size_t from = 0);
 
-// Index of the first byte of `text` at or after `from` that is "&", "<" or ">", or that is below
-// 0x20 as a signed number (control characters and 0x80 to 0xFF), or kNotFound.
-std::size_t FindMarkupOrUnprintable(std::string_view text, std::size_t from = 0);
-
 // Count of bytes before the first NUL, at most `limit`; never reads beyond `limit`.
 std::size_t BoundedLength(const char* text, std::size_t limit);
 

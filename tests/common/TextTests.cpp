@@ -48,19 +48,6 @@ TEST(Scan, CountsAndFindsEachAtEveryLengthAndStep) {
     }
 }
 
-TEST(Scan, FindsMarkupAndUnprintableBytesAtEveryPlace) {
-    for (int byte = 0; byte < 256; ++byte) {
-        const bool wanted =
-            byte < 0x20 || byte >= 0x80 || byte == '&' || byte == '<' || byte == '>';
-        for (const std::size_t at : {0U, 1U, 15U, 16U, 17U, 31U, 32U}) {
-            std::string text(33, 'a');
-            text[at] = static_cast<char>(byte);
-            EXPECT_EQ(FindMarkupOrUnprintable(text), wanted ? at : kNotFound) << byte << " " << at;
-            EXPECT_EQ(FindMarkupOrUnprintable(text, at + 1), kNotFound) << byte << " " << at;
-        }
-    }
-}
-
 TEST(Scan, FindTextAgreesOnAllShortTexts) {
     for (const std::string& text : AllTexts("ab", 7)) {
         for (const std::string& wanted : AllTexts("ab", 3)) {
