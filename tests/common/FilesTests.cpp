@@ -7,6 +7,9 @@
 #include "common/Reports.h"
 #include "tests/support/WindowsFixtures.h"
 
+// Needs the Windows types of the headers above.
+#include <sddl.h>
+
 namespace tarnwick {
 namespace {
 
@@ -63,6 +66,22 @@ TEST(Registry, DefaultsApplyOnlyWhenAValueCannotBeRead) {
     ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProvidersKey, "Text", "seven");
     EXPECT_FALSE(ReadRegistryDword(RegistryRoot::LocalMachine, kProvidersKey, "Text", number));
     EXPECT_EQ(number, 7U);
+}
+
+TEST(Registry, ReadingNeedsTheRightToReadAlone) {
+    const ScratchRegistry registry;
+    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, "A", "B", 7);
+    HKEY key = nullptr;
+    RegOpenKeyExA(HKEY_LOCAL_MACHINE, "A", 0, WRITE_DAC, &key);
+    const RegistryKey opened(key);
+    PSECURITY_DESCRIPTOR readOnly = nullptr;
+    ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorA(
+        "D:P(A;;KRSDWD;;;WD)", SDDL_REVISION_1, &readOnly, nullptr));
+    ASSERT_EQ(RegSetKeySecurity(key, DACL_SECURITY_INFORMATION, readOnly), ERROR_SUCCESS);
+    LocalFree(readOnly);
+    HKEY all = nullptr;
+    EXPECT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "A", 0, KEY_ALL_ACCESS, &all), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegistryDwordOr("A", "B", 1), 7U);
 }
 
 TEST(Registry, StringsLeaveTheEmptyTextWhenUnreadable) {
