@@ -5,7 +5,14 @@
  * field. Integers are little-endian. Times are signed seconds since 1970-01-01 00:00 UTC.
  *
  * Results are 1 (done) or 0 (refused, not found or failed), but where a function says otherwise.
- * No function throws, and none reports why it failed.
+ * A null record gives 0 whatever the function says, and so does memory that runs short: on this
+ * machine records and files are then as they were. No function throws, and none reports why it
+ * failed.
+ *
+ * Waiting: a calendar that somebody else is writing makes a call wait, in steps of a second, for as
+ * long as the registry says: by default 61 seconds before a reader takes the block file away, 81
+ * before a writer gives up, and 81 more, with a line on standard output, where the mail root begins
+ * with a drive letter.
  *
  * Threads: every function may be called from any thread at any time. The position of an enumeration
  * belongs to the calling thread; the read offset of item chunks belongs to the process.
@@ -85,7 +92,8 @@ TWAICP_API uint32_t AppointmentFindNext(AppointmentRecord* record);
 TWAICP_API uint32_t AppointmentGetLastError(void);
 
 /* Writes the data field up to its first NUL into the item file, replacing it (first) or at its end
- * (next), and stores that length in the record. 1, also when the file could not be opened. */
+ * (next), and stores that length in the record. 1, also when the file could not be opened. On a
+ * chosen server both append, and the record stays as it was. */
 TWAICP_API uint32_t AppointmentItemWriteFirstChunk(AppointmentItemRecord* record);
 TWAICP_API uint32_t AppointmentItemWriteNextChunk(AppointmentItemRecord* record);
 
@@ -98,7 +106,7 @@ TWAICP_API uint32_t AppointmentItemGetNextChunk(AppointmentItemRecord* record);
  * such file, and resets the read offset to -1. Always 0. */
 TWAICP_API uint32_t AppointmentItemGetSize(AppointmentItemRecord* record);
 
-/* The read offset of the process; -1 before the first chunk. */
+/* The read offset of this process; -1 before the first chunk. A server's reads do not move it. */
 TWAICP_API int32_t AppointmentItemGetCurrentOffset(void);
 
 /* Deletes the item file. Always 1. */
@@ -114,7 +122,13 @@ TWAICP_API uint32_t AppointmentListItemFindNext(void* first, void* second);
 TWAICP_API uint32_t AppointmentListItemFindClose(void* handle);
 
 /* Chooses the server, a name under the Hosts key of the registry, on which later calls run; an
- * empty name means this machine. Always 1; the next call connects. */
+ * empty name means this machine. Always 1; the next call connects. With a server chosen
+ * - Add, Edit, Remove, Get, FindFirst and FindNext run there, and so do the functions that write,
+ *   read and measure items: one call at a time, 0 when the server cannot be reached;
+ * - their record comes back as the server left it, but Edit's and the chunk writers' stay as they
+ *   were; the position of an enumeration and the read offset of items are the server's;
+ * - AppointmentItemDelete, AppointmentItemGetCurrentOffset, GetFreeBusyData,
+ * AppointmentGetLastError and the AppointmentListItem functions stay with this machine. */
 TWAICP_API uint32_t SetCurrentHost(const char* host);
 
 #ifdef __cplusplus
