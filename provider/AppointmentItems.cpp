@@ -24,6 +24,7 @@ std::string ItemPath(const AppointmentItemRecord& record) {
 bool WriteChunk(AppointmentItemRecord& record, OpenMode mode) {
     File item(ItemPath(record), mode);
     if (!item.IsOpen()) return true;
+    // Up to the first NUL: callers hand over text.
     const std::string_view content = FieldText(record.data);
     record.length = static_cast<std::int32_t>(content.size());
     // Callers are told of success whether or not the file took the bytes.
@@ -50,10 +51,11 @@ bool WriteNextItemChunk(AppointmentItemRecord& record) {
 
 bool ReadNextItemChunk(AppointmentItemRecord& record) {
     File item(ItemPath(record), kOpenRead);
+    // Nothing was read, so the offset stays.
     if (!item.IsOpen()) return false;
     auto& offset = Shared().itemReadOffset;
     // The offset moves on by one before each read, so that a byte is skipped between two chunks:
-    // kept, since items in the field are written with a filler there.
+    // kept, since writers of long items, tarnwick-admin among them, put a filler there.
     const std::int32_t start = OneBehind(offset.fetch_add(1));
     std::uint32_t count = 0;
     if (item.Seek(start)) count = item.Read(record.data, sizeof record.data).value_or(0);
@@ -71,17 +73,19 @@ bool ReadFirstItemChunk(AppointmentItemRecord& record) {
 bool StoreItemSize(AppointmentItemRecord& record) {
     Shared().itemReadOffset = kBeforeFirstByte;
     const auto found = DirectoryScan(ItemPath(record)).Next();
-    // The time and not the size: that is what callers have always been given.
+    // The time and not the size, and failure in any case: kept for compatibility.
     record.length = found ? static_cast<std::int32_t>(found->lastAccess.dwLowDateTime) : 0;
     return false;
 }
 
 bool DeleteItem(const AppointmentItemRecord& record) {
+    // Deleted, missing or in use, the answer is the same: kept for compatibility.
     RemoveFile(ItemPath(record));
     return true;
 }
 
 std::uint32_t RewriteItem(AppointmentItemRecord& record) {
+    // Unlike the exported writer it asks a server under its own name: kept for compatibility.
     return HereOrRemote("AppointmentItemWriteFirstChunk", {Parameter(record, false)}, [&] {
         DeleteItem(record);
         return WriteChunk(record, kOpenTruncate);

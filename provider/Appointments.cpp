@@ -131,7 +131,7 @@ bool TakeLastMatch(CalendarReader& calendar, AppointmentRecord& record) {
 }
 
 // Takes the first entry behind this thread's position that matches. The position moves over every
-// line that was looked at, empty ones too.
+// line that was looked at, empty ones too, since it may be set from outside by the file's lines.
 bool TakeNextMatch(CalendarReader& calendar, AppointmentRecord& record) {
     std::int32_t position = FindPosition();
     // A calendar that has become shorter leaves the position where it was.
@@ -178,7 +178,7 @@ bool AddAppointment(const AppointmentRecord& record) {
         return done.outcome == Outcome::Swapped && !done.matched;
     }
     const bool created = CreateCalendar(files.calendar, entry);
-    // Only a new calendar is announced here; adding to one is not.
+    // Only a new calendar is announced here; adding to one is not: kept for compatibility.
     WriteChangeFlag(files.changeFlag);
     return created;
 }
@@ -192,7 +192,9 @@ bool RemoveAppointment(const AppointmentRecord& record) {
     const CalendarEntry entry = EntryOf(record);
     const Change done = ReplaceCalendar(files, block, {entry.id, MatchAction::Drop, {}});
     if (done.outcome == Outcome::NoCalendar) return false;
+    // Behind the swap, so that the backup has what it held.
     if (done.matched && done.lines == 0) RemoveFile(files.calendar);
+    // Also when nothing was removed: kept for compatibility.
     WriteChangeFlag(files.changeFlag);
     return done.matched;
 }
@@ -215,6 +217,7 @@ bool EditAppointment(const AppointmentRecord& key, const AppointmentRecord& repl
 bool GetAppointment(AppointmentRecord& record) {
     const CalendarNames names = NamesOf(record);
     if (!NamesCalendar(names)) return false;
+    // The result, 0 for good once a block was forced away, must not keep readers out.
     WaitForCalendarUnblocked(PrepareCalendarFolder(names));
     return ReadCalendar(names, record, TakeLastMatch);
 }
@@ -228,7 +231,7 @@ bool FindNextAppointment(AppointmentRecord& record) {
     const CalendarNames names = NamesOf(record);
     const std::string key = PrepareCalendarFolder(names);
     if (!NamesCalendar(names)) return false;
-    WaitForCalendarUnblocked(key);
+    WaitForCalendarUnblocked(key);  // result as in Get
     return ReadCalendar(names, record, TakeNextMatch);
 }
 

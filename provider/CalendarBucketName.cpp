@@ -18,7 +18,8 @@ std::chrono::year_month_day DateOf(std::int32_t seconds) {
 std::string BucketOf(std::chrono::year_month_day first, std::chrono::year_month_day last) {
     if (first.year() != last.year()) return "Y";
     const int year = static_cast<int>(first.year()) - kFirstYear;
-    // A whole year's number is not padded, unlike all others: "Y5" beside "Y05M01".
+    // A whole year's number is not padded, unlike all others: "Y5" beside "Y05M01". Kept, since
+    // calendars are looked for under these names.
     if (first.month() != last.month()) return "Y" + std::to_string(year);
     char name[32];
     const auto month = static_cast<unsigned>(first.month());

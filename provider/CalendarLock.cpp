@@ -23,6 +23,8 @@ constexpr TimeoutSetting kApplyTimeout{"Apply Timeout", 20};
 constexpr TimeoutSetting kWriteWaitTimeout{"Write Wait Timeout", 80};
 constexpr TimeoutSetting kUnBlockTimeout{"UnBlock Timeout", 80};
 
+// Read at every use, so that an operator can cut a wait short that is under way. A stored 0 is no
+// patience, and one too large for the sign is less than none: kept for compatibility.
 std::int32_t SecondsOf(const TimeoutSetting& setting) {
     return static_cast<std::int32_t>(
         RegistryDwordOr(kProvidersKey, setting.name, setting.defaultSeconds));
@@ -94,6 +96,7 @@ bool WaitForCalendarUnblocked(const std::string& key) {
     for (std::int32_t waits = 0; FileExistsQuickly(path);) {
         WaitMilliseconds(kPollMilliseconds);
         if (++waits <= SecondsOf(kReadWaitTimeout)) continue;
+        // Tried again in every cycle from now on: with the writer gone nobody else will delete it.
         ReleaseCalendarBlock(key);
         Shared().readWaitResult = 0;
     }
@@ -101,8 +104,8 @@ bool WaitForCalendarUnblocked(const std::string& key) {
 }
 
 bool IsCalendarBlocked(const std::string& key) {
-    // Sticky on purpose: after the first block file of the process every calendar counts as
-    // blocked.
+    // Never cleared, so that after the first block file of the process every calendar counts as
+    // blocked: kept for compatibility.
     if (FileExists(BlockPath(key))) Shared().blockSeen = 1;
     return Shared().blockSeen != 0;
 }

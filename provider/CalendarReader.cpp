@@ -34,6 +34,8 @@ bool CalendarReader::Next() {
     if (!HasPiece()) return false;
     if (TakePlainLine()) return true;
     const Piece piece = TakePiece();
+    // What is missing of a damaged line is taken from before, and nothing behind its second tab is
+    // cut off: kept for compatibility, or rewriting a calendar would change such lines.
     line_.start = line_.end = View(piece.begin, piece.firstTab);
     line_.blank = piece.begin == piece.end;
     if (piece.firstTab == piece.end) return true;

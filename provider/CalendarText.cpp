@@ -20,6 +20,8 @@ char* PutField(char* at, std::int32_t number) {
 
 }  // namespace
 
+// Rewritten from its entry a line loses leading zeros, plus signs and spaces of its numbers: kept
+// for compatibility.
 CalendarEntry EntryIn(const CalendarLine& line) {
     return {ParseInt32(line.start), ParseInt32(line.end), line.id};
 }

@@ -11,6 +11,7 @@
 
 namespace tarnwick {
 
+// One that ends before it starts is as good as any: callers decide what the two numbers mean.
 struct CalendarEntry {
     std::int32_t start;
     std::int32_t end;
@@ -19,6 +20,7 @@ struct CalendarEntry {
 
 // Whether an entry with `id` is meant by `wanted`: equal without regard to case, or any when empty.
 inline bool MatchesId(std::string_view wanted, std::string_view id) {
+    // Callers enumerate and remove whole calendars with an empty one.
     if (wanted.empty()) return true;
     // IDs of one calendar often begin alike, so the last character tells most of them apart.
     return wanted.size() == id.size() && LowerAscii(wanted.back()) == LowerAscii(id.back()) &&

@@ -22,6 +22,7 @@ bool Attach() {
     storeEventNotificationMode = RegistryDwordOr(kProductKey, "Store Event Notification Mode", 0);
     mailRoot = {};
     ReadMailRoot(mailRoot);
+    // A copy of its own, from which the lock and the swap name their files: kept for compatibility.
     lockRoot = mailRoot;
     findPositionSlot = TlsAlloc();
     return findPositionSlot != TLS_OUT_OF_INDEXES;

@@ -19,7 +19,7 @@ std::string_view MailRoot();
 // The same folder for block files and the swap, copied when the module is loaded.
 std::string_view LockRoot();
 
-// For whoever opens store indexes; the calendar does not use it.
+// Read for whoever opens store indexes; the calendar does not use it.
 std::uint32_t StoreEventNotificationMode();
 
 // Number of the last line that this thread's enumeration examined; 0 in a new thread.
@@ -30,7 +30,8 @@ void SetFindPosition(std::int32_t position);
 // blocks on two threads sees the other's values.
 struct SharedState {
     std::atomic<std::int32_t> itemReadOffset{-1};
-    // Result of every reader's wait: 0 for good once one of them had to force a block away.
+    // Result of every reader's wait: 0 for good once one of them had to force a block away. Kept
+    // for compatibility, as is the next.
     std::atomic<std::int16_t> readWaitResult{1};
     // 1 for good once any calendar's block file has been seen.
     std::atomic<std::int16_t> blockSeen{0};

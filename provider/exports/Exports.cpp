@@ -11,7 +11,8 @@ namespace {
 
 using namespace tarnwick;
 
-// What the server sends back beside the result.
+// What of a server's reply is taken beside the result. Edit and the chunk writers take no record,
+// whatever is in it: kept for compatibility, a caller's record stays as it was.
 enum class Reply { ResultOnly, Records };
 
 // The body of every export with records, and the one place where exceptions end: callers are C
@@ -53,6 +54,8 @@ std::uint32_t AppointmentGet(AppointmentRecord* record) {
     return Run("AppointmentGet", Reply::Records, GetAppointment, record);
 }
 
+// On a server the enumeration's position is the server's; this thread's stays for the time when it
+// works here again.
 std::uint32_t AppointmentFindFirst(AppointmentRecord* record) {
     return Run("AppointmentFindFirst", Reply::Records, FindFirstAppointment, record);
 }
@@ -62,11 +65,13 @@ std::uint32_t AppointmentFindNext(AppointmentRecord* record) {
 }
 
 std::uint32_t AppointmentGetLastError() {
+    // No failure is kept anywhere; callers have always been given 0.
     return 0;
 }
 
 std::uint32_t AppointmentItemWriteFirstChunk(AppointmentItemRecord* record) {
-    // The server is asked for the next chunk's function; its programs know no other.
+    // Kept: servers have always been asked for the next chunk's function here, and append the
+    // chunk.
     return Run("AppointmentItemWriteNextChunk", Reply::ResultOnly, WriteFirstItemChunk, record);
 }
 
@@ -90,6 +95,7 @@ std::int32_t AppointmentItemGetCurrentOffset() {
     return Shared().itemReadOffset;
 }
 
+// With a server chosen, too, this and those below work here: kept for compatibility.
 std::uint32_t AppointmentItemDelete(AppointmentItemRecord* record) {
     return Guarded(DeleteItem, record);
 }
