@@ -80,6 +80,7 @@ std::string_view NotifyProtocolOf(std::string_view protocol) {
 ActivityEntry::ActivityEntry(std::string_view line) : line_(line) {
     const Fields fields(line);
     const Number portNumber = ReadNumber(fields[5]);
+    // Kept for compatibility: 32 bits of a time that has 64 in a new entry.
     const Number time = ReadNumber(fields[6]);
     const Number instance = ReadNumber(fields[8]);
     server = fields[1];

@@ -19,8 +19,9 @@ DWORD ErrorOf(Attempt attempt) {
     return attempt() ? ERROR_SUCCESS : GetLastError();
 }
 
-// Tries until it succeeds, the file is gone, or `report`, which is called with the error and the
-// count of waits before each further try, wants no more. The last try's error, 0 for success.
+// Tries until it succeeds, the file is gone (no wait brings it back), or `report`, which is called
+// with the error and the count of waits before each further try, wants no more. The last try's
+// error, 0 for success.
 template <typename Attempt, typename Report>
 DWORD TryRepeatedly(Attempt attempt, RetryOrder order, Report report) {
     DWORD error = ErrorOf(attempt);
@@ -56,6 +57,7 @@ bool DeleteWithRetry(const std::string& path, bool retry, int maxAttempts) {
             }
             return retry;
         });
+    // A file that is gone is all that was wanted.
     return error == ERROR_SUCCESS || IsGone(error);
 }
 

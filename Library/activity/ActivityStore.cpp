@@ -27,6 +27,7 @@ ActivityPaths::ActivityPaths(std::string_view directory)
       block(FormatPath("%s\\_activity.blk", {directory})) {}
 
 void LockActivity(BlockFileLock& lock, const ActivityPaths& paths) {
+    // Beyond the threshold: giving up would leave a client out of the file, or in it.
     lock.Acquire(paths.block, true, kWaitBeyondThreshold);
 }
 

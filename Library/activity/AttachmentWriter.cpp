@@ -156,6 +156,7 @@ void AttachmentCopy::CopyPartsToClosingLine() {
         const std::size_t closing = FindClosingPiece(*pieces);
         copy_.Copy(pieces->substr(0, closing));
         if (closing == kNotFound) continue;
+        // Kept for compatibility: what follows this line, the epilogue, is dropped.
         closingLine_ = lines_.FirstOf(pieces->substr(closing));
         break;
     }

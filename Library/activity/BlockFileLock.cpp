@@ -11,8 +11,10 @@ namespace {
 
 constexpr std::uint32_t kDefaultWaitTimeoutSeconds = 100;
 constexpr std::uint32_t kWaitsPerMessage = 10;
+// Kept for compatibility: 81 waits, the last of them in vain.
 constexpr std::int32_t kRemoveRetries = 80;
 
+// Kept for compatibility: read once, and a 0 is used as 0.
 std::uint32_t WaitTimeoutSeconds() {
     static const std::uint32_t seconds = RegistryDwordOr(
         kProductProvidersKey, "Store Notification Wait Timeout", kDefaultWaitTimeoutSeconds);
@@ -25,6 +27,7 @@ struct ActivityBlockRule {
     const bool beyondThreshold;
 
     bool MayWait(DWORD error, std::uint32_t waits) const {
+        // Nobody can make the file, nor the activity file beside it, before its directory is there.
         if (error == ERROR_PATH_NOT_FOUND) return false;
         // Each wait tells itself at its beginning, at 0, and then every tenth time.
         if (waits % kWaitsPerMessage == 0) {
@@ -35,6 +38,7 @@ struct ActivityBlockRule {
     }
 
     BlockVerdict AfterWait(DWORD, std::uint32_t waits) const {
+        // Kept for compatibility: one wait more than the threshold says.
         if (waits <= WaitTimeoutSeconds()) return BlockVerdict::TryAgain;
         LogMessage("[Thread:%ld] WaitForAccessToFile: Blocking timed out on activity file: %s\n",
                    {GetCurrentThreadId(), path});

@@ -61,15 +61,18 @@ void WalkLocked(const SessionContext* session, const ActivityPaths& paths,
 
 int Walk(BlockFileLock& lock, const SessionContext* session, std::string_view directory,
          NotifyRequest request) {
+    // Nothing to tell is no failure.
     if (request.remote.length == 0 && request.local.length == 0) return 1;
     SettleLength(request.remote, 1);
     SettleLength(request.local, 0);
+    // Kept for compatibility: a port that is the caller's session number means that session alone.
     if (!request.remote.IsPresent() && request.local.IsPresent() && session != nullptr &&
         request.port == session->sessionNumber) {
         return DeliverToLocalSession(session->channel, session->sessionNumber, request.local.text,
                                      request.local.length, 0);
     }
     const ActivityPaths paths(directory);
+    // Nobody watches, and nobody has to wait for the lock to know it.
     if (!FileExists(paths.file)) return 2;
     // A lock whose release failed is no longer held, so it is taken anew.
     if (lock.State() != LockState::Held) LockActivity(lock, paths);

@@ -14,6 +14,7 @@
 namespace tarnwick {
 namespace {
 
+// With the blank: a line without it is not the store's, and is left alone.
 constexpr const char* kUidKey = "X-UID: ";
 constexpr const char* kFlagsKey = "X-TWTempFlags: ";
 
@@ -175,6 +176,8 @@ void SetField(const MessagePaths& paths, std::string_view name, const std::strin
         if (missing && createIfMissing) return CreateWithField(paths.message, line);
         return ComplainAboutInput(kSetHeaderField.complaint, paths.message);
     }
+    // The key ends at one colon; the line keeps the name as given and adds its own, so that "A:" is
+    // written as "A::". Kept for compatibility.
     std::string key(name);
     if (name.find(':') == name.npos) key += ':';
     Rewrite(std::move(message), paths, kSetHeaderField, {{{key}, FieldFate::Replace, line}});
@@ -211,6 +214,7 @@ int SetMessageUid(std::string_view directory, std::string_view name, std::uint32
     if (!UidBrandingEnabled()) return 1;
     Contain([&] {
         OpenAndRewrite(PathsInFolder(directory, name), kSetUid,
+                       // Flags that are there stay: a new identifier says nothing of them.
                        {{{kUidKey}, FieldFate::Replace, UidLine(uidHigh, uidLow)},
                         {{kFlagsKey}, FieldFate::Keep, flags ? FlagsLine(*flags) : ""}});
     });

@@ -18,6 +18,7 @@ namespace {
 constexpr std::string_view kFlagText =
     "This file is a flag file that denotes that this folder has been changed";
 constexpr std::uint32_t kWaitBeforeConsuming = 1000;
+// Kept for compatibility, both: pieces of 1023 characters, 2047 in all.
 constexpr std::size_t kMarkerTextLimit = 2047;
 constexpr std::size_t kMarkerLineCapacity = 1024;
 
@@ -91,6 +92,7 @@ int FlagFolderChanged(std::string_view postoffice, std::string_view mailbox,
                       std::string_view folder) {
     return RunOperation("FlagFolderChanged", 0, [&] {
         WriteFlagFile(ChangeFlagPath(postoffice, mailbox, folder), kFlagText);
+        // Kept for compatibility: said also when there is no file.
         PrintStandardOutput("Folder=" + std::string(folder) +
                             "::Folder Flagged to notify clients\n");
         return 1;
@@ -105,6 +107,7 @@ int ConsumeFolderChangeFlags(std::string_view postoffice, std::string_view mailb
             MailboxFolderDirectory(PostofficeDirectory(postoffice), mailbox, folder);
         int consumed = 0;
         for (const std::string& name : NamesOf(FormatPath("%s\\_*.NFY", {directory}))) {
+            // Kept for compatibility: each flag stays for a second after it was seen.
             WaitDispatchingMessages(kWaitBeforeConsuming);
             if (RemoveFile(FormatPath("%s\\%s", {directory, name}))) consumed = 1;
         }
