@@ -9,6 +9,7 @@
 namespace tarnwick {
 namespace {
 
+// Kept to the byte, without a line end, for compatibility.
 constexpr std::string_view kChangeFlagText =
     "This file is a flag file that denotes that this folder has been changed";
 constexpr std::string_view kCachedFlagText =

@@ -14,6 +14,7 @@
 namespace tarnwick {
 namespace {
 
+// The notified mode alone may go on unsaved; without a setting it waits like all others.
 DWORD CommitTimeout(int mode) {
     if (mode != kCommitNotified) return INFINITE;
     return RegistryDwordOr(kProductKey, "Index Notification Timeout", INFINITE);
@@ -39,6 +40,7 @@ bool WriteDetails(const FolderIndex& index, const FolderDetails* given, bool was
 
 int Commit(FolderIndex& index, int mode) {
     const ObjectHandle mutex = OpenFolderMutex(index.folder);
+    // No exception for a mutex that was not had: a time-out here is an outcome, not a failure.
     const MutexLock lock(mutex.Get(), CommitTimeout(mode));
     if (!lock.IsLocked()) {
         Trace("StoreIndex_Commit:: Was abandoned due to mutex timeout " + index.folder);
@@ -47,7 +49,7 @@ int Commit(FolderIndex& index, int mode) {
     const bool wasWhole = index.entries.IsWhole();
     const bool saved = Save(index);
     if (saved) WriteDetails(index, nullptr, wasWhole);
-    // The parenthesis is never closed: log readers look for the line as it has always been.
+    // The parenthesis that is never closed is kept for whoever searches traces for the line.
     Trace((mode == kCommitNotified ? "StoreIndex_Commit::(Notified and Committed Index for folder "
                                    : "StoreIndex_Commit::Committed Index for folder ") +
           index.folder);
@@ -82,7 +84,8 @@ bool SaveAndReport(FolderIndex& index, const FolderDetails* details) {
     }
 }
 
-// The mark is written also when memory is too short for the line.
+// An overtaken save has said so already and says this as well, like every commit that failed.
+// The mark is written also when memory is too short for it.
 void MarkAsDirty(const ChangeMark& mark, const std::string& folder) {
     try {
         Trace("StoreIndex_SaveAndClose::Failed to commit index for folder " + folder +
@@ -120,6 +123,7 @@ int StoreIndex_Commit(FolderIndex* index, int mode) {
         Trace("WARNING!: StoreIndex Folder has not been set. Commit is ignored");
         return kCommitFailed;
     }
+    // Neither saved nor failed: closing twice is no error.
     if (!index->open) return kCommitNotOpen;
     try {
         return Commit(*index, mode);
@@ -138,11 +142,14 @@ int StoreIndex_SaveAndClose(FolderIndex* index, bool save, bool blockIsOpen, Fil
     }
     if (save) SaveOrMark(*index, details);
     index->open = false;
+    // The file goes also when the caller does not hold it: one left behind delays every open by a
+    // minute.
     File none;
     RemoveIndexBlock(blockIsOpen ? block : none, IndexBlockPath(index->folder, index->folderType));
     return 1;
 } catch (...) {
     ReportCaughtException("StoreIndex_SaveAndClose");
+    // Not a failure to the caller: what was not saved, the mark tells the next open.
     return 1;
 }
 

@@ -169,6 +169,7 @@ bool LoadEntries(FolderIndex& index, int mode) {
     const IndexPresence presence = LookForIndex(index.folder, index.folderType);
     const LoaderChoice choice{.reindexIfFlagged = ScansWhileLoading(index, mode, presence)};
     SerialiserOwner loader = ChooseLoader(index.folder, index.folderType, choice, presence);
+    // Entries whose files have gone would be listed and then fail to open; mode 5 alone wants them.
     const DeserialiseRequest request{.verifyFiles = mode != kOpenUnverified};
     if (LoadWithRecovery(loader, index.entries, index.folder, index.folderType, request,
                          BackupWish::Refresh) == kLoadFailed) {
@@ -214,8 +215,11 @@ int StoreIndex_Open(FolderIndex* index, int mode) {
         return kOpenFailed;
     }
     try {
+        // Kept for callers that pass 6.
         return Open(*index, mode == kOpenCheckedToo ? kOpenChecked : mode);
     } catch (...) {
+        // Thrown on as well: the report says that the session will be dropped, and that is the
+        // caller's to do.
         ReportCaughtException("StoreIndex_Open");
         throw;
     }

@@ -22,6 +22,7 @@ constexpr int kAccessDeniedReportLevel = 6;
 enum class Refusal { Hopeless, MayPass };
 
 bool IsIndexUnblockModeSet() {
+    // Read once, as all settings of the store library are: a wait does not change its rule midway.
     static const bool set = RegistryDwordOr(kProductProvidersKey, "Index Unblock Mode", 0) != 0;
     return set;
 }
@@ -36,6 +37,8 @@ void ReportAccessDenied(const std::string& path) {
 }
 
 Refusal Judge(DWORD error, const std::string& path) {
+    // Below that level a refusal may pass (a file that is being deleted denies access too); whoever
+    // raises it looks for permissions and wants to be told at once.
     if (error == ERROR_ACCESS_DENIED && DiagnosticLevel() >= kAccessDeniedReportLevel) {
         ReportAccessDenied(path);
         return Refusal::Hopeless;
@@ -53,6 +56,7 @@ bool RemoveBlockFile(const std::string& path) {
     return outcome != RetryOutcome::GivenUp;
 }
 
+// The setting is kept to "_index.blk": a block of groups has to wait like any other.
 bool IsOrphan(DWORD error, const std::string& path) {
     return error == ERROR_FILE_EXISTS && IsIndexUnblockModeSet() &&
            FindText(path, "\\_index.blk") != kNotFound;
@@ -67,6 +71,8 @@ struct IndexBlockRule {
     }
 
     BlockVerdict AfterWait(DWORD error, std::uint32_t waits) const {
+        // After each wait and not only after the last: the setting says that what stands is an
+        // orphan.
         if (IsOrphan(error, path) && RemoveFile(path)) PrintStandardOutput("deleted orphan");
         if (waits <= kAbandonedAfterWaits) return BlockVerdict::TryAgain;
         return RemoveBlockFile(path) ? BlockVerdict::TryLast : BlockVerdict::GiveUp;
@@ -76,6 +82,7 @@ struct IndexBlockRule {
 }  // namespace
 
 std::string IndexBlockPath(const std::string& folder, std::uint32_t folderType) {
+    // A path that is too long is cut, and two such folders may wait for each other's block.
     return FormatPath(folderType == kGroupsFolder ? "%s\\_groups.blk" : "%s\\_index.blk", {folder});
 }
 
@@ -87,6 +94,7 @@ File WaitForAccessToIndexFileEx(const std::string& path) {
 bool RemoveIndexBlock(File& lock, const std::string& path) {
     if (!lock.Close()) {
         char text[96];
+        // The spelling is kept.
         std::snprintf(text, sizeof text, "An error occured closing the handle of a block file: %ld",
                       static_cast<long>(GetLastError()));
         PrintStandardOutput(text);
@@ -97,6 +105,7 @@ bool RemoveIndexBlock(File& lock, const std::string& path) {
 void ReleaseIndexBlock(File& lock, const std::string& path) {
     if (RemoveIndexBlock(lock, path)) return;
     if (FileExists(path)) {
+        // The open says the name of the ordered scan too; one text for all who release is kept.
         PrintStandardOutput("ScanFoldersOrdered::Unable to remove blocking file");
     }
 }

@@ -32,6 +32,7 @@ void RefreshBackup(StoreIndexSerialiser& serialiser, const std::string& folder) 
             serialiser.BackupAgeMinutes(folder) <= StoredIndexSettings().backupIntervalMinutes;
         if (!recent) serialiser.CreateBackup(folder);
     } catch (...) {
+        // The load is good without a backup. The spelling is kept.
         PrintStandardOutput("Exception occured when backing up");
     }
 }
@@ -56,6 +57,8 @@ std::uint32_t LoadBackup(SerialiserOwner& serialiser, StoreIndex& index, const s
         ReportFailure(folder, ". Successfully loaded recovery index.");
         return status;
     }
+    // The load on the backup failed by the rules of any load, so it has its own report before the
+    // one about the backup.
     ReportFailure(folder, "");
     // Something held the index, so that the backup was not what was loaded: it may well be good.
     if (!restored) return kLoadFailed;

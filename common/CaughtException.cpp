@@ -26,6 +26,7 @@ std::string ComErrorText(const _com_error& error) {
     return std::string(" handled a COM error.\nCode = ") + code +
            "\nCode meaning = " + error.ErrorMessage() +
            "\nSource = " + TextOf(static_cast<const wchar_t*>(source)) +
+           // The spelling is kept for whoever searches logs for it.
            "\nEror Description = " + TextOf(static_cast<const wchar_t*>(description)) + "\n";
 }
 

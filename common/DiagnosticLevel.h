@@ -5,6 +5,7 @@
 
 namespace tarnwick {
 
+// One below what the report of a refused index block asks for, which is off so until a host asks.
 inline constexpr int kDefaultDiagnosticLevel = 5;
 
 // The process-wide level; each gated message names the level above which it is written.

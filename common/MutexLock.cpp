@@ -66,6 +66,7 @@ std::string Normalised(const std::string& path) {
 }  // namespace
 
 xMutexLock::xMutexLock(HANDLE mutex, DWORD timeoutMilliseconds) : mutex_(mutex) {
+    // Where the system gives no mutex a folder is still to be opened.
     if (mutex == nullptr) return;
     const DWORD result = WaitForMutex(mutex, timeoutMilliseconds);
     if (result == WAIT_OBJECT_0) return;

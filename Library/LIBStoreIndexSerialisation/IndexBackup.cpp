@@ -61,6 +61,7 @@ void DeleteIndexBackup(const std::string& folder) {
     RemoveFile(BackupPath(folder));
 }
 
+// Months of 30 days, kept for compatibility: an interval is as long as it was when it was set.
 std::uint32_t CalendarMinutes(std::uint64_t span) {
     const FILETIME time{static_cast<DWORD>(span), static_cast<DWORD>(span >> 32)};
     SYSTEMTIME date;

@@ -5,9 +5,11 @@
 #include <thread>
 
 #include "common/MutexLock.h"
+#include "Library/FolderFiles.h"
 #include "Library/FolderFlags.h"
 #include "Library/FolderScan.h"
 #include "Library/IndexBlockFile.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
 #include "tests/Library/IndexFixtures.h"
 #include "tests/support/ReportRecorder.h"
 
@@ -112,13 +114,26 @@ TEST(StoreIndexOpen, EachModeLooksAtTheFilesInItsWay) {
     }
 }
 
-TEST(StoreIndexOpen, BuildsAMissingIndexFromTheFiles) {
-    const MailFolder folder;
-    RemoveFile(folder.Path("_index.xml"));
-    FolderIndex index = IndexOf(folder.Path());
-    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
-    EXPECT_EQ(Identifiers(index.entries), "A.MAI:1 B.MAI:2 ");
-    EXPECT_TRUE(folder.Index().starts_with("<BASEELEMENT LASTUID=\"x00000002\">"));
+int scansRun = 0;
+bool CountedScan(StoreIndex& entries, const std::string& folder, std::uint32_t folderType) {
+    ++scansRun;
+    return DefaultFolderScan(entries, folder, folderType);
+}
+
+TEST(StoreIndexOpen, BuildsAMissingIndexFromTheFilesInEveryModeInOneScan) {
+    InstallFolderScan(CountedScan);
+    for (const int mode : {1, 2, 3, 5, 6}) {
+        const MailFolder folder;
+        RemoveFile(folder.Path("_index.xml"));
+        FolderIndex index = IndexOf(folder.Path());
+        scansRun = 0;
+        EXPECT_EQ(StoreIndex_Open(&index, mode), 1);
+        EXPECT_EQ(Identifiers(index.entries), "A.MAI:1 B.MAI:2 ") << mode;
+        EXPECT_TRUE(folder.Index().starts_with("<BASEELEMENT LASTUID=\"x00000002\">")) << mode;
+        EXPECT_EQ(scansRun, 1) << mode;
+        EXPECT_EQ(StoreIndex_Open(&index, kOpenReindexed), 1);
+        EXPECT_EQ(scansRun, 2) << "a forced scan is one too";
+    }
 }
 
 TEST(StoreIndexOpen, ADamagedIndexFailsOnceAndIsRebuiltAtTheNext) {
@@ -209,6 +224,68 @@ TEST(StoreIndexOpen, ALostMutexIsReportedThrownAndFreeForTheNext) {
     EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
 }
 
+TEST(StoreIndexOpen, KeepsOnlyAWholeIndexOfTheSameFolderAndType) {
+    const MailFolder folder;
+    const MailFolder other;
+    CachedTransactionsEnabled() = true;
+    const auto opened = [&](auto change) {
+        FolderIndex index = IndexOf(folder.Path());
+        WriteCachedFlag(folder.Path());
+        EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
+        EXPECT_FALSE(HasCachedFlag(folder.Path())) << "what it tells of is on disk or lost";
+        change(index);
+        return StoreIndex_Open(&index, 1);
+    };
+    EXPECT_EQ(opened([](FolderIndex&) {}), 2);
+    EXPECT_EQ(opened([](FolderIndex& index) { index.entries.MarkLimited(); }), 1);
+    EXPECT_EQ(opened([](FolderIndex& index) { index.folderType = kContactsFolder; }), 1);
+    EXPECT_EQ(opened([&](FolderIndex& index) {
+                  // With the very stamp that was loaded.
+                  index.folder = other.Path();
+                  const IndexFileStamp stamp = *StampOf(other.Path("_index.xml"));
+                  index.entries.SetFileStamp(stamp);
+              }),
+              1);
+}
+
+// The numbers are those of a whole index before the save.
+TEST(StoreIndexCommit, WritesDetailsOutsideTheFileRootAlone) {
+    MailFolder folder;
+    testing::MakePath(folder.Path("MAILROOT\\PO\\Inbox"));
+    const std::string details = folder.Path("MAILROOT\\PO\\Inbox\\_FOLDER.DAT");
+    const std::string expected = "ITEMS\t2\r\nUNREAD\t1\r\nSIZE\t120\r\nLASTUID\t6\r\n";
+    for (const bool close : {false, true}) {
+        for (const char* kind : {"whole", "part", "$FileRoot"}) {
+            const std::string path = folder.Path(kind);
+            testing::MakePath(path);
+            WriteBytesTo(
+                path + "\\_index.xml",
+                IndexText("x00000006", EntryText("A.MAI", 5, "<READ>1</READ><SIZE>100</SIZE>") +
+                                           EntryText("B.MAI", 6, "<SIZE>20</SIZE>")));
+            RemoveFile(details);
+            FolderIndex index = IndexOf(path);
+            index.dataDirectory = folder.Path();
+            index.postoffice = "PO";
+            index.folderName = "Inbox";
+            const bool part = std::string_view(kind) == "part";
+            if (part) index.entries.SetIdFilter("A.MAI");
+            ASSERT_EQ(StoreIndex_Open(&index, 5), 1);
+            ReportRecorder reports;
+            File none;
+            if (close) {
+                StoreIndex_SaveAndClose(&index, true, false, none, nullptr);
+            } else {
+                StoreIndex_Commit(&index, 0);
+            }
+            const bool written = std::string_view(kind) == "whole";
+            EXPECT_EQ(ReadBytesOf(details), written ? expected : "") << kind << close;
+            EXPECT_EQ(TraceOf(reports).ends_with(
+                          "StoreIndex_SaveAndClose::SetCacheDetailsToFile for folder " + path),
+                      close && written);
+        }
+    }
+}
+
 TEST(StoreIndexCommit, SavesTheOpenIndexAndTheFoldersDetails) {
     const MailFolder folder;
     ReportRecorder reports;
@@ -273,6 +350,27 @@ TEST(StoreIndexCommit, SaysWhyItDidNothing) {
     EXPECT_EQ(folder.Index(), before);
 }
 
+// Without the setting the notified mode waits too, and the other mode whatever is set.
+TEST(StoreIndexCommit, WaitsForTheMutexUnlessItIsNotifiedAndHasATimeOut) {
+    const MailFolder folder;
+    for (const int mode : {kCommitNotified, kCommit}) {
+        if (mode == kCommit) SetProduct("Index Notification Timeout", 0);
+        FolderIndex index = IndexOf(folder.Path());
+        ASSERT_EQ(StoreIndex_Open(&index, 1), 1);
+        const ObjectHandle mutex = OpenFolderMutex(folder.Path());
+        int result = -1;
+        std::thread waiting;
+        {
+            const xMutexLock held(mutex.Get(), INFINITE);
+            waiting = std::thread([&] { result = StoreIndex_Commit(&index, mode); });
+            Sleep(20);
+            EXPECT_EQ(result, -1);
+        }
+        waiting.join();
+        EXPECT_EQ(result, 1) << mode;
+    }
+}
+
 TEST(StoreIndexSaveAndClose, SavesAndRemovesTheBlockFile) {
     const MailFolder folder;
     ReportRecorder reports;
@@ -335,25 +433,22 @@ TEST(StoreIndexSaveAndClose, MarksTheFolderWhenAnotherSaveCameBetween) {
     EXPECT_EQ(Identifiers(next.entries), "A.MAI:5 B.MAI:6 C.MAI:7 ");
 }
 
-TEST(StoreIndexSaveAndClose, AnIndexHeldOpenFailsMarksAndKeepsTheFile) {
+TEST(StoreIndexSaveAndClose, ClosesWhatItCannotSaveAndMakesTheFolder) {
     const MailFolder folder;
-    CountingSleeper sleeper;
+    File block(folder.Path("_index.blk"), kCreateBlockFile);
+    EXPECT_EQ(StoreIndex_SaveAndClose(nullptr, true, true, block, nullptr), 1);
+    EXPECT_FALSE(block.IsOpen());
+    // The block file goes although this caller does not hold it.
     FolderIndex index = IndexOf(folder.Path());
-    ASSERT_EQ(StoreIndex_Open(&index, 1), 1);
-    const std::string before = folder.Index();
-    index.entries.Add("C.MAI");
-    const File held(folder.Path("_index.xml"), kOpenRead);
-    ReportRecorder reports;
     File none;
+    EXPECT_EQ(StoreIndex_SaveAndClose(&index, false, false, none, nullptr), 1);
+    EXPECT_FALSE(PathExists(folder.Path("_index.blk")));
+    index.folder = folder.Path("new");
+    index.entries.SetLoadStatus(kLoadFull);
+    index.entries.Add("N.MAI");
     EXPECT_EQ(StoreIndex_SaveAndClose(&index, true, false, none, nullptr), 1);
-    EXPECT_EQ(sleeper.TotalMilliseconds(), 40000U);
-    EXPECT_EQ(folder.Index(), before);
-    EXPECT_TRUE(IsFolderMarkedChanged(folder.Path()));
-}
-
-TEST(StoreIndexSaveAndClose, GivesOneWithoutAnIndex) {
-    File none;
-    EXPECT_EQ(StoreIndex_SaveAndClose(nullptr, true, false, none, nullptr), 1);
+    EXPECT_EQ(ReadBytesOf(folder.Path("new\\_index.xml")),
+              IndexText("x00000001", EntryText("N.MAI", 1)));
 }
 
 bool FailingScan(StoreIndex&, const std::string&, std::uint32_t) {
@@ -380,6 +475,7 @@ TEST(FolderIndex, EachCallThatFailsLeavesAFolderThatOpens) {
         MarkFolderChanged(folder.Path());
         CountingSleeper sleeper;
         int count = 0;
+        std::string failed;
         {
             CallRecorder calls;
             calls.FailCall(number, ERROR_GEN_FAILURE);
@@ -395,7 +491,12 @@ TEST(FolderIndex, EachCallThatFailsLeavesAFolderThatOpens) {
             File none;
             StoreIndex_SaveAndClose(&index, index.open, false, none, nullptr);
             count = calls.Count();
+            if (number <= count) failed = calls.Calls()[static_cast<std::size_t>(number - 1)];
         }
+        // Only a call that opens, reads or writes the index's own bytes may cost what it alone
+        // held.
+        const bool touchedTheIndex =
+            failed == "CreateFile _index.xml" || failed == "ReadFile" || failed == "WriteFile";
         // Whatever failed: after the folder is marked, everything that its files say is there.
         MarkFolderChanged(folder.Path());
         FolderIndex after = IndexOf(folder.Path());
@@ -404,8 +505,13 @@ TEST(FolderIndex, EachCallThatFailsLeavesAFolderThatOpens) {
             ASSERT_EQ(StoreIndex_Open(&after, 1), 1);
         }
         EXPECT_EQ(after.entries.Count(), 2U);
-        EXPECT_NE(after.entries.FindById("A.MAI"), nullptr);
         EXPECT_NE(after.entries.FindById("B.MAI"), nullptr);
+        const StoreIndex::Entry* const kept = after.entries.FindById("A.MAI");
+        ASSERT_NE(kept, nullptr);
+        if (!touchedTheIndex) {
+            EXPECT_EQ(kept->Uid(), 5U) << failed;
+            EXPECT_EQ(kept->Property("SUBJECT"), "kept") << failed;
+        }
         if (number > count) break;
     }
 }

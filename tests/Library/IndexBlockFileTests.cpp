@@ -31,6 +31,7 @@ struct WaitCase {
     bool locked;
     int waits;
     const char* printed;
+    const char* file = "_index.blk";
 };
 
 class IndexBlockWait : public ::testing::TestWithParam<WaitCase> {};
@@ -45,20 +46,35 @@ TEST_P(IndexBlockWait, EndsAsTheErrorSays) {
     ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductProvidersKey, "Index Unblock Mode",
                               static_cast<std::uint32_t>(row.unblockMode));
     DiagnosticLevel() = row.diagnosticLevel;
-    const std::string path = folder.Path("_index.blk");
+    const std::string path = folder.Path(row.file);
     WriteBytesTo(path, "");
     if (row.createError != 0) calls.FailAll("CreateFile", row.createError);
-    const File lock = WaitForAccessToIndexFileEx(path);
+    File lock = WaitForAccessToIndexFileEx(path);
     EXPECT_EQ(lock.IsOpen(), row.locked);
     EXPECT_EQ(sleeper.Count(), row.waits);
     EXPECT_EQ(reports.Joined(ReportChannel::StandardOutput), row.printed);
-    EXPECT_EQ(reports.Joined(ReportChannel::EventLogError).empty(), row.diagnosticLevel < 6);
+    char denied[512] = "";
+    if (row.diagnosticLevel >= 6) {
+        std::snprintf(denied, sizeof denied,
+                      "[%ld] Access Denied error occured in WaitForAccessToIndexFileEx for block "
+                      "file: %s\r\n",
+                      GetCurrentThreadId(), path.c_str());
+    }
+    EXPECT_EQ(reports.Joined(ReportChannel::EventLogError), denied);
+    // Read once.
+    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductProvidersKey, "Index Unblock Mode", 1);
+    if (row.unblockMode == 0 && row.createError == 0) {
+        lock.Close();
+        WaitForAccessToIndexFileEx(path);
+        EXPECT_EQ(sleeper.Count(), 2 * row.waits);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Table, IndexBlockWait,
     ::testing::Values(WaitCase{"Abandoned", 0, 5, 0, true, 61, ""},
                       WaitCase{"OrphanModeBreaksAfterOneWait", 0, 5, 1, true, 1, "deleted orphan"},
+                      WaitCase{"OrphanModeIsNotForGroups", 0, 5, 1, true, 61, "", "_groups.blk"},
                       WaitCase{"PathGone", ERROR_PATH_NOT_FOUND, 5, 0, false, 0, ""},
                       WaitCase{"NameTooLong", ERROR_FILENAME_EXCED_RANGE, 5, 0, false, 0, ""},
                       WaitCase{"NameInvalid", ERROR_INVALID_NAME, 5, 0, false, 0, ""},
@@ -66,6 +82,19 @@ INSTANTIATE_TEST_SUITE_P(
                       WaitCase{"DeniedIsReported", ERROR_ACCESS_DENIED, 6, 0, false, 0, ""},
                       WaitCase{"SharingWaits", ERROR_SHARING_VIOLATION, 5, 1, false, 61, ""}),
     [](const auto& test) { return test.param.name; });
+
+TEST(IndexBlockWait, AnOrphanThatStaysIsNotSaidToBeDeleted) {
+    const ScratchRegistry registry;
+    const ScratchFolder folder;
+    ReportRecorder reports;
+    CountingSleeper sleeper;
+    EXPECT_EQ(DiagnosticLevel(), 5);
+    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductProvidersKey, "Index Unblock Mode", 1);
+    const File other(folder.Path("_index.blk"), kCreateBlockFile);
+    EXPECT_FALSE(WaitForAccessToIndexFileEx(folder.Path("_index.blk")).IsOpen());
+    EXPECT_EQ(sleeper.Count(), 61 + 80);
+    EXPECT_EQ(reports.Joined(ReportChannel::StandardOutput), "");
+}
 
 TEST(IndexBlockWait, TakesAFreeFolderAtOnceAndOneReleasedMeanwhile) {
     const ScratchRegistry registry;
