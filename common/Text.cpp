@@ -104,6 +104,7 @@ std::optional<std::string_view> DelimitedField(std::string_view text, std::strin
     for (int field = 1; field < number; ++field) {
         start = end + delimiter.size();
         end = FindText(text, delimiter, start);
+        // Beyond the last field the last: kept, since lines that lack a tab have always read so.
         if (end == kNotFound) return text.substr(start);
     }
     return text.substr(start, end - start);

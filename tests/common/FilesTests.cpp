@@ -62,7 +62,8 @@ TEST(Registry, DefaultsApplyOnlyWhenAValueCannotBeRead) {
     ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProvidersKey, "Apply Timeout", 0);
     EXPECT_EQ(RegistryDwordOr(kProvidersKey, "Apply Timeout", 20), 0U);
     std::uint32_t number = 7;
-    EXPECT_FALSE(ReadRegistryDword(RegistryRoot::LocalMachine, "", "Apply Timeout", number));
+    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, "", "Under no key", 8);
+    EXPECT_FALSE(ReadRegistryDword(RegistryRoot::LocalMachine, "", "Under no key", number));
     ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProvidersKey, "Text", "seven");
     EXPECT_FALSE(ReadRegistryDword(RegistryRoot::LocalMachine, kProvidersKey, "Text", number));
     EXPECT_EQ(number, 7U);
