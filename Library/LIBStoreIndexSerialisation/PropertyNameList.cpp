@@ -11,10 +11,9 @@ void PropertyNameList::Append(std::string_view name) {
 void PropertyNameList::AssignFirst(const PropertyNameList& other, std::size_t count) {
     const std::size_t length =
         count < other.Count() ? other.places_[count].start : other.text_.size();
-    // The places come first, so that a list without places never has a text.
+    text_.assign(other.text_, 0, length);
     places_.assign(other.places_.begin(),
                    other.places_.begin() + static_cast<std::ptrdiff_t>(count));
-    text_.assign(other.text_, 0, length);
 }
 
 void PropertyNameList::Clear() {

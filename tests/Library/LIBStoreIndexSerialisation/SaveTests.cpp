@@ -234,8 +234,9 @@ TEST(Save, APartEndsWhereTheRestCannotBeRead) {
             EXPECT_EQ(file.bytes.find('\0'), std::string::npos) << number;
             StoreIndex fresh;
             EXPECT_EQ(file.Load(fresh), kLoadFull) << number;
-            EXPECT_NE(fresh.FindById("B.MAI"), nullptr) << number;
-            EXPECT_EQ(fresh.FindById("C.MAI")->Property("X"), "c") << number;
+            for (const char* id : {"A.MAI", "B.MAI", "C.MAI"}) {
+                EXPECT_NE(fresh.FindById(id), nullptr) << number << id;
+            }
         }
     }
 }
