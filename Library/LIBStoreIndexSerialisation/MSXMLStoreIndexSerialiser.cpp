@@ -167,11 +167,25 @@ void BuildDocument(Document& document, StoreIndex& index, bool oldFormat) {
     for (const StoreIndex::Entry& entry : entries) AppendEntry(document, root, entry);
 }
 
+// More than a document of this index is likely to take.
+std::uint64_t LikelyRoom(const StoreIndex& index) {
+    constexpr std::size_t kTags =
+        std::string_view("<ELEMENT ID=\"\" UID=\"4294967295\"></ELEMENT>").size();
+    std::uint64_t room = kTags;
+    for (const StoreIndex::Entry& entry : index.InUidOrder()) {
+        room += kTags + entry.Id().size() + entry.Names().Text().size();
+        for (std::size_t at = 0; at < entry.PropertyCount(); ++at) room += entry.Value(at).size();
+    }
+    // A byte may take two in UTF-8, and some that are escaped take more.
+    return 2 * room;
+}
+
+// What was written to the stream.
 std::string BytesOf(IStream* stream) {
-    STATSTG state{};
-    CheckCom(stream->Stat(&state, STATFLAG_NONAME));
+    ULARGE_INTEGER end{};
+    CheckCom(stream->Seek({}, STREAM_SEEK_CUR, &end));
     CheckCom(stream->Seek({}, STREAM_SEEK_SET, nullptr));
-    std::string bytes(static_cast<std::size_t>(state.cbSize.QuadPart), '\0');
+    std::string bytes(static_cast<std::size_t>(end.QuadPart), '\0');
     ULONG count = 0;
     CheckCom(stream->Read(bytes.data(), static_cast<ULONG>(bytes.size()), &count));
     bytes.resize(count);
@@ -179,9 +193,13 @@ std::string BytesOf(IStream* stream) {
 }
 
 // The document as the file is to hold it; nothing when the DOM cannot save it.
-std::optional<std::string> SavedText(Document& document) {
+std::optional<std::string> SavedText(Document& document, std::uint64_t likelyRoom) {
     ComPointer<IStream> stream;
     CheckCom(CreateStreamOnHGlobal(nullptr, TRUE, stream.Receive()));
+    // Without it each of many small writes would move all that was written before.
+    ULARGE_INTEGER room;
+    room.QuadPart = likelyRoom;
+    CheckCom(stream->SetSize(room));
     VARIANT target;
     VariantInit(&target);
     target.vt = VT_UNKNOWN;
@@ -191,8 +209,8 @@ std::optional<std::string> SavedText(Document& document) {
 }
 
 // The file is opened when all that is to stand in it is at hand, and nobody sees half of it.
-bool SaveDocument(Document& document, const std::string& path) {
-    const auto text = SavedText(document);
+bool SaveDocument(Document& document, const std::string& path, std::uint64_t likelyRoom) {
+    const auto text = SavedText(document, likelyRoom);
     if (!text) return false;
     File file(path, kOpenAlone);
     return file.IsOpen() && file.Write(*text) && file.Close();
@@ -237,7 +255,7 @@ bool MSXMLStoreIndexSerialiser::Serialise(StoreIndex& index, const std::string& 
     if (!document) return false;
     BuildDocument(document, index, oldFormat_);
     const std::string path = IndexFilePath(folder, folderType);
-    if (!SaveDocument(document, path)) return false;
+    if (!SaveDocument(document, path, LikelyRoom(index))) return false;
     index.MarkSaved();
     // Where the entries stand in this file is not known.
     index.InvalidateExtents();
