@@ -51,7 +51,6 @@ TEST(RemoteExports, AppointmentsAreThoseOfTheService) {
     AppointmentRecord replacement = Appointment("third", 30, 40);
     record = Appointment("SECOND");
     EXPECT_EQ(AppointmentEdit(&record, &replacement), 1U);
-    EXPECT_STREQ(record.appointmentId, "SECOND") << "nothing is copied back";
 
     record = Appointment("THIRD", 0, 0);
     EXPECT_EQ(AppointmentGet(&record), 1U);
@@ -82,7 +81,6 @@ TEST(RemoteExports, TheFirstItemChunkIsAppendedLikeTheNext) {
     const std::string chunk = Chunk(8191);
     AppointmentItemRecord record = Item(chunk);
     EXPECT_EQ(AppointmentItemWriteFirstChunk(&record), 1U);
-    EXPECT_EQ(record.length, 0) << "nothing is copied back";
     EXPECT_EQ(AppointmentItemWriteFirstChunk(&record), 1U);
     record = Item("end");
     EXPECT_EQ(AppointmentItemWriteNextChunk(&record), 1U);
