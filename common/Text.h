@@ -53,7 +53,7 @@ std::optional<std::string_view> DelimitedField(std::string_view text, std::strin
 
 // The same into a buffer of fixed size. True when the field was stored. A field that does not fit
 // with its terminator leaves an empty text and gives false; a missing field leaves the buffer as it
-// was and gives false, and callers rely on that: it keeps whatever it held before.
+// was and gives false: kept for compatibility, it holds the field of the line before.
 bool GetDelimitedField(std::string_view text, std::string_view delimiter, int number,
                        std::span<char> output);
 
