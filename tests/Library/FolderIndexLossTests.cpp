@@ -112,6 +112,34 @@ const Damage kDamages[] = {
     {"nothing left", [](const StoreFolder&) { return std::string("<BASE"); }, "A.1 B.2 C.3 "},
 };
 
+// Does something at calls of one name to a file (or with nothing but a name), and may refuse them.
+class AtCalls : public CallObserver {
+  public:
+    using Act = std::function<std::uint32_t(int count)>;
+    AtCalls(std::string name, std::string ending, Act act)
+        : name_(std::move(name)), ending_(std::move(ending)), act_(std::move(act)) {
+        SetCallObserver(this);
+    }
+    ~AtCalls() override { SetCallObserver(nullptr); }
+    std::uint32_t BeforeCall(const SystemCall& call) override {
+        // Reads and writes name no path.
+        const bool meant =
+            call.name == name_ && (call.path.empty() || call.path.ends_with(ending_));
+        return meant ? act_(++count_) : 0;
+    }
+    int Count() const { return count_; }
+
+  private:
+    std::string name_;
+    std::string ending_;
+    Act act_;
+    int count_ = 0;
+};
+
+AtCalls::Act Refuse(std::uint32_t error) {
+    return [error](int) { return error; };
+}
+
 TEST(FolderIndexLoss, AForcedScanMendsADamagedIndexAtOnceAndKeepsWhatCouldBeRead) {
     const ScratchRegistry registry;
     if (!RunsInEachSetup("FolderIndexLoss.AForcedScanMends*")) return;
@@ -128,7 +156,9 @@ TEST(FolderIndexLoss, AForcedScanMendsADamagedIndexAtOnceAndKeepsWhatCouldBeRead
             }
             const std::string mended = ReadBytesOf(folder.index);
             FolderIndex next = IndexOf(folder.scratch.Path(), type);
+            const AtCalls writes("WriteFile", "", Refuse(0));
             EXPECT_EQ(StoreIndex_Open(&next, kOpenReindexed), kOpenLoaded);
+            EXPECT_EQ(writes.Count(), 0) << "a sound index that knows all files stays as it is";
             EXPECT_EQ(ReadBytesOf(folder.index), mended);
             EXPECT_EQ(Describe(next.entries), Describe(index.entries));
         }
@@ -163,32 +193,6 @@ TEST(FolderIndexLoss, ACommitMendsADamagedIndexThatItsLoaderScanned) {
             EXPECT_EQ(folder.Stored(), damage.stored) << damage.name << " in " << folder.extension;
         }
     }
-}
-
-// Does something at calls of one name to a file (or with nothing but a name), and may refuse them.
-class AtCalls : public CallObserver {
-  public:
-    using Act = std::function<std::uint32_t(int count)>;
-    AtCalls(std::string name, std::string ending, Act act)
-        : name_(std::move(name)), ending_(std::move(ending)), act_(std::move(act)) {
-        SetCallObserver(this);
-    }
-    ~AtCalls() override { SetCallObserver(nullptr); }
-    std::uint32_t BeforeCall(const SystemCall& call) override {
-        const bool meant = call.name == name_ && call.path.ends_with(ending_);
-        return meant ? act_(++count_) : 0;
-    }
-    int Count() const { return count_; }
-
-  private:
-    std::string name_;
-    std::string ending_;
-    Act act_;
-    int count_ = 0;
-};
-
-AtCalls::Act Refuse(std::uint32_t error) {
-    return [error](int) { return error; };
 }
 
 struct GroupTrouble {
@@ -240,11 +244,13 @@ TEST(FolderIndexLoss, GroupsLoseNothingByAScan) {
         if (row.marked) MarkFolderChanged(folder.scratch.Path());
         FolderIndex index = IndexOf(folder.scratch.Path(), kGroupsFolder);
         CountingSleeper sleeper;
+        int opened = kOpenFailed;
         {
             const AtCalls trouble(row.call, row.path, row.act(folder));
-            StoreIndex_Open(&index, row.mode);
+            opened = StoreIndex_Open(&index, row.mode);
         }
         EXPECT_EQ(folder.Stored(), row.stored);
+        EXPECT_EQ(opened == kOpenLoaded, index.entries.FindById("A.GRP") != nullptr);
         // Nor by the save of what was opened, of those that are looked at.
         if (StoreIndex::Entry* const first = index.entries.FindById("A.GRP")) {
             index.entries.SetProperty(*first, "CC", "x");
@@ -275,7 +281,8 @@ TEST(FolderIndexLoss, AnIndexThatCannotBeReachedIsNeverReplaced) {
     };
     const Row rows[] = {{"FindFirstFile", ERROR_GEN_FAILURE},
                         {"FindFirstFile", ERROR_SHARING_VIOLATION},
-                        {"CreateFile", ERROR_SHARING_VIOLATION}};
+                        {"CreateFile", ERROR_SHARING_VIOLATION},
+                        {"ReadFile", ERROR_READ_FAULT}};
     for (const Row& row : rows) {
         for (const std::uint32_t type : kTypes) {
             for (const int mode : {1, 2, 3, 5}) {
@@ -292,6 +299,21 @@ TEST(FolderIndexLoss, AnIndexThatCannotBeReachedIsNeverReplaced) {
                 EXPECT_TRUE(IsFolderMarkedChanged(folder.scratch.Path()));
             }
         }
+    }
+}
+
+// The DOM opens files itself, past the observer.
+TEST(FolderIndexLoss, AnIndexThatTheDomCannotOpenIsNeverReplaced) {
+    const ScratchRegistry registry;
+    for (const std::uint32_t type : kTypes) {
+        const StoreFolder folder(type);
+        MarkFolderChanged(folder.scratch.Path());
+        FolderIndex index = IndexOf(folder.scratch.Path(), type);
+        {
+            const File held(folder.index, {GENERIC_READ, 0, OPEN_EXISTING});
+            for (const int mode : {1, 2, 3}) EXPECT_EQ(StoreIndex_Open(&index, mode), kOpenFailed);
+        }
+        EXPECT_EQ(folder.Stored(), "A.5+ B.7+ ") << type;
     }
 }
 
