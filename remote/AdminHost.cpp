@@ -49,6 +49,7 @@ std::string ReadHostProtocol(std::string_view host) {
 
 std::uint32_t IsDefaultHostForced(std::string_view executablePath) {
     std::uint32_t forced = 0;
+    // They always work on local files, for the gate and for the service, which asks here too.
     if (IsOwnProgram(executablePath)) return 0;
     ReadRegistryDword(RegistryRoot::CurrentUser, kAdministrationKey, "ForceDefaultHost", forced);
     return forced;
@@ -70,6 +71,7 @@ bool SendLoad(SOCKET socket, std::string_view library) {
 }
 
 bool SendPing(SOCKET socket) {
+    // What the answer says is not looked at: that somebody answers is all that is asked.
     char reply[kControlCapacity];
     return SendOnce(socket, kPingMessage) && ReceiveOnce(socket, reply).has_value();
 }

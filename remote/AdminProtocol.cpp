@@ -16,7 +16,8 @@ std::string Bounded(std::string message) {
 std::string AuthMessage(std::string_view protocol, std::string_view credentials) {
     std::string message = "<DATA><METHOD>AUTH</METHOD><PROTOCOL>";
     message.append(protocol).append("</PROTOCOL><CREDENTIALS>").append(credentials);
-    // Services look for the library of AUTH in an element of mixed case, unlike that of LOAD.
+    // Services look for the library of AUTH in an element of mixed case, unlike that of LOAD. The
+    // realm is never used but is part of the message.
     message += "</CREDENTIALS><REALM></REALM><Library>TWAIAU.DLL</Library></DATA>";
     return Bounded(std::move(message));
 }

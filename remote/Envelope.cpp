@@ -61,6 +61,7 @@ void AddParameter(std::span<char> request, int number, std::span<const std::byte
     std::unique_ptr<char[]> owners[3];
     const std::span<char> encodedArea = Allocate(owners[0], EncodedCapacity(data.size()));
     const std::string_view encoded(encodedArea.data(), EncodeParameter(data, encodedArea));
+    // Kept for compatibility: the element goes out empty, and the service decides.
     if (encoded.empty()) PrintStandardOutput("Warning: Serialising returned empty buffer\n");
 
     const std::string digits = Decimal(number);
@@ -72,6 +73,7 @@ void AddParameter(std::span<char> request, int number, std::span<const std::byte
     const std::string_view before = FieldText(request);
     const std::string_view copy = Join(Allocate(owners[2], before.size() + 1), {before});
     if (InsertBeforeParametersEnd(copy, kParametersEnd, element, request)) return;
+    // No failure: kept for compatibility, like the trace, which alone tells.
     PrintStandardOutput("{" + std::string(copy) + "}\n");
 }
 
@@ -94,6 +96,7 @@ bool AddRequestParameter(std::span<char> request, int number, std::span<const st
 
 bool InsertBeforeParametersEnd(std::string_view text, std::string_view /*marker*/,
                                std::string_view element, std::span<char> result) {
+    // The marker is part of the operation's form; searching for it would change what callers get.
     const std::size_t at = FindText(text, kParametersEnd);
     if (at == kNotFound) {
         Join(result, {text});
@@ -120,6 +123,7 @@ std::optional<ResponseParameter> FindResponseParameter(std::string_view reply, i
     const std::string_view text = UpToNul(reply);
     const std::size_t start = FindText(text, "<PARAMETER" + digits);
     if (start == kNotFound) return std::nullopt;
+    // What is malformed ends the search: a later element's size and value are not this one's.
     const std::size_t tagEnd = FindByte(text, '>', start);
     if (tagEnd == kNotFound) return std::nullopt;
     const std::string_view tag = text.substr(start, tagEnd - start);

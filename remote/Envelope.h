@@ -3,7 +3,8 @@
 // have one form, so a service answers with the same operations.
 //
 // Texts lie in areas of fixed size and end with a NUL; what does not fit is cut. Every parameter
-// leaves its trace on the standard output. Nothing here keeps state or throws.
+// leaves its trace on the standard output. Nothing here keeps state. Where no result stands for a
+// lack of memory, that is std::bad_alloc, and nothing else is thrown.
 #pragma once
 
 #include <cstddef>
@@ -14,8 +15,8 @@
 
 namespace tarnwick {
 
-// Size in bytes of a request, a reply, an encoded value and a parameter element, each with its
-// terminator; a reply is received into one byte more.
+// Size in bytes of a request, an encoded value and a parameter element, each with its terminator,
+// and of the longest reply, which needs none.
 inline constexpr std::size_t kRemoteTextSize = 32768;
 
 // Writes the envelope of a call to `functionName`, without parameters yet. Always true.
@@ -32,8 +33,7 @@ bool InsertBeforeParametersEnd(std::string_view text, std::string_view marker,
                                std::string_view element, std::span<char> result);
 
 // Writes the base64 text of the compressed `data` into `encoded`, at most kRemoteTextSize bytes of
-// it. The result is the length of the text: 0, with an empty text, when it does not fit. Throws
-// std::bad_alloc alone.
+// it. The result is the length of the text: 0, with an empty text, when it does not fit.
 std::size_t EncodeParameter(std::span<const std::byte> data, std::span<char> encoded);
 
 struct ResponseParameter {
@@ -47,8 +47,7 @@ struct ResponseParameter {
 std::optional<ResponseParameter> FindResponseParameter(std::string_view reply, int number);
 
 // Fills `data` from a value text. False, with `data` as it was, unless the text expands to exactly
-// its size: a stream has no end code, so only its size tells that it arrived whole. Throws
-// std::bad_alloc alone.
+// its size: a stream has no end code, so only its size tells that it arrived whole.
 bool DecodeParameter(std::string_view valueText, std::span<std::byte> data);
 
 // Finds and decodes. A missing element is decoded as an empty text, which fills nothing. False,

@@ -36,7 +36,8 @@ std::optional<std::string_view> BuildRequest(std::span<char> request, std::strin
     return FieldText(request);
 }
 
-// What the reply holds; a missing or damaged element leaves what it was for as it is.
+// What the reply holds; a missing or damaged element leaves what it was for as it is. Its METHOD
+// and FUNCTION are not looked at: services need not send them.
 std::int32_t TakeReply(std::string_view reply, std::initializer_list<RemoteParameter> parameters) {
     std::int32_t result = 0;
     GetResponseParameter(reply, kResultNumber, std::as_writable_bytes(std::span(&result, 1)));

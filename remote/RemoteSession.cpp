@@ -60,6 +60,8 @@ std::string RemoteSession::ChosenOrForcedHost(std::string_view executablePath) {
     std::string host = CurrentHost();
     if (!host.empty() || IsDefaultHostForced(executablePath) == 0) return host;
     const std::lock_guard lock(currentHostLock_);
+    // Chosen from now on, as if the caller had: taking the switch away does not bring local files
+    // back. Kept for compatibility.
     if (FieldText(currentHost_).empty()) StoreField(currentHost_, kDefaultHost);
     return std::string(FieldText(currentHost_));
 }
@@ -78,13 +80,13 @@ GateResult RemoteSession::EnsureRemoteSession(std::string_view library,
     if (ready && answers) return GateResult::Ready;
     if (!ready && !answers && adminSocket_ != 0) {
         // Only a session that does not answer is sent QUIT; one that does is closed without. Kept
-        // for compatibility: services see both.
+        // for compatibility: services see the difference.
         SendOnce(adminSocket_, kQuitMessage);
         CloseAdminSocket();
     }
     if (!OpenSession(host, library)) return GateResult::ConnectFailed;
-    // On the host that was connected before, only an AUTH and LOAD that are accepted count as
-    // connected; the host of 127.0.0.1 is otherwise none.
+    // A host chosen anew counts as connected even when it refused; the one of before stays what
+    // connecting has left. Kept for compatibility.
     if (!ready) StoreField(connectedHost_, host);
     return GateResult::Ready;
 }
@@ -104,6 +106,7 @@ bool RemoteSession::OpenSession(const std::string& host, std::string_view librar
 
 bool RemoteSession::ConnectAdminHost(const std::string& host) {
     if (host == kLoopbackHost) {
+        // Connected only once the old socket's service has accepted it, or it was chosen anew.
         StoreField(connectedHost_, "");
         return true;
     }
@@ -116,15 +119,19 @@ bool RemoteSession::ConnectAdminHost(const std::string& host) {
         return false;
     }
     if (!ConnectSocket(opened.Get(), host)) {
+        // Without a line, unlike above: the traces are part of what is kept for compatibility.
         StoreField(connectedHost_, "");
         return false;
     }
+    // The one option that is set: a send waits as long as the service lets it, for compatibility.
     SetReceiveTimeout(opened.Get(), kReceiveTimeoutMilliseconds);
     adminSocket_ = opened.Release();
     return true;
 }
 
 bool RemoteSession::AuthenticateSession(const std::string& host, std::string_view library) {
+    // After a refusal the library loaded is still the one of before, so that, unless that is the
+    // same, every call connects and asks anew. Kept for compatibility.
     if (!SendAuth(adminSocket_, host)) return false;
     if (!library.empty()) {
         if (!LoadRemoteLibrary(library)) return false;
@@ -154,6 +161,7 @@ void RemoteSession::CloseAdminSocket() {
 std::optional<std::string_view> RemoteSession::ExchangeRequest(std::string_view request,
                                                                std::span<char> buffer) {
     if (!SendOnce(adminSocket_, request)) return std::nullopt;
+    // One receive: nothing in a reply tells how long it is. PingSession drops what comes late.
     const auto reply = ReceiveOnce(adminSocket_, buffer);
     if (!reply) return std::nullopt;
     return UpToNul(*reply);

@@ -16,7 +16,7 @@
 
 namespace tarnwick::store_provider {
 
-// Every entry, in the order of binding.
+// Every entry, in the order of binding. Kept for compatibility, entries without a caller included.
 inline constexpr std::array kEntryNames = std::to_array<const char*>({
     "StoreLibrary_Init",
     "StoreLibrary_UnInit",
