@@ -5,6 +5,7 @@
 #include <string>
 
 #include "bench/BenchReport.h"
+#include "bench/MixedIndex.h"
 #include "common/Files.h"
 #include "common/Registry.h"
 #include "common/WindowsApi.h"
@@ -80,18 +81,28 @@ double OpenKeptTime(const std::string& folder) {
         50);
 }
 
-void Compare(BenchReport& report, const std::string& folder, int entries, double loadGoal) {
-    StoreIndex index;
-    Fill(index, entries);
-    const std::string size = ", " + std::to_string(entries) + " entries";
-    const int rounds = entries > 10000 ? 1 : 5;
+void Compare(BenchReport& report, const std::string& folder, StoreIndex& index,
+             const std::string& entries, double loadGoal) {
+    const int rounds = index.Count() > 10000 ? 1 : 5;
     const double domSave = SaveTime<MSXMLStoreIndexSerialiser>(index, folder, rounds);
     const double streamSave = SaveTime<StreamXMLStoreIndexSerialiser>(index, folder, 5);
     const double domLoad = LoadTime<MSXMLStoreIndexSerialiser>(folder, rounds);
     const double streamLoad = LoadTime<StreamXMLStoreIndexSerialiser>(folder, 5);
-    report.AtLeast("stream load / DOM load" + size, streamLoad * 1e3, domLoad * 1e3, loadGoal,
+    report.AtLeast("stream load / DOM load, " + entries, streamLoad * 1e3, domLoad * 1e3, loadGoal,
                    "us");
-    report.AtLeast("stream save / DOM save" + size, streamSave * 1e3, domSave * 1e3, 10, "us");
+    report.AtLeast("stream save / DOM save, " + entries, streamSave * 1e3, domSave * 1e3, 10, "us");
+}
+
+void CompareUniform(BenchReport& report, const std::string& folder, int entries, double loadGoal) {
+    StoreIndex index;
+    Fill(index, entries);
+    Compare(report, folder, index, std::to_string(entries) + " entries", loadGoal);
+}
+
+void CompareMixed(BenchReport& report, const std::string& folder, int entries, double loadGoal) {
+    StoreIndex index;
+    MixedIndex(1).Fill(index, entries);
+    Compare(report, folder, index, std::to_string(entries) + " mixed entries", loadGoal);
 }
 
 int Run(int argumentCount, char** arguments) {
@@ -105,9 +116,11 @@ int Run(int argumentCount, char** arguments) {
     GetTempPathA(sizeof temp, temp);
     const std::string folder = std::string(temp) + "tarnwick-index-bench";
     MakeDirectory(folder);
-    Compare(report, folder, 1000, 12);
+    CompareMixed(report, folder, 1000, 12);
+    CompareMixed(report, folder, 100000, 100);
+    CompareUniform(report, folder, 1000, 12);
     const double smallOpen = OpenKeptTime(folder);
-    Compare(report, folder, 100000, 100);
+    CompareUniform(report, folder, 100000, 100);
     report.AtMost("opening a kept index, 100000 / 1000 entries", OpenKeptTime(folder) * 1e3,
                   smallOpen * 1e3, 1.3, "us");
     RemoveFile(folder + "\\_index.xml");
