@@ -16,10 +16,21 @@ std::uint64_t Mix(std::uint64_t state, std::uint64_t word) {
     return state ^ (state >> 29);
 }
 
-std::uint64_t Word(const char* bytes, std::size_t size) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, bytes, size);
+template <typename Word>
+std::uint64_t Load(const char* bytes) {
+    Word word;
+    std::memcpy(&word, bytes, sizeof word);
     return word;
+}
+
+// All of a text of up to eight bytes, by loads that overlap.
+std::uint64_t ShortWord(const char* bytes, std::size_t size) {
+    if (size >= 4) {
+        return Load<std::uint32_t>(bytes) | Load<std::uint32_t>(bytes + size - 4) << 32;
+    }
+    if (size == 0) return 0;
+    return Load<std::uint8_t>(bytes) | Load<std::uint8_t>(bytes + size / 2) << 8 |
+           Load<std::uint8_t>(bytes + size - 1) << 16;
 }
 
 std::uint64_t FreshSeed(const void* table) {
@@ -34,11 +45,10 @@ IdTable::IdTable() : seed_(FreshSeed(this)) {}
 std::uint32_t IdTable::Hash(std::string_view id) const {
     constexpr std::size_t kWord = sizeof(std::uint64_t);
     std::uint64_t state = Mix(seed_, id.size());
-    while (id.size() > kWord) {
-        state = Mix(state, Word(id.data(), kWord));
-        id.remove_prefix(kWord);
+    for (; id.size() > kWord; id.remove_prefix(kWord)) {
+        state = Mix(state, Load<std::uint64_t>(id.data()));
     }
-    return static_cast<std::uint32_t>(Mix(state, Word(id.data(), id.size())) >> 16);
+    return static_cast<std::uint32_t>(Mix(state, ShortWord(id.data(), id.size())) >> 16);
 }
 
 void IdTable::Place(Slot slot) {
@@ -50,7 +60,7 @@ void IdTable::Place(Slot slot) {
 // Doubles the table, or only sweeps removed numbers out when these fill it.
 void IdTable::Rebuild() {
     std::size_t size = kLeastSlots;
-    while (size < live_ * 4) size *= 2;
+    while (size < live_ * 2) size *= 2;
     const std::vector<Slot> old = std::exchange(slots_, std::vector<Slot>(size, {0, kFree}));
     mask_ = size - 1;
     used_ = live_;

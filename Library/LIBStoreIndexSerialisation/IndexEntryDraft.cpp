@@ -2,21 +2,21 @@
 
 #include <map>
 
+#include "Library/LIBStoreIndexSerialisation/IndexEscape.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 
 namespace tarnwick {
 
-void IndexEntryDraft::Begin(const PropertyNameList* expected) {
+void IndexEntryDraft::Begin(PropertyNames& names) {
     id_.clear();
     uid_ = 0;
     hasUid_ = false;
     itemOffset_ = 0;
     itemLength_ = 0;
-    expected_ = expected;
-    if (names_.Count() != 0) names_.Clear();
-    ascending_ = true;
-    values_.Clear();
+    known_ = &names;
+    names_.clear();
     ends_.clear();
+    values_.Clear();
 }
 
 std::size_t IndexEntryDraft::StartTagLength() const {
@@ -24,24 +24,32 @@ std::size_t IndexEntryDraft::StartTagLength() const {
 }
 
 void IndexEntryDraft::SetProperty(std::string_view name, std::string_view value) {
-    BeginValue(name);
-    SetExpected(value);
+    values_.Append(value);
+    EndValue(known_->Learn(name));
 }
 
 void IndexEntryDraft::SetEscapedProperty(std::string_view name, std::string_view escaped) {
-    BeginValue(name);
-    SetEscapedExpected(escaped);
+    AppendUnescaped(values_, escaped);
+    EndValue(known_->Learn(name));
 }
 
-void IndexEntryDraft::BeginValue(std::string_view name) {
-    const std::size_t count = ends_.size();
-    if (expected_ != nullptr) {
-        if (count < expected_->Count() && expected_->Name(count) == name) return;
-        names_.AssignFirst(*expected_, count);
-        expected_ = nullptr;
+bool IndexEntryDraft::TakeWrittenProperty(std::string_view& text) {
+    // Where the next bytes are does not wait for the name: it only has to turn out right.
+    const std::size_t tagLength = ShortTagLength(text);
+    if (tagLength < 3 || tagLength > text.size()) return false;
+    const PropertyName* const name = known_->Recognise(text.substr(0, tagLength));
+    if (name == nullptr) return false;
+    const std::string_view value = text.substr(tagLength);
+    const UnescapedText taken = UnescapeUpToTag(values_, value);
+    if (taken.IsNone()) return false;
+    const std::string_view rest = value.substr(taken.length);
+    if (tagLength >= rest.size() || !SameTag(rest.substr(0, tagLength + 1), name->EndTag())) {
+        return false;
     }
-    if (count != 0 && names_.Name(count - 1) >= name) ascending_ = false;
-    names_.Append(name);
+    values_.Extend(taken.size);
+    EndValue(*name);
+    text = rest.substr(tagLength + 1);
+    return true;
 }
 
 std::string_view IndexEntryDraft::Value(std::size_t index) const {
@@ -50,28 +58,21 @@ std::string_view IndexEntryDraft::Value(std::size_t index) const {
 }
 
 void IndexEntryDraft::SortNames() {
-    std::map<std::string, std::string> sorted;
-    for (std::size_t at = 0; at < names_.Count(); ++at) {
-        sorted.insert_or_assign(std::string(names_.Name(at)), std::string(Value(at)));
+    std::map<std::string_view, std::string> sorted;
+    for (std::size_t at = 0; at < names_.size(); ++at) {
+        sorted.insert_or_assign(names_[at]->Text(), std::string(Value(at)));
     }
-    names_.Clear();
-    values_.Clear();
+    names_.clear();
     ends_.clear();
-    for (const auto& [name, value] : sorted) {
-        names_.Append(name);
-        SetExpected(value);
-    }
-    ascending_ = true;
+    values_.Clear();
+    for (const auto& [name, value] : sorted) SetProperty(name, value);
 }
 
-const PropertyNameList* IndexEntryDraft::Finish(PropertyNameLists& lists) {
-    if (expected_ != nullptr) {
-        if (expected_->Count() == ends_.size()) return expected_;
-        names_.AssignFirst(*expected_, ends_.size());
-        expected_ = nullptr;
-    }
-    if (!ascending_) SortNames();
-    return lists.Keep(names_);
+const PropertyNameSet* IndexEntryDraft::Finish() {
+    const PropertyNameSet* set = known_->SetOf(names_);
+    if (set != nullptr) return set;
+    SortNames();
+    return known_->SetOf(names_);
 }
 
 }  // namespace tarnwick

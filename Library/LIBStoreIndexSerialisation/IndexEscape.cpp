@@ -1,13 +1,12 @@
 #include "Library/LIBStoreIndexSerialisation/IndexEscape.h"
 
-#include <emmintrin.h>
 #include <algorithm>
-#include <bit>
 #include <cstddef>
 #include <cstring>
 #include <optional>
 
 #include "common/Scan.h"
+#include "Library/LIBStoreIndexSerialisation/ByteLanes.h"
 
 namespace tarnwick {
 namespace {
@@ -110,29 +109,33 @@ void AppendWithoutReferences(std::string& output, std::string_view rest) {
     output += rest;
 }
 
-unsigned AmpersandMask(__m128i lane) {
-    return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(lane, _mm_set1_epi8('&'))));
-}
-
 // A bit for each byte that may not stand as it is; tabs and line breaks count among them.
 unsigned EscapeMask(__m128i lane) {
     constexpr char kBracketBit = '<' ^ '>';
     const __m128i low = _mm_cmplt_epi8(lane, _mm_set1_epi8(0x20));
     const __m128i bracket =
         _mm_cmpeq_epi8(_mm_or_si128(lane, _mm_set1_epi8(kBracketBit)), _mm_set1_epi8('>'));
-    return static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(low, bracket))) |
-           AmpersandMask(lane);
+    return BitsOf(_mm_or_si128(low, bracket)) | BitsOfEqual(lane, '&');
+}
+
+unsigned AttributeEscapeMask(__m128i lane) {
+    return EscapeMask(lane) | BitsOfEqual(lane, '"') | BitsOfEqual(lane, '\'');
+}
+
+unsigned AmpersandMask(__m128i lane) {
+    return BitsOfEqual(lane, '&');
+}
+
+unsigned AmpersandOrTagMask(__m128i lane) {
+    return BitsOfEqual(lane, '&') | BitsOfEqual(lane, '<');
 }
 
 // Copies the bytes before the first one that `maskOf` sets a bit for, in whole lanes: both sides
 // have kSlack bytes more than `size`. Gives their count.
 template <typename MaskOf>
 std::size_t CopyUntil(char* to, const char* from, std::size_t size, MaskOf maskOf) {
-    constexpr std::size_t kLane = sizeof(__m128i);
-    static_assert(kLane <= kSlack);
     for (std::size_t at = 0; at < size; at += kLane) {
-        __m128i lane;
-        std::memcpy(&lane, from + at, kLane);
+        const __m128i lane = LoadLane(from + at);
         const unsigned mask = maskOf(lane);
         std::memcpy(to + at, &lane, kLane);
         if (mask != 0) return std::min(size, at + static_cast<std::size_t>(std::countr_zero(mask)));
@@ -163,53 +166,102 @@ const Entity* EntityAt(std::string_view text, bool forAttributeUse) {
     return nullptr;
 }
 
-// No entity's replacement is part of another entity but the ampersand, which comes last and is not
-// looked at again; so one pass does what one a kind would. Stops at a reference if asked to; false
-// then.
-enum class AtReference { Stop, GoOn };
+// What an ampersand and some bytes behind it stand for.
+struct Piece {
+    std::size_t length;
+    char byte;
+};
+constexpr Piece kNoPiece{0, '\0'};
+constexpr UnescapedText kNoText{kNotFound, 0};
 
-bool AppendWithoutEntities(ByteBuffer& output, std::string_view text, bool forAttributeUse,
-                           AtReference atReference) {
-    char* const start = output.Room(text.size());
-    char* to = start;
-    for (;;) {
-        const std::size_t plain = CopyUntil(to, text.data(), text.size(), AmpersandMask);
-        to += plain;
-        if (plain == text.size()) break;
-        text.remove_prefix(plain);
-        if (atReference == AtReference::Stop && text.starts_with(kReferenceStart)) return false;
-        const Entity* const entity = EntityAt(text, forAttributeUse);
-        *to++ = entity == nullptr ? '&' : entity->byte;
-        text.remove_prefix(entity == nullptr ? 1 : entity->text.size());
-    }
-    output.Extend(static_cast<std::size_t>(to - start));
-    return true;
+Piece EntityOrAmpersand(std::string_view text, bool forAttributeUse) {
+    const Entity* const entity = EntityAt(text, forAttributeUse);
+    return entity == nullptr ? Piece{1, '&'} : Piece{entity->text.size(), entity->byte};
 }
 
+// Of references those alone that give a byte which is part of no other piece, as all do that are
+// written here.
+Piece AnyPiece(std::string_view text, bool forAttributeUse) {
+    if (!text.starts_with(kReferenceStart)) return EntityOrAmpersand(text, forAttributeUse);
+    const std::size_t end = FindEither(text, kReferenceEnd, '<');
+    if (end == kNotFound || text[end] == '<') return kNoPiece;
+    const char byte = ReferencedByte(text.substr(2, end - 2));
+    return IsValidCharacter(byte) ? kNoPiece : Piece{end + 1, byte};
+}
+
+// Replaces pieces up to the end or the byte that is no ampersand and that `maskOf` stops at.
+// None when `pieceAt` gives none; what was written to `to` does not count then.
+template <typename MaskOf, typename PieceAt>
+UnescapedText Unescape(char* to, std::string_view text, MaskOf maskOf, PieceAt pieceAt) {
+    char* const start = to;
+    std::string_view rest = text;
+    for (;;) {
+        const std::size_t plain = CopyUntil(to, rest.data(), rest.size(), maskOf);
+        to += plain;
+        rest.remove_prefix(plain);
+        if (!rest.starts_with('&')) break;
+        const Piece piece = pieceAt(rest);
+        if (piece.length == 0) return kNoText;
+        *to++ = piece.byte;
+        rest.remove_prefix(piece.length);
+    }
+    return {text.size() - rest.size(), static_cast<std::size_t>(to - start)};
+}
+
+// No entity's replacement is part of another entity but the ampersand, which comes last and is not
+// looked at again; so one pass does what one a kind would.
 void AppendUnescaped(ByteBuffer& output, std::string_view text, bool forAttributeUse) {
-    if (AppendWithoutEntities(output, text, forAttributeUse, AtReference::Stop)) return;
-    std::string plain;
-    plain.reserve(text.size());
-    AppendWithoutReferences(plain, text);
-    ByteBuffer withSlack;
-    withSlack.Append(plain);
-    AppendWithoutEntities(output, withSlack.View(), forAttributeUse, AtReference::GoOn);
+    const auto anyPiece = [&](std::string_view rest) { return AnyPiece(rest, forAttributeUse); };
+    auto taken = Unescape(output.Room(text.size()), text, AmpersandMask, anyPiece);
+    if (taken.IsNone()) {
+        std::string plain;
+        plain.reserve(text.size() + kSlack);
+        AppendWithoutReferences(plain, text);
+        const std::size_t size = plain.size();
+        plain.append(kSlack, '\0');
+        const auto entity = [&](std::string_view rest) {
+            return EntityOrAmpersand(rest, forAttributeUse);
+        };
+        taken = Unescape(output.Room(size), {plain.data(), size}, AmpersandMask, entity);
+    }
+    output.Extend(taken.size);
+}
+
+template <typename MaskOf>
+void AppendEscaped(ByteBuffer& output, std::string_view text, bool forAttributeUse, MaskOf maskOf) {
+    for (;;) {
+        char* const to = output.Room(text.size());
+        const std::size_t plain = CopyUntil(to, text.data(), text.size(), maskOf);
+        output.Extend(plain);
+        if (plain == text.size()) return;
+        AppendEscapedByte(output, text[plain], forAttributeUse);
+        text.remove_prefix(plain + 1);
+    }
+}
+
+// What the text is `convert`ed to, from and to a buffer that has slack.
+template <typename Convert>
+void ConvertInPlace(std::string& text, Convert convert) {
+    ByteBuffer from;
+    from.Append(text);
+    ByteBuffer to;
+    convert(to, from.View());
+    text = to.View();
 }
 
 }  // namespace
 
 void EscapeXmlText(std::string& text, bool forAttributeUse) {
-    ByteBuffer escaped;
-    for (const char byte : text) AppendEscapedByte(escaped, byte, forAttributeUse);
-    text = escaped.View();
+    ConvertInPlace(text, [&](ByteBuffer& output, std::string_view plain) {
+        if (forAttributeUse) return AppendEscaped(output, plain, true, AttributeEscapeMask);
+        AppendEscaped(output, plain);
+    });
 }
 
 void UnescapeXmlText(std::string& text, bool forAttributeUse) {
-    ByteBuffer escaped;
-    escaped.Append(text);
-    ByteBuffer plain;
-    AppendUnescaped(plain, escaped.View(), forAttributeUse);
-    text = plain.View();
+    ConvertInPlace(text, [&](ByteBuffer& output, std::string_view escaped) {
+        AppendUnescaped(output, escaped, forAttributeUse);
+    });
 }
 
 std::size_t EscapedSize(std::string_view text) {
@@ -224,18 +276,17 @@ std::size_t EscapedSize(std::string_view text) {
 }
 
 void AppendEscaped(ByteBuffer& output, std::string_view text) {
-    for (;;) {
-        char* const to = output.Room(text.size());
-        const std::size_t plain = CopyUntil(to, text.data(), text.size(), EscapeMask);
-        output.Extend(plain);
-        if (plain == text.size()) return;
-        AppendEscapedByte(output, text[plain], false);
-        text.remove_prefix(plain + 1);
-    }
+    AppendEscaped(output, text, false, EscapeMask);
 }
 
 void AppendUnescaped(ByteBuffer& output, std::string_view text) {
     AppendUnescaped(output, text, false);
+}
+
+UnescapedText UnescapeUpToTag(ByteBuffer& output, std::string_view text) {
+    const auto anyPiece = [](std::string_view rest) { return AnyPiece(rest, false); };
+    const auto taken = Unescape(output.Room(text.size()), text, AmpersandOrTagMask, anyPiece);
+    return taken.length == text.size() ? kNoText : taken;
 }
 
 }  // namespace tarnwick

@@ -29,4 +29,14 @@ std::size_t EscapedSize(std::string_view text);
 void AppendEscaped(ByteBuffer& output, std::string_view text);
 void AppendUnescaped(ByteBuffer& output, std::string_view text);
 
+// A text's length as it stands in the file, and of what it becomes. Fits into two registers.
+struct UnescapedText {
+    std::size_t length;
+    std::size_t size;
+    bool IsNone() const { return length == std::string_view::npos; }
+};
+// Unescapes `text` up to its first "<" into the room of `output`, where it counts with Extend.
+// None when there is no "<", or when the text has references that a save does not write.
+UnescapedText UnescapeUpToTag(ByteBuffer& output, std::string_view text);
+
 }  // namespace tarnwick

@@ -35,7 +35,7 @@ std::uint32_t ParseHexadecimal(std::string_view text) {
 
 std::size_t DecimalLength(std::uint32_t number) {
     std::size_t length = 1;
-    for (; number >= 10; number /= 10) ++length;
+    for (std::uint64_t limit = 10; number >= limit; limit *= 10) ++length;
     return length;
 }
 
@@ -104,11 +104,11 @@ void AppendIndexElement(ByteBuffer& output, const IndexItemPropertyContainer& en
         output.Append({digits, static_cast<std::size_t>(result.ptr - digits)});
     }
     output.Append("\">");
-    const PropertyNameList& names = entry.Names();
-    if (names.Count() != 0) output.Append(names.StartTag(0));
+    const PropertyNameSet& names = entry.Names();
     for (std::size_t at = 0; at < names.Count(); ++at) {
+        output.Append(names[at].StartTag());
         AppendEscaped(output, entry.Value(at));
-        output.Append(names.EndTagAndNext(at));
+        output.Append(names[at].EndTag());
     }
     output.Append(kEntryEnd);
 }

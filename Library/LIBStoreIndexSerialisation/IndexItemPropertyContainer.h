@@ -8,7 +8,7 @@
 #include <optional>
 #include <string_view>
 
-#include "Library/LIBStoreIndexSerialisation/PropertyNameList.h"
+#include "Library/LIBStoreIndexSerialisation/PropertyNames.h"
 
 namespace tarnwick {
 
@@ -37,7 +37,7 @@ class IndexItemPropertyContainer {
 
     // Properties in ascending order of their names.
     std::size_t PropertyCount() const { return names_->Count(); }
-    const PropertyNameList& Names() const { return *names_; }
+    const PropertyNameSet& Names() const { return *names_; }
     std::string_view Value(std::size_t index) const {
         return Text(index == 0 ? idLength_ : End(index - 1), End(index));
     }
@@ -57,7 +57,7 @@ class IndexItemPropertyContainer {
         return {block_ + names_->Count() * sizeof(std::uint32_t) + start, end - start};
     }
 
-    const PropertyNameList* names_ = nullptr;
+    const PropertyNameSet* names_ = nullptr;
     const char* block_ = nullptr;
     std::uint32_t idLength_ = 0;
     std::uint32_t uid_ = 0;

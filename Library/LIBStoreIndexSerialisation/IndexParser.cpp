@@ -32,6 +32,7 @@ ParseResult IndexParser::Run(const std::string& folder) {
         if (IsPassedOver(*tag)) continue;
         joinText_ = false;
         TakeTag(*tag);
+        if (MayTakeWrittenProperties()) TakeWrittenProperties();
         if (MustRewrite() && !ReadsWhole()) break;
     }
     return Finish(folder);
@@ -88,8 +89,7 @@ void IndexParser::TakeEntryTag(std::string_view name, bool isEnd) {
     // An entry without properties may close itself.
     const bool isBoth = name.ends_with('/');
     TakeEntryStart(name.substr(0, name.size() - (isBoth ? 1 : 0)), isBoth);
-    if (isBoth) return TakeEntryEnd();
-    if (entryLive_ && load_.mode != kLoadIdentifiers) TakeExpectedProperties();
+    if (isBoth) TakeEntryEnd();
 }
 
 void IndexParser::TakeEntryStart(std::string_view tag, bool closesItself) {
@@ -166,31 +166,21 @@ void IndexParser::StoreProperty(std::string_view name, std::string_view text) {
     if (entryLive_ && !IsReservedName(name)) draft_.SetEscapedProperty(name, text);
 }
 
-// What TakeTag makes of "<NAME>text</NAME>" as long as the names are those of the entry before,
-// found with three comparisons in the buffer. Whatever is not at hand or not like that is left to
-// it.
-void IndexParser::TakeExpectedProperties() {
-    const PropertyNameList* const names = draft_.Expected();
-    if (names == nullptr || openProperty_) return;
-    for (std::size_t at = draft_.ExpectedIndex(); at < names->Count(); ++at) {
-        std::string_view rest = reader_.AtHand();
-        const std::string_view start = names->StartTag(at);
-        if (!BeginsWith(rest, start)) return;
-        rest.remove_prefix(start.size());
-        std::size_t length = FindEither(rest, '<', '&');
-        const bool escaped = length != kNotFound && rest[length] == '&';
-        if (escaped) length = FindByte(rest, '<', length);
-        if (length == kNotFound) return;
-        const std::string_view end = names->EndTag(at);
-        if (!BeginsWith(rest.substr(length), end)) return;
-        if (escaped) {
-            draft_.SetEscapedExpected(rest.substr(0, length));
-        } else {
-            draft_.SetExpected(rest.substr(0, length));
-        }
-        reader_.Take(start.size() + length + end.size());
+// Whether properties are wanted here and would be no malformation.
+bool IndexParser::MayTakeWrittenProperties() const {
+    return entryLive_ && rootStarted_ && !rootEnded_ && !openProperty_ &&
+           load_.mode != kLoadIdentifiers;
+}
+
+// What TakeTag makes of properties and the end of their entry when they look as a save writes them.
+// Whatever else comes is left to it.
+void IndexParser::TakeWrittenProperties() {
+    std::string_view rest = reader_.Upcoming();
+    while (draft_.TakeWrittenProperty(rest)) {
+        reader_.TakeUpTo(rest);
+        rest = reader_.Upcoming();
     }
-    if (!BeginsWith(reader_.AtHand(), kEntryEnd)) return;
+    if (!BeginsWith(rest, kEntryEnd)) return;
     reader_.Take(kEntryEnd.size());
     TakeEntryEnd();
 }

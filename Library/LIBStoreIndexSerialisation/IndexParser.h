@@ -43,7 +43,8 @@ class IndexParser {
     void TakePropertyTag(std::string_view name, bool isEnd);
     void TakePropertyStart(std::string_view name);
     void TakePropertyEnd(std::string_view name);
-    void TakeExpectedProperties();
+    bool MayTakeWrittenProperties() const;
+    void TakeWrittenProperties();
     void StoreProperty(std::string_view name, std::string_view text);
 
     void DistrustExtents();

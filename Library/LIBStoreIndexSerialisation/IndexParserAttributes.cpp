@@ -40,7 +40,7 @@ bool IndexParser::IsToBeSkipped(const TagAttribute& attribute) {
 
 void IndexParser::StoreAttribute(const TagAttribute& attribute) {
     if (!entryLive_) {
-        draft_.Begin(load_.mode == kLoadIdentifiers ? nullptr : index_.ExpectedNames());
+        draft_.Begin(index_.Names());
         entryLive_ = true;
         entryOffset_ = reader_.TagOffset();
     }

@@ -18,7 +18,8 @@ bool IndexReader::Refill() {
     at_ = block - left;
     end_ = block + count;
     read_ += count;
-    return count != 0;
+    ended_ = count == 0;
+    return !ended_;
 }
 
 void IndexReader::Spill(std::string_view piece) {

@@ -42,9 +42,14 @@ class IndexReader {
     // Takes a comment whose "<" was taken, whatever it holds; false when none begins here.
     bool SkipComment() { return (at_ == end_ || *at_ == '!') && SkipCommentHere(); }
 
-    // The bytes at hand at the current place, for whoever knows what should come; Take takes some.
-    std::string_view AtHand() const { return {at_, static_cast<std::size_t>(end_ - at_)}; }
+    // The bytes at hand at the current place, for whoever knows what should come: kTagLimit or more
+    // unless reads or the data end. Take and TakeUpTo take some.
+    std::string_view Upcoming() {
+        if (static_cast<std::size_t>(end_ - at_) < kTagLimit && !ended_) Refill();
+        return AtHand();
+    }
     void Take(std::size_t count) { at_ += count; }
+    void TakeUpTo(std::string_view rest) { at_ = rest.data(); }
 
     // Bytes taken so far.
     std::uint64_t Offset() const { return read_ - static_cast<std::uint64_t>(end_ - at_); }
@@ -53,6 +58,7 @@ class IndexReader {
     std::uint64_t BytesRead() const { return read_; }
 
   private:
+    std::string_view AtHand() const { return {at_, static_cast<std::size_t>(end_ - at_)}; }
     bool Refill();
     bool TakeTextHere(bool join);
     bool SkipCommentHere();
@@ -72,6 +78,7 @@ class IndexReader {
     ByteBuffer spill_;
     bool spilled_ = false;
     bool textTooLong_ = false;
+    bool ended_ = false;
 };
 
 }  // namespace tarnwick

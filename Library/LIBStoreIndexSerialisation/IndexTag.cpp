@@ -31,10 +31,10 @@ std::optional<TagAttribute> TakeTagAttribute(std::string_view& rest) {
     if (open >= rest.size() || rest[open] != '"') return std::nullopt;
     const std::size_t close = FindByte(rest, '"', open + 1);
     if (close == kNotFound) return std::nullopt;
-    const TagAttribute attribute{TrimBlanks(rest.substr(0, equals)),
-                                 rest.substr(open + 1, close - open - 1)};
+    const std::string_view name = TrimBlanks(rest.substr(0, equals));
+    const std::string_view value = rest.substr(open + 1, close - open - 1);
     rest.remove_prefix(close + 1);
-    return attribute;
+    return TagAttribute{name, value};
 }
 
 }  // namespace tarnwick

@@ -104,7 +104,7 @@ bool ReadEntry(Element& element, StoreIndex& index, IndexEntryDraft& draft) {
     if (!ReadAttribute(element.Get(), "ID", id) || !IsStorableId(id)) return false;
     const bool hasUid = ReadAttribute(element.Get(), "UID", uid);
     if (hasUid && IsBlanked(uid)) return false;
-    draft.Begin(index.ExpectedNames());
+    draft.Begin(index.Names());
     draft.SetId(id);
     if (hasUid) draft.SetUid(ParseUid(uid));
     ReadProperties(element, draft);
@@ -173,8 +173,11 @@ std::uint64_t LikelyRoom(const StoreIndex& index) {
         std::string_view("<ELEMENT ID=\"\" UID=\"4294967295\"></ELEMENT>").size();
     std::uint64_t room = kTags;
     for (const StoreIndex::Entry& entry : index.InUidOrder()) {
-        room += kTags + entry.Id().size() + entry.Names().Text().size();
-        for (std::size_t at = 0; at < entry.PropertyCount(); ++at) room += entry.Value(at).size();
+        room += kTags + entry.Id().size();
+        for (std::size_t at = 0; at < entry.PropertyCount(); ++at) {
+            const PropertyName& name = entry.Names()[at];
+            room += name.StartTag().size() + entry.Value(at).size() + name.EndTag().size();
+        }
     }
     // A byte may take two in UTF-8, and some that are escaped take more.
     return 2 * room;

@@ -107,7 +107,7 @@ Entry* StoreIndex::Load(IndexEntryDraft& draft, std::uint32_t idx, std::uint32_t
     const auto isSame = [&](std::uint32_t number) { return byNumber_[number]->Id() == draft.id_; };
     if (ids_.Find(hash, isSame)) return nullptr;
     Entry& entry = *NewEntry();
-    entry.names_ = draft.Finish(names_);
+    entry.names_ = draft.Finish();
     StoreDraft(draft, entry, arena_.Allocate(draft.BlockSize()));
     entry.uid_ = draft.uid_;
     entry.hasUid_ = draft.hasUid_;
@@ -117,10 +117,6 @@ Entry* StoreIndex::Load(IndexEntryDraft& draft, std::uint32_t idx, std::uint32_t
     entry.itemLength_ = draft.itemLength_;
     Register(entry, hash);
     return &entry;
-}
-
-const PropertyNameList* StoreIndex::ExpectedNames() const {
-    return byNumber_.empty() ? nullptr : byNumber_.back()->names_;
 }
 
 void StoreIndex::FinishLoad() {

@@ -78,9 +78,10 @@ class StoreIndex {
     // Filling it. Clear drops the entries and all that was noted about the file, its stamp too; the
     // last UID (a folder does not hand one out twice) and the ID filter stay.
     void Clear();
-    // The names of the entry loaded last, for the next draft to expect; null before the first.
-    const PropertyNameList* ExpectedNames() const;
-    // Takes an entry over; null, with nothing taken, when there is one with its ID.
+    // The names that a draft of an entry begins with.
+    PropertyNames& Names() { return names_; }
+    // Takes an entry over, whose draft began with this index's names; null, with nothing taken,
+    // when there is one with its ID.
     Entry* Load(IndexEntryDraft& draft, std::uint32_t idx, std::uint32_t seq);
     // Puts the loaded entries in UID order, which is assumed until then.
     void FinishLoad();
@@ -136,7 +137,7 @@ class StoreIndex {
     void SweepRemoved();
 
     IndexArena arena_;
-    PropertyNameLists names_;
+    PropertyNames names_;
     IdTable ids_;                   // numbers are places in byNumber_
     std::vector<Entry*> byNumber_;  // in order of IDX; holds removed entries until compacted
     std::vector<Entry*> byUid_;     // in order of UID, then IDX; holds removed entries as well

@@ -23,7 +23,7 @@ Entry* StoreIndex::Add(std::string_view id) {
     const bool last = byUid_.empty() || byUid_.back()->Uid() <= lastUid_;
     // In the middle there is no room for it, so the whole file must be written.
     if (!last && !IsWhole()) return nullptr;
-    draft_.Begin(nullptr);
+    draft_.Begin(names_);
     draft_.SetId(id);
     draft_.SetUid(lastUid_ + 1);
     const std::uint32_t idx = byNumber_.empty() ? 1 : byNumber_.back()->Idx() + 1;
@@ -58,7 +58,7 @@ bool StoreIndex::RemoveProperty(Entry& entry, std::string_view name) {
 }
 
 void StoreIndex::Redraft(const Entry& entry, std::string_view without) {
-    draft_.Begin(nullptr);
+    draft_.Begin(names_);
     draft_.SetId(entry.Id());
     for (std::size_t at = 0; at < entry.PropertyCount(); ++at) {
         const std::string_view name = entry.Names().Name(at);
@@ -67,7 +67,7 @@ void StoreIndex::Redraft(const Entry& entry, std::string_view without) {
 }
 
 void StoreIndex::StoreRedrafted(Entry& entry) {
-    const PropertyNameList* const names = draft_.Finish(names_);
+    const PropertyNameSet* const names = draft_.Finish();
     std::unique_ptr<char[]> block(new char[draft_.BlockSize() + kSlack]);
     std::unique_ptr<char[]>& ownBlock = ownBlocks_[&entry];
     // Nothing from here on needs memory, so that the entry has its old content or its new one.
