@@ -32,7 +32,7 @@ bool LoadForScan(const FolderIndex& index, StoreIndex& entries, ScanCause cause)
     IndexPresence presence = LookForIndex(index.folder, index.folderType);
     if (presence == IndexPresence::There) {
         SerialiserOwner reader = ChooseReader();
-        // A save without the groups that have no file would lose them.
+        // Groups whose file has gone stay in the file; what is opened leaves them out.
         const DeserialiseRequest request{.verifyFiles = index.folderType != kGroupsFolder};
         if (LoadWithRecovery(reader, entries, index.folder, index.folderType, request,
                              BackupWish::None) == kLoadFull) {
@@ -62,7 +62,9 @@ bool ScanFolder(const FolderIndex& index, ScanCause cause) {
     if (!LoadForScan(index, entries, cause) || !LookThroughFiles(index, entries)) return false;
     if (!entries.IsModified()) return true;
     try {
-        return SaveByChoice(entries, index.folder, index.folderType);
+        // A save that broke off left less than was scanned; the next one writes all of it.
+        return SaveByChoice(entries, index.folder, index.folderType) ||
+               SaveByChoice(entries, index.folder, index.folderType);
     } catch (...) {
         // What is stored still serves whoever opens the folder.
         ReportCaughtException("StoreIndexSerialiser::Serialise");
@@ -138,11 +140,14 @@ bool ScanByMode(const FolderIndex& index, int mode) {
     return mode == kOpenUnscanned ? ScanWhenMissing(index) : ScanWhenChanged(index);
 }
 
+bool IsLoadedFrom(const FolderIndex& index) {
+    return EqualsIgnoreCase(index.loadedFolder, index.folder) &&
+           index.loadedType == index.folderType;
+}
+
 // Whether the entries in memory are those of the folder's file as it is now.
 bool IsStillValid(const FolderIndex& index) {
-    return EqualsIgnoreCase(index.loadedFolder, index.folder) &&
-           index.loadedType == index.folderType && index.entries.IsWhole() &&
-           !IsAlwaysScanned(index.folderType) &&
+    return IsLoadedFrom(index) && index.entries.IsWhole() && !IsAlwaysScanned(index.folderType) &&
            (HasOwnScan(index.folderType) || !IsFolderMarkedChanged(index.folder)) &&
            StampOf(IndexPath(index)) == index.entries.FileStamp();
 }
@@ -156,8 +161,7 @@ bool ScansWhileLoading(const FolderIndex& index, int mode, IndexPresence presenc
 
 // Empties the object for a load. Another folder's last UID would leave a hole in this one's.
 void BeginLoad(FolderIndex& index) {
-    const bool sameFolder =
-        EqualsIgnoreCase(index.loadedFolder, index.folder) && index.loadedType == index.folderType;
+    const bool sameFolder = IsLoadedFrom(index);
     index.entries.Clear();
     if (!sameFolder) index.entries.SetLastUid(0);
     index.open = false;
@@ -198,6 +202,8 @@ int Load(FolderIndex& index, int mode) {
 }
 
 int Open(FolderIndex& index, int mode) {
+    // Whatever breaks off below: nothing of another folder is left to be saved into this one.
+    if (!IsLoadedFrom(index)) BeginLoad(index);
     const bool scanned = ScanByMode(index, mode);
     if (!scanned && IsStillValid(index)) {
         index.open = true;

@@ -72,7 +72,7 @@ bool DefaultFolderScan(StoreIndex& index, const std::string& folder, std::uint32
     if (extension == nullptr) return false;
     const auto files = ListMessageFiles(folder, extension);
     if (!files) return false;
-    // A group is nowhere but in the index: only the message store takes it out.
+    // What a group's entry holds cannot be had from a file again: only the message store drops it.
     if (folderType != kGroupsFolder) DropGone(index, folder, *files);
     AddFiles(index, folder, folderType, *files);
     return true;

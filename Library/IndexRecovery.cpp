@@ -52,8 +52,13 @@ std::uint32_t LoadBackup(SerialiserOwner& serialiser, StoreIndex& index, const s
     // The wrapper's scan would empty an index of groups, which the next save then wrote.
     StoreIndexSerialiser& loader =
         folderType == kGroupsFolder ? recovering : static_cast<StoreIndexSerialiser&>(wrapper);
-    const std::uint32_t status = LoadAndCatch(loader, index, folder, folderType, request);
+    // Beside what could be read of the index, which outlives a backup that is damaged too.
+    StoreIndex backup;
+    backup.SetIdFilter(index.IdFilter());
+    backup.SetLastUid(index.LastUid());
+    const std::uint32_t status = LoadAndCatch(loader, backup, folder, folderType, request);
     if (status != kLoadFailed) {
+        index = std::move(backup);
         ReportFailure(folder, ". Successfully loaded recovery index.");
         return status;
     }

@@ -34,7 +34,6 @@ std::uint32_t UnindexedStoreIndexSerialiser::LoadWrapped(StoreIndex& index,
     DeserialiseRequest full = request;
     full.loadMode = kLoadFull;
     full.knownIds = nullptr;
-    index.SetIdFilter({});
     if (load_ == WrappedLoad::Plain) return wrapped_->Deserialise(index, folder, folderType, full);
     return LoadWithRecovery(wrapped_, index, folder, folderType, full, BackupWish::None);
 }
@@ -43,6 +42,7 @@ std::uint32_t UnindexedStoreIndexSerialiser::Deserialise(StoreIndex& index,
                                                          const std::string& folder,
                                                          std::uint32_t folderType,
                                                          const DeserialiseRequest& request) {
+    index.SetIdFilter({});
     if (wrapped_ == nullptr) {
         index.Clear();
     } else if (LoadWrapped(index, folder, folderType, request) == kLoadFailed) {

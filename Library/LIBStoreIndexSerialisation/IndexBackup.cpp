@@ -2,6 +2,7 @@
 
 #include "common/Clock.h"
 #include "common/Files.h"
+#include "common/Retry.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 
@@ -36,13 +37,15 @@ void CreateIndexBackup(const std::string& folder) {
 
 bool RestoreIndexBackup(const std::string& folder) {
     if (!IndexBackupExists(folder)) return false;
-    CopyOrMove(IndexPath(folder), QuarantinePath(folder));
+    // Without the copy the only other one of what the index still holds would go.
+    if (!CopyOrMove(IndexPath(folder), QuarantinePath(folder)) && !IsGone(GetLastError())) {
+        return false;
+    }
     return CopyOrMove(BackupPath(folder), IndexPath(folder));
 }
 
 bool QuarantineFolderIndex(const std::string& folder) {
-    CopyOrMove(IndexPath(folder), QuarantinePath(folder));
-    RemoveFile(IndexPath(folder));
+    if (CopyOrMove(IndexPath(folder), QuarantinePath(folder))) RemoveFile(IndexPath(folder));
     return true;
 }
 

@@ -11,10 +11,11 @@ namespace tarnwick {
 // Copies the index over "_index.xml.bak".
 void CreateIndexBackup(const std::string& folder);
 // If there is a backup: keeps the index as "_index.xml.bad" and copies the backup over the index.
-// True when the backup is in its place; false when there is none or something holds the index. A
-// full disk makes it move the files.
+// True when the backup is in its place; false when there is none, or something holds the index or
+// keeps the copy from being made. A full disk makes it move the files.
 bool RestoreIndexBackup(const std::string& folder);
-// Keeps the index as "_index.xml.bad" and deletes it. Always true.
+// Keeps the index as "_index.xml.bad" and deletes it; where it cannot be kept so it stays. Always
+// true.
 bool QuarantineFolderIndex(const std::string& folder);
 bool IndexBackupExists(const std::string& folder);
 // Age of the backup by its last write, in minutes; 0 when there is none or it lies in the future.

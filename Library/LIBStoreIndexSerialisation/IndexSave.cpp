@@ -39,7 +39,7 @@ class IndexSaver {
     void ReadGap(const Entry& entry, const Entry* next);
     void CheckGap(std::string_view gap, const Entry& entry, const Entry* next) const;
     std::uint64_t WriteWithGap(std::uint64_t offset, Entry& entry, const Entry* next);
-    void SeekForEntry(std::uint64_t offset);
+    std::uint64_t SeekForEntry(std::uint64_t offset);
     void Corrupting(std::string_view what) const;
 
     StoreIndex& index_;
@@ -67,12 +67,17 @@ SaveOutcome IndexSaver::Run() {
         const LiveEntries entries = index_.InUidOrderFrom(*first);
         ReadGaps(entries);
         const std::uint64_t start = first->ItemOffset() != 0 ? first->ItemOffset() : rootEnd_;
-        // The gaps of a part hold entries that nobody else has; those of a whole only garbage.
-        if (!index_.IsWhole() && !(writer_.SeekTo(start) && writer_.Sound())) {
+        if (index_.IsWhole() && !writer_.Sound()) {
+            // Where the old bytes end is not known; the gaps of a whole hold only garbage.
+            gaps_.clear();
+            WriteEntries(index_.InUidOrder(), kHeaderLength);
+        } else if (index_.IsWhole() || (writer_.SeekTo(start) && writer_.Sound())) {
+            writer_.BreakTrailerBeforeBlocks(rootEnd_);
+            WriteEntries(entries, start);
+        } else {
+            // The gaps of a part hold entries that nobody else has.
             return {false, std::nullopt};
         }
-        writer_.BreakTrailerBeforeBlocks(rootEnd_);
-        WriteEntries(entries, start);
     } else {
         WriteEntries(index_.InUidOrder(), kHeaderLength);
     }
@@ -151,7 +156,7 @@ void IndexSaver::WriteEntries(const LiveEntries& entries, std::uint64_t offset) 
 }
 
 std::uint64_t IndexSaver::WriteWithGap(std::uint64_t offset, Entry& entry, const Entry* next) {
-    SeekForEntry(offset);
+    offset = SeekForEntry(offset);
     const std::uint32_t oldLength = entry.ItemLength();
     const std::uint32_t length = WriteIndexElement(writer_, entry);
     index_.SetExtent(entry, static_cast<std::uint32_t>(offset), length);
@@ -166,15 +171,18 @@ std::uint64_t IndexSaver::WriteWithGap(std::uint64_t offset, Entry& entry, const
     return offset + length + gap.size();
 }
 
-void IndexSaver::SeekForEntry(std::uint64_t offset) {
-    if (writer_.SeekTo(offset)) return;
-    // At the end it overwrites no entry. The text is kept for compatibility.
+// Goes to `offset`, or to the end of the file, where nothing is overwritten and all that follows is
+// written too: the old trailer before it tells the next load. Gives the place.
+std::uint64_t IndexSaver::SeekForEntry(std::uint64_t offset) {
+    if (writer_.SeekTo(offset)) return offset;
+    // The text is kept for compatibility.
     const std::uint64_t length = writer_.Size();
     Trace("Info: Insertion attempt at Position: " + std::to_string(offset) +
           " with Stream Length: " + std::to_string(length) +
           ".File Pointer will is positioned to end of file, so as to allow diagnosis. "
           "Check .bad file");
     writer_.SeekTo(length);
+    return length;
 }
 
 void IndexSaver::Corrupting(std::string_view what) const {

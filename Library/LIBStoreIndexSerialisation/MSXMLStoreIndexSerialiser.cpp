@@ -235,7 +235,7 @@ std::uint32_t MSXMLStoreIndexSerialiser::Deserialise(StoreIndex& index, const st
     if (!document) return kLoadFailed;
     PrepareForLoad(document);
     // Open meanwhile, so that a document that does not load is known to be damaged and not locked.
-    const File readable(path, kOpenRead);
+    const File readable(path, {GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING});
     if (!LoadDocument(document, path)) {
         if (readable.IsOpen()) index.MarkDamaged();
         return kLoadFailed;

@@ -61,6 +61,7 @@ void StoreIndex::Clear() {
     uidOrderKnown_ = true;
     fullRewrite_ = limited_ = damaged_ = false;
     stamp_ = {};
+    loadStatus_ = kLoadFailed;
     modified_ = false;
     removed_.clear();
     firstChanged_ = nullptr;

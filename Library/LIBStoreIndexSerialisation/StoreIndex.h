@@ -75,8 +75,8 @@ class StoreIndex {
     std::uint32_t LastUid() const { return lastUid_; }
     void SetLastUid(std::uint32_t uid) { lastUid_ = uid; }
 
-    // Filling it. Clear drops the entries and all that was noted about the file, its stamp too; the
-    // last UID (a folder does not hand one out twice) and the ID filter stay.
+    // Filling it. Clear drops the entries and all that was noted about the file, its stamp and load
+    // status too; the last UID (a folder does not hand one out twice) and the ID filter stay.
     void Clear();
     // The names that a draft of an entry begins with.
     PropertyNames& Names() { return names_; }

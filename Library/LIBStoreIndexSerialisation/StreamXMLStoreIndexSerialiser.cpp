@@ -26,10 +26,16 @@ std::uint32_t StreamXMLStoreIndexSerialiser::Deserialise(StoreIndex& index,
             return FileExists(folder + "\\" + std::string(id)) || !IsGone(GetLastError());
         };
     }
-    const auto open = [&] { return OpenIndexSource(path); };
+    IndexFileStamp stamp;
+    const auto open = [&] {
+        auto source = OpenIndexSource(path);
+        // While it is open nobody saves, so that the stamp is that of the bytes that are read.
+        stamp = StampOf(path).value_or(IndexFileStamp{});
+        return source;
+    };
     const std::uint32_t status = LoadIndex(index, open, folder, load);
     // Whatever the outcome: the next save asks whether the file is the one that was read.
-    index.SetFileStamp(StampOf(path).value_or(IndexFileStamp{}));
+    index.SetFileStamp(stamp);
     return status;
 }
 

@@ -40,17 +40,17 @@ class MemoryStream : public IndexStream {
     void DieAtWrite(int number) { deadAt_ = number; }
     void FailWrites() { writesFail_ = true; }
     // The n-th seek or read (from 1) fails.
-    void FailSeekOrRead(int number) { failNumber_ = number; }
-    bool HasFailed() const { return seeksAndReads_ >= failNumber_; }
+    void FailSeekReadOrSize(int number) { failNumber_ = number; }
+    bool HasFailed() const { return calls_ >= failNumber_; }
     int Writes() const { return writes_; }
 
     bool Seek(std::uint64_t offset) override {
-        if (++seeksAndReads_ == failNumber_) return false;
+        if (++calls_ == failNumber_) return false;
         at_ = static_cast<std::size_t>(offset);
         return true;
     }
     bool Read(std::span<char> bytes) override {
-        if (++seeksAndReads_ == failNumber_) return false;
+        if (++calls_ == failNumber_) return false;
         if (at_ > bytes_.size() || bytes.size() > bytes_.size() - at_) return false;
         if (!bytes.empty()) std::memcpy(bytes.data(), bytes_.data() + at_, bytes.size());
         at_ += bytes.size();
@@ -67,7 +67,10 @@ class MemoryStream : public IndexStream {
         return true;
     }
     bool Flush() override { return true; }
-    std::optional<std::uint64_t> Size() override { return bytes_.size(); }
+    std::optional<std::uint64_t> Size() override {
+        if (++calls_ == failNumber_) return std::nullopt;
+        return bytes_.size();
+    }
     bool IsDead() const { return writes_ > deadAt_; }
 
   private:
@@ -75,7 +78,7 @@ class MemoryStream : public IndexStream {
     std::size_t at_ = 0;
     int writes_ = 0;
     int deadAt_ = std::numeric_limits<int>::max();
-    int seeksAndReads_ = 0;
+    int calls_ = 0;
     int failNumber_ = std::numeric_limits<int>::max();
     bool writesFail_ = false;
 };

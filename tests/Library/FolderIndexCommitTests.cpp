@@ -1,252 +1,28 @@
-#include "Library/FolderIndex.h"
-
 #include <gtest/gtest.h>
 
 #include <thread>
 
 #include "common/MutexLock.h"
-#include "Library/FolderFiles.h"
 #include "Library/FolderFlags.h"
-#include "Library/FolderScan.h"
-#include "Library/IndexBlockFile.h"
-#include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
-#include "tests/Library/IndexFixtures.h"
-#include "tests/support/ReportRecorder.h"
+#include "tests/Library/StoreFolders.h"
 
 namespace tarnwick {
 namespace {
 
 using testing::CallRecorder;
 using testing::CountingSleeper;
-using testing::Describe;
 using testing::EntryText;
 using testing::Identifiers;
 using testing::IndexOf;
 using testing::IndexText;
+using testing::kMail;
+using testing::MailFolder;
 using testing::PathExists;
 using testing::ReadBytesOf;
 using testing::ReportRecorder;
-using testing::ScratchFolder;
-using testing::ScratchRegistry;
 using testing::SetProduct;
+using testing::TraceOf;
 using testing::WriteBytesTo;
-
-constexpr const char* kMail = "From: a\r\nSubject: b\r\n\r\ntext";
-
-// A folder with the mails A and B and an index that knows A alone.
-struct MailFolder {
-    MailFolder() {
-        testing::UseStreams();
-        WriteBytesTo(scratch.Path("A.MAI"), kMail);
-        WriteBytesTo(scratch.Path("B.MAI"), kMail);
-        WriteIndex("x00000005", EntryText("A.MAI", 5, "<SUBJECT>kept</SUBJECT>"));
-    }
-    void WriteIndex(const std::string& lastUid, const std::string& entries) {
-        WriteBytesTo(scratch.Path("_index.xml"), IndexText(lastUid, entries));
-    }
-    const std::string& Path() const { return scratch.Path(); }
-    std::string Path(const std::string& name) const { return scratch.Path(name); }
-    std::string Index() const { return ReadBytesOf(Path("_index.xml")); }
-
-    ScratchRegistry registry;
-    ScratchFolder scratch;
-};
-
-std::string TraceOf(ReportRecorder& reports) {
-    const std::string joined = reports.Joined(ReportChannel::Trace);
-    reports.Take();
-    return joined;
-}
-
-TEST(StoreIndexOpen, ScansAFolderThatIsMarkedAndKeepsItAfterwards) {
-    const MailFolder folder;
-    ReportRecorder reports;
-    FolderIndex index = IndexOf(folder.Path());
-    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
-    EXPECT_EQ(Identifiers(index.entries), "A.MAI:5 ");
-    EXPECT_EQ(TraceOf(reports), "StoreIndex_Open::Loaded index for folder " + folder.Path());
-    EXPECT_EQ(StoreIndex_Open(&index, 6), 2);
-    EXPECT_EQ(TraceOf(reports), "StoreIndex_Open::Using cached index for folder " + folder.Path());
-
-    MarkFolderChanged(folder.Path());
-    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
-    EXPECT_EQ(Identifiers(index.entries), "A.MAI:5 B.MAI:6 ");
-    EXPECT_EQ(TraceOf(reports),
-              "StoreIndex_Open::Performing StoreIndex_Scan(TW_STOREINDEX_CHECKDIRTY) on folder " +
-                  folder.Path() + "StoreIndex_Open::Loaded index for folder " + folder.Path());
-    EXPECT_EQ(folder.scratch.Names(), (std::vector<std::string>{"A.MAI", "B.MAI", "_index.xml"}));
-    const StoreIndex::Entry* const added = index.entries.FindById("B.MAI");
-    ASSERT_NE(added, nullptr);
-    EXPECT_EQ(added->Property("FROM"), "a");
-    EXPECT_EQ(added->Property("SUBJECT"), "b");
-    EXPECT_EQ(added->Property("SIZE"), std::to_string(std::string(kMail).size()));
-    EXPECT_EQ(index.entries.FindById("A.MAI")->Property("SUBJECT"), "kept");
-}
-
-struct OpenCase {
-    const char* name;
-    int mode;
-    bool marked;
-    const char* identifiers;  // with A in the index, B new and C in the index without a file
-    bool markStays;
-};
-
-TEST(StoreIndexOpen, EachModeLooksAtTheFilesInItsWay) {
-    const OpenCase cases[] = {
-        {"checked", 1, false, "A.MAI:5 ", false},
-        {"checked and marked", 1, true, "A.MAI:5 B.MAI:8 ", false},
-        {"re-indexed", 2, false, "A.MAI:5 B.MAI:8 ", false},
-        {"unscanned", 3, true, "A.MAI:5 ", true},
-        {"unverified", 5, false, "A.MAI:5 C.MAI:7 ", false},
-        {"unverified and marked", 5, true, "A.MAI:5 B.MAI:8 ", false},
-        {"as checked", 6, true, "A.MAI:5 B.MAI:8 ", false},
-        {"unknown counts as checked", 77, true, "A.MAI:5 B.MAI:8 ", false},
-    };
-    for (const OpenCase& row : cases) {
-        MailFolder folder;
-        folder.WriteIndex("x00000007", EntryText("A.MAI", 5) + EntryText("C.MAI", 7));
-        if (row.marked) MarkFolderChanged(folder.Path());
-        FolderIndex index = IndexOf(folder.Path());
-        EXPECT_EQ(StoreIndex_Open(&index, row.mode), 1) << row.name;
-        EXPECT_EQ(Identifiers(index.entries), row.identifiers) << row.name;
-        EXPECT_EQ(IsFolderMarkedChanged(folder.Path()), row.markStays) << row.name;
-        EXPECT_FALSE(PathExists(folder.Path("_index.blk"))) << row.name;
-    }
-}
-
-int scansRun = 0;
-bool CountedScan(StoreIndex& entries, const std::string& folder, std::uint32_t folderType) {
-    ++scansRun;
-    return DefaultFolderScan(entries, folder, folderType);
-}
-
-TEST(StoreIndexOpen, BuildsAMissingIndexFromTheFilesInEveryModeInOneScan) {
-    InstallFolderScan(CountedScan);
-    for (const int mode : {1, 2, 3, 5, 6}) {
-        const MailFolder folder;
-        RemoveFile(folder.Path("_index.xml"));
-        FolderIndex index = IndexOf(folder.Path());
-        scansRun = 0;
-        EXPECT_EQ(StoreIndex_Open(&index, mode), 1);
-        EXPECT_EQ(Identifiers(index.entries), "A.MAI:1 B.MAI:2 ") << mode;
-        EXPECT_TRUE(folder.Index().starts_with("<BASEELEMENT LASTUID=\"x00000002\">")) << mode;
-        EXPECT_EQ(scansRun, 1) << mode;
-        EXPECT_EQ(StoreIndex_Open(&index, kOpenReindexed), 1);
-        EXPECT_EQ(scansRun, 2) << "a forced scan is one too";
-    }
-}
-
-TEST(StoreIndexOpen, ADamagedIndexFailsOnceAndIsRebuiltAtTheNext) {
-    MailFolder folder;
-    SetProduct("Backup Index", 1);
-    WriteBytesTo(folder.Path("_index.xml"), "<BASEELEMENT");
-    FolderIndex index = IndexOf(folder.Path());
-    ReportRecorder reports;
-    EXPECT_EQ(StoreIndex_Open(&index, 1), 0);
-    EXPECT_TRUE(TraceOf(reports).ends_with("StoreIndex_Open::Error opening store index in: " +
-                                           folder.Path()));
-    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
-    EXPECT_EQ(Identifiers(index.entries), "A.MAI:1 B.MAI:2 ");
-    EXPECT_EQ(ReadBytesOf(folder.Path("_index.xml.bad")), "<BASEELEMENT");
-}
-
-TEST(StoreIndexOpen, CalendarsAreScannedByTheirLoaderAndStayMarked) {
-    const ScratchRegistry registry;
-    const ScratchFolder folder;
-    testing::UseStreams();
-    WriteBytesTo(folder.Path("_index.xml"), IndexText("x00000001", ""));
-    WriteBytesTo(folder.Path("E.CAL"),
-                 "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nBEGIN:VEVENT\r\nDTSTART:20111231T080000Z\r\n"
-                 "SUMMARY:Party\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n");
-    MarkFolderChanged(folder.Path());
-    FolderIndex index = IndexOf(folder.Path(), 2);
-    for (int round = 0; round < 2; ++round) {
-        EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
-        EXPECT_EQ(Identifiers(index.entries), "E.CAL:2 ");
-        EXPECT_EQ(index.entries.FindById("E.CAL")->Property("SUBJECT"), "Party");
-    }
-    EXPECT_TRUE(IsFolderMarkedChanged(folder.Path()));
-}
-
-TEST(StoreIndexOpen, CalendarsThatAreAlwaysScannedAreNeverKept) {
-    const ScratchRegistry registry;
-    const ScratchFolder folder;
-    testing::UseStreams();
-    SetProduct("Calendar ReIndex Mode", 1);
-    WriteBytesTo(folder.Path("_index.xml"), IndexText("x00000001", ""));
-    FolderIndex index = IndexOf(folder.Path(), 2);
-    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
-    EXPECT_EQ(Identifiers(index.entries), "");
-    WriteBytesTo(folder.Path("E.CAL"), "");
-    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
-    EXPECT_EQ(Identifiers(index.entries), "E.CAL:2 ");
-}
-
-TEST(StoreIndexOpen, AFolderThatCannotBeBlockedIsOpenedWithoutAScan) {
-    MailFolder folder;
-    CountingSleeper sleeper;
-    MarkFolderChanged(folder.Path());
-    CallRecorder calls;
-    calls.FailCall(1, ERROR_PATH_NOT_FOUND);
-    FolderIndex index = IndexOf(folder.Path());
-    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
-    EXPECT_EQ(Identifiers(index.entries), "A.MAI:5 ");
-    EXPECT_EQ(sleeper.Count(), 0);
-    EXPECT_TRUE(IsFolderMarkedChanged(folder.Path()));
-}
-
-TEST(StoreIndexOpen, RefusesWhatIsNoFolder) {
-    const ScratchRegistry registry;
-    ReportRecorder reports;
-    EXPECT_EQ(StoreIndex_Open(nullptr, 1), 0);
-    EXPECT_EQ(TraceOf(reports),
-              "StoreIndex_Open::WARNING!: StoreIndex is NULL when passed to StoreIndex_Open");
-    FolderIndex index;
-    EXPECT_EQ(StoreIndex_Open(&index, 2), 0);
-    EXPECT_EQ(TraceOf(reports), "StoreIndex_Open:: (Error) Attempted to open a blank folder name");
-    index.folder = "C:\\" + std::string(2000, 'x');
-    EXPECT_EQ(StoreIndex_Open(&index, 1), 0);
-    index.folder = "C:\\missing\\folder";
-    EXPECT_EQ(StoreIndex_Open(&index, 1), 0);
-    EXPECT_FALSE(PathExists("C:\\missing"));
-}
-
-TEST(StoreIndexOpen, ALostMutexIsReportedThrownAndFreeForTheNext) {
-    const MailFolder folder;
-    ReportRecorder reports;
-    const ObjectHandle mutex = OpenFolderMutex(folder.Path());
-    std::thread([&] { WaitForSingleObject(mutex.Get(), INFINITE); }).join();
-    FolderIndex index = IndexOf(folder.Path());
-    EXPECT_THROW(StoreIndex_Open(&index, 1), LibraryException);
-    EXPECT_TRUE(TraceOf(reports).starts_with(
-        "StoreIndex_Open handled an exception; session will be dropped.\n"
-        "The exception was: Mutex "));
-    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
-}
-
-TEST(StoreIndexOpen, KeepsOnlyAWholeIndexOfTheSameFolderAndType) {
-    const MailFolder folder;
-    const MailFolder other;
-    CachedTransactionsEnabled() = true;
-    const auto opened = [&](auto change) {
-        FolderIndex index = IndexOf(folder.Path());
-        WriteCachedFlag(folder.Path());
-        EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
-        EXPECT_FALSE(HasCachedFlag(folder.Path())) << "what it tells of is on disk or lost";
-        change(index);
-        return StoreIndex_Open(&index, 1);
-    };
-    EXPECT_EQ(opened([](FolderIndex&) {}), 2);
-    EXPECT_EQ(opened([](FolderIndex& index) { index.entries.MarkLimited(); }), 1);
-    EXPECT_EQ(opened([](FolderIndex& index) { index.folderType = kContactsFolder; }), 1);
-    EXPECT_EQ(opened([&](FolderIndex& index) {
-                  // With the very stamp that was loaded.
-                  index.folder = other.Path();
-                  const IndexFileStamp stamp = *StampOf(other.Path("_index.xml"));
-                  index.entries.SetFileStamp(stamp);
-              }),
-              1);
-}
 
 // The numbers are those of a whole index before the save.
 TEST(StoreIndexCommit, WritesDetailsOutsideTheFileRootAlone) {
@@ -449,23 +225,6 @@ TEST(StoreIndexSaveAndClose, ClosesWhatItCannotSaveAndMakesTheFolder) {
     EXPECT_EQ(StoreIndex_SaveAndClose(&index, true, false, none, nullptr), 1);
     EXPECT_EQ(ReadBytesOf(folder.Path("new\\_index.xml")),
               IndexText("x00000001", EntryText("N.MAI", 1)));
-}
-
-bool FailingScan(StoreIndex&, const std::string&, std::uint32_t) {
-    return false;
-}
-
-TEST(FolderScan, AHostsOwnOperationTakesTheDefaultsPlace) {
-    const MailFolder folder;
-    InstallFolderScan(FailingScan);
-    MarkFolderChanged(folder.Path());
-    FolderIndex index = IndexOf(folder.Path());
-    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
-    EXPECT_EQ(Identifiers(index.entries), "A.MAI:5 ");
-    InstallFolderScan(nullptr);
-    MarkFolderChanged(folder.Path());
-    EXPECT_EQ(StoreIndex_Open(&index, 1), 1);
-    EXPECT_EQ(Identifiers(index.entries), "A.MAI:5 B.MAI:6 ");
 }
 
 TEST(FolderIndex, EachCallThatFailsLeavesAFolderThatOpens) {

@@ -1,0 +1,130 @@
+// Store folders on disk for the tests of opening, scanning, saving and closing an index.
+#pragma once
+
+#include <functional>
+
+#include "Library/FolderFiles.h"
+#include "Library/SerialiserChoice.h"
+#include "tests/Library/IndexFixtures.h"
+#include "tests/support/ReportRecorder.h"
+
+namespace tarnwick::testing {
+
+// A folder of any type with the files A, B and C and an index that knows A and B.
+struct StoreFolder {
+    explicit StoreFolder(std::uint32_t folderType)
+        : type(folderType),
+          extension(MessageFileExtension(folderType)),
+          index(scratch.Path(folderType == kGroupsFolder ? "_groups.xml" : "_index.xml")) {
+        for (const char* name : {"A.", "B.", "C."})
+            WriteBytesTo(scratch.Path(name + extension), "");
+        WriteBytesTo(index, IndexText("x00000007", Entry("A.", 5) + Entry("B.", 7)));
+    }
+    std::string Entry(const std::string& name, int uid) const {
+        return EntryText(name + extension, uid, "<SUBJECT>" + name + "</SUBJECT>");
+    }
+    // "5 7 8" for the entries "A.MAI" and so on of the file, read by a loader that scans nothing;
+    // "+" behind the UID of one that has its SUBJECT still.
+    std::string Stored() const {
+        StoreIndex entries;
+        SerialiserOwner reader = ChooseReader();
+        if (reader->Deserialise(entries, scratch.Path(), type, {}) != kLoadFull) return "damaged";
+        std::string text;
+        for (const StoreIndex::Entry& entry : entries.InUidOrder()) {
+            const std::string name(entry.Id().substr(0, 2));
+            text += name + std::to_string(entry.Uid()) +
+                    (entry.Property("SUBJECT") == name ? "+ " : " ");
+        }
+        return text;
+    }
+
+    ScratchFolder scratch;
+    std::uint32_t type;
+    std::string extension;
+    std::string index;
+};
+
+inline constexpr std::uint32_t kTypes[] = {kMailFolder, kContactsFolder, kCalendarFolder,
+                                           kTaskFolder, kGroupsFolder};
+
+struct Damage {
+    const char* name;
+    std::string (*text)(const StoreFolder&);
+    const char* stored;  // after the mend, where something could be read
+};
+inline const Damage kDamages[] = {
+    {"order of UIDs",
+     [](const StoreFolder& folder) {
+         return IndexText("x00000009", folder.Entry("A.", 5) + folder.Entry("B.", 3));
+     },
+     "B.3+ A.5+ C.10 "},
+    {"cut in an entry",
+     [](const StoreFolder& folder) {
+         const std::string whole = ReadBytesOf(folder.index);
+         return whole.substr(0, whole.find("B."));
+     },
+     "A.5+ B.8 C.9 "},
+    {"last UID torn",
+     [](const StoreFolder& folder) {
+         return "<BASEELEMENT LASTUID=\"x00\">" + folder.Entry("B.", 7);
+     },
+     "B.7+ A.8 C.9 "},
+    {"nothing left", [](const StoreFolder&) { return std::string("<BASE"); }, "A.1 B.2 C.3 "},
+};
+
+// Does something at calls of one name to a file (or with nothing but a name), and may refuse them.
+class AtCalls : public CallObserver {
+  public:
+    using Act = std::function<std::uint32_t(int count)>;
+    AtCalls(std::string name, std::string ending, Act act)
+        : name_(std::move(name)), ending_(std::move(ending)), act_(std::move(act)) {
+        SetCallObserver(this);
+    }
+    ~AtCalls() override { SetCallObserver(nullptr); }
+    std::uint32_t BeforeCall(const SystemCall& call) override {
+        // Reads and writes name no path.
+        const bool meant =
+            call.name == name_ && (call.path.empty() || call.path.ends_with(ending_));
+        return meant ? act_(++count_) : 0;
+    }
+    int Count() const { return count_; }
+
+  private:
+    std::string name_;
+    std::string ending_;
+    Act act_;
+    int count_ = 0;
+};
+
+inline AtCalls::Act Refuse(std::uint32_t error) {
+    return [error](int) { return error; };
+}
+
+inline constexpr const char* kMail = "From: a\r\nSubject: b\r\n\r\ntext";
+
+// A folder with the mails A and B and an index that knows A alone.
+struct MailFolder {
+    MailFolder() {
+        testing::UseStreams();
+        WriteBytesTo(scratch.Path("A.MAI"), kMail);
+        WriteBytesTo(scratch.Path("B.MAI"), kMail);
+        WriteIndex("x00000005", EntryText("A.MAI", 5, "<SUBJECT>kept</SUBJECT>"));
+    }
+    void WriteIndex(const std::string& lastUid, const std::string& entries) {
+        WriteBytesTo(scratch.Path("_index.xml"), IndexText(lastUid, entries));
+    }
+    const std::string& Path() const { return scratch.Path(); }
+    std::string Path(const std::string& name) const { return scratch.Path(name); }
+    std::string Index() const { return ReadBytesOf(Path("_index.xml")); }
+
+    ScratchRegistry registry;
+    ScratchFolder scratch;
+};
+
+inline std::string TraceOf(ReportRecorder& reports) {
+    const std::string joined = reports.Joined(ReportChannel::Trace);
+    reports.Take();
+    return joined;
+}
+
+}  // namespace tarnwick::testing
