@@ -1,5 +1,6 @@
 #include "Library/LIBStoreIndexSerialisation/IndexEntryDraft.h"
 
+#include <algorithm>
 #include <map>
 
 #include "Library/LIBStoreIndexSerialisation/IndexEscape.h"
@@ -8,71 +9,93 @@
 namespace tarnwick {
 
 void IndexEntryDraft::Begin(PropertyNames& names) {
-    id_.clear();
     uid_ = 0;
     hasUid_ = false;
     itemOffset_ = 0;
     itemLength_ = 0;
     known_ = &names;
-    names_.clear();
-    ends_.clear();
-    values_.Clear();
+    count_ = 0;
+    texts_.Clear();
+    idLength_ = 0;
+}
+
+void IndexEntryDraft::MakeRoom() {
+    constexpr std::size_t kLeast = 16;
+    names_.resize(std::max(kLeast, 2 * count_));
+    ends_.resize(names_.size());
+}
+
+// It stands first, whatever was set before it.
+void IndexEntryDraft::SetId(std::string_view id) {
+    const std::string values(texts_.View().substr(idLength_));
+    for (std::size_t at = 0; at < count_; ++at) {
+        ends_[at] += static_cast<std::uint32_t>(id.size() - idLength_);
+    }
+    texts_.Clear();
+    texts_.Append(id);
+    texts_.Append(values);
+    idLength_ = id.size();
 }
 
 std::size_t IndexEntryDraft::StartTagLength() const {
-    return EntryTagLength(id_.size(), hasUid_ ? std::optional(uid_) : std::nullopt);
+    return hasUid_ ? EntryTagLength(idLength_, uid_) : EntryTagLength(idLength_);
 }
 
 void IndexEntryDraft::SetProperty(std::string_view name, std::string_view value) {
-    values_.Append(value);
+    texts_.Append(value);
     EndValue(known_->Learn(name));
 }
 
 void IndexEntryDraft::SetEscapedProperty(std::string_view name, std::string_view escaped) {
-    AppendUnescaped(values_, escaped);
+    AppendUnescaped(texts_, escaped);
     EndValue(known_->Learn(name));
 }
 
-bool IndexEntryDraft::TakeWrittenProperty(std::string_view& text) {
+// The length of the first one; 0 when there is none.
+inline std::size_t IndexEntryDraft::TakeWrittenProperty(std::string_view text) {
     // Where the next bytes are does not wait for the name: it only has to turn out right.
     const std::size_t tagLength = ShortTagLength(text);
-    if (tagLength < 3 || tagLength > text.size()) return false;
-    const PropertyName* const name = known_->Recognise(text.substr(0, tagLength));
-    if (name == nullptr) return false;
-    const std::string_view value = text.substr(tagLength);
-    const UnescapedText taken = UnescapeUpToTag(values_, value);
-    if (taken.IsNone()) return false;
-    const std::string_view rest = value.substr(taken.length);
-    if (tagLength >= rest.size() || !SameTag(rest.substr(0, tagLength + 1), name->EndTag())) {
-        return false;
-    }
-    values_.Extend(taken.size);
+    if (tagLength < 3 || tagLength > text.size()) return 0;
+    const PropertyName* const name = known_->Recognise({text.data(), tagLength});
+    if (name == nullptr) return 0;
+    const std::string_view value(text.data() + tagLength, text.size() - tagLength);
+    const UnescapedText taken = UnescapeUpToTag(texts_, value);
+    const std::size_t endLength = tagLength + 1;
+    if (taken.IsNone() || value.size() - taken.length < endLength) return 0;
+    if (!HoldsTag(value.data() + taken.length, name->EndTag())) return 0;
+    texts_.Extend(taken.size);
     EndValue(*name);
-    text = rest.substr(tagLength + 1);
-    return true;
+    return tagLength + taken.length + endLength;
+}
+
+std::size_t IndexEntryDraft::TakeWrittenProperties(std::string_view text) {
+    const char* const start = text.data();
+    while (const std::size_t length = TakeWrittenProperty(text)) text.remove_prefix(length);
+    return static_cast<std::size_t>(text.data() - start);
 }
 
 std::string_view IndexEntryDraft::Value(std::size_t index) const {
-    const std::size_t start = index == 0 ? 0 : ends_[index - 1];
-    return values_.View().substr(start, ends_[index] - start);
+    const std::size_t start = index == 0 ? idLength_ : ends_[index - 1];
+    return texts_.View().substr(start, ends_[index] - start);
 }
 
 void IndexEntryDraft::SortNames() {
     std::map<std::string_view, std::string> sorted;
-    for (std::size_t at = 0; at < names_.size(); ++at) {
+    for (std::size_t at = 0; at < count_; ++at) {
         sorted.insert_or_assign(names_[at]->Text(), std::string(Value(at)));
     }
-    names_.clear();
-    ends_.clear();
-    values_.Clear();
+    const std::string id(Id());
+    count_ = 0;
+    texts_.Clear();
+    texts_.Append(id);
     for (const auto& [name, value] : sorted) SetProperty(name, value);
 }
 
 const PropertyNameSet* IndexEntryDraft::Finish() {
-    const PropertyNameSet* set = known_->SetOf(names_);
+    const PropertyNameSet* set = known_->SetOf(Names());
     if (set != nullptr) return set;
     SortNames();
-    return known_->SetOf(names_);
+    return known_->SetOf(Names());
 }
 
 }  // namespace tarnwick

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,7 +19,7 @@ class IndexEntryDraft {
     // A fresh entry for the index that `names` are those of.
     void Begin(PropertyNames& names);
 
-    void SetId(std::string_view id) { id_ = id; }
+    void SetId(std::string_view id);
     void SetUid(std::uint32_t uid) { uid_ = uid, hasUid_ = true; }
     void SetExtent(std::uint32_t offset, std::uint32_t length) {
         itemOffset_ = offset, itemLength_ = length;
@@ -27,9 +28,9 @@ class IndexEntryDraft {
     // The same for a value as it stands in the file.
     void SetEscapedProperty(std::string_view name, std::string_view escaped);
 
-    // Takes a property as a save writes it off the front of `text`, which has kSlack bytes behind
-    // it; false, with nothing taken, when there is none with a name that the index knows.
-    bool TakeWrittenProperty(std::string_view& text);
+    // Takes the properties that `text`, which has kSlack bytes behind it, begins with, as long as
+    // they are whole, look as a save writes them and have names that the index knows. Their length.
+    std::size_t TakeWrittenProperties(std::string_view text);
 
     // Length of the start tag that the entry would be written with (IndexFormat.h).
     std::size_t StartTagLength() const;
@@ -37,29 +38,34 @@ class IndexEntryDraft {
   private:
     friend class StoreIndex;
 
+    std::size_t TakeWrittenProperty(std::string_view text);
     void EndValue(const PropertyName& name) {
-        names_.push_back(&name);
-        ends_.push_back(static_cast<std::uint32_t>(values_.Size()));
+        if (count_ == names_.size()) MakeRoom();
+        names_[count_] = &name;
+        ends_[count_++] = static_cast<std::uint32_t>(texts_.Size());
     }
+    void MakeRoom();
+    std::string_view Id() const { return texts_.View().substr(0, idLength_); }
     std::string_view Value(std::size_t index) const;
-    // What the values take in an entry's block, with the ID and an end each.
-    std::size_t BlockSize() const {
-        return ends_.size() * sizeof(std::uint32_t) + id_.size() + values_.Size();
-    }
+    std::span<const PropertyName* const> Names() const { return {names_.data(), count_}; }
+    // What the entry's block takes: the ends, then the texts.
+    std::size_t EndsSize() const { return count_ * sizeof(std::uint32_t); }
+    std::size_t BlockSize() const { return EndsSize() + texts_.Size(); }
     void SortNames();
     // The kept set of names; the values are then in its order.
     const PropertyNameSet* Finish();
 
-    std::string id_;
     std::uint32_t uid_ = 0;
     bool hasUid_ = false;
     std::uint32_t itemOffset_ = 0;
     std::uint32_t itemLength_ = 0;
     PropertyNames* known_ = nullptr;
-    // Of the properties in order of arrival; an end is that of the value.
+    // Of the properties in order of arrival, with room for more: a name, and where its value ends.
+    std::size_t count_ = 0;
     std::vector<const PropertyName*> names_;
     std::vector<std::uint32_t> ends_;
-    ByteBuffer values_;
+    ByteBuffer texts_;  // the ID, then the values
+    std::size_t idLength_ = 0;
 };
 
 }  // namespace tarnwick

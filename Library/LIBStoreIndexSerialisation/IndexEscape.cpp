@@ -50,28 +50,34 @@ void AppendEscapedByte(ByteBuffer& output, char byte, bool forAttributeUse) {
     }
 }
 
-std::optional<unsigned> DigitValue(char character, unsigned base) {
-    unsigned value = base;
-    if (character >= '0' && character <= '9') value = static_cast<unsigned>(character - '0');
-    if (character >= 'a' && character <= 'f') value = static_cast<unsigned>(character - 'a') + 10;
-    if (character >= 'A' && character <= 'F') value = static_cast<unsigned>(character - 'A') + 10;
-    if (value >= base) return std::nullopt;
-    return value;
+// What an ampersand and some bytes behind it stand for.
+struct Piece {
+    std::size_t length;
+    char byte;
+};
+constexpr Piece kNoPiece{0, '\0'};
+constexpr UnescapedText kNoText{kNotFound, 0};
+
+// A value that is no digit's when there is none.
+unsigned DigitValue(char character) {
+    if (character >= '0' && character <= '9') return static_cast<unsigned>(character - '0');
+    const auto lower = static_cast<char>(character | 0x20);
+    return lower >= 'a' && lower <= 'f' ? static_cast<unsigned>(lower - 'a') + 10 : 16;
 }
 
-// The number between "&#" and ";", as far as it is one, truncated to a byte. Only "x" makes it
+// The number behind "&#", truncated to a byte, with the length of its digits. Only "x" makes it
 // hexadecimal. Both are kept: values in stored files would read differently.
-char ReferencedByte(std::string_view reference) {
-    const bool hexadecimal = reference.starts_with('x');
+Piece NumberAt(std::string_view text) {
+    const bool hexadecimal = text.starts_with('x');
     const unsigned base = hexadecimal ? 16 : 10;
-    if (hexadecimal) reference.remove_prefix(1);
+    std::size_t length = hexadecimal ? 1 : 0;
     unsigned value = 0;
-    for (const char character : reference) {
-        const auto digit = DigitValue(character, base);
-        if (!digit) break;
-        value = (value * base + *digit) & 0xFF;
+    for (; length < text.size(); ++length) {
+        const unsigned digit = DigitValue(text[length]);
+        if (digit >= base) break;
+        value = (value * base + digit) & 0xFF;
     }
-    return static_cast<char>(value);
+    return {length, static_cast<char>(value)};
 }
 
 // Where the next reference begins in `output` followed by `rest`: in the rest, or on the seam,
@@ -103,7 +109,7 @@ void AppendWithoutReferences(std::string& output, std::string_view rest) {
             output.append(rest, 0, reference.outputLength - output.size());
         }
         output.resize(reference.outputLength);
-        output += ReferencedByte(rest.substr(reference.restSkipped, end - reference.restSkipped));
+        output += NumberAt(rest.substr(reference.restSkipped)).byte;
         rest.remove_prefix(end + 1);
     }
     output += rest;
@@ -126,67 +132,37 @@ unsigned AmpersandMask(__m128i lane) {
     return BitsOfEqual(lane, '&');
 }
 
-unsigned AmpersandOrTagMask(__m128i lane) {
-    return BitsOfEqual(lane, '&') | BitsOfEqual(lane, '<');
-}
-
-// Copies the bytes before the first one that `maskOf` sets a bit for, in whole lanes: both sides
-// have kSlack bytes more than `size`. Gives their count.
-template <typename MaskOf>
-std::size_t CopyUntil(char* to, const char* from, std::size_t size, MaskOf maskOf) {
-    for (std::size_t at = 0; at < size; at += kLane) {
-        const __m128i lane = LoadLane(from + at);
-        const unsigned mask = maskOf(lane);
-        std::memcpy(to + at, &lane, kLane);
-        if (mask != 0) return std::min(size, at + static_cast<std::size_t>(std::countr_zero(mask)));
-    }
-    return size;
-}
-
-struct Entity {
-    std::string_view text;
-    char byte;
-    bool inAttributesAlone;
-};
-
-// The entity that `text`, an ampersand and what follows it, begins with.
-const Entity* EntityAt(std::string_view text, bool forAttributeUse) {
-    static constexpr Entity kEntities[] = {{"&lt;", '<', false},
-                                           {"&gt;", '>', false},
-                                           {"&amp;", '&', false},
-                                           {"&quot;", '"', true},
-                                           {"&apos;", '\'', true}};
-    for (const Entity& entity : kEntities) {
-        // The second character tells most of them apart.
-        if (text.size() < 2 || text[1] != entity.text[1]) continue;
-        if ((forAttributeUse || !entity.inAttributesAlone) && BeginsWith(text, entity.text)) {
-            return &entity;
-        }
-    }
-    return nullptr;
-}
-
-// What an ampersand and some bytes behind it stand for.
-struct Piece {
-    std::size_t length;
-    char byte;
-};
-constexpr Piece kNoPiece{0, '\0'};
-constexpr UnescapedText kNoText{kNotFound, 0};
-
+// The entity that `text` begins with, or its ampersand alone.
 Piece EntityOrAmpersand(std::string_view text, bool forAttributeUse) {
-    const Entity* const entity = EntityAt(text, forAttributeUse);
-    return entity == nullptr ? Piece{1, '&'} : Piece{entity->text.size(), entity->byte};
+    // The second character tells most of them apart.
+    switch (text.size() > 1 ? text[1] : '\0') {
+        case 'l':
+            if (BeginsWith(text, "&lt;")) return {4, '<'};
+            break;
+        case 'g':
+            if (BeginsWith(text, "&gt;")) return {4, '>'};
+            break;
+        case 'a':
+            if (BeginsWith(text, "&amp;")) return {5, '&'};
+            if (forAttributeUse && BeginsWith(text, "&apos;")) return {6, '\''};
+            break;
+        case 'q':
+            if (forAttributeUse && BeginsWith(text, "&quot;")) return {6, '"'};
+            break;
+        default:
+            break;
+    }
+    return {1, '&'};
 }
 
 // Of references those alone that give a byte which is part of no other piece, as all do that are
 // written here.
 Piece AnyPiece(std::string_view text, bool forAttributeUse) {
     if (!text.starts_with(kReferenceStart)) return EntityOrAmpersand(text, forAttributeUse);
-    const std::size_t end = FindEither(text, kReferenceEnd, '<');
-    if (end == kNotFound || text[end] == '<') return kNoPiece;
-    const char byte = ReferencedByte(text.substr(2, end - 2));
-    return IsValidCharacter(byte) ? kNoPiece : Piece{end + 1, byte};
+    const Piece number = NumberAt(text.substr(kReferenceStart.size()));
+    const std::string_view rest = text.substr(kReferenceStart.size() + number.length);
+    if (!rest.starts_with(kReferenceEnd) || IsValidCharacter(number.byte)) return kNoPiece;
+    return {text.size() - rest.size() + 1, number.byte};
 }
 
 // Replaces pieces up to the end or the byte that is no ampersand and that `maskOf` stops at.
@@ -283,7 +259,7 @@ void AppendUnescaped(ByteBuffer& output, std::string_view text) {
     AppendUnescaped(output, text, false);
 }
 
-UnescapedText UnescapeUpToTag(ByteBuffer& output, std::string_view text) {
+UnescapedText UnescapeEscapedUpToTag(ByteBuffer& output, std::string_view text) {
     const auto anyPiece = [](std::string_view rest) { return AnyPiece(rest, false); };
     const auto taken = Unescape(output.Room(text.size()), text, AmpersandOrTagMask, anyPiece);
     return taken.length == text.size() ? kNoText : taken;

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "Library/LIBStoreIndexSerialisation/ByteBuffer.h"
+#include "Library/LIBStoreIndexSerialisation/ByteLanes.h"
 
 namespace tarnwick {
 
@@ -37,6 +37,19 @@ struct UnescapedText {
 };
 // Unescapes `text` up to its first "<" into the room of `output`, where it counts with Extend.
 // None when there is no "<", or when the text has references that a save does not write.
-UnescapedText UnescapeUpToTag(ByteBuffer& output, std::string_view text);
+UnescapedText UnescapeEscapedUpToTag(ByteBuffer& output, std::string_view text);
+
+inline unsigned AmpersandOrTagMask(__m128i lane) {
+    return BitsOf(_mm_or_si128(_mm_cmpeq_epi8(lane, _mm_set1_epi8('&')),
+                               _mm_cmpeq_epi8(lane, _mm_set1_epi8('<'))));
+}
+
+// The same; most texts hold nothing that is escaped.
+inline UnescapedText UnescapeUpToTag(ByteBuffer& output, std::string_view text) {
+    const std::size_t plain =
+        CopyUntil(output.Room(text.size()), text.data(), text.size(), AmpersandOrTagMask);
+    if (plain != text.size() && text[plain] == '<') return {plain, plain};
+    return UnescapeEscapedUpToTag(output, text);
+}
 
 }  // namespace tarnwick

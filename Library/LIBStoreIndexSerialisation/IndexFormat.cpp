@@ -7,6 +7,7 @@
 
 #include "common/Scan.h"
 #include "Library/LIBStoreIndexSerialisation/IndexEscape.h"
+#include "Library/LIBStoreIndexSerialisation/IndexTag.h"
 
 namespace tarnwick {
 namespace {
@@ -14,7 +15,6 @@ namespace {
 constexpr std::string_view kLastUidStart = "LASTUID=\"";
 // Attributes, and positions that hold for one load alone; as children they would outlive it.
 constexpr std::string_view kReservedNames[] = {"ID", "UID", "LASTUID", "IDX", "SEQ"};
-constexpr std::string_view kWhiteSpace = " \t\r\n";
 // The longest ID whose start tag, with the longest UID, a reader takes in one piece.
 constexpr std::size_t kIdLimit =
     kTagLimit - std::string_view("ELEMENT ID=\"\" UID=\"4294967295\"").size();
@@ -76,8 +76,13 @@ bool ParseLastUidAttribute(std::string_view rootTag, std::uint32_t& lastUid) {
 }
 
 std::uint32_t ParseUid(std::string_view text) {
-    const std::size_t digits = text.find_first_not_of(kWhiteSpace);
-    return digits == kNotFound ? 0 : ParseNumber(text.substr(digits), 10);
+    constexpr std::uint64_t kLargest = std::numeric_limits<std::uint32_t>::max();
+    std::uint64_t uid = 0;
+    for (const char character : TrimBlanks(text)) {
+        if (character < '0' || character > '9') break;
+        uid = std::min(uid * 10 + static_cast<std::uint64_t>(character - '0'), kLargest);
+    }
+    return static_cast<std::uint32_t>(uid);
 }
 
 // What follows stays, up to the UID's quote and the properties: a deletion is one short write.
@@ -135,10 +140,12 @@ bool IsReservedName(std::string_view name) {
            std::end(kReservedNames);
 }
 
-std::size_t EntryTagLength(std::size_t idLength, std::optional<std::uint32_t> uid) {
-    std::size_t length = std::string_view("ELEMENT ID=\"\"").size() + idLength;
-    if (uid) length += std::string_view(" UID=\"\"").size() + DecimalLength(*uid);
-    return length;
+std::size_t EntryTagLength(std::size_t idLength, std::uint32_t uid) {
+    return EntryTagLength(idLength) + std::string_view(" UID=\"\"").size() + DecimalLength(uid);
+}
+
+std::size_t EntryTagLength(std::size_t idLength) {
+    return std::string_view("ELEMENT ID=\"\"").size() + idLength;
 }
 
 }  // namespace tarnwick

@@ -67,7 +67,8 @@ bool IsStorablePropertyValue(std::string_view value);
 // A child with one of these names is no property.
 bool IsReservedName(std::string_view name);
 
-// Length of an entry's start tag between the brackets; without a UID, one that is not written.
-std::size_t EntryTagLength(std::size_t idLength, std::optional<std::uint32_t> uid);
+// Length of an entry's start tag between the brackets, with a UID and without.
+std::size_t EntryTagLength(std::size_t idLength, std::uint32_t uid);
+std::size_t EntryTagLength(std::size_t idLength);
 
 }  // namespace tarnwick

@@ -175,12 +175,16 @@ bool IndexParser::MayTakeWrittenProperties() const {
 // What TakeTag makes of properties and the end of their entry when they look as a save writes them.
 // Whatever else comes is left to it.
 void IndexParser::TakeWrittenProperties() {
-    std::string_view rest = reader_.Upcoming();
-    while (draft_.TakeWrittenProperty(rest)) {
-        reader_.TakeUpTo(rest);
-        rest = reader_.Upcoming();
-    }
-    if (!BeginsWith(rest, kEntryEnd)) return;
+    std::string_view upcoming;
+    std::size_t length = 0;
+    do {
+        upcoming = reader_.Upcoming();
+        length = draft_.TakeWrittenProperties(upcoming);
+        reader_.Take(length);
+        upcoming.remove_prefix(length);
+        // The next one may lie across the end of what was at hand.
+    } while (length != 0 && upcoming.size() < kTagLimit);
+    if (!BeginsWith(upcoming, kEntryEnd)) return;
     reader_.Take(kEntryEnd.size());
     TakeEntryEnd();
 }

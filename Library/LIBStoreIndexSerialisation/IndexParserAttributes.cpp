@@ -8,13 +8,18 @@
 namespace tarnwick {
 namespace {
 
-constexpr std::string_view kId = "ID";
 constexpr std::string_view kUid = "UID";
+
+// Of the attributes' names the ID's alone is read in any case; kept for compatibility.
+bool IsId(std::string_view name) {
+    return name.size() == 2 && LowerAscii(name[0]) == 'i' && LowerAscii(name[1]) == 'd';
+}
 
 }  // namespace
 
 void IndexParser::TakeAttributes(std::string_view tag) {
-    std::string_view rest = AttributeText(tag);
+    std::string_view rest = tag.substr(kEntryName.size());
+    while (!rest.empty() && !IsBlank(rest.front())) rest.remove_prefix(1);
     while (!TrimBlanks(rest).empty()) {
         const auto attribute = TakeTagAttribute(rest);
         if (!attribute) return Malformed({malformation::kBadAttribute, tag, "]"});
@@ -32,8 +37,7 @@ bool IndexParser::IsToBeSkipped(const TagAttribute& attribute) {
         ++blanked_;
         return true;
     }
-    // Of the attributes' names the ID's alone is read in any case; kept for compatibility.
-    if (!EqualsIgnoreCase(attribute.name, kId)) return false;
+    if (!IsId(attribute.name)) return false;
     if (knownIds_ != nullptr) return !knownIds_->contains(attribute.value);
     return load_.fileExists && !load_.fileExists(attribute.value);
 }
@@ -44,7 +48,7 @@ void IndexParser::StoreAttribute(const TagAttribute& attribute) {
         entryLive_ = true;
         entryOffset_ = reader_.TagOffset();
     }
-    if (EqualsIgnoreCase(attribute.name, kId)) {
+    if (IsId(attribute.name)) {
         draft_.SetId(attribute.value);
         entryHasId_ = true;
     } else if (attribute.name == kUid) {

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "common/Scan.h"
+#include "Library/LIBStoreIndexSerialisation/ByteLanes.h"
 
 namespace tarnwick {
 
@@ -59,8 +60,9 @@ bool IndexReader::TakeTextHere(bool join) {
 std::optional<std::string_view> IndexReader::TakeTag() {
     for (;;) {
         const std::string_view rest = AtHand();
-        const std::size_t end = FindByte(rest.substr(0, kTagLimit + 1), '>');
-        if (end != kNotFound) {
+        const std::string_view searched = rest.substr(0, kTagLimit + 1);
+        const std::size_t end = FindInLanes(searched, '>');
+        if (end != searched.size()) {
             Take(end + 1);
             return rest.substr(0, end);
         }

@@ -43,13 +43,12 @@ class IndexReader {
     bool SkipComment() { return (at_ == end_ || *at_ == '!') && SkipCommentHere(); }
 
     // The bytes at hand at the current place, for whoever knows what should come: kTagLimit or more
-    // unless reads or the data end. Take and TakeUpTo take some.
+    // unless a read gives less. Take takes some.
     std::string_view Upcoming() {
         if (static_cast<std::size_t>(end_ - at_) < kTagLimit && !ended_) Refill();
         return AtHand();
     }
     void Take(std::size_t count) { at_ += count; }
-    void TakeUpTo(std::string_view rest) { at_ = rest.data(); }
 
     // Bytes taken so far.
     std::uint64_t Offset() const { return read_ - static_cast<std::uint64_t>(end_ - at_); }

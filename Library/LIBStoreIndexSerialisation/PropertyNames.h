@@ -59,7 +59,7 @@ class PropertyNames {
         const std::size_t first = QuickPlace(tag);
         for (std::size_t at = first; at < first + kProbes; ++at) {
             const PropertyName* const name = quick_[at % kQuick];
-            if (name == nullptr || SameTag(tag, name->StartTag())) return name;
+            if (name == nullptr || HoldsTag(tag.data(), name->StartTag())) return name;
         }
         return nullptr;
     }
@@ -76,7 +76,7 @@ class PropertyNames {
     // Where to look for the name of a start tag: by its length, its first and its last byte.
     static std::size_t QuickPlace(std::string_view tag) {
         const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(tag[at]); };
-        return byte(1) * 5U + byte(tag.size() - 2) * 19U + tag.size() * 3;
+        return byte(1) + byte(tag.size() - 2) + tag.size() * 3;
     }
 
     void MakeQuick(const PropertyName& name);

@@ -89,23 +89,15 @@ void StoreIndex::Register(Entry& entry, std::uint32_t hash) {
 
 // Fills `block`, of BlockSize bytes, from the draft and points the entry at it.
 void StoreIndex::StoreDraft(const IndexEntryDraft& draft, Entry& entry, char* block) {
-    char* at = block;
-    const auto idLength = static_cast<std::uint32_t>(draft.id_.size());
-    for (const std::uint32_t end : draft.ends_) {
-        const std::uint32_t shifted = end + idLength;
-        std::memcpy(at, &shifted, sizeof shifted);
-        at += sizeof shifted;
-    }
-    const std::string_view values = draft.values_.View();
-    draft.id_.copy(at, idLength);
-    values.copy(at + idLength, values.size());
+    std::memcpy(block, draft.ends_.data(), draft.EndsSize());
+    CopyInLanes(block + draft.EndsSize(), draft.texts_.View());
     entry.block_ = block;
-    entry.idLength_ = idLength;
+    entry.idLength_ = static_cast<std::uint32_t>(draft.idLength_);
 }
 
 Entry* StoreIndex::Load(IndexEntryDraft& draft, std::uint32_t idx, std::uint32_t seq) {
-    const std::uint32_t hash = ids_.Hash(draft.id_);
-    const auto isSame = [&](std::uint32_t number) { return byNumber_[number]->Id() == draft.id_; };
+    const std::uint32_t hash = ids_.Hash(draft.Id());
+    const auto isSame = [&](std::uint32_t number) { return byNumber_[number]->Id() == draft.Id(); };
     if (ids_.Find(hash, isSame)) return nullptr;
     Entry& entry = *NewEntry();
     entry.names_ = draft.Finish();
