@@ -51,26 +51,25 @@ void IndexEntryDraft::SetEscapedProperty(std::string_view name, std::string_view
     EndValue(known_->Learn(name));
 }
 
-// The length of the first one; 0 when there is none.
-inline std::size_t IndexEntryDraft::TakeWrittenProperty(std::string_view text) {
-    // Where the next bytes are does not wait for the name: it only has to turn out right.
-    const std::size_t tagLength = ShortTagLength(text);
-    if (tagLength < 3 || tagLength > text.size()) return 0;
-    const PropertyName* const name = known_->Recognise({text.data(), tagLength});
-    if (name == nullptr) return 0;
-    const std::string_view value(text.data() + tagLength, text.size() - tagLength);
-    const UnescapedText taken = UnescapeUpToTag(texts_, value);
-    const std::size_t endLength = tagLength + 1;
-    if (taken.IsNone() || value.size() - taken.length < endLength) return 0;
-    if (!HoldsTag(value.data() + taken.length, name->EndTag())) return 0;
-    texts_.Extend(taken.size);
-    EndValue(*name);
-    return tagLength + taken.length + endLength;
-}
-
 std::size_t IndexEntryDraft::TakeWrittenProperties(std::string_view text) {
     const char* const start = text.data();
-    while (const std::size_t length = TakeWrittenProperty(text)) text.remove_prefix(length);
+    for (;;) {
+        // Where the next bytes are does not wait for the name: it only has to turn out right.
+        const std::size_t tagLength = ShortTagLength(text);
+        if (tagLength < 3 || tagLength > text.size()) break;
+        const PropertyName* const name = known_->Recognise({text.data(), tagLength});
+        if (name == nullptr) break;
+        std::string_view rest = text;
+        rest.remove_prefix(tagLength);
+        const UnescapedText taken = UnescapeUpToTag(texts_, rest);
+        if (taken.IsNone()) break;
+        rest.remove_prefix(taken.length);
+        if (rest.size() <= tagLength || !HoldsTag(rest.data(), name->EndTag())) break;
+        texts_.Extend(taken.size);
+        EndValue(*name);
+        text = rest;
+        text.remove_prefix(tagLength + 1);
+    }
     return static_cast<std::size_t>(text.data() - start);
 }
 

@@ -38,7 +38,6 @@ class IndexEntryDraft {
   private:
     friend class StoreIndex;
 
-    std::size_t TakeWrittenProperty(std::string_view text);
     void EndValue(const PropertyName& name) {
         if (count_ == names_.size()) MakeRoom();
         names_[count_] = &name;

@@ -259,10 +259,11 @@ void AppendUnescaped(ByteBuffer& output, std::string_view text) {
     AppendUnescaped(output, text, false);
 }
 
-UnescapedText UnescapeEscapedUpToTag(ByteBuffer& output, std::string_view text) {
+UnescapedText UnescapeUpToTagFrom(std::size_t plain, char* to, std::string_view text) {
     const auto anyPiece = [](std::string_view rest) { return AnyPiece(rest, false); };
-    const auto taken = Unescape(output.Room(text.size()), text, AmpersandOrTagMask, anyPiece);
-    return taken.length == text.size() ? kNoText : taken;
+    const auto taken = Unescape(to + plain, text.substr(plain), AmpersandOrTagMask, anyPiece);
+    if (taken.IsNone() || plain + taken.length == text.size()) return kNoText;
+    return {plain + taken.length, plain + taken.size};
 }
 
 }  // namespace tarnwick

@@ -35,21 +35,21 @@ struct UnescapedText {
     std::size_t size;
     bool IsNone() const { return length == std::string_view::npos; }
 };
-// Unescapes `text` up to its first "<" into the room of `output`, where it counts with Extend.
-// None when there is no "<", or when the text has references that a save does not write.
-UnescapedText UnescapeEscapedUpToTag(ByteBuffer& output, std::string_view text);
-
 inline unsigned AmpersandOrTagMask(__m128i lane) {
     return BitsOf(_mm_or_si128(_mm_cmpeq_epi8(lane, _mm_set1_epi8('&')),
                                _mm_cmpeq_epi8(lane, _mm_set1_epi8('<'))));
 }
 
-// The same; most texts hold nothing that is escaped.
+// The same for a text whose first `plain` bytes were copied and are followed by an ampersand.
+UnescapedText UnescapeUpToTagFrom(std::size_t plain, char* to, std::string_view text);
+
+// Unescapes `text` up to its first "<" into the room of `output`, where it counts with Extend.
+// None when there is no "<", or when the text has references that a save does not write.
 inline UnescapedText UnescapeUpToTag(ByteBuffer& output, std::string_view text) {
-    const std::size_t plain =
-        CopyUntil(output.Room(text.size()), text.data(), text.size(), AmpersandOrTagMask);
-    if (plain != text.size() && text[plain] == '<') return {plain, plain};
-    return UnescapeEscapedUpToTag(output, text);
+    char* const to = output.Room(text.size());
+    const std::size_t plain = CopyUntil(to, text.data(), text.size(), AmpersandOrTagMask);
+    if (plain == text.size()) return {std::string_view::npos, 0};
+    return text[plain] == '<' ? UnescapedText{plain, plain} : UnescapeUpToTagFrom(plain, to, text);
 }
 
 }  // namespace tarnwick
