@@ -4,12 +4,13 @@
 
 #include "common/CallObserver.h"
 #include "common/Retry.h"
+#include "common/Scan.h"
 
 namespace tarnwick {
 namespace {
 
-constexpr std::uint32_t kReadBlock = 1U << 16;
-constexpr std::uint32_t kWriteBlock = 1U << 30;
+constexpr std::int64_t kUnknownSize = 1 << 16;
+constexpr std::uint32_t kLargestBlock = 1U << 30;
 
 FoundFile ToFoundFile(const WIN32_FIND_DATAA& data) {
     FoundFile found;
@@ -36,26 +37,24 @@ std::optional<std::uint32_t> File::Read(void* bytes, std::uint32_t size) {
     return count;
 }
 
-bool File::ReadToEnd(std::string& bytes) {
-    // One read, asked for a byte more than there is, so that its shortness tells the end as long as
-    // nobody appends meanwhile.
-    const std::int64_t size = Size().value_or(0);
-    std::uint32_t block = static_cast<std::uint32_t>(
-        std::clamp<std::int64_t>(size + 1, kReadBlock, std::int64_t{kWriteBlock}));
+std::optional<FileBytes> File::ReadToEnd() {
+    // Asked for a byte more than there is, so that one short read tells the end as long as nobody
+    // appends meanwhile.
+    FileBytes read(static_cast<std::size_t>(Size().value_or(kUnknownSize)) + 1);
     for (;;) {
-        const std::size_t filled = bytes.size();
-        bytes.resize(filled + block);
-        const auto count = Read(bytes.data() + filled, block);
-        bytes.resize(filled + count.value_or(0));
-        if (!count) return false;
-        if (*count < block) return true;
-        block = kReadBlock;
+        const auto block =
+            static_cast<std::uint32_t>(std::min<std::size_t>(read.RoomSize(), kLargestBlock));
+        const auto count = Read(read.Room(), block);
+        if (!count) return std::nullopt;
+        read.Fill(*count);
+        if (*count < block) return read;
+        if (read.RoomSize() == 0) read.Grow();
     }
 }
 
 bool File::Write(std::string_view bytes) {
     while (!bytes.empty()) {
-        const auto block = static_cast<DWORD>(std::min<std::size_t>(bytes.size(), kWriteBlock));
+        const auto block = static_cast<DWORD>(std::min<std::size_t>(bytes.size(), kLargestBlock));
         DWORD count = 0;
         if (!CallAllowed("WriteFile")) return false;
         if (WriteFile(handle_.Get(), bytes.data(), block, &count, nullptr) == FALSE) return false;
@@ -158,7 +157,7 @@ bool FileExists(const std::string& path) {
 
 bool FileExistsQuickly(const std::string& path) {
     // Only a name without wildcards that is certainly not there needs no search.
-    const bool isPattern = path.find_first_of("*?") != std::string::npos;
+    const bool isPattern = FindEither(path, '*', '?') != kNotFound;
     if (!isPattern && CallAllowed("GetFileAttributes", path) &&
         GetFileAttributesA(path.c_str()) == INVALID_FILE_ATTRIBUTES && IsGone(GetLastError())) {
         return false;
@@ -167,10 +166,11 @@ bool FileExistsQuickly(const std::string& path) {
 }
 
 std::optional<std::string> ReadWholeFile(const std::string& path) {
-    std::string bytes;
     File file(path, kOpenRead);
-    if (!file.IsOpen() || !file.ReadToEnd(bytes)) return std::nullopt;
-    return bytes;
+    if (!file.IsOpen()) return std::nullopt;
+    const auto bytes = file.ReadToEnd();
+    if (!bytes) return std::nullopt;
+    return std::string(bytes->View());
 }
 
 std::uint64_t ToUint64(const FILETIME& time) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "common/FileBytes.h"
 #include "common/Handle.h"
 
 namespace tarnwick {
@@ -39,8 +40,8 @@ class File {
     // Reads up to `size` bytes at the current position; the count read, 0 at the end of the file,
     // no value when the call failed.
     std::optional<std::uint32_t> Read(void* bytes, std::uint32_t size);
-    // Appends all bytes from the current position to the end to `bytes`. False when a read failed.
-    bool ReadToEnd(std::string& bytes);
+    // All bytes from the current position to the end; no value when a read failed.
+    std::optional<FileBytes> ReadToEnd();
     // Writes all of `bytes`; a short write is a failure.
     bool Write(std::string_view bytes);
     bool Seek(std::int64_t offset, DWORD origin = FILE_BEGIN);

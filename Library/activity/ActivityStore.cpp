@@ -31,12 +31,6 @@ void LockActivity(BlockFileLock& lock, const ActivityPaths& paths) {
     lock.Acquire(paths.block, true, kWaitBeyondThreshold);
 }
 
-std::optional<std::string> ReadActivity(File& file) {
-    std::string bytes;
-    if (!file.ReadToEnd(bytes)) return std::nullopt;
-    return bytes;
-}
-
 bool WriteActivity(File& file, std::string_view bytes) {
     const bool written = file.Write(bytes);
     return file.Close() && written;

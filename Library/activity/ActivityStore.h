@@ -1,9 +1,8 @@
-// The files of one directory's activity file, and reading and writing them whole. Whoever uses them
-// holds the directory's block-file lock.
+// The files of one directory's activity file, and writing one whole. Whoever uses them holds the
+// directory's block-file lock.
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,9 +21,6 @@ struct ActivityPaths {
 
 // Takes the lock of the directory, for as long as it takes.
 void LockActivity(BlockFileLock& lock, const ActivityPaths& paths);
-
-// The whole of an open activity file; no value when a read failed.
-std::optional<std::string> ReadActivity(File& file);
 
 // Writes the content and closes the file; false when anything failed.
 bool WriteActivity(File& file, std::string_view bytes);

@@ -37,9 +37,9 @@ std::optional<RewrittenActivity> WalkEntries(const ActivityPaths& paths, Notific
         return std::nullopt;
     }
     if (!file.IsOpen()) return std::nullopt;
-    const auto bytes = ReadActivity(file);
+    const auto bytes = file.ReadToEnd();
     if (!bytes) return std::nullopt;
-    RewrittenActivity rewritten = RewriteActivity(*bytes, rule);
+    RewrittenActivity rewritten = RewriteActivity(bytes->View(), rule);
     // A file that stays as it is keeps its time too, and with it every session's stamp.
     if (!rule.HasDropped() || !WriteActivity(replacement, rewritten.bytes)) return std::nullopt;
     return rewritten;

@@ -35,9 +35,9 @@ bool PutInPlace(SessionContext* session, const ActivityPaths& paths) {
 std::optional<std::string> ContentWith(File& file, const ClientConnection& connection,
                                        std::int64_t now, const ActivityPaths& paths) {
     if (file.IsOpen()) {
-        const auto bytes = ReadActivity(file);
+        const auto bytes = file.ReadToEnd();
         if (!bytes) return std::nullopt;
-        return SetConnection(*bytes, connection, now, paths.file).bytes;
+        return SetConnection(bytes->View(), connection, now, paths.file).bytes;
     }
     std::string bytes;
     AppendNewEntry(bytes, connection, now);
@@ -114,9 +114,9 @@ std::optional<RewrittenActivity> BuildWithout(const ClientConnection& connection
         LogOpenFailure(paths.replacement, 0);
         return std::nullopt;
     }
-    if (const auto bytes = ReadActivity(file)) {
+    if (const auto bytes = file.ReadToEnd()) {
         // Kept for compatibility: its messages name the replacement, not the file.
-        RewrittenActivity rewritten = CloseConnection(*bytes, connection, paths.replacement);
+        RewrittenActivity rewritten = CloseConnection(bytes->View(), connection, paths.replacement);
         if (WriteActivity(replacement, rewritten.bytes)) return rewritten;
     }
     replacement.Close();
@@ -161,7 +161,8 @@ int CountInDirectory(std::string_view directory, std::string_view folder) {
     if (!lock.IsLocked()) return 0;
     File file(paths.file, kOpenRead);
     if (!file.IsOpen()) return 0;
-    return CountConnections(ReadActivity(file).value_or(""), folder);
+    const auto bytes = file.ReadToEnd();
+    return bytes ? CountConnections(bytes->View(), folder) : 0;
 }
 
 }  // namespace

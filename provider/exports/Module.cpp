@@ -1,5 +1,6 @@
 #include <cstddef>
 
+#include "common/FileBytes.h"
 #include "common/WindowsApi.h"
 #include "provider/ModuleState.h"
 
@@ -24,7 +25,10 @@ void ReleaseRuntimeReserve() {
 extern "C" BOOL WINAPI DllMain(HINSTANCE /*module*/, DWORD reason, LPVOID reserved) try {
     const bool accepted = tarnwick::OnModuleNotification(reason);
     // At the end of the process, unlike at an unload, the system takes everything back.
-    if (reason == DLL_PROCESS_DETACH && reserved == nullptr) ReleaseRuntimeReserve();
+    if (reason == DLL_PROCESS_DETACH && reserved == nullptr) {
+        tarnwick::FileBytes::FreeKept();
+        ReleaseRuntimeReserve();
+    }
     return accepted ? TRUE : FALSE;
 } catch (...) {
     return FALSE;
