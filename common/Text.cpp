@@ -31,6 +31,25 @@ Integer ParseInteger(std::string_view text) {
     return value;
 }
 
+// Whether each of eight bytes is a digit: '0' to '?' by its high half, and so with 6 added.
+bool AreEightDigits(const char* bytes) {
+    constexpr std::uint64_t kHighHalves = 0xF0F0F0F0F0F0F0F0;
+    constexpr std::uint64_t kDigits = 0x3030303030303030;
+    constexpr std::uint64_t kSixes = 0x0606060606060606;
+    std::uint64_t word;
+    std::memcpy(&word, bytes, sizeof word);
+    return (word & kHighHalves) == kDigits && ((word + kSixes) & kHighHalves) == kDigits;
+}
+
+// At most sixteen.
+bool AreDigits(std::string_view text) {
+    if (text.size() >= 8) {
+        return AreEightDigits(text.data()) && AreEightDigits(text.data() + text.size() - 8);
+    }
+    return std::all_of(text.begin(), text.end(),
+                       [](char digit) { return digit >= '0' && digit <= '9'; });
+}
+
 }  // namespace
 
 std::string_view FieldText(std::span<const char> field) {
@@ -85,6 +104,14 @@ std::int32_t ParseInt32(std::string_view text) {
 }
 std::int64_t ParseInt64(std::string_view text) {
     return ParseInteger<std::int64_t>(text);
+}
+
+bool IsPrintedInt32(std::string_view text) {
+    constexpr std::size_t kMostDigits = 10;
+    if (text.empty() || text.size() > kMostDigits) return false;
+    if (text[0] == '0' && text.size() > 1) return false;
+    if (text.size() == kMostDigits && text[0] != '1') return false;
+    return AreDigits(text);
 }
 
 void AppendDecimal(std::string& text, std::int64_t number) {

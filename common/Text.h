@@ -42,6 +42,10 @@ std::size_t FindTextIgnoreCase(std::string_view text, std::string_view wanted,
 std::int32_t ParseInt32(std::string_view text);
 std::int64_t ParseInt64(std::string_view text);
 
+// Whether `text` is what AppendDecimal makes of its ParseInt32. Not found out of a negative number
+// and one of 2 000 000 000 and more, which are rare.
+bool IsPrintedInt32(std::string_view text);
+
 // Appends a number in decimal.
 void AppendDecimal(std::string& text, std::int64_t number);
 

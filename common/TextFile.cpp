@@ -10,6 +10,7 @@ namespace tarnwick {
 namespace {
 
 constexpr char kTextEnd = '\x1a';
+constexpr std::string_view kLineBreak = "\r\n";
 
 }  // namespace
 
@@ -32,7 +33,7 @@ void DecodeTextMode(std::string& bytes) {
 void AppendTextMode(std::string& bytes, std::string_view text) {
     std::size_t from = 0;
     for (std::size_t at = FindByte(text, '\n'); at != kNotFound; at = FindByte(text, '\n', from)) {
-        bytes.append(text, from, at - from).append("\r\n");
+        bytes.append(text, from, at - from).append(kLineBreak);
         from = at + 1;
     }
     bytes.append(text, from);
@@ -47,14 +48,17 @@ std::optional<std::string_view> LineReader::NextPiece() {
     return piece;
 }
 
-TextModeLines::TextModeLines(std::string_view bytes, std::size_t bufferSize)
-    : bytes_(bytes.substr(0, FindByte(bytes, kTextEnd))), pieceLimit_(bufferSize - 1) {}
-
 std::optional<std::string_view> TextModeLines::Next() {
-    if (position_ == bytes_.size()) return std::nullopt;
     // A piece may be as long as the limit and its line break be a pair.
-    const std::string_view rest = bytes_.substr(position_, pieceLimit_ + 1);
-    const std::size_t lineEnd = FindByte(rest, '\n');
+    std::string_view rest = bytes_.substr(position_, pieceLimit_ + 1);
+    std::size_t lineEnd = FindByte(rest, '\n');
+    if (const std::size_t textEnd = FindByte(rest.substr(0, lineEnd), kTextEnd);
+        textEnd != kNotFound) {
+        bytes_ = bytes_.substr(0, position_ + textEnd);
+        rest = rest.substr(0, textEnd);
+        lineEnd = kNotFound;
+    }
+    if (rest.empty()) return std::nullopt;
     std::size_t length = lineEnd == kNotFound ? rest.size() : lineEnd;
     if (lineEnd != kNotFound && length > 0 && rest[length - 1] == '\r') --length;
     if (lineEnd != kNotFound && length < pieceLimit_) {
@@ -64,6 +68,28 @@ std::optional<std::string_view> TextModeLines::Next() {
         position_ += length;
     }
     return UpToNul(rest.substr(0, length));
+}
+
+void LineRun::Add(std::string& bytes, std::string_view line) {
+    if (Continues(line)) {
+        lines_ = {lines_.data(), lines_.size() + kLineBreak.size() + line.size()};
+    } else {
+        End(bytes);
+        lines_ = line;
+    }
+}
+
+void LineRun::End(std::string& bytes) {
+    if (lines_.empty()) return;
+    if (!bytes.empty()) bytes.append(kLineBreak);
+    bytes.append(lines_);
+    lines_ = {};
+}
+
+bool LineRun::Continues(std::string_view line) const {
+    const char* const end = lines_.data() + lines_.size();
+    return !lines_.empty() && line.data() == end + kLineBreak.size() && end[0] == '\r' &&
+           end[1] == '\n';
 }
 
 std::string_view LineText(std::string_view piece) {

@@ -41,15 +41,38 @@ class LineReader {
 class TextModeLines {
   public:
     // `bytes` must outlive the lines. `bufferSize` is LineReader's.
-    TextModeLines(std::string_view bytes, std::size_t bufferSize);
+    TextModeLines(std::string_view bytes, std::size_t bufferSize)
+        : bytes_(bytes), pieceLimit_(bufferSize - 1) {}
 
     // The text of the next piece, or nothing at the end.
     std::optional<std::string_view> Next();
+
+    // The bytes, up to the text's end once it was reached, and where in them the next piece begins.
+    std::string_view Bytes() const { return bytes_; }
+    std::size_t Position() const { return position_; }
+    // Goes to the beginning of a line that lies before the text's end.
+    void MoveTo(std::size_t lineBegin) { position_ = lineBegin; }
 
   private:
     std::string_view bytes_;
     std::size_t pieceLimit_;
     std::size_t position_ = 0;
+};
+
+// Copies lines of a text mode file that are to stand as they are in a new one: neighbours in the
+// file, a CR LF pair apart, are copied together. A line brings its break along from the second on.
+class LineRun {
+  public:
+    // `line`, not empty, must stay in its file until the run ends. Breaks between lines are the
+    // file's; where they cannot be, what was there before is first appended to `bytes`.
+    void Add(std::string& bytes, std::string_view line);
+    // Appends what is left. To be called before `bytes` is appended to in another way or used.
+    void End(std::string& bytes);
+
+  private:
+    bool Continues(std::string_view line) const;
+
+    std::string_view lines_;
 };
 
 // What the system makes of a piece: the text up to its first NUL, without its line break.

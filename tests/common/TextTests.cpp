@@ -139,6 +139,19 @@ TEST(ParseInteger, NeverFails) {
     EXPECT_EQ(ParseInt64("99999999999"), 99999999999);
 }
 
+// Every text of up to four bytes around the digits, alone and as the end of longer numbers.
+TEST(IsPrintedInt32, IsTrueOfWhatIsPrintedAgainAlone) {
+    for (const std::string& text : AllTexts("019-/:", 4)) {
+        for (const char* front : {"", "1", "12345", "199999", "2000000", "12345678"}) {
+            const std::string number = front + text;
+            std::string printed;
+            AppendDecimal(printed, ParseInt32(number));
+            const bool isRare = printed[0] == '-' || ParseInt32(number) >= 2'000'000'000;
+            ASSERT_EQ(IsPrintedInt32(number), number == printed && !isRare) << number;
+        }
+    }
+}
+
 TEST(FormatPath, IsLiteralAndBounded) {
     EXPECT_EQ(FormatPath("%s\\%s.CAL", {"", "a%sb"}), "\\a%sb.CAL");
     EXPECT_EQ(FormatPath("%s\\x", {std::string(2000, 'a')}), std::string(1023, 'a'));

@@ -1,0 +1,111 @@
+// The lines of a text mode file whose fields are separated by tabs, in one pass over its bytes.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "common/ByteCursor.h"
+#include "common/TextFile.h"
+
+namespace tarnwick {
+
+// A line of just so many fields.
+template <std::size_t kFields>
+class PlainLine {
+  public:
+    std::string_view Text() const { return View(0, kFields); }
+    // Field `number` from 0.
+    std::string_view operator[](std::size_t number) const { return View(number, number + 1); }
+
+  private:
+    template <std::size_t>
+    friend class TabbedLines;
+
+    std::string_view View(std::size_t from, std::size_t to) const {
+        return {begins_[from], static_cast<std::size_t>(begins_[to] - begins_[from] - 1)};
+    }
+
+    // Where each field begins, and one byte behind the end: single pointers, since views that are
+    // written as two words and read at once as one cost more than the search for them.
+    std::array<const char*, kFields + 1> begins_;
+};
+
+template <std::size_t kFields>
+class TabbedLines {
+  public:
+    // `bytes` must outlive the lines. `bufferSize` is LineReader's.
+    TabbedLines(std::string_view bytes, std::size_t bufferSize)
+        : lines_(bytes, bufferSize),
+          pieceLimit_(bufferSize - 1),
+          ends_(lines_.Bytes(), lines_.Position()) {}
+
+    // Takes the next line if it has just so many fields, a line break and no other character that
+    // might end it, as nearly all are; anything else is left to Next.
+    bool TakePlain(PlainLine<kFields>& line) {
+        const std::string_view bytes = lines_.Bytes();
+        const std::size_t begin = lines_.Position();
+        std::size_t at = begin;
+        // A copy, which stays in registers.
+        ByteCursor<FieldEnds> ends = ends_;
+        line.begins_[0] = bytes.data() + begin;
+        for (std::size_t field = 1; field < kFields; ++field) {
+            at = ends.Next();
+            if (at >= bytes.size() || bytes[at] != '\t') return Leave();
+            line.begins_[field] = bytes.data() + at + 1;
+        }
+        at = ends.Next();
+        if (at >= bytes.size() || bytes[at] != '\n' || at - begin >= pieceLimit_) return Leave();
+        const bool isPair = at > begin && bytes[at - 1] == '\r';
+        line.begins_[kFields] = bytes.data() + at + (isPair ? 0 : 1);
+        lines_.MoveTo(at + 1);
+        ends_ = ends;
+        return true;
+    }
+
+    // The text of the next line, as TextModeLines gives it.
+    std::optional<std::string_view> Next() {
+        const auto line = lines_.Next();
+        Leave();
+        return line;
+    }
+
+    // Passes over the next lines, as long as `pass`, which is given where each one's text ends,
+    // wants it, it is no shorter than a word and nothing but its line feed might end it. Whether
+    // there was any.
+    template <typename Pass>
+    bool PassWhile(Pass pass) {
+        constexpr std::size_t kShortest = sizeof(std::uint64_t) + 1;
+        const std::string_view bytes = lines_.Bytes();
+        std::size_t begin = lines_.Position();
+        ByteCursor<LineEnds> lineEnds(bytes, begin);
+        for (;;) {
+            const std::size_t at = lineEnds.Next();
+            if (at >= bytes.size() || bytes[at] != '\n') break;
+            // One comparison for both: a shorter one's difference is larger than any.
+            if (at - begin - kShortest >= pieceLimit_ - kShortest) break;
+            const char* const lineFeed = bytes.data() + at;
+            if (!pass(lineFeed[-1] == '\r' ? lineFeed - 1 : lineFeed)) break;
+            begin = at + 1;
+        }
+        if (begin == lines_.Position()) return false;
+        lines_.MoveTo(begin);
+        Leave();
+        return true;
+    }
+
+  private:
+    // Brings the cursor to the next line.
+    bool Leave() {
+        ends_ = {lines_.Bytes(), lines_.Position()};
+        return false;
+    }
+
+    TextModeLines lines_;
+    std::size_t pieceLimit_;
+    ByteCursor<FieldEnds> ends_;
+};
+
+}  // namespace tarnwick
