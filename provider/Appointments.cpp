@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "common/Files.h"
-#include "common/FileSource.h"
 #include "common/Text.h"
 #include "provider/CalendarLock.h"
 #include "provider/CalendarPaths.h"
@@ -67,8 +66,9 @@ ChangedFiles FilesOf(const CalendarNames& names) {
 bool CreateCalendar(const std::string& path, const CalendarEntry& entry) {
     CalendarBuilder content(0);
     content.Append(entry);
+    const std::string bytes = content.TakeBytes();
     NewFile calendar(path);
-    if (!calendar.IsOpen() || !calendar.Write(content.Bytes())) return false;
+    if (!calendar.IsOpen() || !calendar.Write(bytes)) return false;
     calendar.Keep();
     return true;
 }
@@ -87,12 +87,11 @@ struct Change {
 
 // Reads the open calendar and writes what the change makes of it into the open replacement.
 Change WriteChanged(File& calendar, NewFile& replacement, const CalendarChange& change) {
-    const auto size = static_cast<std::size_t>(calendar.Size().value_or(0));
-    FileSource source(calendar);
-    CalendarReader reader(source);
-    const ChangedCalendar changed = ChangeCalendar(reader, size, change);
-    if (reader.Failed() || !replacement.Write(changed.content.Bytes())) return {};
-    return {Outcome::Swapped, changed.matched, changed.content.Lines()};
+    const auto bytes = calendar.ReadToEnd();
+    if (!bytes) return {};
+    const ChangedCalendar changed = ChangeCalendar(bytes->View(), change);
+    if (!replacement.Write(changed.bytes)) return {};
+    return {Outcome::Swapped, changed.matched, changed.lines};
 }
 
 // Changes an existing calendar through its replacement and swaps that in, which ends the block.
@@ -114,20 +113,15 @@ Change ReplaceCalendar(const ChangedFiles& files, CalendarBlock& block,
     return done;
 }
 
-// Takes the last entry that matches; the record is written when all could be read. Each match
-// becomes the ID that is looked for, so an empty one means the first entry's from there on.
+// Takes the last entry that matches. Each match becomes the ID that is looked for, so an empty one
+// means the first entry's from there on.
 bool TakeLastMatch(CalendarReader& calendar, AppointmentRecord& record) {
-    AppointmentRecord last = record;
     bool found = false;
-    while (calendar.Next()) {
-        const CalendarLine& line = calendar.Line();
-        if (line.blank || !MatchesId(FieldText(last.appointmentId), line.id)) continue;
-        StoreEntry(last, EntryIn(line));
+    while (calendar.NextMatch(FieldText(record.appointmentId))) {
+        StoreEntry(record, EntryIn(calendar.Line()));
         found = true;
     }
-    if (!found || calendar.Failed()) return false;
-    record = last;
-    return true;
+    return found;
 }
 
 // Takes the first entry behind this thread's position that matches. The position moves over every
@@ -143,8 +137,6 @@ bool TakeNextMatch(CalendarReader& calendar, AppointmentRecord& record) {
         ++position;
         found = MatchesId(wanted, calendar.Line().id);
     }
-    // What stands before a failed read may be half a line, which the next call shall see whole.
-    if (calendar.Failed()) return false;
     if (found) StoreEntry(record, EntryIn(calendar.Line()));
     SetFindPosition(position);
     return found;
@@ -153,10 +145,12 @@ bool TakeNextMatch(CalendarReader& calendar, AppointmentRecord& record) {
 bool ReadCalendar(const CalendarNames& names, AppointmentRecord& record,
                   bool (*take)(CalendarReader&, AppointmentRecord&)) {
     File calendar(CalendarFile(names), kOpenRead);
-    // One that does not open has no lines, and the finder's position stays where it was.
+    // One that does not open has no lines, nor has one that cannot be read to its end: the record
+    // and the finder's position stay as they were.
     if (!calendar.IsOpen()) return false;
-    FileSource source(calendar);
-    CalendarReader reader(source);
+    const auto bytes = calendar.ReadToEnd();
+    if (!bytes) return false;
+    CalendarReader reader(bytes->View());
     return take(reader, record);
 }
 

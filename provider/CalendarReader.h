@@ -1,18 +1,14 @@
 // Reading a calendar line by line, with the C runtime's rules for text files: CR LF pairs are line
 // breaks, Ctrl-Z ends the text, and a line of more than 1023 characters comes in pieces that count
-// as lines of their own. One pass over large blocks, no allocation a line. See
-// docs/calendar-file.md.
+// as lines of their own. One pass, no allocation and no copy. See docs/calendar-file.md.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <optional>
 #include <string_view>
 
-#include "common/ByteSource.h"
-#include "provider/ControlCursor.h"
+#include "common/TabbedLines.h"
+#include "common/Text.h"
 
 namespace tarnwick {
 
@@ -21,16 +17,22 @@ struct CalendarLine {
     std::string_view start;
     std::string_view end;
     std::string_view id;
-    bool blank;
+    std::string_view text;  // all of it, without its break
 };
+
+// Whether an entry with `id` is meant by `wanted`: equal without regard to case, or any when empty.
+inline bool MatchesId(std::string_view wanted, std::string_view id) {
+    // Callers enumerate and remove whole calendars with an empty one.
+    if (wanted.empty()) return true;
+    // IDs of one calendar often begin alike, so the last character tells most of them apart.
+    return wanted.size() == id.size() && LowerAscii(wanted.back()) == LowerAscii(id.back()) &&
+           EqualsIgnoreCase(wanted, id);
+}
 
 class CalendarReader {
   public:
-    static constexpr std::uint32_t kBlockSize = 1U << 16;
-    static constexpr std::uint32_t kLeastBlockSize = 2048;
-
-    // `source` must outlive the reader.
-    explicit CalendarReader(ByteSource& source, std::uint32_t blockSize = kBlockSize);
+    // `bytes` is the calendar as it lies on disk; it must outlive the reader and its lines.
+    explicit CalendarReader(std::string_view bytes) : lines_(bytes, kLineCapacity) {}
 
     // Goes to the next line, whatever it holds; false at the end. What is missing of a line is
     // taken from what stands before: without a tab it ends when it starts and keeps the ID of the
@@ -38,45 +40,21 @@ class CalendarReader {
     bool Next();
     const CalendarLine& Line() const { return line_; }
 
+    // Goes to the next line that is not empty and whose ID is meant by `id`; false at the end.
+    bool NextMatch(std::string_view id);
+
     // Passes over the first `count` lines, unread; fewer when the calendar has fewer. The result is
     // how many there were. To be called before the first line is read.
     std::int32_t Skip(std::int32_t count);
 
-    // Whether a read failed; the lines then ended there.
-    bool Failed() const { return failed_; }
-
   private:
-    // Where a piece's text ends and its tabs stand; the text's end where there is none.
-    struct Piece {
-        std::size_t begin;
-        std::size_t firstTab;
-        std::size_t secondTab;
-        std::size_t end;
-    };
+    static constexpr std::size_t kLineCapacity = 1024;
 
-    bool HasPiece();
-    bool TakePlainLine();
-    Piece TakePiece();
-    std::size_t EndPiece(std::size_t begin, std::size_t at);
-    std::int32_t SkipWindows(std::int32_t count);
-    void Refill();
-    void MoveTo(std::size_t position);
-    std::string_view View(std::size_t from, std::size_t to) const {
-        return {block_.get() + from, to - from};
-    }
+    bool TakeDamagedLine();
+    void PassOthers(std::string_view id);
 
-    ByteSource& source_;
-    std::uint32_t blockSize_;
-    // Bytes up to filled_, and line feeds behind them at which every search ends.
-    std::unique_ptr<char[]> block_;
-    std::size_t position_ = 0;
-    std::size_t filled_ = 0;
-    bool ended_ = false;
-    bool failed_ = false;
-    ControlCursor controls_;
+    TabbedLines<3> lines_;
     CalendarLine line_{};
-    // Holds the line's ID when its block is gone.
-    std::array<char, 1024> keptId_;
 };
 
 }  // namespace tarnwick

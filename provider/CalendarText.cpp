@@ -1,9 +1,9 @@
 #include "provider/CalendarText.h"
 
 #include <charconv>
+#include <utility>
 
 #include "common/Text.h"
-#include "common/TextFile.h"
 
 namespace tarnwick {
 namespace {
@@ -18,6 +18,13 @@ char* PutField(char* at, std::int32_t number) {
     return at;
 }
 
+// Whether the line stands in its file as it would be written.
+bool IsPrintedForm(const CalendarLine& line) {
+    // A line that lacks a tab has more in its parts than in its text.
+    const std::size_t parts = line.start.size() + 1 + line.end.size() + 1 + line.id.size();
+    return parts == line.text.size() && IsPrintedInt32(line.start) && IsPrintedInt32(line.end);
+}
+
 }  // namespace
 
 // Rewritten from its entry a line loses leading zeros, plus signs and spaces of its numbers: kept
@@ -27,9 +34,10 @@ CalendarEntry EntryIn(const CalendarLine& line) {
 }
 
 void CalendarBuilder::Append(const CalendarEntry& entry) {
+    run_.End(bytes_);
     char head[kLargestLineHead];
     char* at = head;
-    if (lines_ > 0) {
+    if (!bytes_.empty()) {
         *at++ = '\r';
         *at++ = '\n';
     }
@@ -39,24 +47,34 @@ void CalendarBuilder::Append(const CalendarEntry& entry) {
     ++lines_;
 }
 
-ChangedCalendar ChangeCalendar(CalendarReader& calendar, std::size_t size,
-                               const CalendarChange& change) {
-    ChangedCalendar changed{CalendarBuilder(size + kLargestLineHead + change.entry.id.size()),
-                            false};
+void CalendarBuilder::Append(const CalendarLine& line) {
+    if (!IsPrintedForm(line)) return Append(EntryIn(line));
+    run_.Add(bytes_, line.text);
+    ++lines_;
+}
+
+std::string CalendarBuilder::TakeBytes() {
+    run_.End(bytes_);
+    return std::move(bytes_);
+}
+
+ChangedCalendar ChangeCalendar(std::string_view bytes, const CalendarChange& change) {
+    CalendarBuilder content(bytes.size() + kLargestLineHead + change.entry.id.size());
+    bool matched = false;
+    CalendarReader calendar(bytes);
     while (calendar.Next()) {
         const CalendarLine& line = calendar.Line();
-        if (line.blank) continue;
+        if (line.text.empty()) continue;
         const bool matches = MatchesId(change.wantedId, line.id);
-        changed.matched = changed.matched || matches;
+        matched = matched || matches;
         if (!matches || change.action == MatchAction::Keep) {
-            changed.content.Append(EntryIn(line));
+            content.Append(line);
         } else if (change.action == MatchAction::Replace) {
-            changed.content.Append(change.entry);
+            content.Append(change.entry);
         }
     }
-    if (change.action == MatchAction::Keep && !changed.matched)
-        changed.content.Append(change.entry);
-    return changed;
+    if (change.action == MatchAction::Keep && !matched) content.Append(change.entry);
+    return {content.TakeBytes(), content.Lines(), matched};
 }
 
 }  // namespace tarnwick

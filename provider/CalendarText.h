@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "common/Text.h"
+#include "common/TextFile.h"
 #include "provider/CalendarReader.h"
 
 namespace tarnwick {
@@ -18,15 +18,6 @@ struct CalendarEntry {
     std::string_view id;
 };
 
-// Whether an entry with `id` is meant by `wanted`: equal without regard to case, or any when empty.
-inline bool MatchesId(std::string_view wanted, std::string_view id) {
-    // Callers enumerate and remove whole calendars with an empty one.
-    if (wanted.empty()) return true;
-    // IDs of one calendar often begin alike, so the last character tells most of them apart.
-    return wanted.size() == id.size() && LowerAscii(wanted.back()) == LowerAscii(id.back()) &&
-           EqualsIgnoreCase(wanted, id);
-}
-
 // The entry in a line; numbers without digits are 0.
 CalendarEntry EntryIn(const CalendarLine& line);
 
@@ -36,12 +27,17 @@ class CalendarBuilder {
   public:
     explicit CalendarBuilder(std::size_t expectedSize) { bytes_.reserve(expectedSize); }
     void Append(const CalendarEntry& entry);
+    // Appends the line's entry. The line's text must stay where it is until all is built: lines
+    // that stand in their file as they are written are copied together.
+    void Append(const CalendarLine& line);
 
     int Lines() const { return lines_; }
-    const std::string& Bytes() const { return bytes_; }
+    // To be called once, behind the last line.
+    std::string TakeBytes();
 
   private:
     std::string bytes_;
+    LineRun run_;
     int lines_ = 0;
 };
 
@@ -56,13 +52,13 @@ struct CalendarChange {
 };
 
 struct ChangedCalendar {
-    CalendarBuilder content;
-    bool matched;
+    std::string bytes;
+    int lines = 0;
+    bool matched = false;
 };
 
-// The calendar after the change. Lines that do not match keep their order and their values; empty
-// ones are left out. `size` is what the calendar is expected to have, in bytes.
-ChangedCalendar ChangeCalendar(CalendarReader& calendar, std::size_t size,
-                               const CalendarChange& change);
+// The calendar after the change; `bytes` is what it was on disk. Lines that do not match keep their
+// order and their values; empty ones are left out.
+ChangedCalendar ChangeCalendar(std::string_view bytes, const CalendarChange& change);
 
 }  // namespace tarnwick

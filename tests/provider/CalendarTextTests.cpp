@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "provider/CalendarBucketName.h"
 #include "tests/provider/NaiveCalendar.h"
 
@@ -44,23 +46,28 @@ const struct {
 TEST(ChangeCalendar, GivesTheBytes) {
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.name);
-        testing::MemorySource source(row.before);
-        CalendarReader reader(source);
-        const ChangedCalendar changed = ChangeCalendar(reader, row.before.size(), row.change);
-        EXPECT_EQ(changed.content.Bytes(), row.after);
+        const ChangedCalendar changed = ChangeCalendar(row.before, row.change);
+        EXPECT_EQ(changed.bytes, row.after);
         EXPECT_EQ(changed.matched, row.matched);
-        EXPECT_EQ(changed.content.Lines() == 0, row.after.empty());
+        EXPECT_EQ(changed.lines == 0, row.after.empty());
+    }
+}
+
+TEST(ChangeCalendar, LinesThatAreCopiedTogetherReadAsIfEachWereWritten) {
+    std::mt19937 random(20110817);
+    for (int round = 0; round < 300; ++round) {
+        const std::string bytes = testing::LongText(random);
+        const auto lines = testing::NaiveLines(bytes);
+        ASSERT_EQ(ChangeCalendar(bytes, {"none", kDrop, {}}).bytes, testing::WrittenAnew(lines))
+            << "round " << round << ", " << ::testing::PrintToString(bytes);
     }
 }
 
 TEST(ChangeCalendar, ALineLongerThanAPieceBecomesTwo) {
     const std::string id(1100, 'x');
     const std::string before = "1\t2\t" + id;
-    testing::MemorySource source(before);
-    CalendarReader reader(source);
-    const ChangedCalendar changed = ChangeCalendar(reader, 0, {"C", kDrop, {}});
     // What stands behind the 1023rd character is a line without a tab.
-    EXPECT_EQ(changed.content.Bytes(),
+    EXPECT_EQ(ChangeCalendar(before, kCopy).bytes,
               "1\t2\t" + id.substr(0, 1019) + "\r\n0\t0\t" + id.substr(0, 1019));
 }
 

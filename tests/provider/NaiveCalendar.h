@@ -3,8 +3,6 @@
 #pragma once
 
 #include <algorithm>
-#include <cstring>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -46,37 +44,69 @@ inline std::vector<NaiveLine> NaiveLines(const std::string& bytes) {
     return lines;
 }
 
-// A file that lies in memory; its read number `failAt` (from 1) fails.
-class MemorySource : public ByteSource {
-  public:
-    explicit MemorySource(std::string_view bytes, int failAt = 0)
-        : bytes_(bytes), failAt_(failAt) {}
-    std::optional<std::size_t> Read(std::span<char> bytes) override {
-        if (++reads_ == failAt_) return std::nullopt;
-        const std::size_t count = std::min(bytes.size(), bytes_.size());
-        if (count != 0) std::memcpy(bytes.data(), bytes_.data(), count);
-        bytes_.remove_prefix(count);
-        return count;
-    }
-
-  private:
-    std::string_view bytes_;
-    int failAt_;
-    int reads_ = 0;
-};
-
 // What the reader makes of the same bytes, behind `skipped` lines.
-inline std::vector<NaiveLine> ReadLines(std::string_view bytes, std::int32_t skipped = 0,
-                                        std::uint32_t blockSize = CalendarReader::kBlockSize) {
+inline std::vector<NaiveLine> ReadLines(std::string_view bytes, std::int32_t skipped = 0) {
     std::vector<NaiveLine> lines;
-    MemorySource source(bytes);
-    CalendarReader reader(source, blockSize);
+    CalendarReader reader(bytes);
     if (reader.Skip(skipped) < skipped) return lines;
     while (reader.Next()) {
         const CalendarLine& line = reader.Line();
-        lines.emplace_back(line.start, line.end, line.id, line.blank);
+        lines.emplace_back(line.start, line.end, line.id, line.text.empty());
     }
     return lines;
+}
+
+inline std::vector<NaiveLine> ReadMatches(std::string_view bytes, std::string_view id) {
+    std::vector<NaiveLine> lines;
+    CalendarReader reader(bytes);
+    while (reader.NextMatch(id)) {
+        const CalendarLine& line = reader.Line();
+        lines.emplace_back(line.start, line.end, line.id, false);
+    }
+    return lines;
+}
+
+inline std::vector<NaiveLine> MatchesAmong(std::vector<NaiveLine> lines, std::string_view id) {
+    std::erase_if(lines, [&](const NaiveLine& line) {
+        return std::get<3>(line) || (!id.empty() && !EqualsIgnoreCase(id, std::get<2>(line)));
+    });
+    return lines;
+}
+
+// What a change that means no line leaves of the lines.
+inline std::string WrittenAnew(const std::vector<NaiveLine>& lines) {
+    std::string bytes;
+    for (const auto& [start, end, id, isBlank] : lines) {
+        if (isBlank) continue;
+        if (!bytes.empty()) bytes += "\r\n";
+        bytes += std::to_string(ParseInt32(start)) + "\t" + std::to_string(ParseInt32(end)) + "\t";
+        bytes += id;
+    }
+    return bytes;
+}
+
+// Lines as they are found and worse, some around the length at which they fall into pieces.
+template <typename Random>
+std::string LongText(Random& random) {
+    constexpr const char* kFields[] = {"7",  "1999999999",  "1312365600", "-3", "007", "2147483647",
+                                       "+5", "99999999999", "x1",         "",   "0",   "12:45678"};
+    const auto field = [&] { return kFields[random() % (random() % 4 == 0 ? 12 : 3)]; };
+    std::string bytes;
+    while (bytes.size() < 10000) {
+        std::string line = random() % 40 == 0 ? "" : field();
+        const unsigned tabs = random() % 4 == 0 ? random() % 4 : 2;
+        for (unsigned tab = 0; tab < tabs; ++tab) line += std::string("\t") + field();
+        const std::size_t wanted = random() % 8 == 0 ? 1019 + random() % 9 : random() % 60;
+        if (random() % 2 == 0 && line.size() < wanted) line.resize(wanted, "yY"[random() % 2]);
+        if (!line.empty() && random() % 40 == 0)
+            line[random() % line.size()] = "\0\x02\x1b"[random() % 3];
+        bytes += line;
+        if (random() % 50 == 0) bytes += '\r';
+        bytes += random() % 4 == 0 ? "\n" : "\r\n";
+    }
+    if (random() % 8 == 0) bytes[random() % bytes.size()] = '\x1a';
+    bytes.resize(bytes.size() - random() % 3);
+    return bytes;
 }
 
 }  // namespace tarnwick::testing
