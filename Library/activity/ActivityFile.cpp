@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 
 #include "common/Scan.h"
 #include "common/Text.h"
@@ -10,49 +9,21 @@
 namespace tarnwick {
 namespace {
 
-constexpr std::size_t kFieldCount = 9;
-constexpr std::int64_t kLargestNumber = std::numeric_limits<std::int32_t>::max();
-constexpr std::size_t kMostDigits = std::numeric_limits<std::int32_t>::digits10 + 1;
+using FieldViews = std::array<std::string_view, ActivityEntry::kFieldCount>;
 
-// A line and its tabs up to that behind the ninth field.
-class Fields {
-  public:
-    explicit Fields(std::string_view line) : line_(line), tabCount_(FindEach(line, '\t', tabs_)) {}
-
-    // Field `number` from 1. Kept for compatibility: beyond the last it is the last one again, but
-    // a line without any tab has one field alone.
-    std::string_view operator[](std::size_t number) const {
-        if (number > 1 && tabCount_ == 0) return {};
-        const std::size_t at = std::min(number - 1, tabCount_);
-        const std::size_t begin = at == 0 ? 0 : tabs_[at - 1] + 1;
-        const std::size_t end = at == tabCount_ ? line_.size() : tabs_[at];
-        return line_.substr(begin, end - begin);
+// The fields of a line with any count of tabs. Kept for compatibility: beyond the last field it is
+// the last one again, but a line without any tab has one field alone.
+FieldViews FieldsOf(std::string_view line) {
+    FieldViews fields;
+    std::array<std::size_t, std::tuple_size_v<FieldViews>> tabs;
+    const std::size_t count = FindEach(line, '\t', tabs);
+    fields[0] = line.substr(0, count == 0 ? kNotFound : tabs[0]);
+    for (std::size_t field = 1; count != 0 && field < fields.size(); ++field) {
+        const std::size_t last = std::min(field, count);
+        const std::size_t begin = tabs[last - 1] + 1;
+        fields[field] = line.substr(begin, last == count ? kNotFound : tabs[last] - begin);
     }
-
-    bool AreNine() const { return tabCount_ + 1 == kFieldCount; }
-
-  private:
-    std::string_view line_;
-    std::array<std::size_t, kFieldCount> tabs_;
-    std::size_t tabCount_;
-};
-
-struct Number {
-    std::int32_t value;
-    // Whether printing the value gives the text. Not found out of a negative number, which is rare.
-    bool isPrintedForm;
-};
-
-Number ReadNumber(std::string_view text) {
-    if (text.empty() || text.size() > kMostDigits) return {ParseInt32(text), false};
-    std::int64_t value = 0;
-    for (const char digit : text) {
-        if (digit < '0' || digit > '9') return {ParseInt32(text), false};
-        value = value * 10 + (digit - '0');
-    }
-    const bool isPadded = text[0] == '0' && text.size() > 1;
-    const bool fits = value <= kLargestNumber;
-    return {static_cast<std::int32_t>(std::min(value, kLargestNumber)), fits && !isPadded};
+    return fields;
 }
 
 std::string_view FittingInto(std::size_t capacity, std::string_view text) {
@@ -77,32 +48,32 @@ std::string_view NotifyProtocolOf(std::string_view protocol) {
     return FittingInto(kSessionCapacity, protocol.substr(0, FindByte(protocol, '-')));
 }
 
-ActivityEntry::ActivityEntry(std::string_view line) : line_(line) {
-    const Fields fields(line);
-    const Number portNumber = ReadNumber(fields[5]);
-    // Kept for compatibility: 32 bits of a time that has 64 in a new entry.
-    const Number time = ReadNumber(fields[6]);
-    const Number instance = ReadNumber(fields[8]);
-    server = fields[1];
-    protocol = fields[2];
-    accountName = fields[3];
-    ipAddress = fields[4];
-    port = portNumber.value;
-    time_ = time.value;
-    folder = fields[7];
-    instanceNumber = instance.value;
+template <typename Fields>
+ActivityEntry::ActivityEntry(std::string_view line, const Fields& fields)
+    : line_(line), time_(fields[5]) {
+    server = fields[0];
+    protocol = fields[1];
+    accountName = fields[2];
+    ipAddress = fields[3];
+    port = ParseInt32(fields[4]);
+    folder = fields[6];
+    instanceNumber = ParseInt32(fields[7]);
     // Not cut: what is left of two long ones might be equal, and an empty one equals none.
-    serverSession = FittingInto(kSessionCapacity, fields[9]);
-    isCopiedForm_ = fields.AreNine() && portNumber.isPrintedForm && time.isPrintedForm &&
-                    instance.isPrintedForm && serverSession.size() == fields[9].size();
+    serverSession = FittingInto(kSessionCapacity, fields[8]);
+    isCopiedForm_ = IsPrintedInt32(fields[4]) && IsPrintedInt32(time_) &&
+                    IsPrintedInt32(fields[7]) && serverSession.size() == fields[8].size();
 }
 
+ActivityEntry::ActivityEntry(std::string_view line) : ActivityEntry(line, FieldsOf(line)) {
+    isCopiedForm_ = false;
+}
+
+ActivityEntry::ActivityEntry(const PlainLine<kFieldCount>& line)
+    : ActivityEntry(line.Text(), line) {}
+
 void ActivityEntry::AppendCopy(std::string& bytes) const {
-    if (isCopiedForm_) {
-        bytes.append(line_);
-    } else {
-        AppendFields(bytes, *this, time_);
-    }
+    // Kept for compatibility: 32 bits of a time that has 64 in a new entry.
+    AppendFields(bytes, *this, ParseInt32(time_));
 }
 
 void AppendNewEntry(std::string& bytes, const ClientConnection& connection, std::int64_t time) {
@@ -112,14 +83,17 @@ void AppendNewEntry(std::string& bytes, const ClientConnection& connection, std:
 }
 
 std::optional<ActivityEntry> ActivityReader::Next() {
-    std::optional<ActivityEntry> entry;
-    while (const auto line = lines_.Next()) {
+    PlainLine<ActivityEntry::kFieldCount> plain;
+    for (;;) {
+        const bool isPlain = lines_.TakePlain(plain);
+        const auto line = isPlain ? plain.Text() : lines_.Next();
+        if (!line) return std::nullopt;
         // Nine fields, however empty, take eleven characters.
         if (line->size() < kShortestActivityLine) continue;
-        entry.emplace(*line);
-        break;
+        // Made where it is returned: an empty one would be cleared first.
+        if (isPlain) return std::optional<ActivityEntry>(std::in_place, plain);
+        return std::optional<ActivityEntry>(std::in_place, *line);
     }
-    return entry;
 }
 
 bool IsStaleSessionEntry(std::string_view server, const ActivityEntry& entry,
@@ -139,13 +113,19 @@ bool IsSameConnection(std::string_view server, std::string_view /*protocol*/,
 }
 
 void RewrittenActivity::BeginEntry() {
+    run_.End(bytes);
     // The break stands before each entry but the first, so that no file ends with one.
     if (written++ != 0) bytes.append("\r\n");
 }
 
 void RewrittenActivity::Add(const ActivityEntry& entry) {
-    BeginEntry();
-    entry.AppendCopy(bytes);
+    if (const std::string_view line = entry.CopiedLine(); !line.empty()) {
+        run_.Add(bytes, line);
+        ++written;
+    } else {
+        BeginEntry();
+        entry.AppendCopy(bytes);
+    }
 }
 
 void RewrittenActivity::Add(std::string_view entryBytes) {
@@ -171,6 +151,7 @@ RewrittenActivity RewriteActivity(std::string_view oldBytes, EntryRule& rule,
                 break;
         }
     }
+    rewritten.EndCopying();
     return rewritten;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "common/TabbedLines.h"
 #include "common/TextFile.h"
 
 namespace tarnwick {
@@ -40,18 +41,25 @@ std::string_view NotifyProtocolOf(std::string_view protocol);
 // one again; a line without any tab is its Server and leaves the others empty.
 class ActivityEntry : public ClientConnection {
   public:
+    static constexpr std::size_t kFieldCount = 9;
+
     explicit ActivityEntry(std::string_view line);
+    explicit ActivityEntry(const PlainLine<kFieldCount>& line);
 
     std::string_view NotifyProtocol() const { return NotifyProtocolOf(protocol); }
 
-    // Appends the entry as it is copied into a rewritten file: the numbers, the time too, as 32-bit
-    // ones, which is all that is kept of a later time.
+    // The line, when it is the entry as it is copied into a rewritten file; otherwise empty.
+    std::string_view CopiedLine() const { return isCopiedForm_ ? line_ : std::string_view(); }
+    // Appends the entry as it is copied: the numbers, the time too, as 32-bit ones, which is all
+    // that is kept of a later time.
     void AppendCopy(std::string& bytes) const;
 
   private:
+    template <typename Fields>
+    ActivityEntry(std::string_view line, const Fields& fields);
+
     std::string_view line_;
-    std::int32_t time_ = 0;
-    // Whether the copied form is the line itself.
+    std::string_view time_;
     bool isCopiedForm_ = false;
 };
 
@@ -67,7 +75,7 @@ class ActivityReader {
     std::optional<ActivityEntry> Next();
 
   private:
-    TextModeLines lines_;
+    TabbedLines<ActivityEntry::kFieldCount> lines_;
 };
 
 // Whether an earlier run of the process `server` left the entry: same server, same NotifyProtocol,
@@ -98,9 +106,13 @@ struct RewrittenActivity {
     // Appends an entry in its copied form, or a text that stands for one.
     void Add(const ActivityEntry& entry);
     void Add(std::string_view entryBytes);
+    // To be called when the entries of the old file are through, before its bytes go.
+    void EndCopying() { run_.End(bytes); }
 
   private:
     void BeginEntry();
+
+    LineRun run_;
 };
 
 // Rewrites a whole file: asks `rule` for each entry in order. `replacement` is what AppendNewEntry
