@@ -105,8 +105,8 @@ int main(int argumentCount, char** arguments) {
     const Paths paths{ScratchPath()};
     CreateDirectoryA(paths.folder.c_str(), nullptr);
     const double ten = Measure(report, paths, 10, 1.1);
-    const double thousand = Measure(report, paths, 1000, 2);
-    const double tenThousand = Measure(report, paths, 10000, 2);
+    const double thousand = Measure(report, paths, 1000, 1.6);
+    const double tenThousand = Measure(report, paths, 10000, 1.6);
     // Linear: what a connection costs more in the large file than in the middle one.
     report.AtMost("a connection's cost, 1000 to 10000 over 10 to 1000",
                   (tenThousand - thousand) / 9000, (thousand - ten) / 990, 1.5);

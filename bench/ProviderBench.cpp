@@ -86,6 +86,13 @@ class Calendar {
         ReadWhole();
     }
 
+    // Asks for the block file by its name, a third of what the search costs.
+    void RawFind() {
+        CreateDirectoryA(folder_.c_str(), nullptr);
+        GetFileAttributesA(block_.c_str());
+        ReadWhole();
+    }
+
     void RawAdd() {
         CreateDirectoryA(folder_.c_str(), nullptr);
         CloseHandle(CreateFileA(block_.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
@@ -188,10 +195,10 @@ PairTimes TimesOfEnumeration(const Module& module, Calendar& calendar, int lines
         }
         Require(found == lines ? 1 : 0);
     };
-    const auto readAsOften = [&] {
-        for (int call = 0; call <= lines; ++call) calendar.ReadWhole();
+    const auto callAsOften = [&] {
+        for (int call = 0; call <= lines; ++call) calendar.RawFind();
     };
-    return BestAfter([] {}, enumerate, readAsOften, rounds);
+    return BestAfter([] {}, enumerate, callAsOften, rounds);
 }
 
 void Compare(BenchReport& report, const Module& module, Calendar& calendar) {
@@ -200,19 +207,26 @@ void Compare(BenchReport& report, const Module& module, Calendar& calendar) {
     const auto row = [&](const char* name, PairTimes times, double goal) {
         report.AtMost(name, times.ours / 1000, times.other / 1000, goal, "us");
     };
+    const auto linear = [&](const char* name, PairTimes twice, PairTimes once, double times) {
+        report.AtMost(name, twice.ours / 1000, times * once.ours / 1000, 1.1, "us");
+    };
     row("AppointmentAdd, 20 lines, over its system calls",
-        TimesOfAdd(module, calendar, kSmall, 1000), 1.1);
-    const PairTimes large = TimesOfAdd(module, calendar, kLarge, 300);
-    row("AppointmentAdd, 10 000 lines, over its system calls", large, 2);
-    const PairTimes twice = TimesOfAdd(module, calendar, 2 * kLarge, 200);
-    report.AtMost("AppointmentAdd, 20 000 lines, over twice 10 000", twice.ours / 1000,
-                  2 * large.ours / 1000, 1.1, "us");
+        TimesOfAdd(module, calendar, kSmall, 1000), 1.05);
+    const PairTimes add = TimesOfAdd(module, calendar, kLarge, 300);
+    row("AppointmentAdd, 10 000 lines, over its system calls", add, 1.3);
+    linear("AppointmentAdd, 20 000 lines, over twice 10 000",
+           TimesOfAdd(module, calendar, 2 * kLarge, 200), add, 2);
     row("AppointmentGet, 20 lines, over its system calls",
         TimesOfGet(module, calendar, kSmall, 2000), 1.1);
-    row("AppointmentGet, 10 000 lines, over its system calls",
-        TimesOfGet(module, calendar, kLarge, 500), 2);
-    row("Find all of 10 000 lines, over reading as often",
-        TimesOfEnumeration(module, calendar, kLarge, 2), 2);
+    const PairTimes get = TimesOfGet(module, calendar, kLarge, 500);
+    row("AppointmentGet, 10 000 lines, over its system calls", get, 1.2);
+    linear("AppointmentGet, 20 000 lines, over twice 10 000",
+           TimesOfGet(module, calendar, 2 * kLarge, 500), get, 2);
+    const PairTimes half = TimesOfEnumeration(module, calendar, kLarge / 2, 4);
+    const PairTimes all = TimesOfEnumeration(module, calendar, kLarge, 4);
+    row("Find all of 10 000 lines, over their system calls", all, 1.4);
+    // Each call is linear, and there are twice as many.
+    linear("Find all of 10 000 lines, over four times 5 000", all, half, 4);
 }
 
 }  // namespace
