@@ -32,7 +32,7 @@ inline bool BeginsWith(std::string_view text, std::string_view prefix) {
 
 // What may be read, and overwritten in a buffer, behind the bytes that count, so that texts can be
 // worked on in whole lanes.
-inline constexpr std::size_t kSlack = 32;
+inline constexpr std::size_t kSlack = 16;
 
 // Has kSlack bytes behind what it holds or has room for.
 class ByteBuffer {

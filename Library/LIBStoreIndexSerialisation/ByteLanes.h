@@ -13,7 +13,7 @@
 namespace tarnwick {
 
 inline constexpr std::size_t kLane = sizeof(__m128i);
-static_assert(2 * kLane <= kSlack);
+static_assert(kLane <= kSlack);
 
 inline __m128i LoadLane(const char* bytes) {
     __m128i lane;

@@ -60,7 +60,7 @@ void IdTable::Place(Slot slot) {
 // Doubles the table, or only sweeps removed numbers out when these fill it.
 void IdTable::Rebuild() {
     std::size_t size = kLeastSlots;
-    while (size < live_ * 2) size *= 2;
+    while (size < live_ * 4) size *= 2;
     const std::vector<Slot> old = std::exchange(slots_, std::vector<Slot>(size, {0, kFree}));
     mask_ = size - 1;
     used_ = live_;

@@ -21,8 +21,10 @@ void IndexEntryDraft::Begin(PropertyNames& names) {
 
 void IndexEntryDraft::MakeRoom() {
     constexpr std::size_t kLeast = 16;
-    names_.resize(std::max(kLeast, 2 * count_));
-    ends_.resize(names_.size());
+    const std::size_t room = std::max(kLeast, 2 * count_);
+    // The names' size tells the room, so that it grows last: memory may be short between.
+    ends_.resize(room);
+    names_.resize(room);
 }
 
 // It stands first, whatever was set before it.

@@ -38,6 +38,7 @@ class IndexParser {
     void TakeEntryEnd();
     void TakeAttributes(std::string_view tag);
     bool IsToBeSkipped(const TagAttribute& attribute);
+    void BeginEntry();
     void StoreAttribute(const TagAttribute& attribute);
     void CheckUidOrder(std::uint32_t uid);
     void TakePropertyTag(std::string_view name, bool isEnd);

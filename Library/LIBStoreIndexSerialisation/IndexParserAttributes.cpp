@@ -24,10 +24,17 @@ void IndexParser::TakeAttributes(std::string_view tag) {
         const auto attribute = TakeTagAttribute(rest);
         if (!attribute) return Malformed({malformation::kBadAttribute, tag, "]"});
         // Older files stand in order of position.
-        if (attribute->name == kUid && currentFormat_) CheckUidOrder(ParseUid(attribute->value));
+        const bool isUid = attribute->name == kUid;
+        const std::uint32_t uid = isUid ? ParseUid(attribute->value) : 0;
+        if (isUid && currentFormat_) CheckUidOrder(uid);
         entrySkipped_ = IsToBeSkipped(*attribute);
         if (entrySkipped_) return;
-        StoreAttribute(*attribute);
+        BeginEntry();
+        if (isUid) {
+            draft_.SetUid(uid);
+        } else {
+            StoreAttribute(*attribute);
+        }
     }
 }
 
@@ -42,17 +49,18 @@ bool IndexParser::IsToBeSkipped(const TagAttribute& attribute) {
     return load_.fileExists && !load_.fileExists(attribute.value);
 }
 
+// Its first attribute makes an entry live.
+void IndexParser::BeginEntry() {
+    if (entryLive_) return;
+    draft_.Begin(index_.Names());
+    entryLive_ = true;
+    entryOffset_ = reader_.TagOffset();
+}
+
 void IndexParser::StoreAttribute(const TagAttribute& attribute) {
-    if (!entryLive_) {
-        draft_.Begin(index_.Names());
-        entryLive_ = true;
-        entryOffset_ = reader_.TagOffset();
-    }
     if (IsId(attribute.name)) {
         draft_.SetId(attribute.value);
         entryHasId_ = true;
-    } else if (attribute.name == kUid) {
-        draft_.SetUid(ParseUid(attribute.value));
     } else if (IsStorablePropertyName(attribute.name)) {
         draft_.SetProperty(attribute.name, attribute.value);
     }

@@ -30,12 +30,14 @@ void PropertyNames::MakeQuick(const PropertyName& name) {
 }
 
 const PropertyNameSet* PropertyNames::SetOf(std::span<const PropertyName* const> names) {
+    // Often the set of the entry before.
+    if (last_ != nullptr && std::ranges::equal(last_->Names(), names)) return last_;
     const std::uint32_t hash =
         table_.Hash({reinterpret_cast<const char*>(names.data()), names.size_bytes()});
     const auto found = table_.Find(hash, [&](std::uint32_t number) {
         return std::ranges::equal(sets_[number]->Names(), names);
     });
-    if (found) return sets_[*found];
+    if (found) return last_ = sets_[*found];
     const auto comesBefore = [](const PropertyName* left, const PropertyName* right) {
         return left->Text() < right->Text();
     };
@@ -43,7 +45,7 @@ const PropertyNameSet* PropertyNames::SetOf(std::span<const PropertyName* const>
     table_.MakeRoom();
     sets_.push_back(&KeptSet(names));
     table_.Add(hash, static_cast<std::uint32_t>(sets_.size() - 1));
-    return sets_.back();
+    return last_ = sets_.back();
 }
 
 const PropertyNameSet& PropertyNames::KeptSet(std::span<const PropertyName* const> names) {
@@ -59,6 +61,7 @@ void PropertyNames::Clear() {
     arena_.Clear();
     table_.Clear();
     sets_.clear();
+    last_ = nullptr;
 }
 
 }  // namespace tarnwick

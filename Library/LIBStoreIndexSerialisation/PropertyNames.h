@@ -97,6 +97,7 @@ class PropertyNames {
     IndexArena arena_;
     IdTable table_;  // numbers are places in sets_
     std::vector<const PropertyNameSet*> sets_;
+    const PropertyNameSet* last_ = nullptr;  // that was asked for
 };
 
 }  // namespace tarnwick

@@ -65,7 +65,8 @@ TEST(Changes, LeaveTheIndexAsItWasWhenMemoryIsShort) {
         void (*change)(StoreIndex&);
     };
     const auto nothing = [](StoreIndex&) {};
-    const auto add = [](StoreIndex& index) { index.Add("An ID that needs memory"); };
+    // An ID that needs memory.
+    const auto add = [](StoreIndex& index) { index.Add(std::string(900, 'I')); };
     const auto remove = [](StoreIndex& index) { index.Remove(*index.FindById("2")); };
     const std::string value(40, 'v');
     const Row rows[] = {
