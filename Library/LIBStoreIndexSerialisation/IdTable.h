@@ -1,5 +1,5 @@
-// Finds the number of an entry by its ID: a hash table of eight bytes a slot, as little as a
-// look-up needs.
+// Finds a number by a text, as an entry by its ID: a hash table of eight bytes a slot, as little as
+// a look-up needs.
 #pragma once
 
 #include <cstdint>

@@ -1,9 +1,6 @@
 #include "Library/LIBStoreIndexSerialisation/IndexEscape.h"
 
-#include <algorithm>
 #include <cstddef>
-#include <cstring>
-#include <optional>
 
 #include "common/Scan.h"
 #include "Library/LIBStoreIndexSerialisation/ByteLanes.h"
@@ -134,24 +131,11 @@ unsigned AmpersandMask(__m128i lane) {
 
 // The entity that `text` begins with, or its ampersand alone.
 Piece EntityOrAmpersand(std::string_view text, bool forAttributeUse) {
-    // The second character tells most of them apart.
-    switch (text.size() > 1 ? text[1] : '\0') {
-        case 'l':
-            if (BeginsWith(text, "&lt;")) return {4, '<'};
-            break;
-        case 'g':
-            if (BeginsWith(text, "&gt;")) return {4, '>'};
-            break;
-        case 'a':
-            if (BeginsWith(text, "&amp;")) return {5, '&'};
-            if (forAttributeUse && BeginsWith(text, "&apos;")) return {6, '\''};
-            break;
-        case 'q':
-            if (forAttributeUse && BeginsWith(text, "&quot;")) return {6, '"'};
-            break;
-        default:
-            break;
-    }
+    if (BeginsWith(text, "&lt;")) return {4, '<'};
+    if (BeginsWith(text, "&gt;")) return {4, '>'};
+    if (BeginsWith(text, "&amp;")) return {5, '&'};
+    if (forAttributeUse && BeginsWith(text, "&quot;")) return {6, '"'};
+    if (forAttributeUse && BeginsWith(text, "&apos;")) return {6, '\''};
     return {1, '&'};
 }
 

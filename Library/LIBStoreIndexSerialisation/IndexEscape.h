@@ -35,12 +35,13 @@ struct UnescapedText {
     std::size_t size;
     bool IsNone() const { return length == std::string_view::npos; }
 };
+
 inline unsigned AmpersandOrTagMask(__m128i lane) {
     return BitsOf(_mm_or_si128(_mm_cmpeq_epi8(lane, _mm_set1_epi8('&')),
                                _mm_cmpeq_epi8(lane, _mm_set1_epi8('<'))));
 }
 
-// The same for a text whose first `plain` bytes were copied and are followed by an ampersand.
+// Goes on for UnescapeUpToTag behind `plain` copied bytes that an ampersand follows.
 UnescapedText UnescapeUpToTagFrom(std::size_t plain, char* to, std::string_view text);
 
 // Unescapes `text` up to its first "<" into the room of `output`, where it counts with Extend.

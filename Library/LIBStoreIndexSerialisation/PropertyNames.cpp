@@ -1,8 +1,5 @@
 #include "Library/LIBStoreIndexSerialisation/PropertyNames.h"
 
-#include <algorithm>
-#include <new>
-
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 
 namespace tarnwick {
@@ -13,8 +10,8 @@ PropertyName::PropertyName(std::string_view name) : length_(name.size()) {
 
 const PropertyName& PropertyNames::Learn(std::string_view name) {
     const auto known = names_.find(name);
-    if (known != names_.end()) return *known;
-    const PropertyName& learned = *names_.emplace(name).first;
+    if (known != names_.end()) return known->second;
+    const PropertyName& learned = names_.emplace(name, PropertyName(name)).first->second;
     // What looks like another kind of tag is not told by its bytes alone.
     if (IsStorablePropertyName(name)) MakeQuick(learned);
     return learned;
@@ -31,34 +28,25 @@ void PropertyNames::MakeQuick(const PropertyName& name) {
 
 const PropertyNameSet* PropertyNames::SetOf(std::span<const PropertyName* const> names) {
     // Often the set of the entry before.
-    if (last_ != nullptr && std::ranges::equal(last_->Names(), names)) return last_;
+    if (last_ != nullptr && last_->Holds(names)) return last_;
     const std::uint32_t hash =
         table_.Hash({reinterpret_cast<const char*>(names.data()), names.size_bytes()});
-    const auto found = table_.Find(hash, [&](std::uint32_t number) {
-        return std::ranges::equal(sets_[number]->Names(), names);
-    });
-    if (found) return last_ = sets_[*found];
-    const auto comesBefore = [](const PropertyName* left, const PropertyName* right) {
-        return left->Text() < right->Text();
+    const auto found =
+        table_.Find(hash, [&](std::uint32_t number) { return sets_[number].Holds(names); });
+    if (found) return last_ = &sets_[*found];
+    const auto isOutOfOrder = [](const PropertyName* left, const PropertyName* right) {
+        return left->Text() >= right->Text();
     };
-    if (std::ranges::adjacent_find(names, std::not_fn(comesBefore)) != names.end()) return nullptr;
+    if (std::ranges::adjacent_find(names, isOutOfOrder) != names.end()) return nullptr;
     table_.MakeRoom();
-    sets_.push_back(&KeptSet(names));
+    last_ = &sets_.emplace_back(names);
     table_.Add(hash, static_cast<std::uint32_t>(sets_.size() - 1));
-    return last_ = sets_.back();
-}
-
-const PropertyNameSet& PropertyNames::KeptSet(std::span<const PropertyName* const> names) {
-    char* const bytes = arena_.Allocate(sizeof(PropertyNameSet) + names.size_bytes());
-    auto* const kept = reinterpret_cast<const PropertyName**>(bytes + sizeof(PropertyNameSet));
-    std::ranges::copy(names, kept);
-    return *new (bytes) PropertyNameSet({kept, names.size()});
+    return last_;
 }
 
 void PropertyNames::Clear() {
     names_.clear();
     quick_.fill(nullptr);
-    arena_.Clear();
     table_.Clear();
     sets_.clear();
     last_ = nullptr;

@@ -2,10 +2,12 @@
 // entries carry. A folder has few names and few sets, so each is kept once and shared.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <deque>
 #include <functional>
-#include <set>
+#include <map>
 #include <span>
 #include <string>
 #include <string_view>
@@ -13,7 +15,6 @@
 
 #include "Library/LIBStoreIndexSerialisation/ByteLanes.h"
 #include "Library/LIBStoreIndexSerialisation/IdTable.h"
-#include "Library/LIBStoreIndexSerialisation/IndexArena.h"
 
 namespace tarnwick {
 
@@ -37,14 +38,17 @@ class PropertyName {
 // Names in ascending byte order, each once.
 class PropertyNameSet {
   public:
-    explicit PropertyNameSet(std::span<const PropertyName* const> names) : names_(names) {}
+    explicit PropertyNameSet(std::span<const PropertyName* const> names)
+        : names_(names.begin(), names.end()) {}
     std::size_t Count() const { return names_.size(); }
     const PropertyName& operator[](std::size_t index) const { return *names_[index]; }
     std::string_view Name(std::size_t index) const { return names_[index]->Text(); }
-    std::span<const PropertyName* const> Names() const { return names_; }
+    bool Holds(std::span<const PropertyName* const> names) const {
+        return std::ranges::equal(names_, names);
+    }
 
   private:
-    std::span<const PropertyName* const> names_;
+    std::vector<const PropertyName*> names_;
 };
 
 // What it hands out lives until Clear.
@@ -80,23 +84,11 @@ class PropertyNames {
     }
 
     void MakeQuick(const PropertyName& name);
-    const PropertyNameSet& KeptSet(std::span<const PropertyName* const> names);
 
-    struct ByText {
-        using is_transparent = void;
-        static std::string_view Text(const PropertyName& name) { return name.Text(); }
-        static std::string_view Text(std::string_view name) { return name; }
-        template <typename Left, typename Right>
-        bool operator()(const Left& left, const Right& right) const {
-            return Text(left) < Text(right);
-        }
-    };
-
-    std::set<PropertyName, ByText> names_;
+    std::map<std::string, PropertyName, std::less<>> names_;
     std::array<const PropertyName*, kQuick> quick_{};  // places modulo its size
-    IndexArena arena_;
-    IdTable table_;  // numbers are places in sets_
-    std::vector<const PropertyNameSet*> sets_;
+    std::deque<PropertyNameSet> sets_;
+    IdTable table_;                          // numbers are places in sets_
     const PropertyNameSet* last_ = nullptr;  // that was asked for
 };
 
