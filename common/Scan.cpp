@@ -110,26 +110,27 @@ std::size_t FindEither(std::string_view text, char first, char second, std::size
     });
 }
 
-std::size_t CountByte(std::string_view text, char byte) {
-    // A match is -1 in its byte of the lane; sums of a byte must be taken out before they overflow.
-    constexpr std::size_t kLanesPerSum = 255;
+std::size_t CountInWindows(std::string_view text, char byte, char unless) {
     const __m128i pattern = _mm_set1_epi8(byte);
+    const __m128i unlessPattern = _mm_set1_epi8(unless);
     const __m128i zero = _mm_setzero_si128();
     __m128i total = zero;
-    std::size_t at = 0;
-    while (text.size() - at >= kLane) {
-        const std::size_t lanes = std::min((text.size() - at) / kLane, kLanesPerSum);
+    __m128i found = zero;
+    for (std::size_t at = 0; at != text.size();) {
+        // A match is -1 in its byte of the lane; a window has too few lanes for one to overflow.
         __m128i sums = zero;
-        for (const std::size_t end = at + lanes * kLane; at != end; at += kLane) {
-            sums = _mm_sub_epi8(sums, _mm_cmpeq_epi8(LoadLane(text.data() + at), pattern));
+        for (const std::size_t end = at + kCountWindow; at != end; at += kLane) {
+            const __m128i lane = LoadLane(text.data() + at);
+            sums = _mm_sub_epi8(sums, _mm_cmpeq_epi8(lane, pattern));
+            found = _mm_or_si128(found, _mm_cmpeq_epi8(lane, unlessPattern));
         }
+        if (MatchMask(sums, zero) == 0xFFFF) return 0;
         total = _mm_add_epi64(total, _mm_sad_epu8(sums, zero));
     }
+    if (_mm_movemask_epi8(found) != 0) return 0;
     std::uint64_t halves[2];
     std::memcpy(halves, &total, sizeof halves);
-    auto count = static_cast<std::size_t>(halves[0] + halves[1]);
-    for (; at < text.size(); ++at) count += text[at] == byte ? 1 : 0;
-    return count;
+    return static_cast<std::size_t>(halves[0] + halves[1]);
 }
 
 std::size_t FindText(std::string_view text, std::string_view wanted, std::size_t from) {

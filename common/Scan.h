@@ -20,8 +20,10 @@ std::size_t FindEach(std::string_view text, char byte, std::span<std::size_t> po
 // Index of the first byte of `text` at or after `from` that is `first` or `second`, or kNotFound.
 std::size_t FindEither(std::string_view text, char first, char second, std::size_t from = 0);
 
-// How often `byte` occurs in `text`.
-std::size_t CountByte(std::string_view text, char byte);
+// How often `byte` occurs in `text`, whose size is a multiple of kCountWindow; 0 when one of its
+// windows of that size has none, or when `unless` occurs.
+inline constexpr std::size_t kCountWindow = 512;
+std::size_t CountInWindows(std::string_view text, char byte, char unless);
 
 // Index of the first occurrence of `wanted` in `text` at or after `from`, or kNotFound. An empty
 // `wanted` is found at `from` when that lies in or just behind the text.

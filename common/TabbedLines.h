@@ -91,9 +91,15 @@ class TabbedLines {
             begin = at + 1;
         }
         if (begin == lines_.Position()) return false;
-        lines_.MoveTo(begin);
-        Leave();
+        MoveTo(begin);
         return true;
+    }
+
+    // As of TextModeLines.
+    std::string_view Bytes() const { return lines_.Bytes(); }
+    void MoveTo(std::size_t lineBegin) {
+        lines_.MoveTo(lineBegin);
+        Leave();
     }
 
   private:

@@ -44,6 +44,8 @@ class Ending {
 
 }  // namespace
 
+static_assert(2 * kCountWindow <= CalendarReader::kLineCapacity);
+
 bool CalendarReader::Next() {
     PlainLine<3> plain;
     if (!lines_.TakePlain(plain)) return TakeDamagedLine();
@@ -79,7 +81,7 @@ bool CalendarReader::NextMatch(std::string_view id) {
 }
 
 std::int32_t CalendarReader::Skip(std::int32_t count) {
-    std::int32_t skipped = 0;
+    std::int32_t skipped = SkipStrides(count);
     while (skipped < count) {
         lines_.PassWhile([&](const char*) {
             if (skipped == count) return false;
@@ -89,6 +91,24 @@ std::int32_t CalendarReader::Skip(std::int32_t count) {
         if (skipped == count || !lines_.Next()) break;
         ++skipped;
     }
+    return skipped;
+}
+
+// Passes over lines by long strides of the text, at most `count`; gives how many.
+std::int32_t CalendarReader::SkipStrides(std::int32_t count) {
+    constexpr std::size_t kStride = 8 * kCountWindow;
+    std::int32_t skipped = 0;
+    std::size_t at = 0;
+    while (lines_.Bytes().size() - at >= kStride) {
+        // With a line feed in each window no line is longer than a piece.
+        const std::string_view stride(lines_.Bytes().data() + at, kStride);
+        const auto lines = static_cast<std::int32_t>(CountInWindows(stride, '\n', '\x1a'));
+        if (lines == 0 || lines > count - skipped) break;
+        skipped += lines;
+        at += kStride;
+    }
+    while (at > 0 && lines_.Bytes()[at - 1] != '\n') --at;
+    lines_.MoveTo(at);
     return skipped;
 }
 

@@ -31,6 +31,9 @@ inline bool MatchesId(std::string_view wanted, std::string_view id) {
 
 class CalendarReader {
   public:
+    // The buffer for one line, its terminator included: a longer line is read in pieces.
+    static constexpr std::size_t kLineCapacity = 1024;
+
     // `bytes` is the calendar as it lies on disk; it must outlive the reader and its lines.
     explicit CalendarReader(std::string_view bytes) : lines_(bytes, kLineCapacity) {}
 
@@ -48,10 +51,9 @@ class CalendarReader {
     std::int32_t Skip(std::int32_t count);
 
   private:
-    static constexpr std::size_t kLineCapacity = 1024;
-
     bool TakeDamagedLine();
     void PassOthers(std::string_view id);
+    std::int32_t SkipStrides(std::int32_t count);
 
     TabbedLines<3> lines_;
     CalendarLine line_{};
