@@ -131,9 +131,8 @@ TEST_F(CalendarFaults, ReadersAreTheseCallsInThisOrder) {
     for (bool (*read)(AppointmentRecord&) : {GetAppointment, FindFirstAppointment}) {
         CallRecorder calls;
         EXPECT_TRUE(read(record));
-        EXPECT_EQ(calls.Calls(),
-                  (Lines{"CreateDirectory Calendar", "GetFileAttributes Y11M08.BLK",
-                         "CreateFile Y11M08.CAL", "GetFileSize", "ReadFile"}));
+        EXPECT_EQ(calls.Calls(), (Lines{"CreateDirectory Calendar", "GetFileAttributes Y11M08.BLK",
+                                        "CreateFile Y11M08.CAL", "GetFileSize", "ReadFile"}));
     }
 }
 
