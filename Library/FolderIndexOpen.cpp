@@ -54,22 +54,25 @@ bool LookThroughFiles(const FolderIndex& index, StoreIndex& entries) {
     return scan(entries, index.folder, index.folderType);
 }
 
+bool SaveScanned(const FolderIndex& index, StoreIndex& entries) try {
+    const auto before = StampOf(IndexPath(index));
+    if (SaveByChoice(entries, index.folder, index.folderType)) return true;
+    // One that broke off has left less than was scanned; the next writes all of it.
+    return StampOf(IndexPath(index)) != before &&
+           SaveByChoice(entries, index.folder, index.folderType);
+} catch (...) {
+    // What is stored still serves whoever opens the folder.
+    ReportCaughtException("StoreIndexSerialiser::Serialise");
+    return false;
+}
+
 // Scans the folder and saves what changed; false when one or the other could not be done.
 bool ScanFolder(const FolderIndex& index, ScanCause cause) {
     const ObjectHandle mutex = OpenFolderMutex(index.folder);
     const xMutexLock lock(mutex.Get(), INFINITE);
     StoreIndex entries;
     if (!LoadForScan(index, entries, cause) || !LookThroughFiles(index, entries)) return false;
-    if (!entries.IsModified()) return true;
-    try {
-        // A save that broke off left less than was scanned; the next one writes all of it.
-        return SaveByChoice(entries, index.folder, index.folderType) ||
-               SaveByChoice(entries, index.folder, index.folderType);
-    } catch (...) {
-        // What is stored still serves whoever opens the folder.
-        ReportCaughtException("StoreIndexSerialiser::Serialise");
-        return false;
-    }
+    return !entries.IsModified() || SaveScanned(index, entries);
 }
 
 // Marks the folder at its end unless the scan was done: what it did not get to is still to be

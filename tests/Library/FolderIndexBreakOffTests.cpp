@@ -165,6 +165,14 @@ TEST(FolderIndexLoss, AWriteThatFailsOnceInAScansSaveCostsNothing) {
     const ScratchRegistry registry;
     testing::UseStreams();
     const ReportRecorder reports;
+    const CountingSleeper sleeper;
+    {
+        const StoreFolder folder(kMailFolder);
+        const File reader(folder.index, kOpenRead);
+        FolderIndex index = IndexOf(folder.scratch.Path());
+        EXPECT_EQ(StoreIndex_Open(&index, kOpenReindexed), kOpenLoaded);
+        EXPECT_EQ(sleeper.TotalMilliseconds(), 40'000U) << "one that never began is not repeated";
+    }
     for (const std::uint32_t type : kTypes) {
         const StoreFolder folder(type);
         FolderIndex index = IndexOf(folder.scratch.Path(), type);
