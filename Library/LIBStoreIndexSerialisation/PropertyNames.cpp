@@ -39,7 +39,9 @@ const PropertyNameSet* PropertyNames::SetOf(std::span<const PropertyName* const>
     };
     if (std::ranges::adjacent_find(names, isOutOfOrder) != names.end()) return nullptr;
     table_.MakeRoom();
-    last_ = &sets_.emplace_back(names);
+    auto* const kept = reinterpret_cast<const PropertyName**>(arena_.Allocate(names.size_bytes()));
+    std::ranges::copy(names, kept);
+    last_ = &sets_.emplace_back(std::span(kept, names.size()));
     table_.Add(hash, static_cast<std::uint32_t>(sets_.size() - 1));
     return last_;
 }
@@ -49,6 +51,7 @@ void PropertyNames::Clear() {
     quick_.fill(nullptr);
     table_.Clear();
     sets_.clear();
+    arena_.Clear();
     last_ = nullptr;
 }
 

@@ -11,10 +11,10 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "Library/LIBStoreIndexSerialisation/ByteLanes.h"
 #include "Library/LIBStoreIndexSerialisation/IdTable.h"
+#include "Library/LIBStoreIndexSerialisation/IndexArena.h"
 
 namespace tarnwick {
 
@@ -38,8 +38,7 @@ class PropertyName {
 // Names in ascending byte order, each once.
 class PropertyNameSet {
   public:
-    explicit PropertyNameSet(std::span<const PropertyName* const> names)
-        : names_(names.begin(), names.end()) {}
+    explicit PropertyNameSet(std::span<const PropertyName* const> names) : names_(names) {}
     std::size_t Count() const { return names_.size(); }
     const PropertyName& operator[](std::size_t index) const { return *names_[index]; }
     std::string_view Name(std::size_t index) const { return names_[index]->Text(); }
@@ -48,7 +47,7 @@ class PropertyNameSet {
     }
 
   private:
-    std::vector<const PropertyName*> names_;
+    std::span<const PropertyName* const> names_;
 };
 
 // What it hands out lives until Clear.
@@ -87,6 +86,7 @@ class PropertyNames {
 
     std::map<std::string, PropertyName, std::less<>> names_;
     std::array<const PropertyName*, kQuick> quick_{};  // places modulo its size
+    IndexArena arena_;                                 // what the sets hold
     std::deque<PropertyNameSet> sets_;
     IdTable table_;                          // numbers are places in sets_
     const PropertyNameSet* last_ = nullptr;  // that was asked for
