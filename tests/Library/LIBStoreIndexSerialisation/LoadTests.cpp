@@ -176,6 +176,10 @@ TEST(Load, ReportsTheFirstMalformationAndReadsOn) {
         {header + Element("A", "1", "1</Y>") + end,
          "Encountered property end tag (Y) that does not match previous property start tag ()",
          "A 1 1 1 Y=1;"},
+        // A name that an entry has makes no property of another kind of tag.
+        {header + Element("A", "1", "< ELEMENT/>") + Element("B", "2", "<ELEMENT>v</ELEMENT>") +
+             end,
+         "Encountered element start tag nested within another element", "A 1 1 1 ELEMENT=;"},
         {header + "</ELEMENT>" + end,
          "Encountered element end tag before encountering a matching element start tag", ""},
         {header + "</ELEMENT><X>" + end,
