@@ -73,10 +73,9 @@ class TabbedLines {
     }
 
     // Passes over the next lines, as long as `pass`, which is given where each one's text ends,
-    // wants it, it is no shorter than a word and nothing but its line feed might end it. Whether
-    // there was any.
+    // wants it, it is no shorter than a word and nothing but its line feed might end it.
     template <typename Pass>
-    bool PassWhile(Pass pass) {
+    void PassWhile(Pass pass) {
         constexpr std::size_t kShortest = sizeof(std::uint64_t) + 1;
         const std::string_view bytes = lines_.Bytes();
         std::size_t begin = lines_.Position();
@@ -90,9 +89,7 @@ class TabbedLines {
             if (!pass(lineFeed[-1] == '\r' ? lineFeed - 1 : lineFeed)) break;
             begin = at + 1;
         }
-        if (begin == lines_.Position()) return false;
         MoveTo(begin);
-        return true;
     }
 
     // As of TextModeLines.

@@ -112,13 +112,11 @@ std::int32_t CalendarReader::SkipStrides(std::int32_t count) {
     return skipped;
 }
 
-// Passes over the lines that cannot be taken for ones with `id`, not empty, which the line that was
-// read last does not have either: so one without a tab, whose ID is that of the line before it, has
-// another.
+// Passes over the lines that cannot be taken for ones with `id`, not empty. The line that was read
+// last does not have it either, so that a line without a tab behind them still gets another.
 void CalendarReader::PassOthers(std::string_view id) {
     const Ending wanted(id);
-    const auto isOther = [&](const char* lineEnd) { return !wanted.MayStandBefore(lineEnd); };
-    if (lines_.PassWhile(isOther)) line_.id = {};
+    lines_.PassWhile([&](const char* lineEnd) { return !wanted.MayStandBefore(lineEnd); });
 }
 
 }  // namespace tarnwick
