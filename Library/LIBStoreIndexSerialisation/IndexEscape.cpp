@@ -113,21 +113,20 @@ void AppendWithoutReferences(std::string& output, std::string_view rest) {
 }
 
 // A bit for each byte that may not stand as it is; tabs and line breaks count among them.
-unsigned EscapeMask(__m128i lane) {
+// Objects and not functions, so that each loop over lanes gets its own test without a call.
+constexpr auto kEscapeMask = [](__m128i lane) {
     constexpr char kBracketBit = '<' ^ '>';
     const __m128i low = _mm_cmplt_epi8(lane, _mm_set1_epi8(0x20));
     const __m128i bracket =
         _mm_cmpeq_epi8(_mm_or_si128(lane, _mm_set1_epi8(kBracketBit)), _mm_set1_epi8('>'));
     return BitsOf(_mm_or_si128(low, bracket)) | BitsOfEqual(lane, '&');
-}
+};
 
-unsigned AttributeEscapeMask(__m128i lane) {
-    return EscapeMask(lane) | BitsOfEqual(lane, '"') | BitsOfEqual(lane, '\'');
-}
+constexpr auto kAttributeEscapeMask = [](__m128i lane) {
+    return kEscapeMask(lane) | BitsOfEqual(lane, '"') | BitsOfEqual(lane, '\'');
+};
 
-unsigned AmpersandMask(__m128i lane) {
-    return BitsOfEqual(lane, '&');
-}
+constexpr auto kAmpersandMask = [](__m128i lane) { return BitsOfEqual(lane, '&'); };
 
 // The entity that `text` begins with, or its ampersand alone.
 Piece EntityOrAmpersand(std::string_view text, bool forAttributeUse) {
@@ -172,7 +171,7 @@ UnescapedText Unescape(char* to, std::string_view text, MaskOf maskOf, PieceAt p
 // looked at again; so one pass does what one a kind would.
 void AppendUnescaped(ByteBuffer& output, std::string_view text, bool forAttributeUse) {
     const auto anyPiece = [&](std::string_view rest) { return AnyPiece(rest, forAttributeUse); };
-    auto taken = Unescape(output.Room(text.size()), text, AmpersandMask, anyPiece);
+    auto taken = Unescape(output.Room(text.size()), text, kAmpersandMask, anyPiece);
     if (taken.IsNone()) {
         std::string plain;
         plain.reserve(text.size() + kSlack);
@@ -182,7 +181,7 @@ void AppendUnescaped(ByteBuffer& output, std::string_view text, bool forAttribut
         const auto entity = [&](std::string_view rest) {
             return EntityOrAmpersand(rest, forAttributeUse);
         };
-        taken = Unescape(output.Room(size), {plain.data(), size}, AmpersandMask, entity);
+        taken = Unescape(output.Room(size), {plain.data(), size}, kAmpersandMask, entity);
     }
     output.Extend(taken.size);
 }
@@ -213,7 +212,7 @@ void ConvertInPlace(std::string& text, Convert convert) {
 
 void EscapeXmlText(std::string& text, bool forAttributeUse) {
     ConvertInPlace(text, [&](ByteBuffer& output, std::string_view plain) {
-        if (forAttributeUse) return AppendEscaped(output, plain, true, AttributeEscapeMask);
+        if (forAttributeUse) return AppendEscaped(output, plain, true, kAttributeEscapeMask);
         AppendEscaped(output, plain);
     });
 }
@@ -236,7 +235,7 @@ std::size_t EscapedSize(std::string_view text) {
 }
 
 void AppendEscaped(ByteBuffer& output, std::string_view text) {
-    AppendEscaped(output, text, false, EscapeMask);
+    AppendEscaped(output, text, false, kEscapeMask);
 }
 
 void AppendUnescaped(ByteBuffer& output, std::string_view text) {
@@ -245,7 +244,7 @@ void AppendUnescaped(ByteBuffer& output, std::string_view text) {
 
 UnescapedText UnescapeUpToTagFrom(std::size_t plain, char* to, std::string_view text) {
     const auto anyPiece = [](std::string_view rest) { return AnyPiece(rest, false); };
-    const auto taken = Unescape(to + plain, text.substr(plain), AmpersandOrTagMask, anyPiece);
+    const auto taken = Unescape(to + plain, text.substr(plain), kAmpersandOrTagMask, anyPiece);
     if (taken.IsNone() || plain + taken.length == text.size()) return kNoText;
     return {plain + taken.length, plain + taken.size};
 }

@@ -36,10 +36,10 @@ struct UnescapedText {
     bool IsNone() const { return length == std::string_view::npos; }
 };
 
-inline unsigned AmpersandOrTagMask(__m128i lane) {
+inline constexpr auto kAmpersandOrTagMask = [](__m128i lane) {
     return BitsOf(_mm_or_si128(_mm_cmpeq_epi8(lane, _mm_set1_epi8('&')),
                                _mm_cmpeq_epi8(lane, _mm_set1_epi8('<'))));
-}
+};
 
 // Goes on for UnescapeUpToTag behind `plain` copied bytes that an ampersand follows.
 UnescapedText UnescapeUpToTagFrom(std::size_t plain, char* to, std::string_view text);
@@ -48,7 +48,7 @@ UnescapedText UnescapeUpToTagFrom(std::size_t plain, char* to, std::string_view 
 // None when there is no "<", or when the text has references that a save does not write.
 inline UnescapedText UnescapeUpToTag(ByteBuffer& output, std::string_view text) {
     char* const to = output.Room(text.size());
-    const std::size_t plain = CopyUntil(to, text.data(), text.size(), AmpersandOrTagMask);
+    const std::size_t plain = CopyUntil(to, text.data(), text.size(), kAmpersandOrTagMask);
     if (plain == text.size()) return {std::string_view::npos, 0};
     return text[plain] == '<' ? UnescapedText{plain, plain} : UnescapeUpToTagFrom(plain, to, text);
 }
