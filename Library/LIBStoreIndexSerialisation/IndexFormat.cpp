@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "common/Scan.h"
+#include "Library/LIBStoreIndexSerialisation/ByteLanes.h"
 #include "Library/LIBStoreIndexSerialisation/IndexEscape.h"
 #include "Library/LIBStoreIndexSerialisation/IndexTag.h"
 
@@ -37,6 +38,12 @@ std::size_t DecimalLength(std::uint32_t number) {
     std::size_t length = 1;
     for (std::uint64_t limit = 10; number >= limit; limit *= 10) ++length;
     return length;
+}
+
+// Tags have slack behind them. Inline: a save does little else.
+inline void AppendInLanes(ByteBuffer& output, std::string_view tag) {
+    CopyInLanes(output.Room(tag.size()), tag);
+    output.Extend(tag.size());
 }
 
 }  // namespace
@@ -111,9 +118,10 @@ void AppendIndexElement(ByteBuffer& output, const IndexItemPropertyContainer& en
     output.Append("\">");
     const PropertyNameSet& names = entry.Names();
     for (std::size_t at = 0; at < names.Count(); ++at) {
-        output.Append(names[at].StartTag());
+        const PropertyName& name = names[at];
+        AppendInLanes(output, name.StartTag());
         AppendEscaped(output, entry.Value(at));
-        output.Append(names[at].EndTag());
+        AppendInLanes(output, name.EndTag());
     }
     output.Append(kEntryEnd);
 }
