@@ -32,7 +32,9 @@ std::string DecodeQuotedPrintable(std::string_view value) {
         const int high = at + 1 < value.size() ? HexDigit(value[at + 1]) : -1;
         const int low = at + 2 < value.size() ? HexDigit(value[at + 2]) : -1;
         const bool isPair = high >= 0 && low >= 0;
-        decoded += isPair ? static_cast<char>(high * 16 + low) : '=';
+        const char byte = isPair ? static_cast<char>(high * 16 + low) : '=';
+        // Written out again, a NUL would end what no reader takes for a text.
+        if (byte != '\0') decoded += byte;
         from = at + (isPair ? 3 : 1);
     }
     return decoded.append(value, from);

@@ -12,7 +12,8 @@ enum class Escapes {
     Old,     // vCalendar 1.0 and vCard 2.1: \; is a semicolon
 };
 
-// Decodes quoted-printable (RFC 2045); a "=" that begins no hexadecimal pair stays.
+// Decodes quoted-printable (RFC 2045); a "=" that begins no hexadecimal pair stays, and a pair that
+// stands for NUL is left out.
 std::string DecodeQuotedPrintable(std::string_view value);
 
 // Resolves escapes; line breaks become CR LF. A backslash before any other byte stays.

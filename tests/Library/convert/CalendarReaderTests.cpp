@@ -77,6 +77,8 @@ TEST(CalendarReader, LinesAndTexts) {
          Event(
              "SUMMARY;ENCODING=QUOTED-PRINTABLE;CHARSET=UTF-8:caf=C3=\r\n=A9=0D=\r\n=0Atea=x\r\n"),
          "SUBJECT='caf\xC3\xA9\r\ntea=x'\n"},
+        {"no text holds a NUL", Event("SUMMARY;ENCODING=QUOTED-PRINTABLE:T=00ea=00\r\n"),
+         "SUBJECT='Tea'\n"},
         {"soft breaks before blanks",
          Event("SUMMARY;ENCODING=QUOTED-PRINTABLE:one=\r\n two=\r\n\tthree\r\n"),
          "SUBJECT='one two\tthree'\n"},
