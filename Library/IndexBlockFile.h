@@ -16,7 +16,8 @@ std::string IndexBlockPath(const std::string& folder, std::uint32_t folderType);
 // Waits for the block file at `path` and creates it. The open file is the lock; it is not open when
 // the wait gave up (the folder is gone, its name is not valid, or a block file stands that cannot
 // be removed): the caller then goes on without scanning. After 61 waits of a second a block file
-// counts as abandoned and is removed. Never throws anything but bad_alloc.
+// counts as abandoned and is removed; with "Index Unblock Mode" set, one of "_index.blk" after each
+// wait, which is printed when it succeeded. Never throws anything but bad_alloc.
 File WaitForAccessToIndexFileEx(const std::string& path);
 
 // Closes the lock's handle, when it is open, and removes the block file, trying for 80 seconds.

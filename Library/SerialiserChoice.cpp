@@ -28,6 +28,7 @@ SerialiserOwner LoaderByPresence(const std::string& folder, const LoaderChoice& 
                                  IndexPresence presence) {
     if (presence == IndexPresence::CannotTell) return NoSerialiser();
     if (presence == IndexPresence::Gone) {
+        // Force means an index once more; where there is none it asks for nothing. Kept.
         return choice.reindexIfFlagged ? Reindexing(NoSerialiser())
                                        : MakeSerialiser<NullStoreIndexDeserialiser>();
     }

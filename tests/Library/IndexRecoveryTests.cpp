@@ -6,6 +6,7 @@
 #include "Library/FolderScan.h"
 #include "Library/LIBStoreIndexSerialisation/StreamXMLStoreIndexSerialiser.h"
 #include "Library/SerialiserChoice.h"
+#include "Library/UnindexedStoreIndexSerialiser.h"
 #include "tests/Library/IndexFixtures.h"
 #include "tests/support/ReportRecorder.h"
 
@@ -309,6 +310,21 @@ TEST(SerialiserChoice, TheStreamSavesPartsToo) {
     const ScratchRegistry registry;
     testing::UseStreams();
     EXPECT_FALSE(SaverRequiresFullLoad());
+}
+
+static_assert(std::has_virtual_destructor_v<UnindexedStoreIndexSerialiser>);
+
+TEST(SerialiserChoice, WhatOnlyLoadsDoesNotSave) {
+    const ScratchRegistry registry;
+    const ScratchFolder folder;
+    StoreIndex index;
+    for (const bool reindex : {false, true}) {
+        SerialiserOwner loader = ChooseLoader(folder.Path(), 3, {reindex, false});
+        EXPECT_EQ(loader->Deserialise(index, folder.Path(), 3, {}), kLoadFull);
+        EXPECT_FALSE(loader->Serialise(index, folder.Path(), 3));
+        EXPECT_FALSE(loader->SupportsRecovery());
+    }
+    EXPECT_TRUE(folder.Names().empty());
 }
 
 TEST(FolderScan, AnUnknownFolderTypeFails) {
