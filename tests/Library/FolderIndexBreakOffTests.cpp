@@ -1,6 +1,7 @@
 // What an index holds outlives whatever breaks off while it is opened, scanned, saved and closed.
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <thread>
 
 #include "common/MutexLock.h"
@@ -13,6 +14,7 @@ namespace tarnwick {
 namespace {
 
 using testing::AtCalls;
+using testing::AtEachCall;
 using testing::CountingSleeper;
 using testing::Identifiers;
 using testing::IndexOf;
@@ -93,33 +95,24 @@ TEST(FolderIndexLoss, ASaveRightBehindTheLoadIsSeen) {
     FolderIndex index = IndexOf(folder.scratch.Path());
     bool changed = false;
     {
-        class Watch : public CallObserver {
-          public:
-            std::function<void(const SystemCall&)> at;
-            std::uint32_t BeforeCall(const SystemCall& call) override {
-                at(call);
-                return 0;
-            }
-        } watch;
         bool read = false;
-        watch.at = [&](const SystemCall& call) {
-            if (changed) return;
+        const AtEachCall watch([&](const SystemCall& call) -> std::uint32_t {
+            if (changed) return 0;
             // A writer shares the file with nobody, so it comes in behind the reader alone.
             const bool mine = call.name == "FindFirstFile" || call.name == "CloseHandle";
             if (call.name == "ReadFile") read = true;
-            if (!read || !mine) return;
+            if (!read || !mine) return 0;
             const File writer(folder.index, {GENERIC_WRITE, 0, OPEN_EXISTING});
             changed = writer.IsOpen();
-            if (!changed) return;
+            if (!changed) return 0;
             DWORD written = 0;
             const std::string other = IndexText("x00000009", folder.Entry("C.", 9));
             WriteFile(writer.Native(), other.data(), static_cast<DWORD>(other.size()), &written,
                       nullptr);
             SetEndOfFile(writer.Native());
-        };
-        SetCallObserver(&watch);
+            return 0;
+        });
         EXPECT_EQ(StoreIndex_Open(&index, kOpenUnverified), kOpenLoaded);
-        SetCallObserver(nullptr);
     }
     if (!changed) WriteBytesTo(folder.index, IndexText("x00000009", folder.Entry("C.", 9)));
     index.entries.SetProperty(*index.entries.FindById("B.MAI"), "READ", "1");
@@ -209,12 +202,8 @@ TEST(FolderIndexLoss, TheMarkIsThereBeforeTheMutexIsFree) {
         index.entries.Add("N.TSK");
         DWORD mutexAtTheMark = WAIT_FAILED;
         bool looked = false;
-        class Watch : public CallObserver {
-          public:
-            std::function<std::uint32_t(const SystemCall&)> at;
-            std::uint32_t BeforeCall(const SystemCall& call) override { return at(call); }
-        } watch;
-        watch.at = [&](const SystemCall& call) -> std::uint32_t {
+        std::optional<AtEachCall> watch;
+        watch.emplace([&](const SystemCall& call) -> std::uint32_t {
             if (looked) return 0;
             if (call.name == "CreateFile" && call.path.ends_with("_CHANGE.DTY")) {
                 looked = true;
@@ -226,11 +215,10 @@ TEST(FolderIndexLoss, TheMarkIsThereBeforeTheMutexIsFree) {
                 return 0;
             }
             return call.name == failing ? ERROR_GEN_FAILURE : 0;
-        };
-        SetCallObserver(&watch);
+        });
         File none;
         StoreIndex_SaveAndClose(&index, true, false, none, nullptr);
-        SetCallObserver(nullptr);
+        watch.reset();
         const bool lockHad = std::string_view(failing) == "WriteFile";
         EXPECT_EQ(mutexAtTheMark, lockHad ? WAIT_TIMEOUT : WAIT_OBJECT_0) << failing;
         EXPECT_TRUE(IsFolderMarkedChanged(path)) << failing;

@@ -72,27 +72,34 @@ inline const Damage kDamages[] = {
     {"nothing left", [](const StoreFolder&) { return std::string("<BASE"); }, "A.1 B.2 C.3 "},
 };
 
+// Asks at each call whether it is refused, and with what error; 0 lets it be made.
+class AtEachCall : public CallObserver {
+  public:
+    explicit AtEachCall(std::function<std::uint32_t(const SystemCall&)> ask)
+        : ask_(std::move(ask)) {
+        SetCallObserver(this);
+    }
+    ~AtEachCall() override { SetCallObserver(nullptr); }
+    std::uint32_t BeforeCall(const SystemCall& call) override { return ask_(call); }
+
+  private:
+    std::function<std::uint32_t(const SystemCall&)> ask_;
+};
+
 // Does something at calls of one name to a file (or with nothing but a name), and may refuse them.
-class AtCalls : public CallObserver {
+class AtCalls : public AtEachCall {
   public:
     using Act = std::function<std::uint32_t(int count)>;
     AtCalls(std::string name, std::string ending, Act act)
-        : name_(std::move(name)), ending_(std::move(ending)), act_(std::move(act)) {
-        SetCallObserver(this);
-    }
-    ~AtCalls() override { SetCallObserver(nullptr); }
-    std::uint32_t BeforeCall(const SystemCall& call) override {
-        // Reads and writes name no path.
-        const bool meant =
-            call.name == name_ && (call.path.empty() || call.path.ends_with(ending_));
-        return meant ? act_(++count_) : 0;
-    }
+        : AtEachCall([this, name, ending, act](const SystemCall& call) {
+              // Reads and writes name no path.
+              const bool meant =
+                  call.name == name && (call.path.empty() || call.path.ends_with(ending));
+              return meant ? act(++count_) : 0U;
+          }) {}
     int Count() const { return count_; }
 
   private:
-    std::string name_;
-    std::string ending_;
-    Act act_;
     int count_ = 0;
 };
 
