@@ -2,30 +2,47 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "Library/convert/ItemProperties.h"
 #include "Library/convert/ReadProblem.h"
+#include "Library/convert/Schedule.h"
 
 namespace tarnwick {
 
 enum class ItemKind { Event, Task };
 
-// A VEVENT or VTODO as the properties of PropertyNames.h that its kind has. A property whose line
-// is missing or empty is missing.
+// A VEVENT or VTODO: what the store's item properties hold of it, when it takes place, and the
+// whole of it as it came.
 struct CalendarItem {
     ItemKind kind = ItemKind::Event;
     std::size_t line = 0;  // of its BEGIN
+    std::string uid;       // UTF-8; empty without one
+    // Those of PropertyNames.h that its kind has. A property whose line is missing or empty is
+    // missing.
     ItemPropertyContainer properties;
+    Schedule schedule;
+    // Its content lines, components within it, BEGIN and END included, as RFC 5545 has them:
+    // unfolded, escaped, in UTF-8, each ended by "\n". What could not be read is not among them.
+    std::string lines;
+    // Those that the lines name and the text defines.
+    std::vector<std::shared_ptr<const Zone>> zones;
 };
 
 struct CalendarReading {
-    // In the order of the text; none after a failure.
+    // In the order of the text; none after a failure. Cancelled events are here only when they
+    // cancel an occurrence of another one.
     std::vector<CalendarItem> items;
-    // What was left out or assumed.
+    // What of the text was not understood, left out or assumed, and what stands instead.
     std::vector<ReadProblem> notes;
+    // What stands in the items' lines and not in their properties, which cannot hold it.
+    std::vector<ReadProblem> unheld;
+    // How many events could not be read at all; each has its note.
+    std::size_t leftOut = 0;
     // Why the text cannot be read.
     std::optional<ReadProblem> failure;
 };
