@@ -11,7 +11,7 @@ namespace tarnwick {
 struct ReadProblem {
     std::size_t line = 0;
     std::string reason;
-    std::string uid;  // of the item that it is about; empty when there is none
+    std::string uid{};  // of the item that it is about; empty when there is none
     bool operator==(const ReadProblem&) const = default;
 };
 
