@@ -31,6 +31,10 @@ bool IsLeapYear(std::int64_t year) {
 
 }  // namespace
 
+std::int64_t DayOf(std::int64_t seconds) {
+    return FloorDivide(seconds, kSecondsPerDay);
+}
+
 std::int64_t DaysFromCivil(const CivilDate& date) {
     const std::int64_t year = date.month <= 2 ? date.year - 1 : date.year;
     const std::int64_t era = FloorDivide(year, kYearsPerEra);
@@ -69,7 +73,7 @@ unsigned DaysInMonth(std::int64_t year, unsigned month) {
 std::optional<CalendarFields> FieldsOfFileTime(std::uint64_t fileTime) {
     if (fileTime > kLastFileTime) return std::nullopt;
     const std::int64_t seconds = SecondsOfFileTime(fileTime);
-    const std::int64_t days = FloorDivide(seconds, kSecondsPerDay);
+    const std::int64_t days = DayOf(seconds);
     const auto secondOfDay = static_cast<unsigned>(seconds - days * kSecondsPerDay);
     const CivilDate date = CivilFromDays(days);
     const auto narrow = [](auto number) { return static_cast<std::uint16_t>(number); };

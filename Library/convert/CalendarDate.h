@@ -19,6 +19,8 @@ struct CivilDate {
     bool operator==(const CivilDate&) const = default;
 };
 
+// The day since 1970-01-01 in which a second since then lies.
+std::int64_t DayOf(std::int64_t seconds);
 // Days since 1970-01-01; month and day must be in their ranges.
 std::int64_t DaysFromCivil(const CivilDate& date);
 CivilDate CivilFromDays(std::int64_t days);

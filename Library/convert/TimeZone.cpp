@@ -14,10 +14,6 @@ namespace {
 // A rule may have no onset in some years; beyond so many years without one there is none.
 constexpr int kMostYearsWithoutOnset = 32;
 
-std::int64_t DayOf(std::int64_t seconds) {
-    return seconds / kSecondsPerDay - (seconds % kSecondsPerDay < 0 ? 1 : 0);
-}
-
 std::int64_t YearOf(std::int64_t seconds) {
     return CivilFromDays(DayOf(seconds)).year;
 }
