@@ -68,7 +68,10 @@ struct Occurrences {
     std::vector<Occurrence> within;  // in the order of their times
     std::size_t beyond = 0;          // how many start at or behind the window's end
     bool isEndless = false;          // `beyond` is then 0
-    bool isCut = false;              // more than kMostOccurrences lie in the window, or beyond it
+    // More than kMostOccurrences lie in the window, or beyond it; or the search ended before all
+    // were found: after a million times of one schedule, or when it has more than 64 rules of a
+    // kind.
+    bool isCut = false;
 };
 
 inline constexpr std::size_t kMostOccurrences = 10'000;
@@ -77,8 +80,20 @@ inline constexpr std::size_t kMostOccurrences = 10'000;
 // without RECURRENCE-ID, less what it excludes and what the others replace or cancel, and the
 // replacements. A schedule without a start has none. An event without rules and additions has one,
 // its start; the start is always one, as most readers have it, whether its rules give it or not.
+//
+// Times of a rule are those on the clocks of the event's zone. A count counts the start, and does
+// not count what exception rules and dates take away. UNTIL without a zone is on the same clocks,
+// and a DATE is a whole day. Of texts of rules that ParsePattern does not take there is nothing.
+// An exception, or the name of a replaced occurrence, means the occurrence of its instant; a DATE
+// means those of its day, and for events of whole days a time does too. Of several replacements
+// of one occurrence the last holds. RANGE=THISANDFUTURE moves what follows by as much, on the
+// clocks of the event's zone, as it moves the one that it names. The exact length from DTSTART to
+// DTEND, in UTC, is that of each occurrence; the days of a DURATION move the date on the zone's
+// clocks. Nothing ends before it starts.
+//
 // Time goes with the number of occurrences up to the window's end and kMostOccurrences behind it;
-// rules that never come true end after a bounded search.
+// rules without a count pass over what is before the window. Rules that never come true end after
+// a bounded search.
 Occurrences OccurrencesOf(std::span<const Schedule* const> schedules,
                           const OccurrenceWindow& window);
 

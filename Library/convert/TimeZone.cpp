@@ -78,6 +78,10 @@ std::optional<std::int64_t> YearlyOnset::DayIn(std::int64_t year) const {
     return first + day - 1;
 }
 
+std::int64_t TimeZone::YearlyChange::TimeOn(std::int64_t day) const {
+    return start + (day - DayOf(start)) * kSecondsPerDay;
+}
+
 bool TimeZone::Add(const Observance& observance) {
     if (!observance.start || !observance.offsetFrom || !observance.offsetTo) return false;
     const std::int32_t before = *observance.offsetFrom;
@@ -106,8 +110,7 @@ std::optional<TimeZone::Change> TimeZone::LatestChange(const YearlyChange& yearl
     year -= (year - firstYear) % onset.interval;
     for (int tries = 0; year >= firstYear && tries < kMostYearsWithoutOnset; ++tries) {
         if (const auto day = onset.DayIn(year)) {
-            const std::int64_t timeOfDay = yearly.start - DayOf(yearly.start) * kSecondsPerDay;
-            const std::int64_t time = *day * kSecondsPerDay + timeOfDay;
+            const std::int64_t time = yearly.TimeOn(*day);
             const std::int64_t passed = PassedAt(time, yearly.offsetBefore, yearly.offset);
             const std::int64_t comparable =
                 onset.until && onset.until->isUtc ? time - yearly.offsetBefore : time;
@@ -121,11 +124,15 @@ std::optional<TimeZone::Change> TimeZone::LatestChange(const YearlyChange& yearl
     return std::nullopt;
 }
 
-std::int64_t TimeZone::ToUtc(std::int64_t local) const {
-    if (changes_.empty()) return local;
-    const auto next = std::upper_bound(
+std::vector<TimeZone::Change>::const_iterator TimeZone::NextChange(std::int64_t local) const {
+    return std::upper_bound(
         changes_.begin(), changes_.end(), local,
         [](std::int64_t time, const Change& change) { return time < change.passed; });
+}
+
+std::int64_t TimeZone::ToUtc(std::int64_t local) const {
+    if (changes_.empty()) return local;
+    const auto next = NextChange(local);
     std::optional<Change> latest;
     if (next != changes_.begin()) latest = *std::prev(next);
     for (const YearlyChange& yearly : yearlyChanges_) {
@@ -133,6 +140,26 @@ std::int64_t TimeZone::ToUtc(std::int64_t local) const {
         if (change && (!latest || change->passed > latest->passed)) latest = change;
     }
     return local - (latest ? latest->offset : changes_.front().offsetBefore);
+}
+
+std::int64_t TimeZone::SameUntil(std::int64_t local) const {
+    const std::int64_t year = YearOf(local);
+    std::int64_t until = DaysFromCivil({year + 1, 1, 1}) * kSecondsPerDay;
+    if (const auto next = NextChange(local); next != changes_.end()) {
+        until = std::min(until, next->passed);
+    }
+    for (const YearlyChange& yearly : yearlyChanges_) {
+        // Last year's may pass in this one. Those before the rule's start or behind its end do no
+        // harm.
+        for (const std::int64_t onsetYear : {year - 1, year}) {
+            const auto day = yearly.onset.DayIn(onsetYear);
+            if (!day) continue;
+            const std::int64_t passed =
+                PassedAt(yearly.TimeOn(*day), yearly.offsetBefore, yearly.offset);
+            if (passed > local) until = std::min(until, passed);
+        }
+    }
+    return until;
 }
 
 }  // namespace tarnwick

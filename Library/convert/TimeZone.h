@@ -53,6 +53,9 @@ class TimeZone {
     // of the two; one that does not occur is taken with the offset before the gap.
     std::int64_t ToUtc(std::int64_t local) const;
 
+    // A later local time; all before it, from `local` on, have the same offset.
+    std::int64_t SameUntil(std::int64_t local) const;
+
   private:
     // From the local time at which the change has passed however one counts, `offset` holds.
     struct Change {
@@ -66,7 +69,9 @@ class TimeZone {
         std::int64_t start;
         std::int32_t offset;
         std::int32_t offsetBefore;
+        std::int64_t TimeOn(std::int64_t day) const;
     };
+    std::vector<Change>::const_iterator NextChange(std::int64_t local) const;
     static std::optional<Change> LatestChange(const YearlyChange& yearly, std::int64_t local);
 
     std::vector<Change> changes_;
