@@ -6,8 +6,10 @@
 #include <string>
 
 #include "bench/BenchReport.h"
+#include "Library/convert/CalendarDate.h"
 #include "Library/convert/CalendarFileText.h"
 #include "Library/convert/CalendarReader.h"
+#include "Library/convert/Schedule.h"
 
 namespace {
 
@@ -59,6 +61,42 @@ void WriteWithLibical(icalcomponent* calendar) {
     std::free(text);
 }
 
+// The other library's times of a rule from a start to an end.
+void ExpandWithLibical(const char* rule, icaltimetype start, icaltimetype end) {
+    icalrecur_iterator* times = icalrecur_iterator_new(icalrecurrencetype_from_string(rule), start);
+    if (times == nullptr) std::abort();
+    icaltimetype time = icalrecur_iterator_next(times);
+    while (!icaltime_is_null_time(time) && icaltime_compare(time, end) < 0) {
+        time = icalrecur_iterator_next(times);
+    }
+    bench::Keep(&time);
+    icalrecur_iterator_free(times);
+}
+
+// Rules are expanded over 400 days, ours as whole events with their ends and the window's bounds.
+void CompareRules(bench::BenchReport& report) {
+    Schedule schedule;
+    schedule.start = ZonedTime{ParseDateValue("20240306T090000").value(), nullptr};
+    schedule.length = DurationValue{0, 3600};
+    const OccurrenceWindow window{std::nullopt,
+                                  schedule.start->date.seconds + 400 * kSecondsPerDay};
+    for (const char* rule : {"FREQ=DAILY", "FREQ=WEEKLY;INTERVAL=2;BYDAY=MO,WE",
+                             "FREQ=MONTHLY;BYDAY=MO,TU,WE,TH,FR;BYSETPOS=-1"}) {
+        schedule.rules = {rule};
+        const Schedule* const one = &schedule;
+        const bench::PairTimes times = bench::BestOfPair(
+            [one, &window] {
+                const Occurrences found = OccurrencesOf({&one, 1}, window);
+                bench::Keep(found.within.data());
+            },
+            [rule] {
+                ExpandWithLibical(rule, icaltime_from_string("20240306T090000"),
+                                  icaltime_from_string("20250410T090000"));
+            });
+        report.AtLeast(std::string("expand ") + rule + ", libical", times.ours, times.other, 10);
+    }
+}
+
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
@@ -84,5 +122,6 @@ int main(int argumentCount, char** arguments) {
         [calendar] { WriteWithLibical(calendar); }, 4000);
     report.Inform("write the same events, libical", written.ours, written.other);
     icalcomponent_free(calendar);
+    CompareRules(report);
     return 0;
 }
