@@ -5,6 +5,7 @@
 
 #include "common/Files.h"
 #include "common/Scan.h"
+#include "Library/convert/CalendarDate.h"
 #include "Library/convert/CalendarReader.h"
 #include "Library/convert/ContactReader.h"
 #include "Library/convert/PropertyNames.h"
@@ -15,14 +16,10 @@ namespace {
 // Item files are read up to this size; what lies behind it does not matter to an index.
 constexpr std::size_t kItemTextLimit = std::size_t{16} << 20;
 
-constexpr std::uint64_t kUnitsPerSecond = 10'000'000;
-constexpr std::int64_t kSecondsFrom1601To1970 = 11'644'473'600;
-
 using Properties = std::vector<NamedValue>;
 
 std::string UnixSeconds(std::uint64_t fileTime) {
-    return std::to_string(static_cast<std::int64_t>(fileTime / kUnitsPerSecond) -
-                          kSecondsFrom1601To1970);
+    return std::to_string(SecondsOfFileTime(fileTime));
 }
 
 std::string ReadUpTo(const std::string& path, std::size_t limit) {
@@ -61,7 +58,8 @@ std::string DisplayName(PropertySource& contact) {
     const std::string surname = contact.TextOr(property::kSurname);
     if (!name.empty() && !surname.empty()) name += ' ';
     name += surname;
-    return name.empty() ? contact.TextOr(property::kNickname) : name;
+    if (name.empty()) name = contact.TextOr(property::kNickname);
+    return name.empty() ? contact.TextOr(property::kDisplayName) : name;
 }
 
 Properties ContactProperties(std::string_view text) {
@@ -74,13 +72,13 @@ Properties ContactProperties(std::string_view text) {
     return properties;
 }
 
-// The first calendar object of a file, which may hold other text around it.
+// The calendar objects of a file, which may hold other text around them. A text within an item may
+// look like the end of one.
 std::string_view CalendarBlock(std::string_view text) {
     constexpr std::string_view kEnd = "END:VCALENDAR";
     const std::size_t start = FindText(text, "BEGIN:VCALENDAR");
-    if (start == kNotFound) return {};
-    const std::size_t end = FindText(text, kEnd, start);
-    if (end == kNotFound) return {};
+    const std::size_t end = text.rfind(kEnd);
+    if (start == kNotFound || end == kNotFound || end < start) return {};
     return text.substr(start, end + kEnd.size() - start);
 }
 

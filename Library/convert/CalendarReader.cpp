@@ -1,22 +1,14 @@
 #include "Library/convert/CalendarReader.h"
 
-#include <span>
+#include <algorithm>
 
 #include "Library/convert/Components.h"
 #include "Library/convert/ItemReader.h"
-#include "Library/convert/ItemText.h"
+#include "Library/convert/OwnItems.h"
 #include "Library/convert/ZoneTable.h"
 
 namespace tarnwick {
 namespace {
-
-// The lines that this system's own writers put into an item, in their order.
-constexpr std::string_view kEventLines[] = {
-    "DTSTART:", "DTEND:", "UID:",           "LOCATION:", "DESCRIPTION:",
-    "SUMMARY:", "RRULE:", "LAST-MODIFIED:", "END:VEVENT"};
-constexpr std::string_view kTaskLines[] = {
-    "UID:",      "DUE:",     "CLASS:",       "LAST-MODIFIED:", "PERCENT-COMPLETE:", "STATUS:",
-    "PRIORITY:", "DTSTART:", "DESCRIPTION:", "SUMMARY:",       "END:VTODO"};
 
 std::optional<ItemKind> KindOf(const OpenComponent& component) {
     if (component.Is("VEVENT")) return ItemKind::Event;
@@ -24,115 +16,209 @@ std::optional<ItemKind> KindOf(const OpenComponent& component) {
     return std::nullopt;
 }
 
-class Reader {
+// Reads one VCALENDAR, whose BEGIN has been read, to its END.
+class CalendarPart {
   public:
-    explicit Reader(std::string_view text) : lines_(text) {}
+    CalendarPart(ContentLines& lines, CalendarReading& reading, Remarks& remarks)
+        : lines_(lines), reading_(reading), remarks_(remarks), writer_(escapes_, remarks) {
+        lines_.KeepFoldBlanks(false);
+    }
 
-    void Read();
-    CalendarReading Take() { return std::move(reading_); }
+    void Read(const OpenComponent& open);
+    // Takes an item of this system's own instead.
+    void Take(const OwnItem& own);
 
   private:
-    void ReadCalendar(const OpenComponent& open);
-    void TakeCalendarLine(const ContentLine& line);
+    void TakeLine(const ContentLine& line);
+    void TakeOffset(const ContentLine& line);
     void ReadChild(const OpenComponent& child);
     void ReadItem(const OpenComponent& open, ItemKind kind);
-    bool ReadVerbatimItem(const OpenComponent& open, ItemKind kind);
+    void ReadInner(ItemReader& item, const OpenComponent& parent, const OpenComponent& child);
+    void Finish();
 
-    ContentLines lines_;
+    ContentLines& lines_;
+    CalendarReading& reading_;
+    Remarks& remarks_;
+    Escapes escapes_ = Escapes::Modern;
+    LineWriter writer_;
     ZoneTable zones_;
     std::vector<PendingItem> pending_;
+    std::string zoneName_;
+    CalendarFacts facts_;
+};
+
+void CalendarPart::Read(const OpenComponent& open) {
+    ReadComponent(
+        lines_, open, [this](const OpenComponent& child) { ReadChild(child); },
+        [this](const ContentLine& line) { TakeLine(line); });
+    if (escapes_ == Escapes::Modern) facts_.zone = zones_.Defined(zoneName_);
+    zones_.Finish(remarks_);
+    Finish();
+}
+
+void CalendarPart::Take(const OwnItem& own) {
+    const std::size_t number = lines_.LineNumber();
+    ItemReader item(own.kind, number, 1, Escapes::None, nullptr, zones_, remarks_);
+    for (ContentLine line : own.lines) {
+        line.number = number;
+        item.Take(line);
+    }
+    pending_.push_back(item.Finish());
+    Finish();
+}
+
+void CalendarPart::Finish() {
+    for (PendingItem& pending : pending_) {
+        if (CompleteItem(pending, facts_, remarks_)) {
+            reading_.items.push_back(std::move(pending.item));
+        } else if (pending.isUnreadable) {
+            ++reading_.leftOut;
+        }
+    }
+}
+
+void CalendarPart::TakeLine(const ContentLine& line) {
+    const auto is = [&line](std::string_view name) { return EqualsIgnoreCase(line.name, name); };
+    const std::string_view value = Trimmed(line.value);
+    if (line.name.empty() || !line.hasValue) {
+        remarks_.Note(line.number, NotAProperty(line));
+    } else if (is("VERSION") && value == "1.0") {
+        escapes_ = Escapes::Old;
+        writer_.SetEscapes(escapes_);
+        lines_.KeepFoldBlanks(true);
+    } else if (is("METHOD")) {
+        facts_.isCancelled = EqualsIgnoreCase(value, "CANCEL");
+    } else if (is("X-WR-TIMEZONE")) {
+        zoneName_ = Unescape(value, escapes_);
+    } else if (is("TZ")) {
+        TakeOffset(line);
+    } else if (is("DAYLIGHT") && !EqualsIgnoreCase(value, "FALSE")) {
+        remarks_.Note(line.number, "daylight saving is left out: " + Excerpt(value));
+    } else if (is("CALSCALE") && !EqualsIgnoreCase(value, "GREGORIAN")) {
+        remarks_.Note(line.number, "the dates are taken as Gregorian, not as " + Excerpt(value));
+    }
+}
+
+// The offset that the times of the older format count from.
+void CalendarPart::TakeOffset(const ContentLine& line) {
+    std::string value(Trimmed(line.value));
+    std::erase(value, ':');
+    if (value.size() == 3) value += "00";
+    if (const auto offset = ParseUtcOffset(value)) {
+        facts_.zone = zones_.DefineFixed(*offset);
+    } else {
+        remarks_.Note(line.number, CannotRead(line, "an offset", line.value));
+    }
+}
+
+void CalendarPart::ReadChild(const OpenComponent& child) {
+    if (const auto kind = KindOf(child)) {
+        ReadItem(child, *kind);
+    } else if (child.Is("VTIMEZONE")) {
+        zones_.ReadTimeZone(lines_, child, writer_, remarks_);
+    } else if (child.Is("VCALENDAR")) {
+        throw ReadFailure(child.line, "a VCALENDAR inside a VCALENDAR");
+    } else {
+        remarks_.Note(child.line, "a " + Excerpt(child.name) + " is passed over");
+        SkipComponent(lines_, child);
+    }
+}
+
+void CalendarPart::ReadItem(const OpenComponent& open, ItemKind kind) {
+    ItemReader item(kind, open.line, pending_.size() + 1, escapes_, &writer_, zones_, remarks_);
+    ReadComponent(
+        lines_, open,
+        [this, &item, &open](const OpenComponent& child) { ReadInner(item, open, child); },
+        [&item](const ContentLine& line) { item.Take(line); });
+    pending_.push_back(item.Finish());
+}
+
+void RefuseItem(const OpenComponent& child, const OpenComponent& parent) {
+    if (!KindOf(child) && !child.Is("VCALENDAR")) return;
+    throw ReadFailure(child.line, "a " + child.name + " inside the " + parent.name + " of line " +
+                                      std::to_string(parent.line));
+}
+
+// An alarm and the like.
+void CalendarPart::ReadInner(ItemReader& item, const OpenComponent& parent,
+                             const OpenComponent& child) {
+    RefuseItem(child, parent);
+    const std::string begin = "BEGIN:" + child.name;
+    item.TakeInner({child.line, begin, "BEGIN", {}, child.name, true});
+    ReadWhole(lines_, child, [&item, &parent](const ContentLine& line) {
+        if (const auto inner = BeginningOf(line)) RefuseItem(*inner, parent);
+        item.TakeInner(line);
+    });
+}
+
+// Reads the calendars of a text.
+class Reader {
+  public:
+    explicit Reader(std::string_view text) : lines_(text), own_(text), remarks_(text) {}
+
+    void Read();
+    CalendarReading Take();
+
+  private:
+    bool ReadOwnItem();
+
+    ContentLines lines_;
+    OwnItems own_;
+    Remarks remarks_;
     CalendarReading reading_;
-    Escapes escapes_ = Escapes::Modern;
-    bool isOwnText_ = false;
 };
 
 void Reader::Read() {
     bool isEmpty = true;
-    while (const auto line = lines_.Next()) {
+    bool isStray = false;
+    std::size_t firstLine = lines_.LineNumber();
+    for (lines_.SkipBlankLines();; lines_.SkipBlankLines()) {
+        if (ReadOwnItem()) {
+            isEmpty = isStray = false;
+            continue;
+        }
+        lines_.KeepFoldBlanks(false);
+        const auto line = lines_.Next();
+        if (!line) break;
         const auto open = BeginningOf(*line);
-        if (!open || !open->Is("VCALENDAR")) {
-            throw ReadFailure(line->number, "BEGIN:VCALENDAR expected");
+        const bool isCalendar = open && open->Is("VCALENDAR");
+        if (isCalendar) {
+            CalendarPart(lines_, reading_, remarks_).Read(*open);
+            isEmpty = false;
+        } else if (!isStray && !Trimmed(line->text).empty()) {
+            remarks_.Note(line->number,
+                          "text outside of calendars is passed over: " + Excerpt(line->text));
         }
-        ReadCalendar(*open);
-        isEmpty = false;
+        isStray = !isCalendar;
     }
-    if (isEmpty) throw ReadFailure(lines_.LineNumber(), "BEGIN:VCALENDAR expected");
-    zones_.Finish(reading_.notes);
-    reading_.items.reserve(pending_.size());
-    for (PendingItem& pending : pending_) {
-        SetDates(pending, zones_, reading_.notes);
-        reading_.items.push_back(std::move(pending.item));
-    }
+    if (isEmpty) throw ReadFailure(firstLine, "BEGIN:VCALENDAR expected");
 }
 
-void Reader::ReadCalendar(const OpenComponent& open) {
-    escapes_ = Escapes::Modern;
-    isOwnText_ = false;
-    lines_.KeepFoldBlanks(false);
-    ReadComponent(
-        lines_, open, [this](const OpenComponent& child) { ReadChild(child); },
-        [this](const ContentLine& line) { TakeCalendarLine(line); });
-}
-
-void Reader::TakeCalendarLine(const ContentLine& line) {
-    if (EqualsIgnoreCase(line.name, "VERSION") && line.value == "1.0") {
-        escapes_ = Escapes::Old;
-        lines_.KeepFoldBlanks(true);
-    } else if (EqualsIgnoreCase(line.name, "PRODID")) {
-        isOwnText_ = line.value == kProducer;
-    }
-}
-
-void Reader::ReadChild(const OpenComponent& child) {
-    if (const auto kind = KindOf(child)) {
-        ReadItem(child, *kind);
-    } else if (child.Is("VTIMEZONE")) {
-        zones_.ReadTimeZone(lines_, child, reading_.notes);
-    } else if (child.Is("VCALENDAR")) {
-        throw ReadFailure(child.line, "a VCALENDAR inside a VCALENDAR");
-    } else {
-        SkipComponent(lines_, child);
-    }
-}
-
-void Reader::ReadItem(const OpenComponent& open, ItemKind kind) {
-    if (isOwnText_ && ReadVerbatimItem(open, kind)) return;
-    ItemReader item(kind, open.line, escapes_, zones_, reading_.notes);
-    const auto onChild = [this, &open](const OpenComponent& child) {
-        if (KindOf(child) || child.Is("VCALENDAR")) {
-            throw ReadFailure(child.line, "a " + child.name + " inside the " + open.name +
-                                              " of line " + std::to_string(open.line));
-        }
-        SkipComponent(lines_, child);
-    };
-    ReadComponent(lines_, open, onChild, [&item](const ContentLine& line) { item.Take(line); });
-    pending_.push_back(item.Finish());
-}
-
-// An item as this system writes it: its texts stand there as they are, line breaks included. False,
-// with nothing read, when it does not begin like one.
-bool Reader::ReadVerbatimItem(const OpenComponent& open, ItemKind kind) {
-    const std::span<const std::string_view> beginnings =
-        kind == ItemKind::Event ? std::span<const std::string_view>(kEventLines)
-                                : std::span<const std::string_view>(kTaskLines);
-    std::size_t at = 0;
-    auto line = lines_.NextVerbatim(beginnings, at);
-    if (!line) return false;
-    ItemReader item(kind, open.line, Escapes::None, zones_, reading_.notes);
-    const std::size_t end = beginnings.size() - 1;
-    while (line && at != end) {
-        item.Take(*line);
-        ++at;
-        line = lines_.NextVerbatim(beginnings, at);
-    }
-    if (!line) throw ReadFailure(open.line, "BEGIN:" + open.name + " is never ended");
-    pending_.push_back(item.Finish());
+bool Reader::ReadOwnItem() {
+    const auto own = own_.At(lines_.Position());
+    if (!own) return false;
+    CalendarPart(lines_, reading_, remarks_).Take(*own);
+    lines_.Skip(own->length);
     return true;
+}
+
+CalendarReading Reader::Take() {
+    for (auto* problems : {&remarks_.notes, &remarks_.unheld}) {
+        std::stable_sort(problems->begin(), problems->end(),
+                         [](const ReadProblem& left, const ReadProblem& right) {
+                             return left.line < right.line;
+                         });
+    }
+    reading_.notes = std::move(remarks_.notes);
+    reading_.unheld = std::move(remarks_.unheld);
+    return std::move(reading_);
 }
 
 }  // namespace
 
 CalendarReading ReadCalendarText(std::string_view text) try {
+    const std::optional<std::string> converted = Utf8OfUtf16(text);
+    if (converted) text = *converted;
     RequireText(text);
     Reader reader(text);
     reader.Read();

@@ -32,7 +32,8 @@ std::optional<std::int64_t> TakeDate(std::string_view& text) {
 std::optional<std::int64_t> TakeTime(std::string_view& text) {
     const auto hour = TakeFixed(text, 2);
     const auto minute = TakeFixed(text, 2);
-    const auto second = TakeFixed(text, 2);
+    const bool hasSeconds = !text.empty() && text.front() >= '0' && text.front() <= '9';
+    const auto second = hasSeconds ? TakeFixed(text, 2) : std::optional(0);
     if (!hour || !minute || !second || *hour > 23 || *minute > 59 || *second > 60) {
         return std::nullopt;
     }
@@ -78,12 +79,33 @@ std::optional<DateValue> ParseDateValue(std::string_view value) {
     const auto date = TakeDate(value);
     if (!date) return std::nullopt;
     if (value.empty()) return DateValue{*date, true, false};
-    if (!TakeByte(value, 'T')) return std::nullopt;
+    if (!TakeByte(value, 'T') && !TakeByte(value, 't')) return std::nullopt;
     const auto time = TakeTime(value);
     if (!time) return std::nullopt;
-    const bool isUtc = TakeByte(value, 'Z');
+    const bool isUtc = TakeByte(value, 'Z') || TakeByte(value, 'z');
     if (!value.empty()) return std::nullopt;
     return DateValue{*date + *time, false, isUtc};
+}
+
+std::string DateValueText(const DateValue& date) {
+    const std::int64_t days = DayOf(date.seconds);
+    const CivilDate civil = CivilFromDays(days);
+    const std::int64_t seconds = date.seconds - days * kSecondsPerDay;
+    std::string text;
+    const auto append = [&text](std::int64_t number, std::size_t width) {
+        const std::string digits = std::to_string(number);
+        if (digits.size() < width) text.append(width - digits.size(), '0');
+        text += digits;
+    };
+    append(civil.year, 4);
+    append(civil.month, 2);
+    append(civil.day, 2);
+    if (date.isDate) return text;
+    text += 'T';
+    append(seconds / 3600, 2);
+    append(seconds / 60 % 60, 2);
+    append(seconds % 60, 2);
+    return date.isUtc ? text + "Z" : text;
 }
 
 std::optional<std::int32_t> ParseUtcOffset(std::string_view value) {

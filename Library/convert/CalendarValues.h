@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace tarnwick {
@@ -15,8 +16,12 @@ struct DateValue {
 };
 
 // No value for what is neither, a day its month does not have, or a time the day does not have. A
-// leap second counts as the second before it; years have four digits or five.
+// leap second counts as the second before it; years have four digits or five. "t" and "z" pass, and
+// so does a time without seconds.
 std::optional<DateValue> ParseDateValue(std::string_view value);
+
+// The date as the standard writes it.
+std::string DateValueText(const DateValue& date);
 
 // Seconds east of UTC, from "+hhmm" or "-hhmmss".
 std::optional<std::int32_t> ParseUtcOffset(std::string_view value);

@@ -10,12 +10,6 @@ namespace {
 
 constexpr std::size_t kDeepestNesting = 32;
 
-std::string_view Trimmed(std::string_view text) {
-    while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
-    while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
-    return text;
-}
-
 bool IsNamed(const ContentLine& line, std::string_view name) {
     return line.hasValue && EqualsIgnoreCase(line.name, name);
 }
@@ -38,6 +32,10 @@ std::string Excerpt(std::string_view text) {
     return text.size() > kLongest ? excerpt + "..." : excerpt;
 }
 
+std::string NotAProperty(const ContentLine& line) {
+    return "the line is not a property: " + Excerpt(line.text);
+}
+
 std::optional<OpenComponent> BeginningOf(const ContentLine& line) {
     if (!IsNamed(line, "BEGIN")) return std::nullopt;
     return OpenComponent{std::string(Trimmed(line.value)), line.number};
@@ -57,7 +55,8 @@ ContentLine NextLineIn(ContentLines& lines, const OpenComponent& open) {
     return *line;
 }
 
-void SkipComponent(ContentLines& lines, OpenComponent open) {
+void ReadWhole(ContentLines& lines, OpenComponent open,
+               const std::function<void(const ContentLine&)>& onLine) {
     std::vector<OpenComponent> stack;
     stack.push_back(std::move(open));
     while (!stack.empty()) {
@@ -70,7 +69,12 @@ void SkipComponent(ContentLines& lines, OpenComponent open) {
             }
             stack.push_back(std::move(*child));
         }
+        onLine(line);
     }
+}
+
+void SkipComponent(ContentLines& lines, OpenComponent open) {
+    ReadWhole(lines, std::move(open), [](const ContentLine&) {});
 }
 
 }  // namespace tarnwick

@@ -1,6 +1,7 @@
 // BEGIN and END: the components that property lines stand in.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -30,15 +31,23 @@ void RequireText(std::string_view text);
 // A short form of file text that is fit to be shown.
 std::string Excerpt(std::string_view text);
 
+// What there is to say of a line that does not begin with a name.
+std::string NotAProperty(const ContentLine& line);
+
 // The next line of an open component. Throws ReadFailure when the text ends before it.
 ContentLine NextLineIn(ContentLines& lines, const OpenComponent& open);
 
-// Passes over an open component and what is in it, whatever its lines are. Throws ReadFailure for
-// components that do not end, end in the wrong order or are nested deeper than any real ones.
+// Reads an open component with what is in it, whatever its lines are: `onLine` gets each of them
+// behind its BEGIN, its END included. Throws ReadFailure for components that do not end, end in the
+// wrong order or are nested deeper than any real ones.
+void ReadWhole(ContentLines& lines, OpenComponent open,
+               const std::function<void(const ContentLine&)>& onLine);
+
+// The same without a look at the lines.
 void SkipComponent(ContentLines& lines, OpenComponent open);
 
 // Reads an open component to its END: `onChild` gets each component begun in it, which it must
-// read to its end, and `onLine` each property line. Throws ReadFailure for a line that is neither.
+// read to its end, and `onLine` each other line, those that are no property included.
 template <typename OnChild, typename OnLine>
 void ReadComponent(ContentLines& lines, const OpenComponent& open, OnChild onChild, OnLine onLine) {
     for (;;) {
@@ -46,8 +55,6 @@ void ReadComponent(ContentLines& lines, const OpenComponent& open, OnChild onChi
         if (IsEndOf(line, open)) return;
         if (const auto child = BeginningOf(line)) {
             onChild(*child);
-        } else if (line.name.empty()) {
-            throw ReadFailure(line.number, "the line is not a property");
         } else {
             onLine(line);
         }

@@ -1,13 +1,12 @@
 #include "Library/convert/ContactReader.h"
 
-#include <algorithm>
 #include <limits>
 
 #include "common/Scan.h"
 #include "Library/convert/CalendarValues.h"
 #include "Library/convert/Components.h"
 #include "Library/convert/PropertyNames.h"
-#include "Library/convert/RuleParts.h"
+#include "Library/convert/TextEncoding.h"
 #include "Library/convert/ValueText.h"
 
 namespace tarnwick {
@@ -20,22 +19,22 @@ constexpr const char* kNameComponents[] = {property::kSurname, property::kGivenN
 // How much an address is preferred, lower is more; addresses that do not say come last.
 constexpr std::int32_t kNotPreferred = 101;
 
-bool NamesPreference(std::string_view types) {
-    while (const auto type = NextListItem(types)) {
-        if (EqualsIgnoreCase(*type, "PREF")) return true;
+// Whether one of the types of a line (the parameter TYPE, or a lone word) is `wanted`.
+bool HasType(std::string_view parameters, std::string_view wanted) {
+    while (const auto parameter = NextParameter(parameters)) {
+        if (!parameter->name.empty() && !EqualsIgnoreCase(parameter->name, "TYPE")) continue;
+        std::string_view types = parameter->value;
+        while (const auto type = NextListItem(types)) {
+            if (EqualsIgnoreCase(Trimmed(*type), wanted)) return true;
+        }
     }
     return false;
 }
 
 std::int32_t PreferenceOf(std::string_view parameters) {
-    while (const auto parameter = NextParameter(parameters)) {
-        if (EqualsIgnoreCase(parameter->name, "PREF")) {
-            return ParseWholeNumber(parameter->value).value_or(kNotPreferred);
-        }
-        const bool isType = parameter->name.empty() || EqualsIgnoreCase(parameter->name, "TYPE");
-        if (isType && NamesPreference(parameter->value)) return 1;
-    }
-    return kNotPreferred;
+    if (HasType(parameters, "PREF")) return 1;
+    const std::string_view preference = Trimmed(ParameterValue(parameters, "PREF"));
+    return ParseWholeNumber(preference).value_or(kNotPreferred);
 }
 
 // Takes the text before the next semicolon that has no backslash before it.
@@ -49,21 +48,24 @@ std::string_view TakeNameComponent(std::string_view& value) {
 
 class CardReader {
   public:
-    explicit CardReader(ContentLines& lines) : lines_(lines) { lines_.KeepFoldBlanks(false); }
+    CardReader(ContentLines& lines, std::vector<ReadProblem>& notes)
+        : lines_(lines), notes_(notes) {
+        lines_.KeepFoldBlanks(false);
+    }
 
     void Take(const ContentLine& line);
     ItemPropertyContainer Finish() { return std::move(contact_); }
 
   private:
     void SetText(const char* name, std::string_view value, const ContentLine& line) {
-        std::string text = TextOfValue(value, line.parameters, escapes_);
+        std::string text = TextOfValue(value, line.encoding, escapes_);
         if (!text.empty()) contact_.Set(name, std::move(text));
     }
-    void TakeVersion(const ContentLine& line);
     void TakeName(const ContentLine& line);
     void TakeEmail(const ContentLine& line);
 
     ContentLines& lines_;
+    std::vector<ReadProblem>& notes_;
     Escapes escapes_ = Escapes::Modern;
     std::int32_t preference_ = std::numeric_limits<std::int32_t>::max();
     ItemPropertyContainer contact_;
@@ -71,8 +73,12 @@ class CardReader {
 
 void CardReader::Take(const ContentLine& line) {
     const auto is = [&line](std::string_view name) { return EqualsIgnoreCase(line.name, name); };
-    if (is("VERSION")) {
-        TakeVersion(line);
+    if (line.name.empty() || !line.hasValue) {
+        notes_.push_back({line.number, NotAProperty(line)});
+    } else if (is("VERSION")) {
+        if (Trimmed(line.value) != "2.1") return;
+        escapes_ = Escapes::Old;
+        lines_.KeepFoldBlanks(true);
     } else if (is("N")) {
         TakeName(line);
     } else if (is("EMAIL")) {
@@ -83,18 +89,7 @@ void CardReader::Take(const ContentLine& line) {
         SetText(property::kNickname, line.value, line);
     } else if (is("NOTE")) {
         SetText(property::kBody, line.value, line);
-    } else {
-        return;
     }
-    if (!line.hasValue) {
-        throw ReadFailure(line.number, std::string(line.name) + " without a value");
-    }
-}
-
-void CardReader::TakeVersion(const ContentLine& line) {
-    if (line.value != "2.1") return;
-    escapes_ = Escapes::Old;
-    lines_.KeepFoldBlanks(true);
 }
 
 void CardReader::TakeName(const ContentLine& line) {
@@ -103,8 +98,13 @@ void CardReader::TakeName(const ContentLine& line) {
 }
 
 void CardReader::TakeEmail(const ContentLine& line) {
+    if (line.value.empty()) return;
+    if (HasType(line.parameters, "X400")) {
+        notes_.push_back({line.number, "an X.400 address is left out: " + Excerpt(line.value)});
+        return;
+    }
     const std::int32_t preference = PreferenceOf(line.parameters);
-    if (preference >= preference_ || line.value.empty()) return;
+    if (preference >= preference_) return;
     preference_ = preference;
     SetText(property::kEmailAddress, line.value, line);
 }
@@ -112,24 +112,33 @@ void CardReader::TakeEmail(const ContentLine& line) {
 ContactReading ReadCards(std::string_view text) {
     ContactReading reading;
     ContentLines lines(text);
+    const std::size_t firstLine = lines.LineNumber();
+    bool isStray = false;
     while (const auto line = lines.Next()) {
         const auto open = BeginningOf(*line);
-        if (!open || !open->Is("VCARD")) {
-            throw ReadFailure(line->number, "BEGIN:VCARD expected");
+        const bool isCard = open && open->Is("VCARD");
+        if (isCard) {
+            CardReader card(lines, reading.notes);
+            ReadComponent(
+                lines, *open, [&lines](const OpenComponent& child) { SkipComponent(lines, child); },
+                [&card](const ContentLine& property) { card.Take(property); });
+            reading.contacts.push_back(card.Finish());
+            lines.KeepFoldBlanks(false);
+        } else if (!isStray && !Trimmed(line->text).empty()) {
+            reading.notes.push_back(
+                {line->number, "text outside of cards is passed over: " + Excerpt(line->text)});
         }
-        CardReader card(lines);
-        ReadComponent(
-            lines, *open, [&lines](const OpenComponent& child) { SkipComponent(lines, child); },
-            [&card](const ContentLine& property) { card.Take(property); });
-        reading.contacts.push_back(card.Finish());
+        isStray = !isCard;
     }
-    if (reading.contacts.empty()) throw ReadFailure(lines.LineNumber(), "BEGIN:VCARD expected");
+    if (reading.contacts.empty()) throw ReadFailure(firstLine, "BEGIN:VCARD expected");
     return reading;
 }
 
 }  // namespace
 
 ContactReading ReadContactText(std::string_view text) try {
+    const std::optional<std::string> converted = Utf8OfUtf16(text);
+    if (converted) text = *converted;
     RequireText(text);
     return ReadCards(text);
 } catch (const ReadFailure& failure) {

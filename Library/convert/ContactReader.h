@@ -13,6 +13,8 @@ namespace tarnwick {
 struct ContactReading {
     // One for each card, in the order of the text; none after a failure.
     std::vector<ItemPropertyContainer> contacts;
+    // What of the text was not understood and left out.
+    std::vector<ReadProblem> notes;
     // Why the text cannot be read.
     std::optional<ReadProblem> failure;
 };

@@ -1,5 +1,7 @@
 #include "Library/convert/ContentLines.h"
 
+#include <algorithm>
+
 #include "common/Scan.h"
 #include "common/Text.h"
 
@@ -15,8 +17,8 @@ bool IsFoldBlank(char byte) {
     return byte == ' ' || byte == '\t';
 }
 
-std::string_view WithoutCarriageReturn(std::string_view line) {
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+std::string_view WithoutCarriageReturns(std::string_view line) {
+    while (!line.empty() && line.back() == '\r') line.remove_suffix(1);
     return line;
 }
 
@@ -31,11 +33,23 @@ std::size_t FindUnquoted(std::string_view text, char byte) {
     return at;
 }
 
+LineEncoding EncodingOf(std::string_view parameters) {
+    while (const auto parameter = NextParameter(parameters)) {
+        if (!parameter->name.empty() && !EqualsIgnoreCase(parameter->name, "ENCODING")) continue;
+        if (EqualsIgnoreCase(parameter->value, "QUOTED-PRINTABLE")) {
+            return LineEncoding::QuotedPrintable;
+        }
+        if (EqualsIgnoreCase(parameter->value, "BASE64")) return LineEncoding::Base64;
+    }
+    return LineEncoding::None;
+}
+
 // Cuts an unfolded line. Its number is the caller's to fill in.
 ContentLine Cut(std::string_view line) {
     std::size_t nameEnd = 0;
     while (nameEnd < line.size() && IsNameByte(line[nameEnd])) ++nameEnd;
     ContentLine cut;
+    cut.text = line;
     if (nameEnd != line.size() && line[nameEnd] != ':' && line[nameEnd] != ';') return cut;
     cut.name = line.substr(0, nameEnd);
     if (const std::size_t dot = cut.name.rfind('.'); dot != std::string_view::npos) {
@@ -47,6 +61,7 @@ ContentLine Cut(std::string_view line) {
         const std::size_t colon = FindUnquoted(rest, ':');
         cut.parameters = rest.substr(0, colon);
         rest = colon == kNotFound ? std::string_view() : rest.substr(colon);
+        cut.encoding = EncodingOf(cut.parameters);
     }
     cut.hasValue = !rest.empty();
     if (cut.hasValue) cut.value = rest.substr(1);
@@ -55,7 +70,7 @@ ContentLine Cut(std::string_view line) {
 
 // Whether the line's value is quoted-printable and goes on in the next line.
 bool EndsInSoftBreak(const ContentLine& line) {
-    return line.value.ends_with('=') && HasEncoding(line.parameters, "QUOTED-PRINTABLE");
+    return line.value.ends_with('=') && line.encoding == LineEncoding::QuotedPrintable;
 }
 
 std::string_view Unquoted(std::string_view value) {
@@ -82,43 +97,55 @@ std::string_view ParameterValue(std::string_view parameters, std::string_view na
     return {};
 }
 
-bool HasEncoding(std::string_view parameters, std::string_view encoding) {
-    while (const auto parameter = NextParameter(parameters)) {
-        if ((parameter->name.empty() || EqualsIgnoreCase(parameter->name, "ENCODING")) &&
-            EqualsIgnoreCase(parameter->value, encoding)) {
-            return true;
-        }
-    }
-    return false;
+std::optional<std::string_view> NextListItem(std::string_view& list) {
+    if (list.empty()) return std::nullopt;
+    const std::size_t end = FindByte(list, ',');
+    const std::string_view item = list.substr(0, end);
+    list.remove_prefix(end == kNotFound ? list.size() : end + 1);
+    return item;
+}
+
+std::string_view Trimmed(std::string_view text) {
+    while (!text.empty() && IsFoldBlank(text.back())) text.remove_suffix(1);
+    while (!text.empty() && IsFoldBlank(text.front())) text.remove_prefix(1);
+    return text;
 }
 
 ContentLines::ContentLines(std::string_view text) : text_(text) {
     constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
     if (text_.starts_with(kByteOrderMark)) position_ = kByteOrderMark.size();
+    if (FindByte(text_, '\n') == kNotFound) lineEnd_ = '\r';
 }
 
 std::string_view ContentLines::TakeLine() {
     const std::size_t start = position_;
-    const std::size_t end = FindByte(text_, '\n', start);
+    const std::size_t end = FindByte(text_, lineEnd_, start);
     position_ = end == kNotFound ? text_.size() : end + 1;
     ++lineNumber_;
-    return WithoutCarriageReturn(
+    return WithoutCarriageReturns(
         text_.substr(start, end == kNotFound ? std::string_view::npos : end - start));
 }
 
 std::string_view ContentLines::PeekLine() const {
-    const std::size_t end = FindByte(text_, '\n', position_);
+    const std::size_t end = FindByte(text_, lineEnd_, position_);
     const std::size_t length = end == kNotFound ? std::string_view::npos : end - position_;
-    return WithoutCarriageReturn(text_.substr(position_, length));
+    return WithoutCarriageReturns(text_.substr(position_, length));
 }
 
 void ContentLines::SkipBlankLines() {
     while (position_ < text_.size()) {
-        const bool pair = text_.substr(position_, 2) == "\r\n";
-        if (!pair && text_[position_] != '\n') return;
-        position_ += pair ? 2 : 1;
+        std::size_t end = position_;
+        while (end < text_.size() && text_[end] == '\r' && lineEnd_ != '\r') ++end;
+        if (end < text_.size() && text_[end] != lineEnd_) return;
+        position_ = std::min(end + 1, text_.size());
         ++lineNumber_;
     }
+}
+
+void ContentLines::Skip(std::size_t length) {
+    const std::string_view passed = text_.substr(position_, length);
+    lineNumber_ += static_cast<std::size_t>(std::count(passed.begin(), passed.end(), lineEnd_));
+    position_ += passed.size();
 }
 
 // Whether the line that follows, behind any blank ones, goes on with the present one; the place is
@@ -143,12 +170,12 @@ void ContentLines::AppendSoftLines(std::size_t from) {
 }
 
 // Old writers leave the lines of a base64 value without a blank at their beginnings; they end at a
-// blank line or at the next property. No such value is carried.
-void ContentLines::SkipBareBase64() {
+// blank line or at the next property.
+void ContentLines::AppendBareBase64() {
     while (position_ < text_.size()) {
         const std::string_view line = PeekLine();
         if (line.empty() || FindEither(line, ':', ';') != kNotFound) return;
-        TakeLine();
+        unfolded_ += TakeLine();
     }
 }
 
@@ -166,48 +193,18 @@ std::optional<ContentLine> ContentLines::Next() {
         line = unfolded_;
     }
     ContentLine cut = Cut(line);
-    if (!cut.parameters.empty()) {
-        if (EndsInSoftBreak(cut)) {
-            const auto valueStart = static_cast<std::size_t>(cut.value.data() - line.data());
-            if (line.data() != unfolded_.data()) unfolded_ = line;
-            AppendSoftLines(valueStart);
-            cut = Cut(unfolded_);
-        } else if (HasEncoding(cut.parameters, "BASE64")) {
-            SkipBareBase64();
+    const bool goesOn = EndsInSoftBreak(cut);
+    if (goesOn || cut.encoding == LineEncoding::Base64) {
+        if (line.data() != unfolded_.data()) unfolded_ = line;
+        if (goesOn) {
+            AppendSoftLines(unfolded_.size() - cut.value.size());
+        } else {
+            AppendBareBase64();
         }
+        cut = Cut(unfolded_);
     }
     cut.number = number;
     return cut;
-}
-
-std::optional<ContentLine> ContentLines::NextVerbatim(std::span<const std::string_view> beginnings,
-                                                      std::size_t& at) {
-    const auto beginsWith = [&](std::size_t from) {
-        std::size_t number = from;
-        while (number < beginnings.size() &&
-               !text_.substr(position_).starts_with(beginnings[number])) {
-            ++number;
-        }
-        return number;
-    };
-    const std::size_t found = beginsWith(at);
-    if (found == beginnings.size()) return std::nullopt;
-    at = found;
-    ContentLine line;
-    line.number = lineNumber_;
-    const std::size_t start = position_;
-    std::size_t end = 0;
-    do {
-        const std::string_view piece = TakeLine();
-        end = static_cast<std::size_t>(piece.data() - text_.data()) + piece.size();
-    } while (at + 1 < beginnings.size() && position_ < text_.size() &&
-             beginsWith(at + 1) == beginnings.size());
-    const std::string_view whole = text_.substr(start, end - start);
-    const std::size_t colon = FindByte(whole, ':');
-    line.name = whole.substr(0, colon);
-    line.value = whole.substr(colon + 1);
-    line.hasValue = true;
-    return line;
 }
 
 }  // namespace tarnwick

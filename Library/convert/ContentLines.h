@@ -4,19 +4,23 @@
 
 #include <cstddef>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 
 namespace tarnwick {
 
+// How a line's value says that it is encoded (the parameter ENCODING or the older lone word).
+enum class LineEncoding { None, QuotedPrintable, Base64 };
+
 // One unfolded line. The views are good until the next line is asked for.
 struct ContentLine {
     std::size_t number = 0;  // of its first line in the text, from 1
+    std::string_view text;   // the whole of it
     std::string_view name;   // without its group; empty when the line does not begin with a name
     std::string_view parameters;  // what lies between the name's ";" and the ":"
     std::string_view value;       // what follows the ":"
     bool hasValue = false;        // whether there is a ":"
+    LineEncoding encoding = LineEncoding::None;
 };
 
 // A parameter; in the older formats a word can stand without a name and is then the value.
@@ -31,8 +35,11 @@ std::optional<Parameter> NextParameter(std::string_view& parameters);
 // The value of the first parameter of that name; empty when there is none.
 std::string_view ParameterValue(std::string_view parameters, std::string_view name);
 
-// Whether the value is said to be encoded like this ("ENCODING=" or the older lone word).
-bool HasEncoding(std::string_view parameters, std::string_view encoding);
+// Takes the next of the items that a comma separates; nothing when none is left.
+std::optional<std::string_view> NextListItem(std::string_view& list);
+
+// Without the blanks and tabs around it.
+std::string_view Trimmed(std::string_view text);
 
 class ContentLines {
   public:
@@ -42,31 +49,28 @@ class ContentLines {
     // The older formats fold before a blank that belongs to the text; the newer ones insert one.
     void KeepFoldBlanks(bool keep) { keepFoldBlanks_ = keep; }
 
-    // The next line that is not blank. Line breaks are LF or CR LF; blank lines before a
-    // continuation belong to the fold.
+    // The next line that is not blank. Lines end in LF, with any number of CRs before it, or in CR
+    // when the text holds no LF; blank lines before a continuation belong to the fold.
     std::optional<ContentLine> Next();
 
-    // The next line as the writers of this system leave it: not folded, and with the line breaks of
-    // its text in it. It begins with one of `beginnings` at or behind position `at` and lasts until
-    // the next line that begins with a later one; `at` becomes its position. Nothing, with nothing
-    // consumed, when no such line follows.
-    std::optional<ContentLine> NextVerbatim(std::span<const std::string_view> beginnings,
-                                            std::size_t& at);
-
-    // Number of the line that comes next.
+    // Moves on to the next line that is not blank; its number and its place in the text.
+    void SkipBlankLines();
     std::size_t LineNumber() const { return lineNumber_; }
+    std::size_t Position() const { return position_; }
+    // Moves on by so many bytes, to the beginning of a line.
+    void Skip(std::size_t length);
 
   private:
     std::string_view TakeLine();
     std::string_view PeekLine() const;
     bool SkipToContinuation();
-    void SkipBlankLines();
     void AppendSoftLines(std::size_t from);
-    void SkipBareBase64();
+    void AppendBareBase64();
 
     std::string_view text_;
     std::size_t position_ = 0;
     std::size_t lineNumber_ = 1;
+    char lineEnd_ = '\n';
     bool keepFoldBlanks_ = false;
     std::string unfolded_;
 };

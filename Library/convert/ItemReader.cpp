@@ -6,16 +6,11 @@
 #include <span>
 
 #include "Library/convert/CalendarDate.h"
-#include "Library/convert/OldRule.h"
+#include "Library/convert/Components.h"
 #include "Library/convert/PropertyNames.h"
-#include "Library/convert/RecurrenceReader.h"
 
 namespace tarnwick {
 namespace {
-
-[[noreturn]] void Refuse(const ContentLine& line, const char* what) {
-    throw ReadFailure(line.number, std::string(what) + Excerpt(line.value));
-}
 
 struct Word {
     std::string_view word;
@@ -25,8 +20,11 @@ struct Word {
 // A class that is not known is private, as the standard has it.
 constexpr std::int32_t kPrivate = 2;
 constexpr Word kClasses[] = {{"PUBLIC", 0}, {"PRIVATE", kPrivate}, {"CONFIDENTIAL", 3}};
-constexpr Word kStates[] = {
-    {"IN-PROCESS", 1}, {"COMPLETED", 2}, {"NEEDS-ACTION", 3}, {"CANCELLED", 4}};
+constexpr Word kStates[] = {{"IN-PROCESS", 1},
+                            {"COMPLETED", 2},
+                            {"NEEDS-ACTION", 3},
+                            {"NEEDS ACTION", 3},
+                            {"CANCELLED", 4}};
 
 std::optional<std::int32_t> NumberOf(std::span<const Word> words, std::string_view value) {
     for (const Word& word : words) {
@@ -35,164 +33,289 @@ std::optional<std::int32_t> NumberOf(std::span<const Word> words, std::string_vi
     return std::nullopt;
 }
 
-void SetDate(PendingItem& pending, const char* name, std::int64_t seconds,
-             std::vector<ReadProblem>& notes) {
-    if (const auto fileTime = FileTimeOfUnixSeconds(seconds)) {
-        pending.item.properties.Set(name, *fileTime);
-    } else {
-        notes.push_back({pending.item.line, "a date before 1601 or too late is left out"});
-    }
-}
+enum class Field {
+    Text,
+    Class,
+    Status,
+    Percent,
+    Priority,
+    Number,
+    Modified,
+    Stamp,
+    Start,
+    End,
+    Duration,
+    Replaces,
+    Rule,
+    ExceptionRule,
+    Additions,
+    Exceptions,
+};
 
-// Days move the date on the zone's clocks, the rest is exact.
-std::int64_t EndAfter(const ZonedDate& start, const DurationValue& duration,
-                      const ZoneTable& zones) {
-    ZonedDate moved = start;
-    moved.date.seconds += duration.days * kSecondsPerDay;
-    return zones.ToUtc(moved) + duration.seconds;
-}
+// Which kinds of items a row is of.
+constexpr unsigned kEvents = 1;
+constexpr unsigned kTasks = 2;
+constexpr unsigned kBoth = 3;
 
 }  // namespace
 
-const ItemReader::Row ItemReader::kEventRows[] = {
-    {"DTSTART", &ItemReader::TakeStart},          {"DTEND", &ItemReader::TakeEnd},
-    {"DURATION", &ItemReader::TakeDuration},      {"UID", &ItemReader::TakeUid},
-    {"LOCATION", &ItemReader::TakeLocation},      {"DESCRIPTION", &ItemReader::TakeDescription},
-    {"SUMMARY", &ItemReader::TakeSummary},        {"RRULE", &ItemReader::TakeRule},
-    {"LAST-MODIFIED", &ItemReader::TakeModified},
+struct ItemReader::Row {
+    std::string_view name;
+    Field field;
+    unsigned kinds = kBoth;
+    bool countsOnce = true;
+    const char* eventText = nullptr;
+    const char* taskText = nullptr;
 };
 
-const ItemReader::Row ItemReader::kTaskRows[] = {
-    {"UID", &ItemReader::TakeUid},
-    {"DUE", &ItemReader::TakeEnd},
-    {"DURATION", &ItemReader::TakeDuration},
-    {"CLASS", &ItemReader::TakeClass},
-    {"LAST-MODIFIED", &ItemReader::TakeModified},
-    {"PERCENT-COMPLETE", &ItemReader::TakePercent},
-    {"STATUS", &ItemReader::TakeStatus},
-    {"PRIORITY", &ItemReader::TakePriority},
-    {"DTSTART", &ItemReader::TakeStart},
-    {"DESCRIPTION", &ItemReader::TakeDescription},
-    {"SUMMARY", &ItemReader::TakeSummary},
+constexpr ItemReader::Row ItemReader::kRows[] = {
+    {"UID", Field::Text, kBoth, true, property::kAppointmentUid, property::kItemId},
+    {"SUMMARY", Field::Text, kBoth, true, property::kSubject, property::kSubject},
+    {"DESCRIPTION", Field::Text, kBoth, true, property::kBody, property::kBody},
+    {"LOCATION", Field::Text, kEvents, true, property::kLocation},
+    {"CLASS", Field::Class},
+    {"STATUS", Field::Status},
+    {"PERCENT-COMPLETE", Field::Percent, kTasks},
+    {"PRIORITY", Field::Priority},
+    {"SEQUENCE", Field::Number},
+    {"LAST-MODIFIED", Field::Modified},
+    {"DTSTAMP", Field::Stamp},
+    {"CREATED", Field::Stamp},
+    {"DCREATED", Field::Stamp},
+    {"COMPLETED", Field::Stamp},
+    {"DTSTART", Field::Start},
+    {"DTEND", Field::End, kEvents},
+    {"DUE", Field::End, kTasks},
+    {"DURATION", Field::Duration},
+    {"RECURRENCE-ID", Field::Replaces},
+    {"RRULE", Field::Rule, kBoth, false},
+    {"EXRULE", Field::ExceptionRule, kBoth, false},
+    {"RDATE", Field::Additions, kBoth, false},
+    {"EXDATE", Field::Exceptions, kBoth, false},
 };
 
-ItemReader::ItemReader(ItemKind kind, std::size_t line, Escapes escapes, ZoneTable& zones,
-                       std::vector<ReadProblem>& notes)
-    : escapes_(escapes), zones_(zones), notes_(notes) {
+const ItemReader::Row* ItemReader::RowOf(std::string_view name, ItemKind kind) {
+    const unsigned kinds = kind == ItemKind::Event ? kEvents : kTasks;
+    for (const Row& row : kRows) {
+        if (row.name.size() == name.size() && EqualsIgnoreCase(row.name, name)) {
+            return (row.kinds & kinds) != 0 ? &row : nullptr;
+        }
+    }
+    return nullptr;
+}
+
+ItemReader::ItemReader(ItemKind kind, std::size_t line, std::size_t number, Escapes escapes,
+                       LineWriter* writer, ZoneTable& zones, Remarks& remarks)
+    : number_(number),
+      escapes_(escapes),
+      writer_(writer),
+      zones_(zones),
+      remarks_(remarks),
+      firstNote_(remarks.notes.size()),
+      schedule_(pending_.item.schedule, pending_.item.lines, pending_.floating, writer, escapes,
+                remarks) {
     pending_.item.kind = kind;
     pending_.item.line = line;
-    pending_.endsImplicitly = kind == ItemKind::Event && escapes != Escapes::None;
+    pending_.isOwn = writer == nullptr;
+    if (writer_ != nullptr) {
+        pending_.item.lines = kind == ItemKind::Event ? "BEGIN:VEVENT\n" : "BEGIN:VTODO\n";
+    }
+}
+
+void ItemReader::Keep(const ContentLine& line) {
+    if (writer_ != nullptr) writer_->Append(pending_.item.lines, line);
+}
+
+// A word or number, without the blanks around it.
+void ItemReader::KeepTrimmed(const ContentLine& line) {
+    const std::string_view value = Trimmed(line.value);
+    if (value.size() == line.value.size()) return Keep(line);
+    if (writer_ != nullptr) writer_->AppendValue(pending_.item.lines, line, value);
+}
+
+void ItemReader::Unheld(const ContentLine& line, const std::string& what) {
+    pending_.unheld.push_back({line.number, "the properties do not hold " + what});
+}
+
+void ItemReader::TakeInner(const ContentLine& line) {
+    if (line.name.empty() || !line.hasValue) return remarks_.Note(line.number, NotAProperty(line));
+    if (!line.parameters.empty()) zones_.Use(line, number_, pending_.item.zones);
+    Keep(line);
 }
 
 void ItemReader::Take(const ContentLine& line) {
-    const bool isEvent = pending_.item.kind == ItemKind::Event;
-    const std::span<const Row> rows =
-        isEvent ? std::span<const Row>(kEventRows) : std::span<const Row>(kTaskRows);
-    for (const Row& row : rows) {
-        if (!EqualsIgnoreCase(row.name, line.name)) continue;
-        if (!line.hasValue) {
-            throw ReadFailure(line.number, std::string(row.name) + " without a value");
-        }
-        if (!line.value.empty()) (this->*row.handler)(line);
+    const Row* row = RowOf(line.name, pending_.item.kind);
+    if (line.name.empty() || !line.hasValue || row == nullptr) return TakeInner(line);
+    const bool isText = row->field == Field::Text;
+    if (isText ? line.value.empty() : Trimmed(line.value).empty()) return;
+    const auto place = static_cast<std::size_t>(row - kRows);
+    if (row->countsOnce && seen_[place]) {
+        remarks_.Note(
+            line.number,
+            std::string(row->name) + " stands twice; this one is left out: " + Excerpt(line.value));
         return;
     }
+    std::shared_ptr<const Zone> zone;
+    if (!line.parameters.empty()) zone = zones_.Use(line, number_, pending_.item.zones);
+    if (TakeValue(*row, line, zone)) seen_.set(place);
 }
 
-void ItemReader::SetText(const char* name, const ContentLine& line) {
-    pending_.item.properties.Set(name, TextOfValue(line.value, line.parameters, escapes_));
-}
-
-void ItemReader::TakeUid(const ContentLine& line) {
+bool ItemReader::TakeValue(const Row& row, const ContentLine& line,
+                           const std::shared_ptr<const Zone>& zone) {
+    Schedule& schedule = pending_.item.schedule;
     const bool isEvent = pending_.item.kind == ItemKind::Event;
-    SetText(isEvent ? property::kAppointmentUid : property::kItemId, line);
-}
-
-void ItemReader::TakeLocation(const ContentLine& line) {
-    SetText(property::kLocation, line);
-}
-
-void ItemReader::TakeDescription(const ContentLine& line) {
-    SetText(property::kBody, line);
-}
-
-void ItemReader::TakeSummary(const ContentLine& line) {
-    SetText(property::kSubject, line);
-}
-
-void ItemReader::TakeStart(const ContentLine& line) {
-    pending_.start = zones_.ParseDate(line);
-}
-
-void ItemReader::TakeEnd(const ContentLine& line) {
-    pending_.end = zones_.ParseDate(line);
-}
-
-void ItemReader::TakeDuration(const ContentLine& line) {
-    pending_.duration = ParseDuration(line.value);
-    if (!pending_.duration) Refuse(line, "not a duration: ");
-}
-
-void ItemReader::TakeRule(const ContentLine& line) {
-    const std::string modern =
-        escapes_ == Escapes::Old ? ModernRule(line.value) : std::string(line.value);
-    const auto parts = ParseRule(modern);
-    if (!parts) Refuse(line, "not a recurrence rule: ");
-    if (!SetRecurrence(pending_.item.properties, *parts)) {
-        notes_.push_back({line.number, "a recurrence that items cannot hold is left out"});
+    switch (row.field) {
+        case Field::Text:
+            return TakeText(isEvent ? row.eventText : row.taskText, line);
+        case Field::Class:
+            return TakeClass(line);
+        case Field::Status:
+            return TakeStatus(line);
+        case Field::Percent:
+            return TakePercent(line);
+        case Field::Priority:
+        case Field::Number:
+            return TakeNumber(row, line);
+        case Field::Modified:
+        case Field::Stamp:
+            return TakeStamp(row, line, zone);
+        case Field::Start: {
+            const bool isRead = schedule_.TakeDate(line, zone, schedule.start);
+            pending_.isUnreadable = isEvent && !isRead;
+            return isRead;
+        }
+        case Field::End:
+            return schedule_.TakeDate(line, zone, schedule.end);
+        case Field::Duration:
+            return schedule_.TakeDuration(line, pending_.duration);
+        case Field::Replaces:
+            return TakeReplaced(line, zone);
+        default:
+            break;
     }
+    if (row.field == Field::Rule) return TakeRule(row, line);
+    const bool isRead = row.field == Field::ExceptionRule
+                            ? schedule_.TakeRule(line, schedule.exceptionRules)
+                        : row.field == Field::Additions ? schedule_.TakeAdditions(line, zone)
+                                                        : schedule_.TakeExceptions(line, zone);
+    if (isRead) Unheld(line, std::string(row.name));
+    return isRead;
 }
 
-void ItemReader::TakeModified(const ContentLine& line) {
-    const std::int64_t seconds = zones_.ParseDate(line).date.seconds;
+bool ItemReader::TakeReplaced(const ContentLine& line, const std::shared_ptr<const Zone>& zone) {
+    Schedule& schedule = pending_.item.schedule;
+    if (!schedule_.TakeDate(line, zone, schedule.replaces)) return false;
+    const std::string_view range = ParameterValue(line.parameters, "RANGE");
+    schedule.replacesFollowing = EqualsIgnoreCase(range, "THISANDFUTURE");
+    if (!range.empty() && !schedule.replacesFollowing) {
+        remarks_.Note(line.number, "the range " + Excerpt(range) +
+                                       " is not known; this occurrence alone is replaced");
+    }
+    Unheld(line, "RECURRENCE-ID");
+    return true;
+}
+
+bool ItemReader::TakeText(const char* property, const ContentLine& line) {
+    pending_.item.properties.Set(property, TextOfValue(line.value, line.encoding, escapes_));
+    Keep(line);
+    return true;
+}
+
+bool ItemReader::TakeRule(const Row& row, const ContentLine& line) {
+    std::vector<std::string>& rules = pending_.item.schedule.rules;
+    // An own rule goes into the properties whatever it is: they are what it was written from.
+    if (pending_.isOwn) pending_.rule = line.value;
+    if (!schedule_.TakeRule(line, rules)) return false;
+    if (pending_.isOwn) return true;
+    if (pending_.item.kind != ItemKind::Event || rules.size() > 1) {
+        Unheld(line, (rules.size() > 1 ? "a second " : "") + std::string(row.name));
+    } else {
+        pending_.rule = rules.front();
+        pending_.ruleLine = line.number;
+    }
+    return true;
+}
+
+bool ItemReader::TakeStamp(const Row& row, const ContentLine& line,
+                           const std::shared_ptr<const Zone>& zone) {
+    std::optional<ZonedTime> time;
+    std::vector<LinePlace> unused;
+    ScheduleReader reader(pending_.item.schedule, pending_.item.lines, unused, writer_, escapes_,
+                          remarks_);
+    if (!reader.TakeDate(line, zone, time)) return false;
+    if (row.field == Field::Stamp) return true;
+    const std::int64_t seconds = time->date.seconds;
     if (seconds >= std::numeric_limits<std::int32_t>::min() &&
         seconds <= std::numeric_limits<std::int32_t>::max()) {
         pending_.item.properties.Set(property::kModifiedDate, static_cast<std::int32_t>(seconds));
     } else {
-        notes_.push_back({line.number, "a modification before 1901 or after 2038 is left out"});
+        Unheld(line, "a modification before 1901 or after 2038");
     }
+    return true;
 }
 
-void ItemReader::TakeClass(const ContentLine& line) {
-    pending_.item.properties.Set(property::kSensitivity,
-                                 NumberOf(kClasses, line.value).value_or(kPrivate));
+bool ItemReader::TakeClass(const ContentLine& line) {
+    if (pending_.item.kind == ItemKind::Task) {
+        const auto number = NumberOf(kClasses, Trimmed(line.value));
+        pending_.item.properties.Set(property::kSensitivity, number.value_or(kPrivate));
+    }
+    KeepTrimmed(line);
+    return true;
 }
 
-void ItemReader::TakePercent(const ContentLine& line) {
+bool ItemReader::TakePercent(const ContentLine& line) {
+    const std::string_view value = Trimmed(line.value);
     double percent = 0;
-    const char* end = line.value.data() + line.value.size();
-    const auto result = std::from_chars(line.value.data(), end, percent);
-    if (result.ec != std::errc() || result.ptr != end) Refuse(line, "not a percentage: ");
+    const auto result = std::from_chars(value.data(), value.data() + value.size(), percent);
+    if (result.ec != std::errc() || result.ptr != value.data() + value.size()) {
+        remarks_.Note(line.number, CannotRead(line, "a percentage", value));
+        return false;
+    }
     pending_.item.properties.Set(property::kPercentComplete, percent);
+    KeepTrimmed(line);
+    return true;
 }
 
-void ItemReader::TakeStatus(const ContentLine& line) {
-    if (const auto status = NumberOf(kStates, line.value)) {
+bool ItemReader::TakeStatus(const ContentLine& line) {
+    const std::string_view value = Trimmed(line.value);
+    const std::size_t start = pending_.item.lines.size();
+    KeepTrimmed(line);
+    pending_.status = {start, pending_.item.lines.size() - start};
+    if (pending_.item.kind == ItemKind::Event) {
+        pending_.item.schedule.isCancelled = EqualsIgnoreCase(value, "CANCELLED");
+    } else if (const auto status = NumberOf(kStates, value)) {
         pending_.item.properties.Set(property::kStatus, *status);
+    } else {
+        Unheld(line, "the status " + Excerpt(value));
     }
+    return true;
 }
 
-void ItemReader::TakePriority(const ContentLine& line) {
-    const auto priority = ParseWholeNumber(line.value);
-    if (!priority) Refuse(line, "not a priority: ");
+bool ItemReader::TakeNumber(const Row& row, const ContentLine& line) {
+    const auto number = ParseWholeNumber(Trimmed(line.value));
+    if (!number) {
+        const bool isPriority = row.field == Field::Priority;
+        remarks_.Note(line.number,
+                      CannotRead(line, isPriority ? "a priority" : "a number", line.value));
+        return false;
+    }
+    KeepTrimmed(line);
     // 1 to 4 is high, 5 the middle, 6 to 9 low; 0 says nothing.
-    if (*priority < 1) return;
-    pending_.item.properties.Set(property::kImportance,
-                                 *priority < 5 ? 2 : (*priority == 5 ? 1 : 0));
+    if (row.field != Field::Priority || pending_.item.kind == ItemKind::Event || *number < 1) {
+        return true;
+    }
+    pending_.item.properties.Set(property::kImportance, *number < 5 ? 2 : (*number == 5 ? 1 : 0));
+    return true;
 }
 
-void SetDates(PendingItem& pending, const ZoneTable& zones, std::vector<ReadProblem>& notes) {
-    const bool isEvent = pending.item.kind == ItemKind::Event;
-    const char* const startName = isEvent ? property::kEventStart : property::kTaskStart;
-    const char* const endName = isEvent ? property::kEventEnd : property::kDueDate;
-    if (pending.start) SetDate(pending, startName, zones.ToUtc(*pending.start), notes);
-    if (pending.end) {
-        SetDate(pending, endName, zones.ToUtc(*pending.end), notes);
-    } else if (pending.start && pending.duration) {
-        SetDate(pending, endName, EndAfter(*pending.start, *pending.duration, zones), notes);
-    } else if (pending.start && pending.endsImplicitly) {
-        const DurationValue length{pending.start->date.isDate ? 1 : 0, 0};
-        SetDate(pending, endName, EndAfter(*pending.start, length, zones), notes);
-    }
+PendingItem ItemReader::Finish() {
+    CalendarItem& item = pending_.item;
+    const bool isEvent = item.kind == ItemKind::Event;
+    if (writer_ != nullptr) item.lines += isEvent ? "END:VEVENT\n" : "END:VTODO\n";
+    item.uid = Utf8OrWindows1252(
+        item.properties.TextOr(isEvent ? property::kAppointmentUid : property::kItemId));
+    NameItem(remarks_.notes, firstNote_, item.uid);
+    return std::move(pending_);
 }
 
 }  // namespace tarnwick

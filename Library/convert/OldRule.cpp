@@ -21,13 +21,15 @@ constexpr OldFrequency kFrequencies[] = {
     {"YD", "YEARLY", "BYYEARDAY"}, {"D", "DAILY", "BYHOUR"},        {"W", "WEEKLY", "BYDAY"},
 };
 
+constexpr std::string_view kBlanks = " \t";
+
 std::vector<std::string_view> Words(std::string_view text) {
     std::vector<std::string_view> words;
-    std::size_t from = text.find_first_not_of(' ');
+    std::size_t from = text.find_first_not_of(kBlanks);
     while (from != text.npos) {
-        const std::size_t end = std::min(text.find(' ', from), text.size());
+        const std::size_t end = std::min(text.find_first_of(kBlanks, from), text.size());
         words.push_back(text.substr(from, end - from));
-        from = text.find_first_not_of(' ', end);
+        from = text.find_first_not_of(kBlanks, end);
     }
     return words;
 }
@@ -83,7 +85,11 @@ std::optional<std::string> List(const std::vector<std::string_view>& words, bool
 }  // namespace
 
 std::string ModernRule(std::string_view oldRule) {
-    std::vector<std::string_view> words = Words(oldRule);
+    std::string upper(oldRule);
+    std::transform(upper.begin(), upper.end(), upper.begin(), [](char letter) {
+        return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
+    });
+    std::vector<std::string_view> words = Words(upper);
     if (words.empty()) return {};
     for (const OldFrequency& frequency : kFrequencies) {
         if (!words[0].starts_with(frequency.letters)) continue;

@@ -24,16 +24,6 @@ const char* FrequencyWord(std::int32_t type) {
     return "";
 }
 
-bool IsMonthly(std::int32_t type) {
-    return type == static_cast<std::int32_t>(RecurrenceType::MonthlyOnDay) ||
-           type == static_cast<std::int32_t>(RecurrenceType::MonthlyOnWeekday);
-}
-
-bool IsYearly(std::int32_t type) {
-    return type == static_cast<std::int32_t>(RecurrenceType::YearlyOnDay) ||
-           type == static_cast<std::int32_t>(RecurrenceType::YearlyOnWeekday);
-}
-
 std::string DayList(std::int32_t mask) {
     std::string list;
     for (int day = 0; day < 7; ++day) {
@@ -65,6 +55,16 @@ void AppendDays(std::string& rule, std::int32_t mask, std::optional<std::int32_t
 }
 
 }  // namespace
+
+bool IsMonthly(std::int32_t type) {
+    return type == static_cast<std::int32_t>(RecurrenceType::MonthlyOnDay) ||
+           type == static_cast<std::int32_t>(RecurrenceType::MonthlyOnWeekday);
+}
+
+bool IsYearly(std::int32_t type) {
+    return type == static_cast<std::int32_t>(RecurrenceType::YearlyOnDay) ||
+           type == static_cast<std::int32_t>(RecurrenceType::YearlyOnWeekday);
+}
 
 std::string RecurrenceRuleLine(PropertySource& source) {
     if (source.NumberOr(property::kIsRecurring, 0) == 0) return {};

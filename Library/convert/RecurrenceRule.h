@@ -6,8 +6,7 @@
 //   ends               "RRULE:" before, CR LF after      neither; "FREQ=" only with a type
 //   Monday to Friday   a weekly rule becomes daily       left as it is
 //   ";INTERVAL="       non-zero and not yearly           whenever found, also 0, also yearly
-//   end of the rule    ";COUNT=" and ";UNTIL=" together  ";UNTIL=" alone, when flag and date are
-//   found
+//   end of the rule    ";COUNT=" and ";UNTIL=" together  ";UNTIL=" alone, with flag and date
 //   ";BYSETPOS="       not for the instance -1           for every instance found, -1 too
 //   day and month      with their types alone            whenever found and non-zero
 #pragma once
@@ -27,6 +26,9 @@ enum class RecurrenceType : std::int32_t {
     YearlyOnDay = 5,
     YearlyOnWeekday = 6,
 };
+
+bool IsMonthly(std::int32_t type);
+bool IsYearly(std::int32_t type);
 
 // PR_BNP_RecurrenceDayOfWeekMask: bit n is weekday n of kWeekdayNames.
 inline constexpr const char* kWeekdayNames[] = {"SU", "MO", "TU", "WE", "TH", "FR", "SA"};

@@ -39,7 +39,9 @@ bool StorePart(RuleParts& parts, std::string_view name, std::string_view value) 
         parts.months = value;
     } else if (is("BYSETPOS")) {
         parts.positions = value;
-    } else if (!is("WKST")) {
+    } else if (is("WKST")) {
+        parts.weekStart = value;
+    } else {
         parts.hasMore = true;
     }
     return true;
@@ -53,10 +55,6 @@ std::optional<int> WeekdayNumber(std::string_view name) {
 }
 
 }  // namespace
-
-std::optional<std::string_view> NextListItem(std::string_view& list) {
-    return TakeUpTo(list, ',');
-}
 
 std::optional<RuleParts> ParseRule(std::string_view value) {
     RuleParts parts;

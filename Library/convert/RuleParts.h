@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "Library/convert/CalendarValues.h"
+#include "Library/convert/ContentLines.h"
 
 namespace tarnwick {
 
@@ -20,7 +21,8 @@ struct RuleParts {
     std::string_view daysOfMonth;
     std::string_view months;
     std::string_view positions;
-    // Whether there is a part beside these and WKST, which narrows the rule in another way.
+    std::string_view weekStart;
+    // Whether there is a part beside these, which narrows the rule in another way.
     bool hasMore = false;
 };
 
@@ -35,8 +37,5 @@ struct RuleDays {
 
 // No value when a day is no day, or when the days do not share one ordinal.
 std::optional<RuleDays> ParseRuleDays(std::string_view days);
-
-// Takes the next of the items that a comma separates; nothing when none is left.
-std::optional<std::string_view> NextListItem(std::string_view& list);
 
 }  // namespace tarnwick

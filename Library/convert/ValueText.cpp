@@ -1,7 +1,6 @@
 #include "Library/convert/ValueText.h"
 
 #include "common/Scan.h"
-#include "Library/convert/ContentLines.h"
 
 namespace tarnwick {
 namespace {
@@ -13,13 +12,11 @@ int HexDigit(char digit) {
     return -1;
 }
 
-// What a backslash and this byte stand for; empty when they stand for themselves.
-std::string_view Escaped(char byte, Escapes escapes) {
-    if (byte == ';') return ";";
-    if (escapes == Escapes::Old) return {};
-    if (byte == 'n' || byte == 'N') return "\r\n";
-    if (byte == ',') return ",";
-    return byte == '\\' ? "\\" : std::string_view();
+// What a backslash and the first byte of `text` stand for; empty when they stand for themselves.
+std::string_view Escaped(std::string_view text, Escapes escapes) {
+    const char byte = text.front();
+    if (escapes == Escapes::Old) return byte == ';' ? text.substr(0, 1) : std::string_view();
+    return byte == 'n' || byte == 'N' ? "\r\n" : text.substr(0, 1);
 }
 
 }  // namespace
@@ -46,7 +43,7 @@ std::string Unescape(std::string_view value, Escapes escapes) {
     std::size_t from = 0;
     for (std::size_t at = FindByte(value, '\\'); at != kNotFound && at + 1 < value.size();
          at = FindByte(value, '\\', from)) {
-        const std::string_view meant = Escaped(value[at + 1], escapes);
+        const std::string_view meant = Escaped(value.substr(at + 1), escapes);
         text.append(value, from, at - from);
         text += meant.empty() ? value.substr(at, 2) : meant;
         from = at + 2;
@@ -54,8 +51,8 @@ std::string Unescape(std::string_view value, Escapes escapes) {
     return text.append(value, from);
 }
 
-std::string TextOfValue(std::string_view value, std::string_view parameters, Escapes escapes) {
-    if (!parameters.empty() && HasEncoding(parameters, "QUOTED-PRINTABLE")) {
+std::string TextOfValue(std::string_view value, LineEncoding encoding, Escapes escapes) {
+    if (encoding == LineEncoding::QuotedPrintable) {
         return Unescape(DecodeQuotedPrintable(value), escapes);
     }
     return Unescape(value, escapes);

@@ -4,11 +4,13 @@
 #include <string>
 #include <string_view>
 
+#include "Library/convert/ContentLines.h"
+
 namespace tarnwick {
 
 enum class Escapes {
     None,    // the text stands as it is
-    Modern,  // RFC 5545 and RFC 6350: \n and \N are line breaks; \\ \, \; their second byte
+    Modern,  // RFC 5545 and RFC 6350: \n and \N are line breaks, others their second byte
     Old,     // vCalendar 1.0 and vCard 2.1: \; is a semicolon
 };
 
@@ -16,11 +18,11 @@ enum class Escapes {
 // stands for NUL is left out.
 std::string DecodeQuotedPrintable(std::string_view value);
 
-// Resolves escapes; line breaks become CR LF. A backslash before any other byte stays.
+// Resolves escapes; line breaks become CR LF. A backslash that begins none stays.
 std::string Unescape(std::string_view value, Escapes escapes);
 
 // The value of a line as text. Bytes are not converted, whatever the parameter CHARSET says.
-std::string TextOfValue(std::string_view value, std::string_view parameters, Escapes escapes);
+std::string TextOfValue(std::string_view value, LineEncoding encoding, Escapes escapes);
 
 // Escapes a text so that it reads back the same under Escapes::Modern (line breaks as CR LF).
 std::string EscapeText(std::string_view text);

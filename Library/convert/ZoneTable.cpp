@@ -1,115 +1,209 @@
 #include "Library/convert/ZoneTable.h"
 
+#include <cstdlib>
+
 #include "common/Scan.h"
+#include "Library/convert/CalendarDate.h"
 #include "Library/convert/ValueText.h"
 
 namespace tarnwick {
 namespace {
 
-std::int64_t ObservanceDate(const ContentLine& line, std::string_view value) {
-    const auto date = ParseDateValue(value);
-    if (!date) throw ReadFailure(line.number, "not a date: " + Excerpt(value));
-    return date->seconds;
+// The same name can stand escaped in the definition and quoted in the lines.
+std::string ZoneName(std::string_view value) {
+    return Unescape(Trimmed(value), Escapes::Modern);
 }
 
-std::int32_t Offset(const ContentLine& line) {
-    const auto offset = ParseUtcOffset(line.value);
-    if (!offset) throw ReadFailure(line.number, "not an offset: " + Excerpt(line.value));
-    return *offset;
-}
+// One STANDARD or DAYLIGHT while it is read.
+class ObservanceReader {
+  public:
+    ObservanceReader(LineWriter& writer, Remarks& remarks) : writer_(writer), remarks_(remarks) {}
 
-// What of an observance is told only at its end.
-struct ObservanceRule {
-    std::string text;
-    std::size_t line = 0;
+    void Take(const ContentLine& line);
+    // The observance with its rule, and its lines.
+    const Observance& Finish();
+    const std::string& Lines() const { return lines_; }
+
+  private:
+    bool TakeDate(const ContentLine& line);
+    bool TakeOffset(const ContentLine& line, std::optional<std::int32_t>& offset);
+    bool TakeDates(const ContentLine& line);
+    bool TakeValue(const ContentLine& line);
+
+    LineWriter& writer_;
+    Remarks& remarks_;
+    Observance observance_;
+    std::string rule_;
+    std::size_t ruleLine_ = 0;
+    std::string lines_;
 };
 
-void TakeObservanceLine(const ContentLine& line, Observance& observance, ObservanceRule& rule) {
-    const auto is = [&line](std::string_view name) { return EqualsIgnoreCase(line.name, name); };
-    if (is("DTSTART")) {
-        observance.start = ObservanceDate(line, line.value);
-    } else if (is("TZOFFSETFROM")) {
-        observance.offsetFrom = Offset(line);
-    } else if (is("TZOFFSETTO")) {
-        observance.offsetTo = Offset(line);
-    } else if (is("RRULE")) {
-        rule = {std::string(line.value), line.number};
-    } else if (is("RDATE")) {
-        std::string_view dates = line.value;
-        while (const auto date = NextListItem(dates)) {
-            // A period counts with its start.
-            observance.dates.push_back(ObservanceDate(line, date->substr(0, FindByte(*date, '/'))));
-        }
+bool ObservanceReader::TakeDate(const ContentLine& line) {
+    const auto date = ParseDateValue(Trimmed(line.value));
+    if (date) observance_.start = date->seconds;
+    return date.has_value();
+}
+
+bool ObservanceReader::TakeOffset(const ContentLine& line, std::optional<std::int32_t>& offset) {
+    const auto read = ParseUtcOffset(Trimmed(line.value));
+    if (read) offset = read;
+    return read.has_value();
+}
+
+bool ObservanceReader::TakeDates(const ContentLine& line) {
+    std::vector<std::int64_t> read;
+    std::string_view dates = line.value;
+    while (const auto item = NextListItem(dates)) {
+        // A period counts with its start.
+        const auto date = ParseDateValue(Trimmed(item->substr(0, FindByte(*item, '/'))));
+        if (!date) return false;
+        read.push_back(date->seconds);
     }
+    observance_.dates.insert(observance_.dates.end(), read.begin(), read.end());
+    return true;
+}
+
+bool ObservanceReader::TakeValue(const ContentLine& line) {
+    const auto is = [&line](std::string_view name) { return EqualsIgnoreCase(line.name, name); };
+    if (is("DTSTART")) return TakeDate(line);
+    if (is("TZOFFSETFROM")) return TakeOffset(line, observance_.offsetFrom);
+    if (is("TZOFFSETTO")) return TakeOffset(line, observance_.offsetTo);
+    if (is("RDATE")) return TakeDates(line);
+    return true;
+}
+
+void ObservanceReader::Take(const ContentLine& line) {
+    if (line.name.empty() || !line.hasValue) return remarks_.Note(line.number, NotAProperty(line));
+    if (EqualsIgnoreCase(line.name, "RRULE") && rule_.empty()) {
+        // Whether it is one that is known tells the start, which may follow.
+        rule_ = line.value;
+        ruleLine_ = line.number;
+    } else if (TakeValue(line)) {
+        writer_.Append(lines_, line);
+    } else {
+        remarks_.Note(line.number, std::string(line.name) +
+                                       " is left out; it cannot be read: " + Excerpt(line.value));
+    }
+}
+
+const Observance& ObservanceReader::Finish() {
+    if (rule_.empty() || !observance_.start) return observance_;
+    const auto parts = ParseRule(rule_);
+    if (parts) observance_.rule = YearlyOnset::From(*parts, *observance_.start);
+    if (observance_.rule) {
+        lines_ += "RRULE:" + rule_ + "\n";
+    } else {
+        remarks_.Note(ruleLine_,
+                      "a rule of this kind is not known in a time zone; its first change alone "
+                      "counts: " +
+                          Excerpt(rule_));
+    }
+    return observance_;
+}
+
+std::string OffsetText(std::int32_t offset) {
+    std::string text(1, offset < 0 ? '-' : '+');
+    const auto append = [&text](std::int32_t number) {
+        text += static_cast<char>('0' + number / 10);
+        text += static_cast<char>('0' + number % 10);
+    };
+    const std::int32_t seconds = std::abs(offset);
+    append(seconds / 3600);
+    append(seconds / 60 % 60);
+    if (seconds % 60 != 0) append(seconds % 60);
+    return text;
 }
 
 }  // namespace
 
-std::size_t ZoneTable::NumberOf(std::string_view name, std::size_t line) {
+ZoneTable::Entry& ZoneTable::Named(std::string_view name, std::size_t line) {
     // Most texts have one zone and name it in every line.
-    if (lastNumber_ < zones_.size() && zones_[lastNumber_].name == name) return lastNumber_;
-    const auto found = numbers_.find(name);
-    if (found != numbers_.end()) return lastNumber_ = found->second;
-    lastNumber_ = zones_.size();
-    numbers_.emplace(name, lastNumber_);
-    zones_.push_back({std::string(name), line, {}});
-    return lastNumber_;
-}
-
-ZonedDate ZoneTable::ParseDate(const ContentLine& line) {
-    const auto date = ParseDateValue(line.value);
-    if (!date) throw ReadFailure(line.number, "not a date: " + Excerpt(line.value));
-    ZonedDate zoned{*date, ZonedDate::kNoZone};
-    if (!date->isUtc && !date->isDate && !line.parameters.empty()) {
-        const std::string_view name = ParameterValue(line.parameters, "TZID");
-        if (!name.empty()) zoned.zone = NumberOf(name, line.number);
+    if (lastNumber_ < entries_.size() && entries_[lastNumber_].zone->name == name) {
+        return entries_[lastNumber_];
     }
-    return zoned;
+    const auto found = numbers_.find(name);
+    if (found != numbers_.end()) return entries_[lastNumber_ = found->second];
+    lastNumber_ = entries_.size();
+    numbers_.emplace(name, lastNumber_);
+    entries_.push_back({std::make_shared<Zone>(Zone{std::string(name), line, {}, {}})});
+    return entries_.back();
 }
 
-void ZoneTable::ReadTimeZone(ContentLines& lines, const OpenComponent& open,
-                             std::vector<ReadProblem>& notes) {
+std::shared_ptr<const Zone> ZoneTable::Use(const ContentLine& line, std::size_t item,
+                                           std::vector<std::shared_ptr<const Zone>>& zones) {
+    const std::string_view value = ParameterValue(line.parameters, "TZID");
+    if (value.empty()) return nullptr;
+    const bool isPlain = FindByte(value, '\\') == kNotFound && Trimmed(value) == value;
+    Entry& entry = isPlain ? Named(value, line.number) : Named(ZoneName(value), line.number);
+    if (entry.lastItem != item) zones.push_back(entry.zone);
+    entry.lastItem = item;
+    return entry.zone;
+}
+
+void ZoneTable::ReadTimeZone(ContentLines& lines, const OpenComponent& open, LineWriter& writer,
+                             Remarks& remarks) {
     std::string name;
-    TimeZone zone;
+    TimeZone offsets;
+    std::string text = "BEGIN:VTIMEZONE\n";
     const auto onObservance = [&](const OpenComponent& child) {
         if (!child.Is("STANDARD") && !child.Is("DAYLIGHT")) return SkipComponent(lines, child);
-        Observance observance;
-        ObservanceRule rule;
+        ObservanceReader reader(writer, remarks);
         ReadComponent(
             lines, child, [&lines](const OpenComponent& inner) { SkipComponent(lines, inner); },
-            [&](const ContentLine& line) { TakeObservanceLine(line, observance, rule); });
-        if (!rule.text.empty() && observance.start) {
-            const auto parts = ParseRule(rule.text);
-            if (parts) observance.rule = YearlyOnset::From(*parts, *observance.start);
-            if (!observance.rule) {
-                notes.push_back({rule.line,
-                                 "a rule of this kind is not known in a time zone; its "
-                                 "first change alone counts"});
-            }
-        }
-        if (!zone.Add(observance)) {
-            notes.push_back({child.line, "this part of the time zone is left out"});
+            [&reader](const ContentLine& line) { reader.Take(line); });
+        if (offsets.Add(reader.Finish())) {
+            text += "BEGIN:" + child.name + "\n" + reader.Lines() + "END:" + child.name + "\n";
+        } else {
+            remarks.Note(child.line, "this part of the time zone is left out");
         }
     };
-    ReadComponent(lines, open, onObservance, [&name](const ContentLine& line) {
-        if (EqualsIgnoreCase(line.name, "TZID")) name = line.value;
+    ReadComponent(lines, open, onObservance, [&](const ContentLine& line) {
+        if (line.name.empty() || !line.hasValue) {
+            return remarks.Note(line.number, NotAProperty(line));
+        }
+        if (EqualsIgnoreCase(line.name, "TZID")) {
+            if (!name.empty()) return;
+            name = ZoneName(line.value);
+        }
+        writer.Append(text, line);
     });
-    if (name.empty()) throw ReadFailure(open.line, "a VTIMEZONE without TZID");
-    zone.Sort();
-    zones_[NumberOf(name, open.line)].zone = std::move(zone);
-}
-
-void ZoneTable::Finish(std::vector<ReadProblem>& notes) {
-    for (const Zone& zone : zones_) {
-        if (!zone.zone.IsEmpty()) continue;
-        notes.push_back({zone.firstUse, "the time zone " + Excerpt(zone.name) +
-                                            " is not in the text; its times are taken as UTC"});
+    if (name.empty()) return remarks.Note(open.line, "a VTIMEZONE without TZID is left out");
+    Zone& zone = *Named(name, open.line).zone;
+    if (!zone.offsets.IsEmpty()) {
+        return remarks.Note(open.line, "the time zone " + Excerpt(name) +
+                                           " is defined before; this one is left out");
     }
+    offsets.Sort();
+    zone.offsets = std::move(offsets);
+    zone.lines = text + "END:VTIMEZONE\n";
 }
 
-std::int64_t ZoneTable::ToUtc(const ZonedDate& date) const {
-    if (date.zone == ZonedDate::kNoZone) return date.date.seconds;
-    return zones_[date.zone].zone.ToUtc(date.date.seconds);
+std::shared_ptr<const Zone> ZoneTable::DefineFixed(std::int32_t offset) {
+    const std::string shown = OffsetText(offset);
+    Zone& zone = *Named("UTC" + shown, 0).zone;
+    if (zone.offsets.IsEmpty()) {
+        zone.offsets.Add({0, offset, offset, {}, {}});
+        zone.offsets.Sort();
+        zone.lines = "BEGIN:VTIMEZONE\nTZID:" + zone.name +
+                     "\nBEGIN:STANDARD\nDTSTART:19700101T000000\nTZOFFSETFROM:" + shown +
+                     "\nTZOFFSETTO:" + shown + "\nEND:STANDARD\nEND:VTIMEZONE\n";
+    }
+    return Defined(zone.name);
+}
+
+std::shared_ptr<const Zone> ZoneTable::Defined(std::string_view name) const {
+    const auto found = numbers_.find(name);
+    if (found == numbers_.end()) return nullptr;
+    const auto& zone = entries_[found->second].zone;
+    return zone->offsets.IsEmpty() ? nullptr : zone;
+}
+
+void ZoneTable::Finish(Remarks& remarks) const {
+    for (const Entry& entry : entries_) {
+        if (!entry.zone->offsets.IsEmpty()) continue;
+        remarks.Note(entry.zone->firstUse, "the time zone " + Excerpt(entry.zone->name) +
+                                               " is not in the text; its times are taken as UTC");
+    }
 }
 
 }  // namespace tarnwick

@@ -1,53 +1,49 @@
-// The time zones of one calendar text, by their TZID. Times may name a zone before its definition.
+// The time zones of one calendar, by their TZID. Times may name a zone before its definition.
 #pragma once
 
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "Library/convert/CalendarValues.h"
 #include "Library/convert/Components.h"
-#include "Library/convert/ReadProblem.h"
-#include "Library/convert/TimeZone.h"
+#include "Library/convert/LineWriter.h"
+#include "Library/convert/Schedule.h"
 
 namespace tarnwick {
 
-// A date with the zone whose clocks show it.
-struct ZonedDate {
-    static constexpr std::size_t kNoZone = static_cast<std::size_t>(-1);
-
-    DateValue date;
-    std::size_t zone = kNoZone;
-};
-
 class ZoneTable {
   public:
-    // Parses the date of a line, with its TZID. Throws ReadFailure when it is no date.
-    ZonedDate ParseDate(const ContentLine& line);
+    // The zone that a line names; null without a TZID. It becomes one of `zones`, those of item
+    // number `item` (from 1, ascending), unless it is already.
+    std::shared_ptr<const Zone> Use(const ContentLine& line, std::size_t item,
+                                    std::vector<std::shared_ptr<const Zone>>& zones);
 
     // Reads a VTIMEZONE to its end. What of it cannot be used is noted.
-    void ReadTimeZone(ContentLines& lines, const OpenComponent& open,
-                      std::vector<ReadProblem>& notes);
+    void ReadTimeZone(ContentLines& lines, const OpenComponent& open, LineWriter& writer,
+                      Remarks& remarks);
 
-    // To be called at the end of the text: notes the zones that were named and not defined.
-    void Finish(std::vector<ReadProblem>& notes);
+    // Defines a zone whose clocks are always so many seconds east of UTC, under a name that tells
+    // of it.
+    std::shared_ptr<const Zone> DefineFixed(std::int32_t offset);
 
-    // Seconds since 1970 in UTC, after the end of the text. Dates, times without a zone and times
-    // in a zone that the text does not define are taken as UTC.
-    std::int64_t ToUtc(const ZonedDate& date) const;
+    // The zone of that name, where it is defined; null otherwise.
+    std::shared_ptr<const Zone> Defined(std::string_view name) const;
+
+    // To be called at the end of the calendar: notes the zones that were named and not defined.
+    void Finish(Remarks& remarks) const;
 
   private:
-    struct Zone {
-        std::string name;
-        std::size_t firstUse = 0;
-        TimeZone zone;
+    struct Entry {
+        std::shared_ptr<Zone> zone;
+        std::size_t lastItem = 0;
     };
 
-    std::size_t NumberOf(std::string_view name, std::size_t line);
+    Entry& Named(std::string_view name, std::size_t line);
 
-    std::vector<Zone> zones_;
+    std::vector<Entry> entries_;
     std::map<std::string, std::size_t, std::less<>> numbers_;
     std::size_t lastNumber_ = 0;
 };

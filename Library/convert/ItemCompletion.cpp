@@ -1,0 +1,155 @@
+#include <algorithm>
+
+#include "Library/convert/CalendarDate.h"
+#include "Library/convert/ItemReader.h"
+#include "Library/convert/PropertyNames.h"
+#include "Library/convert/RecurrenceReader.h"
+
+namespace tarnwick {
+namespace {
+
+// Days move the date on the zone's clocks, the rest is exact.
+std::int64_t EndAfter(const ZonedTime& start, const DurationValue& length) {
+    ZonedTime moved = start;
+    moved.date.seconds += length.days * kSecondsPerDay;
+    return moved.ToUtc() + length.seconds;
+}
+
+void SetDate(PendingItem& pending, const char* name, std::int64_t seconds) {
+    if (const auto fileTime = FileTimeOfUnixSeconds(seconds)) {
+        pending.item.properties.Set(name, *fileTime);
+    } else {
+        pending.unheld.push_back(
+            {pending.item.line, "the properties do not hold a date before 1601 or so late"});
+    }
+}
+
+void SetDates(PendingItem& pending) {
+    const CalendarItem& item = pending.item;
+    const Schedule& schedule = item.schedule;
+    const bool isEvent = item.kind == ItemKind::Event;
+    const char* const endName = isEvent ? property::kEventEnd : property::kDueDate;
+    if (schedule.start) {
+        SetDate(pending, isEvent ? property::kEventStart : property::kTaskStart,
+                schedule.start->ToUtc());
+    }
+    if (schedule.end) {
+        SetDate(pending, endName, schedule.end->ToUtc());
+    } else if (schedule.start && schedule.length) {
+        SetDate(pending, endName, EndAfter(*schedule.start, *schedule.length));
+    } else if (schedule.start && isEvent && !pending.isOwn) {
+        // An event without an end ends with its start, or with its day.
+        const DurationValue length{schedule.start->date.isDate ? 1 : 0, 0};
+        SetDate(pending, endName, EndAfter(*schedule.start, length));
+    }
+}
+
+void SetRule(PendingItem& pending) {
+    CalendarItem& item = pending.item;
+    const auto& start = item.schedule.start;
+    const auto parts = ParseRule(pending.rule);
+    if (!parts || !SetRecurrence(item.properties, *parts, start)) {
+        pending.unheld.push_back(
+            {pending.ruleLine, "the properties do not hold a recurrence of this kind"});
+    } else if (start && HasChangingClocks(*start)) {
+        pending.unheld.push_back(
+            {pending.ruleLine, "the properties repeat at the same time in UTC, not in the zone"});
+    }
+}
+
+// Calls `change` with each time of a schedule.
+template <typename Change>
+void ForEachTime(Schedule& schedule, Change change) {
+    for (auto* time : {&schedule.start, &schedule.end, &schedule.replaces}) {
+        if (*time) change(**time);
+    }
+    for (AddedTime& added : schedule.additions) {
+        change(added.start);
+        if (added.end) change(*added.end);
+    }
+    for (ZonedTime& exception : schedule.exceptions) change(exception);
+}
+
+std::string ZoneParameter(const std::string& name) {
+    const bool isQuoted = name.find_first_of(":;,") != name.npos;
+    std::string value = name;
+    std::replace(value.begin(), value.end(), '"', '\'');
+    return ";TZID=" + (isQuoted ? "\"" + value + "\"" : value);
+}
+
+struct LineEdit {
+    LinePlace place;
+    std::string text;  // what stands there instead
+};
+
+std::string Edited(const std::string& lines, std::vector<LineEdit>& edits) {
+    std::sort(edits.begin(), edits.end(), [](const LineEdit& left, const LineEdit& right) {
+        return left.place.at < right.place.at;
+    });
+    std::string edited;
+    std::size_t from = 0;
+    for (const LineEdit& edit : edits) {
+        edited.append(lines, from, edit.place.at - from).append(edit.text);
+        from = edit.place.at + edit.place.length;
+    }
+    return edited.append(lines, from);
+}
+
+void PlaceFloatingTimes(PendingItem& pending, const CalendarFacts& calendar,
+                        std::vector<LineEdit>& edits, Remarks& remarks) {
+    if (pending.floating.empty()) return;
+    CalendarItem& item = pending.item;
+    if (!calendar.zone) return remarks.NoteFloating(item.line);
+    ForEachTime(item.schedule, [&calendar](ZonedTime& time) {
+        if (IsFloating(time)) time.zone = calendar.zone;
+    });
+    const std::string parameter = ZoneParameter(calendar.zone->name);
+    for (const LinePlace& place : pending.floating) edits.push_back({place, parameter});
+    if (std::find(item.zones.begin(), item.zones.end(), calendar.zone) == item.zones.end()) {
+        item.zones.push_back(calendar.zone);
+    }
+}
+
+// The lines of an occurrence that its calendar cancels say so themselves.
+void Cancel(PendingItem& pending, std::vector<LineEdit>& edits) {
+    pending.item.schedule.isCancelled = true;
+    if (pending.status.length == 0) pending.status.at = pending.item.lines.find('\n') + 1;
+    edits.push_back({pending.status, "STATUS:CANCELLED\n"});
+}
+
+// Whether the item is passed over, which is noted.
+bool IsPassedOver(PendingItem& pending, const CalendarFacts& calendar, Remarks& remarks) {
+    const CalendarItem& item = pending.item;
+    if (pending.isUnreadable) {
+        remarks.Note(item.line, "the event is left out; its start cannot be read", item.uid);
+        return true;
+    }
+    const bool isCancelled = item.schedule.isCancelled || calendar.isCancelled;
+    if (!isCancelled || item.schedule.replaces) return false;
+    remarks.Note(item.line, "a cancelled item is left out", item.uid);
+    return true;
+}
+
+}  // namespace
+
+bool CompleteItem(PendingItem& pending, const CalendarFacts& calendar, Remarks& remarks) {
+    CalendarItem& item = pending.item;
+    if (IsPassedOver(pending, calendar, remarks)) return false;
+    std::vector<LineEdit> edits;
+    if (calendar.isCancelled && !item.schedule.isCancelled) Cancel(pending, edits);
+    if (!pending.isOwn) PlaceFloatingTimes(pending, calendar, edits, remarks);
+    if (item.schedule.end && item.schedule.length) {
+        remarks.Note(item.line, "the duration is left out beside an end", item.uid);
+        item.schedule.length.reset();
+        edits.push_back({pending.duration, {}});
+    }
+    if (!edits.empty()) item.lines = Edited(item.lines, edits);
+    SetDates(pending);
+    if (!pending.rule.empty()) SetRule(pending);
+    NameItem(pending.unheld, 0, item.uid);
+    remarks.unheld.insert(remarks.unheld.end(), pending.unheld.begin(), pending.unheld.end());
+    std::erase_if(item.zones, [](const auto& zone) { return zone->offsets.IsEmpty(); });
+    return true;
+}
+
+}  // namespace tarnwick

@@ -1,0 +1,49 @@
+// What the reading of one calendar text has to say, and what its parts share.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Library/convert/ReadProblem.h"
+#include "Library/convert/TextEncoding.h"
+
+namespace tarnwick {
+
+class Remarks {
+  public:
+    explicit Remarks(std::string_view text) : shape_(ShapeOf(text)) {}
+
+    const TextShape& Shape() const { return shape_; }
+
+    void Note(std::size_t line, std::string reason, std::string uid = {}) {
+        notes.push_back({line, std::move(reason), std::move(uid)});
+    }
+    // What concerns the whole text is said once.
+    void NoteEncoding(std::size_t line) {
+        if (!hasNotedEncoding_) Note(line, "the text is not UTF-8; it is taken as Windows-1252");
+        hasNotedEncoding_ = true;
+    }
+    void NoteFloating(std::size_t line) {
+        if (!hasNotedFloating_) Note(line, "times without a zone are taken as UTC");
+        hasNotedFloating_ = true;
+    }
+
+    std::vector<ReadProblem> notes;
+    std::vector<ReadProblem> unheld;
+
+  private:
+    TextShape shape_;
+    bool hasNotedEncoding_ = false;
+    bool hasNotedFloating_ = false;
+};
+
+// Gives problems from that one on the UID of their item.
+inline void NameItem(std::vector<ReadProblem>& problems, std::size_t from, const std::string& uid) {
+    for (; from < problems.size(); ++from) {
+        if (problems[from].uid.empty()) problems[from].uid = uid;
+    }
+}
+
+}  // namespace tarnwick
