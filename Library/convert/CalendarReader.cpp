@@ -185,7 +185,7 @@ void Reader::Read() {
         if (isCalendar) {
             CalendarPart(lines_, reading_, remarks_).Read(*open);
             isEmpty = false;
-        } else if (!isStray && !Trimmed(line->text).empty()) {
+        } else if (!isStray) {
             remarks_.Note(line->number,
                           "text outside of calendars is passed over: " + Excerpt(line->text));
         }

@@ -26,6 +26,7 @@ void RequireText(std::string_view text) {
 
 std::string Excerpt(std::string_view text) {
     constexpr std::size_t kLongest = 40;
+    if (Trimmed(text).empty()) return "(blank)";
     std::string excerpt(text.substr(0, kLongest));
     std::replace_if(
         excerpt.begin(), excerpt.end(), [](char byte) { return byte < ' ' || byte > '~'; }, '?');

@@ -124,7 +124,7 @@ ContactReading ReadCards(std::string_view text) {
                 [&card](const ContentLine& property) { card.Take(property); });
             reading.contacts.push_back(card.Finish());
             lines.KeepFoldBlanks(false);
-        } else if (!isStray && !Trimmed(line->text).empty()) {
+        } else if (!isStray) {
             reading.notes.push_back(
                 {line->number, "text outside of cards is passed over: " + Excerpt(line->text)});
         }

@@ -4,6 +4,7 @@
 
 #include "common/Scan.h"
 #include "common/Text.h"
+#include "Library/convert/TextEncoding.h"
 
 namespace tarnwick {
 namespace {
@@ -111,7 +112,7 @@ std::string_view Trimmed(std::string_view text) {
     return text;
 }
 
-ContentLines::ContentLines(std::string_view text) : text_(text) {
+ContentLines::ContentLines(std::string_view text) : text_(text), hasControls_(HasControls(text)) {
     constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
     if (text_.starts_with(kByteOrderMark)) position_ = kByteOrderMark.size();
     if (FindByte(text_, '\n') == kNotFound) lineEnd_ = '\r';
@@ -122,8 +123,12 @@ std::string_view ContentLines::TakeLine() {
     const std::size_t end = FindByte(text_, lineEnd_, start);
     position_ = end == kNotFound ? text_.size() : end + 1;
     ++lineNumber_;
-    return WithoutCarriageReturns(
-        text_.substr(start, end == kNotFound ? std::string_view::npos : end - start));
+    const std::string_view line =
+        text_.substr(start, end == kNotFound ? std::string_view::npos : end - start);
+    if (!hasControls_) return WithoutCarriageReturns(line);
+    clean_ = line;
+    std::erase_if(clean_, IsControl);
+    return clean_;
 }
 
 std::string_view ContentLines::PeekLine() const {

@@ -43,7 +43,8 @@ std::string_view Trimmed(std::string_view text);
 
 class ContentLines {
   public:
-    // `text` must outlive the lines. A byte order mark at its beginning is passed over.
+    // `text` must outlive the lines. A byte order mark at its beginning is passed over, and so are
+    // control characters but tabs.
     explicit ContentLines(std::string_view text);
 
     // The older formats fold before a blank that belongs to the text; the newer ones insert one.
@@ -72,7 +73,9 @@ class ContentLines {
     std::size_t lineNumber_ = 1;
     char lineEnd_ = '\n';
     bool keepFoldBlanks_ = false;
+    bool hasControls_;
     std::string unfolded_;
+    std::string clean_;
 };
 
 }  // namespace tarnwick

@@ -139,7 +139,7 @@ void ItemReader::Unheld(const ContentLine& line, const std::string& what) {
 
 void ItemReader::TakeInner(const ContentLine& line) {
     if (line.name.empty() || !line.hasValue) return remarks_.Note(line.number, NotAProperty(line));
-    if (!line.parameters.empty()) zones_.Use(line, number_, pending_.item.zones);
+    if (!line.parameters.empty() && zones_.Of(line)) zones_.Keep(number_, pending_.item.zones);
     Keep(line);
 }
 
@@ -156,8 +156,10 @@ void ItemReader::Take(const ContentLine& line) {
         return;
     }
     std::shared_ptr<const Zone> zone;
-    if (!line.parameters.empty()) zone = zones_.Use(line, number_, pending_.item.zones);
-    if (TakeValue(*row, line, zone)) seen_.set(place);
+    if (!line.parameters.empty()) zone = zones_.Of(line);
+    if (!TakeValue(*row, line, zone)) return;
+    seen_.set(place);
+    if (zone) zones_.Keep(number_, pending_.item.zones);
 }
 
 bool ItemReader::TakeValue(const Row& row, const ContentLine& line,

@@ -8,10 +8,6 @@
 namespace tarnwick {
 namespace {
 
-bool IsControl(char byte) {
-    return (static_cast<unsigned char>(byte) < ' ' && byte != '\t') || byte == 0x7F;
-}
-
 bool IsOneOf(std::string_view name, std::initializer_list<std::string_view> names) {
     return std::any_of(names.begin(), names.end(),
                        [name](std::string_view other) { return EqualsIgnoreCase(name, other); });
@@ -70,7 +66,7 @@ bool IsLatin1(std::string_view charset) {
 void LineWriter::Append(std::string& lines, const ContentLine& line) {
     const bool isEncoded = line.encoding == LineEncoding::QuotedPrintable;
     if (escapes_ == Escapes::Modern && !isEncoded) {
-        AppendClean(lines, line.text, line.number);
+        AppendUtf8(lines, line.text, line.number);
         lines += '\n';
     } else {
         AppendValue(lines, line, StandardValue(line));
@@ -86,18 +82,14 @@ void LineWriter::AppendValue(std::string& lines, const ContentLine& line, std::s
     lines += '\n';
 }
 
-void LineWriter::AppendClean(std::string& lines, std::string_view bytes, std::size_t number) {
-    const TextShape& shape = remarks_.Shape();
-    if (shape.isUtf8 && shape.isClean && escapes_ == Escapes::Modern) {
+void LineWriter::AppendUtf8(std::string& lines, std::string_view bytes, std::size_t number) {
+    const bool isUtf8 = remarks_.IsUtf8Text() && (escapes_ == Escapes::Modern || IsUtf8(bytes));
+    if (isUtf8) {
         lines.append(bytes);
         return;
     }
-    std::string utf8(bytes);
-    if (!shape.isUtf8 || !IsUtf8(utf8)) {
-        utf8 = Utf8OfWindows1252(bytes);
-        if (utf8.size() != bytes.size()) remarks_.NoteEncoding(number);
-    }
-    std::erase_if(utf8, IsControl);
+    const std::string utf8 = Utf8OfWindows1252(bytes);
+    if (utf8.size() != bytes.size()) remarks_.NoteEncoding(number);
     lines += utf8;
 }
 
@@ -106,19 +98,19 @@ void LineWriter::AppendName(std::string& lines, const ContentLine& line) {
     const bool isEncoded = line.encoding == LineEncoding::QuotedPrintable;
     if (escapes_ == Escapes::Modern && !isEncoded) {
         const std::size_t length = line.text.size() - line.value.size() - (line.hasValue ? 1 : 0);
-        AppendClean(lines, line.text.substr(0, length), line.number);
+        AppendUtf8(lines, line.text.substr(0, length), line.number);
         return;
     }
     lines += ModernName(line.name);
     std::string_view parameters = line.parameters;
     while (const auto parameter = NextParameter(parameters)) {
         if (parameter->name.empty() || IsOneOf(parameter->name, {"ENCODING", "CHARSET"})) continue;
-        AppendClean(lines, ";" + std::string(parameter->name) + "=", line.number);
+        AppendUtf8(lines, ";" + std::string(parameter->name) + "=", line.number);
         const bool isQuoted = parameter->value.find_first_of(":;,") != std::string_view::npos;
         if (isQuoted) lines += '"';
         std::string value(parameter->value);
         std::replace(value.begin(), value.end(), '"', '\'');
-        AppendClean(lines, value, line.number);
+        AppendUtf8(lines, value, line.number);
         if (isQuoted) lines += '"';
     }
     if (line.encoding == LineEncoding::Base64) {
@@ -135,7 +127,7 @@ std::string LineWriter::Utf8Value(const ContentLine& line) {
     if (!charset.empty() && !IsOneOf(charset, {"UTF-8", "US-ASCII"})) {
         remarks_.Note(line.number, "the character set " + Excerpt(charset) +
                                        " is not known; the text is taken as UTF-8 or Windows-1252");
-    } else if (charset.empty() && !isEncoded && !remarks_.Shape().isUtf8) {
+    } else if (charset.empty() && !isEncoded && !remarks_.IsUtf8Text()) {
         std::string utf8 = Utf8OfWindows1252(bytes);
         if (utf8.size() != bytes.size()) remarks_.NoteEncoding(line.number);
         return utf8;
@@ -144,7 +136,7 @@ std::string LineWriter::Utf8Value(const ContentLine& line) {
 }
 
 std::string LineWriter::StandardValue(const ContentLine& line) {
-    if (line.encoding == LineEncoding::Base64) return WithoutBlanks(line.value);
+    if (line.encoding == LineEncoding::Base64) return WithoutBlanks(Utf8Value(line));
     const std::string value = Utf8Value(line);
     if (IsStructured(line.name)) return value;
     if (escapes_ == Escapes::Modern) return EscapeText(Unescape(value, escapes_));

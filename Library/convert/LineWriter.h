@@ -26,7 +26,7 @@ class LineWriter {
                      std::string_view parameter = {});
 
   private:
-    void AppendClean(std::string& lines, std::string_view bytes, std::size_t number);
+    void AppendUtf8(std::string& lines, std::string_view bytes, std::size_t number);
     void AppendName(std::string& lines, const ContentLine& line);
     std::string Utf8Value(const ContentLine& line);
     std::string StandardValue(const ContentLine& line);

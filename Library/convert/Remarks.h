@@ -13,9 +13,9 @@ namespace tarnwick {
 
 class Remarks {
   public:
-    explicit Remarks(std::string_view text) : shape_(ShapeOf(text)) {}
+    explicit Remarks(std::string_view text) : isUtf8_(IsUtf8Folded(text)) {}
 
-    const TextShape& Shape() const { return shape_; }
+    bool IsUtf8Text() const { return isUtf8_; }
 
     void Note(std::size_t line, std::string reason, std::string uid = {}) {
         notes.push_back({line, std::move(reason), std::move(uid)});
@@ -34,7 +34,7 @@ class Remarks {
     std::vector<ReadProblem> unheld;
 
   private:
-    TextShape shape_;
+    bool isUtf8_;
     bool hasNotedEncoding_ = false;
     bool hasNotedFloating_ = false;
 };

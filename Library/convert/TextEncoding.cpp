@@ -88,7 +88,13 @@ bool IsUtf8(std::string_view text, bool foldsCount) {
     return true;
 }
 
-// Counts where it could stop, so that the compiler takes many bytes at a time.
+}  // namespace
+
+bool IsUtf8Folded(std::string_view text) {
+    return IsUtf8(text, true);
+}
+
+// Looks at all of it, where it could stop, so that the compiler takes many bytes at a time.
 bool HasControls(std::string_view text) {
     unsigned found = 0;
     for (std::size_t at = 0; at + 1 < text.size(); ++at) {
@@ -99,13 +105,7 @@ bool HasControls(std::string_view text) {
         const unsigned isLone = byte == '\r' && next != '\r' && next != '\n';
         found |= isControl | isLone;
     }
-    return found != 0;
-}
-
-}  // namespace
-
-TextShape ShapeOf(std::string_view text) {
-    return {IsUtf8(text, true), !HasControls(text)};
+    return found != 0 || (!text.empty() && text.back() != '\n' && IsControl(text.back()));
 }
 
 bool IsUtf8(std::string_view text) {

@@ -7,13 +7,14 @@
 
 namespace tarnwick {
 
-// What there is to know of a whole file before its lines are taken over.
-struct TextShape {
-    bool isUtf8 = true;   // a line folded within a character counts as one line
-    bool isClean = true;  // no control characters but tabs and line ends
-};
+// Whether a text is UTF-8; a line that is folded within a character counts as one line.
+bool IsUtf8Folded(std::string_view text);
 
-TextShape ShapeOf(std::string_view text);
+// Whether there is a control character but tabs and line ends.
+bool HasControls(std::string_view text);
+inline bool IsControl(char byte) {
+    return (static_cast<unsigned char>(byte) < ' ' && byte != '\t') || byte == 0x7F;
+}
 
 bool IsUtf8(std::string_view text);
 

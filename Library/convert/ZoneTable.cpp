@@ -74,7 +74,10 @@ bool ObservanceReader::TakeValue(const ContentLine& line) {
 
 void ObservanceReader::Take(const ContentLine& line) {
     if (line.name.empty() || !line.hasValue) return remarks_.Note(line.number, NotAProperty(line));
-    if (EqualsIgnoreCase(line.name, "RRULE") && rule_.empty()) {
+    if (EqualsIgnoreCase(line.name, "RRULE")) {
+        if (!rule_.empty()) {
+            return remarks_.Note(line.number, "a second rule of a time zone is left out");
+        }
         // Whether it is one that is known tells the start, which may follow.
         rule_ = line.value;
         ruleLine_ = line.number;
@@ -129,15 +132,17 @@ ZoneTable::Entry& ZoneTable::Named(std::string_view name, std::size_t line) {
     return entries_.back();
 }
 
-std::shared_ptr<const Zone> ZoneTable::Use(const ContentLine& line, std::size_t item,
-                                           std::vector<std::shared_ptr<const Zone>>& zones) {
+std::shared_ptr<const Zone> ZoneTable::Of(const ContentLine& line) {
     const std::string_view value = ParameterValue(line.parameters, "TZID");
     if (value.empty()) return nullptr;
     const bool isPlain = FindByte(value, '\\') == kNotFound && Trimmed(value) == value;
-    Entry& entry = isPlain ? Named(value, line.number) : Named(ZoneName(value), line.number);
+    return isPlain ? Named(value, line.number).zone : Named(ZoneName(value), line.number).zone;
+}
+
+void ZoneTable::Keep(std::size_t item, std::vector<std::shared_ptr<const Zone>>& zones) {
+    Entry& entry = entries_[lastNumber_];
     if (entry.lastItem != item) zones.push_back(entry.zone);
     entry.lastItem = item;
-    return entry.zone;
 }
 
 void ZoneTable::ReadTimeZone(ContentLines& lines, const OpenComponent& open, LineWriter& writer,

@@ -16,10 +16,12 @@ namespace tarnwick {
 
 class ZoneTable {
   public:
-    // The zone that a line names; null without a TZID. It becomes one of `zones`, those of item
-    // number `item` (from 1, ascending), unless it is already.
-    std::shared_ptr<const Zone> Use(const ContentLine& line, std::size_t item,
-                                    std::vector<std::shared_ptr<const Zone>>& zones);
+    // The zone that a line names; null without a TZID.
+    std::shared_ptr<const Zone> Of(const ContentLine& line);
+
+    // Makes the zone that Of gave last one of `zones`, those of item number `item` (from 1,
+    // ascending), unless it is already.
+    void Keep(std::size_t item, std::vector<std::shared_ptr<const Zone>>& zones);
 
     // Reads a VTIMEZONE to its end. What of it cannot be used is noted.
     void ReadTimeZone(ContentLines& lines, const OpenComponent& open, LineWriter& writer,

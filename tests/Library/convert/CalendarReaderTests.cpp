@@ -411,7 +411,7 @@ TEST(CalendarReader, DamagedValues) {
          "SUMMARY:a\n", "4: DTEND is left out; not a date: 20230229\n"},
         {Event("DTEND:20230228T240000Z\n"), "",
          "4: DTEND is left out; not a date: 20230228T240000Z\n"},
-        {Event("DTEND:\x01\xFF\n"), "", "4: DTEND is left out; not a date: ??\n"},
+        {Event("DTEND:\x01\xFF\n"), "", "4: DTEND is left out; not a date: ?\n"},
         {Event("DTEND:11111111111111111111111111111111111111111111111111\n"), "",
          "4: DTEND is left out; not a date: 1111111111111111111111111111111111111111...\n"},
         {Event("DTSTART: 20230228t0900z \n"
@@ -495,7 +495,7 @@ TEST(CalendarReader, DamagedValues) {
         {Event("SUMMARY:a\x07"
                "b\x7F\r\x0C\n"
                "\x1A\n"),
-         "SUMMARY:ab\n", "5: the line is not a property: ?\n"},
+         "SUMMARY:ab\n", "5: the line is not a property: (blank)\n"},
         {Event("BEGIN:VALARM\n"
                "TRIGGER:-PT5M\n"
                "no property\n"
@@ -814,8 +814,8 @@ TEST(CalendarReader, LongTextsTakeTimeInProportion) {
                               "BEGIN:VEVENT\r\nDTSTART:\r\nDTEND:\r\nUID:\r\nLOCATION:\r\n"
                               "DESCRIPTION:\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n\n";
     const std::string task = own + "BEGIN:VTODO\r\nUID:\r\nEND:VTODO\r\nEND:VCALENDAR\r\n\n";
-    const auto count = ReadCalendarText(Repeated(event + task, 20'000)).items.size();
-    EXPECT_EQ(40'000U, count);
+    const auto count = ReadCalendarText(Repeated(event + task, 5'000)).items.size();
+    EXPECT_EQ(10'000U, count);
     EXPECT_EQ(20'000U, ReadCalendarText(Event(Repeated("EXDATE;TZID=A:20240101\r\n", 20'000)))
                            .items.at(0)
                            .schedule.exceptions.size());

@@ -98,7 +98,7 @@ TEST(ContactReader, PassesOverWhatItCannotRead) {
         {"Dear all\r\nsee\r\n" + Card("3.0", "FN:a\r\n") + "\x1a\r\n" + Card("3.0", "FN:b\r\n"),
          "DISPLAY_NAME='a'\n--\nDISPLAY_NAME='b'\n",
          "1: text outside of cards is passed over: Dear all\n"
-         "7: text outside of cards is passed over: ?\n"},
+         "7: text outside of cards is passed over: (blank)\n"},
         {Card("3.0", "EMAIL;X400;PREF:C=US\r\nEMAIL;TYPE=INTERNET, pref :b\r\nEMAIL:c\r\n"),
          "EMAIL_ADDRESS='b'\n", "3: an X.400 address is left out: C=US\n"},
         {"\xFF\xFE" + Wide(Card("3.0", "FN:a\r\n")), "DISPLAY_NAME='a'\n", ""},

@@ -29,7 +29,8 @@ std::string JsonText(const std::string& text) {
 }
 
 void PrintItem(const CalendarItem& item) {
-    std::printf("{\"kind\": %d", static_cast<int>(item.kind));
+    std::printf("{\"kind\": %d, \"rules\": %zu", static_cast<int>(item.kind),
+                item.schedule.rules.size());
     for (const auto& property : item.properties) {
         std::string value;
         if (const auto* text = std::get_if<std::string>(&property.value)) {

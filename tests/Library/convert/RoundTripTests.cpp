@@ -13,7 +13,7 @@
 namespace tarnwick {
 namespace {
 
-constexpr int kRounds = 3000;
+constexpr int kRounds = 1500;
 
 bool SameProperties(const ItemPropertyContainer& left, const ItemPropertyContainer& right) {
     if (left.size() != right.size()) return false;
