@@ -68,6 +68,7 @@ void CalendarPart::Take(const OwnItem& own) {
 }
 
 void CalendarPart::Finish() {
+    if (reading_.items.empty()) reading_.items.reserve(pending_.size());
     for (PendingItem& pending : pending_) {
         if (CompleteItem(pending, facts_, remarks_)) {
             reading_.items.push_back(std::move(pending.item));
@@ -126,6 +127,8 @@ void CalendarPart::ReadChild(const OpenComponent& child) {
 
 void CalendarPart::ReadItem(const OpenComponent& open, ItemKind kind) {
     ItemReader item(kind, open.line, pending_.size() + 1, escapes_, &writer_, zones_, remarks_);
+    // Items of one text are of about one length.
+    if (!pending_.empty()) item.Expect(pending_.back().item.lines.size());
     ReadComponent(
         lines_, open,
         [this, &item, &open](const OpenComponent& child) { ReadInner(item, open, child); },

@@ -22,7 +22,7 @@ Value FromBytes(const void* bytes) {
     return value;
 }
 
-constexpr std::size_t kUsualCount = 16;
+constexpr std::size_t kUsualCount = 8;
 
 struct FreeDeleter {
     void operator()(void* memory) const { std::free(memory); }
@@ -78,7 +78,7 @@ void ItemPropertyContainer::Set(const char* name, PropertyValue value) {
             return;
         }
     }
-    // Enough for a recurring item: growing by steps would cost the readers a third of their time.
+    // Enough for an event that does not recur, so that most items allocate once.
     if (properties_.empty()) properties_.reserve(kUsualCount);
     properties_.push_back({name, std::move(value)});
 }

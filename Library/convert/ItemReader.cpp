@@ -81,7 +81,6 @@ constexpr ItemReader::Row ItemReader::kRows[] = {
     {"LAST-MODIFIED", Field::Modified},
     {"DTSTAMP", Field::Stamp},
     {"CREATED", Field::Stamp},
-    {"DCREATED", Field::Stamp},
     {"COMPLETED", Field::Stamp},
     {"DTSTART", Field::Start},
     {"DTEND", Field::End, kEvents},

@@ -38,6 +38,9 @@ class ItemReader {
     ItemReader(ItemKind kind, std::size_t line, std::size_t number, Escapes escapes,
                LineWriter* writer, ZoneTable& zones, Remarks& remarks);
 
+    // Makes room for lines of that length.
+    void Expect(std::size_t length) { pending_.item.lines.reserve(length); }
+
     // Takes one line; what cannot be read of it is noted.
     void Take(const ContentLine& line);
     // Takes a line of a component within the item, BEGIN and END included.

@@ -20,11 +20,7 @@ bool IsStructured(std::string_view name) {
                           "PALARM", "PERCENT-COMPLETE", "PRIORITY", "SEQUENCE", "TRIGGER", "URL"});
 }
 
-// What the older format calls or writes otherwise.
-std::string_view ModernName(std::string_view name) {
-    return EqualsIgnoreCase(name, "DCREATED") ? "CREATED" : name;
-}
-
+// What the older format writes otherwise.
 std::string_view ModernWord(std::string_view name, std::string_view value) {
     if (EqualsIgnoreCase(name, "STATUS") && EqualsIgnoreCase(value, "NEEDS ACTION")) {
         return "NEEDS-ACTION";
@@ -101,7 +97,7 @@ void LineWriter::AppendName(std::string& lines, const ContentLine& line) {
         AppendUtf8(lines, line.text.substr(0, length), line.number);
         return;
     }
-    lines += ModernName(line.name);
+    lines += line.name;
     std::string_view parameters = line.parameters;
     while (const auto parameter = NextParameter(parameters)) {
         if (parameter->name.empty() || IsOneOf(parameter->name, {"ENCODING", "CHARSET"})) continue;

@@ -21,6 +21,11 @@ bool IsStandard(std::string_view text, const DateValue& date) {
            (!date.isUtc || text[15] == 'Z');
 }
 
+bool IsAscii(std::string_view text) {
+    return std::all_of(text.begin(), text.end(),
+                       [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
+}
+
 std::string StandardRule(std::string_view value, Escapes escapes) {
     if (escapes == Escapes::Old) {
         std::string modern = ModernRule(value);
@@ -145,7 +150,7 @@ bool ScheduleReader::TakeDuration(const ContentLine& line, LinePlace& place) {
 
 bool ScheduleReader::TakeRule(const ContentLine& line, std::vector<std::string>& rules) {
     std::string rule = StandardRule(line.value, escapes_);
-    if (!ParsePattern(rule)) {
+    if (!IsAscii(rule) || !ParsePattern(rule)) {
         const bool excludes = &rules == &schedule_.exceptionRules;
         remarks_.Note(line.number, std::string(line.name) + " is left out; " +
                                        (excludes ? "what it excludes takes place"

@@ -1,5 +1,7 @@
 #include "Library/convert/TextEncoding.h"
 
+#include <emmintrin.h>
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -88,24 +90,43 @@ bool IsUtf8(std::string_view text, bool foldsCount) {
     return true;
 }
 
+// Whether one of 16 bytes is a control character and neither tab nor part of a line end; `next` are
+// those one place on.
+bool HasStrayControl(__m128i bytes, __m128i next) {
+    const auto is = [](__m128i lane, char byte) {
+        return _mm_cmpeq_epi8(lane, _mm_set1_epi8(byte));
+    };
+    const __m128i isLow = _mm_cmpeq_epi8(_mm_min_epu8(bytes, _mm_set1_epi8(0x1F)), bytes);
+    const __m128i isBlank = _mm_or_si128(is(bytes, '\t'), is(bytes, '\n'));
+    const __m128i isReturn =
+        _mm_and_si128(is(bytes, '\r'), _mm_or_si128(is(next, '\r'), is(next, '\n')));
+    const __m128i isStray = _mm_andnot_si128(_mm_or_si128(isBlank, isReturn), isLow);
+    return _mm_movemask_epi8(_mm_or_si128(isStray, is(bytes, 0x7F))) != 0;
+}
+
+__m128i LaneAt(const char* bytes) {
+    __m128i lane;
+    std::memcpy(&lane, bytes, sizeof lane);
+    return lane;
+}
+
 }  // namespace
 
 bool IsUtf8Folded(std::string_view text) {
     return IsUtf8(text, true);
 }
 
-// Looks at all of it, where it could stop, so that the compiler takes many bytes at a time.
 bool HasControls(std::string_view text) {
-    unsigned found = 0;
-    for (std::size_t at = 0; at + 1 < text.size(); ++at) {
-        const unsigned byte = ByteAt(text, at);
-        const unsigned next = ByteAt(text, at + 1);
-        const unsigned isControl =
-            (byte < ' ' && byte != '\t' && byte != '\n' && byte != '\r') || byte == 0x7F;
-        const unsigned isLone = byte == '\r' && next != '\r' && next != '\n';
-        found |= isControl | isLone;
+    constexpr std::size_t kLane = sizeof(__m128i);
+    std::size_t at = 0;
+    for (; at + kLane < text.size(); at += kLane) {
+        if (HasStrayControl(LaneAt(text.data() + at), LaneAt(text.data() + at + 1))) return true;
     }
-    return found != 0 || (!text.empty() && text.back() != '\n' && IsControl(text.back()));
+    // The rest, and a line end behind it.
+    char rest[kLane + 1];
+    std::memset(rest, '\n', sizeof rest);
+    std::copy(text.begin() + static_cast<std::ptrdiff_t>(at), text.end(), rest);
+    return HasStrayControl(LaneAt(rest), LaneAt(rest + 1));
 }
 
 bool IsUtf8(std::string_view text) {

@@ -731,7 +731,7 @@ TEST(CalendarReader, DamagedTexts) {
                   "X-A;VALUE=URL;TYPE=\"x,y\";WORD:1;2\n"),
          "CATEGORIES:a,b\\;c,d\n"
          "LOCATION:a b\\;c\n"
-         "CREATED:20240101T000000Z\n"
+         "DCREATED:20240101T000000Z\n"
          "TRANSP:OPAQUE\n"
          "ATTACH;ENCODING=BASE64;VALUE=BINARY:AABB\n"
          "X-A;VALUE=URL;TYPE=\"x,y\":1\\;2\n",
