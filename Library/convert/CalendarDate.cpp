@@ -85,6 +85,7 @@ std::optional<CalendarFields> FieldsOfFileTime(std::uint64_t fileTime) {
                           narrow(secondOfDay % 60)};
 }
 
+// The clamps are kept for compatibility, and so are the blanks before a short year.
 std::string DateText(const CalendarFields& fields) {
     const unsigned month = fields.month < 1 || fields.month > 12 ? 1U : fields.month;
     const unsigned day = fields.day < 1 || fields.day > 31 ? 1U : fields.day;

@@ -80,7 +80,7 @@ void CalendarPart::Finish() {
 
 void CalendarPart::TakeLine(const ContentLine& line) {
     const auto is = [&line](std::string_view name) { return EqualsIgnoreCase(line.name, name); };
-    const std::string_view value = Trimmed(line.value);
+    const std::string_view value = TrimBlanks(line.value);
     if (line.name.empty() || !line.hasValue) {
         remarks_.Note(line.number, NotAProperty(line));
     } else if (is("VERSION") && value == "1.0") {
@@ -102,7 +102,7 @@ void CalendarPart::TakeLine(const ContentLine& line) {
 
 // The offset that the times of the older format count from.
 void CalendarPart::TakeOffset(const ContentLine& line) {
-    std::string value(Trimmed(line.value));
+    std::string value(TrimBlanks(line.value));
     std::erase(value, ':');
     if (value.size() == 3) value += "00";
     if (const auto offset = ParseUtcOffset(value)) {

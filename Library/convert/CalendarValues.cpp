@@ -55,26 +55,6 @@ int TakeSign(std::string_view& text) {
 
 }  // namespace
 
-std::optional<std::int32_t> TakeDigits(std::string_view& text) {
-    constexpr std::size_t kMostDigits = 9;
-    std::int32_t number = 0;
-    std::size_t count = 0;
-    for (; count < text.size() && text[count] >= '0' && text[count] <= '9'; ++count) {
-        if (count == kMostDigits) return std::nullopt;
-        number = number * 10 + (text[count] - '0');
-    }
-    if (count == 0) return std::nullopt;
-    text.remove_prefix(count);
-    return number;
-}
-
-std::optional<std::int32_t> ParseWholeNumber(std::string_view text) {
-    const int sign = TakeSign(text);
-    const auto number = TakeDigits(text);
-    if (!number || !text.empty()) return std::nullopt;
-    return sign * *number;
-}
-
 std::optional<DateValue> ParseDateValue(std::string_view value) {
     const auto date = TakeDate(value);
     if (!date) return std::nullopt;

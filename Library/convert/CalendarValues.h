@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "Library/convert/ValueText.h"
+
 namespace tarnwick {
 
 // A DATE or DATE-TIME: the seconds since 1970 at which a clock that shows UTC would show it.
@@ -32,12 +34,5 @@ struct DurationValue {
     std::int64_t seconds = 0;
 };
 std::optional<DurationValue> ParseDuration(std::string_view value);
-
-// The number that the digits at the front of `text` make, taken off it; no value without digits or
-// with more than nine.
-std::optional<std::int32_t> TakeDigits(std::string_view& text);
-
-// A whole text that is a decimal number with at most nine digits and perhaps a sign.
-std::optional<std::int32_t> ParseWholeNumber(std::string_view text);
 
 }  // namespace tarnwick

@@ -26,7 +26,7 @@ void RequireText(std::string_view text) {
 
 std::string Excerpt(std::string_view text) {
     constexpr std::size_t kLongest = 40;
-    if (Trimmed(text).empty()) return "(blank)";
+    if (TrimBlanks(text).empty()) return "(blank)";
     std::string excerpt(text.substr(0, kLongest));
     std::replace_if(
         excerpt.begin(), excerpt.end(), [](char byte) { return byte < ' ' || byte > '~'; }, '?');
@@ -39,13 +39,13 @@ std::string NotAProperty(const ContentLine& line) {
 
 std::optional<OpenComponent> BeginningOf(const ContentLine& line) {
     if (!IsNamed(line, "BEGIN")) return std::nullopt;
-    return OpenComponent{std::string(Trimmed(line.value)), line.number};
+    return OpenComponent{std::string(TrimBlanks(line.value)), line.number};
 }
 
 bool IsEndOf(const ContentLine& line, const OpenComponent& open) {
     if (!IsNamed(line, "END")) return false;
-    if (open.Is(Trimmed(line.value))) return true;
-    throw ReadFailure(line.number, "END:" + Excerpt(Trimmed(line.value)) + " where the " +
+    if (open.Is(TrimBlanks(line.value))) return true;
+    throw ReadFailure(line.number, "END:" + Excerpt(TrimBlanks(line.value)) + " where the " +
                                        Excerpt(open.name) + " of line " +
                                        std::to_string(open.line) + " is open");
 }

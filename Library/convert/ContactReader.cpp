@@ -3,7 +3,6 @@
 #include <limits>
 
 #include "common/Scan.h"
-#include "Library/convert/CalendarValues.h"
 #include "Library/convert/Components.h"
 #include "Library/convert/PropertyNames.h"
 #include "Library/convert/TextEncoding.h"
@@ -25,7 +24,7 @@ bool HasType(std::string_view parameters, std::string_view wanted) {
         if (!parameter->name.empty() && !EqualsIgnoreCase(parameter->name, "TYPE")) continue;
         std::string_view types = parameter->value;
         while (const auto type = NextListItem(types)) {
-            if (EqualsIgnoreCase(Trimmed(*type), wanted)) return true;
+            if (EqualsIgnoreCase(TrimBlanks(*type), wanted)) return true;
         }
     }
     return false;
@@ -33,7 +32,7 @@ bool HasType(std::string_view parameters, std::string_view wanted) {
 
 std::int32_t PreferenceOf(std::string_view parameters) {
     if (HasType(parameters, "PREF")) return 1;
-    const std::string_view preference = Trimmed(ParameterValue(parameters, "PREF"));
+    const std::string_view preference = TrimBlanks(ParameterValue(parameters, "PREF"));
     return ParseWholeNumber(preference).value_or(kNotPreferred);
 }
 
@@ -76,7 +75,7 @@ void CardReader::Take(const ContentLine& line) {
     if (line.name.empty() || !line.hasValue) {
         notes_.push_back({line.number, NotAProperty(line)});
     } else if (is("VERSION")) {
-        if (Trimmed(line.value) != "2.1") return;
+        if (TrimBlanks(line.value) != "2.1") return;
         escapes_ = Escapes::Old;
         lines_.KeepFoldBlanks(true);
     } else if (is("N")) {

@@ -106,7 +106,7 @@ std::optional<std::string_view> NextListItem(std::string_view& list) {
     return item;
 }
 
-std::string_view Trimmed(std::string_view text) {
+std::string_view TrimBlanks(std::string_view text) {
     while (!text.empty() && IsFoldBlank(text.back())) text.remove_suffix(1);
     while (!text.empty() && IsFoldBlank(text.front())) text.remove_prefix(1);
     return text;

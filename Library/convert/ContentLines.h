@@ -39,7 +39,7 @@ std::string_view ParameterValue(std::string_view parameters, std::string_view na
 std::optional<std::string_view> NextListItem(std::string_view& list);
 
 // Without the blanks and tabs around it.
-std::string_view Trimmed(std::string_view text);
+std::string_view TrimBlanks(std::string_view text);
 
 class ContentLines {
   public:

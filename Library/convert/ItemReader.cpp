@@ -127,7 +127,7 @@ void ItemReader::Keep(const ContentLine& line) {
 
 // A word or number, without the blanks around it.
 void ItemReader::KeepTrimmed(const ContentLine& line) {
-    const std::string_view value = Trimmed(line.value);
+    const std::string_view value = TrimBlanks(line.value);
     if (value.size() == line.value.size()) return Keep(line);
     if (writer_ != nullptr) writer_->AppendValue(pending_.item.lines, line, value);
 }
@@ -146,7 +146,7 @@ void ItemReader::Take(const ContentLine& line) {
     const Row* row = RowOf(line.name, pending_.item.kind);
     if (line.name.empty() || !line.hasValue || row == nullptr) return TakeInner(line);
     const bool isText = row->field == Field::Text;
-    if (isText ? line.value.empty() : Trimmed(line.value).empty()) return;
+    if (isText ? line.value.empty() : TrimBlanks(line.value).empty()) return;
     const auto place = static_cast<std::size_t>(row - kRows);
     if (row->countsOnce && seen_[place]) {
         remarks_.Note(
@@ -257,7 +257,7 @@ bool ItemReader::TakeStamp(const Row& row, const ContentLine& line,
 
 bool ItemReader::TakeClass(const ContentLine& line) {
     if (pending_.item.kind == ItemKind::Task) {
-        const auto number = NumberOf(kClasses, Trimmed(line.value));
+        const auto number = NumberOf(kClasses, TrimBlanks(line.value));
         pending_.item.properties.Set(property::kSensitivity, number.value_or(kPrivate));
     }
     KeepTrimmed(line);
@@ -265,7 +265,7 @@ bool ItemReader::TakeClass(const ContentLine& line) {
 }
 
 bool ItemReader::TakePercent(const ContentLine& line) {
-    const std::string_view value = Trimmed(line.value);
+    const std::string_view value = TrimBlanks(line.value);
     double percent = 0;
     const auto result = std::from_chars(value.data(), value.data() + value.size(), percent);
     if (result.ec != std::errc() || result.ptr != value.data() + value.size()) {
@@ -278,7 +278,7 @@ bool ItemReader::TakePercent(const ContentLine& line) {
 }
 
 bool ItemReader::TakeStatus(const ContentLine& line) {
-    const std::string_view value = Trimmed(line.value);
+    const std::string_view value = TrimBlanks(line.value);
     const std::size_t start = pending_.item.lines.size();
     KeepTrimmed(line);
     pending_.status = {start, pending_.item.lines.size() - start};
@@ -293,7 +293,7 @@ bool ItemReader::TakeStatus(const ContentLine& line) {
 }
 
 bool ItemReader::TakeNumber(const Row& row, const ContentLine& line) {
-    const auto number = ParseWholeNumber(Trimmed(line.value));
+    const auto number = ParseWholeNumber(TrimBlanks(line.value));
     if (!number) {
         const bool isPriority = row.field == Field::Priority;
         remarks_.Note(line.number,

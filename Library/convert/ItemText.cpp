@@ -14,7 +14,8 @@ std::string CalendarBeginning() {
     return std::string("BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:") + kProducer + "\r\n";
 }
 
-// An event's date, marked as UTC; a date that is missing or cannot be written stays empty.
+// An event's date, marked as UTC; a date that is missing or cannot be written stays empty. No
+// date of an event stands for a missing one: kept for compatibility.
 std::string EventDate(PropertySource& source, const char* name) {
     const auto fileTime = source.FileTime(name);
     std::string text = fileTime ? DateText(*fileTime) : std::string();
@@ -22,6 +23,7 @@ std::string EventDate(PropertySource& source, const char* name) {
     return text;
 }
 
+// In UTC without a mark of it: kept for compatibility.
 std::string TaskDate(PropertySource& source, const char* name) {
     const auto fileTime = source.FileTime(name);
     std::string text = fileTime ? DateText(*fileTime) : std::string();
@@ -29,16 +31,19 @@ std::string TaskDate(PropertySource& source, const char* name) {
     return text;
 }
 
+// In UTC without a mark of it: kept for compatibility.
 std::string ModifiedDate(PropertySource& source) {
     const auto seconds = source.Number(property::kModifiedDate);
     return seconds ? DateText(FileTimeOfSeconds(*seconds)) : std::string();
 }
 
+// What is not known is the strictest class, so that nobody sees too much.
 const char* WordOfSensitivity(std::int32_t sensitivity) {
     if (sensitivity == 0) return "PUBLIC";
     return sensitivity == 1 || sensitivity == 2 ? "PRIVATE" : "CONFIDENTIAL";
 }
 
+// The standard has no word for other states.
 const char* WordOfStatus(std::int32_t status) {
     switch (status) {
         case 1:
@@ -54,6 +59,8 @@ const char* WordOfStatus(std::int32_t status) {
     }
 }
 
+// One number of each of the standard's ranges: low, middle, high. What is not known counts as high:
+// kept for compatibility.
 const char* WordOfImportance(std::int32_t importance) {
     if (importance == 0) return "9";
     return importance == 1 ? "5" : "1";
@@ -65,7 +72,8 @@ std::string Word(PropertySource& source, const char* name, const char* (*wordOf)
     return number ? wordOf(*number) : "";
 }
 
-// Six significant digits without trailing zeros.
+// Six significant digits without trailing zeros, as streams write numbers by default: kept for
+// compatibility.
 std::string PercentText(PropertySource& source) {
     const auto percent = source.Double(property::kPercentComplete);
     if (!percent) return {};
@@ -115,6 +123,7 @@ std::string TaskText(PropertySource& source) {
     };
     line("UID:", source.TextOr(property::kItemId));
     dateLine("DUE:", TaskDate(source, property::kDueDate));
+    // These stand there whatever is missing: kept for compatibility.
     line("CLASS:", ClassWord(source));
     line("LAST-MODIFIED:", ModifiedDate(source));
     line("PERCENT-COMPLETE:", PercentText(source));

@@ -19,7 +19,8 @@ inline constexpr const char* kNoDateText = "20380119T031407";
 // an empty value when its property is missing.
 std::string EventText(PropertySource& source);
 
-// A VCALENDAR with one VTODO. DUE and DTSTART are left out without a date; there is no recurrence.
+// A VCALENDAR with one VTODO. DUE and DTSTART are left out without a date; the store's tasks do
+// not recur.
 std::string TaskText(PropertySource& source);
 
 // The values of a task's CLASS, STATUS and PRIORITY; empty when their properties are missing.

@@ -15,9 +15,10 @@ bool IsOneOf(std::string_view name, std::initializer_list<std::string_view> name
 
 // Whether a value is made of parts that stand as they are, and not a text.
 bool IsStructured(std::string_view name) {
-    return IsOneOf(name, {"AALARM", "ATTACH", "ATTENDEE", "COMPLETED", "CREATED", "DALARM",
-                          "DCREATED", "DTSTAMP", "GEO", "LAST-MODIFIED", "MALARM", "ORGANIZER",
-                          "PALARM", "PERCENT-COMPLETE", "PRIORITY", "SEQUENCE", "TRIGGER", "URL"});
+    return IsOneOf(name,
+                   {"AALARM", "ATTACH", "ATTENDEE", "COMPLETED", "CREATED", "DALARM", "DCREATED",
+                    "DTSTAMP", "GEO", "LAST-MODIFIED", "MALARM", "ORGANIZER", "PALARM",
+                    "PERCENT-COMPLETE", "PRIORITY", "SEQUENCE", "TRIGGER", "TZID", "URL"});
 }
 
 // What the older format writes otherwise.

@@ -51,6 +51,7 @@ void AppendDays(std::string& rule, std::int32_t mask, std::optional<std::int32_t
     if (instance) {
         AppendPart(rule, ";BYSETPOS=", *instance == kLastInstance ? -1 : *instance);
     }
+    // The mask's weeks begin on Sunday; without a word of it the standard's begin on Monday.
     rule += ";WKST=SU";
 }
 
@@ -68,6 +69,7 @@ bool IsYearly(std::int32_t type) {
 
 std::string RecurrenceRuleLine(PropertySource& source) {
     if (source.NumberOr(property::kIsRecurring, 0) == 0) return {};
+    // What is missing counts as 0, the value that says nothing, and as no instance.
     std::int32_t type = source.NumberOr(property::kRecurrenceType, 0);
     std::int32_t interval = source.NumberOr(property::kRecurrenceInterval, 0);
     const std::int32_t days = source.NumberOr(property::kRecurrenceDays, 0);

@@ -54,7 +54,7 @@ std::string CannotRead(const ContentLine& line, const char* what, std::string_vi
 
 bool ScheduleReader::TakeDate(const ContentLine& line, const std::shared_ptr<const Zone>& zone,
                               std::optional<ZonedTime>& date) {
-    const std::string_view value = Trimmed(line.value);
+    const std::string_view value = TrimBlanks(line.value);
     const auto read = ParseDateValue(value);
     if (!read) {
         remarks_.Note(line.number, CannotRead(line, "a date", value));
@@ -79,7 +79,7 @@ bool ScheduleReader::TakeList(const ContentLine& line, Take take) {
     bool areDates = true;
     bool areFloating = false;
     for (std::string_view rest = value; const auto item = NextListItem(rest);) {
-        const std::string_view trimmed = Trimmed(*item);
+        const std::string_view trimmed = TrimBlanks(*item);
         if (trimmed.empty()) continue;
         const std::string text = take(trimmed);
         const bool isDate = text.find_first_of("T/") == text.npos;
@@ -110,12 +110,12 @@ bool ScheduleReader::TakeExceptions(const ContentLine& line,
 std::string ScheduleReader::TakeAddition(std::string_view item,
                                          const std::shared_ptr<const Zone>& zone) {
     const std::size_t slash = FindByte(item, '/');
-    const auto start = ParseDateValue(Trimmed(item.substr(0, slash)));
+    const auto start = ParseDateValue(TrimBlanks(item.substr(0, slash)));
     if (!start) return {};
     AddedTime added{Zoned(*start, zone), {}, {}};
     std::string text = DateValueText(*start);
     if (slash != kNotFound) {
-        const std::string_view rest = Trimmed(item.substr(slash + 1));
+        const std::string_view rest = TrimBlanks(item.substr(slash + 1));
         if (const auto end = ParseDateValue(rest)) {
             added.end = Zoned(*end, zone);
             text += "/" + DateValueText(*end);
@@ -136,7 +136,7 @@ bool ScheduleReader::TakeAdditions(const ContentLine& line,
 }
 
 bool ScheduleReader::TakeDuration(const ContentLine& line, LinePlace& place) {
-    const std::string_view value = Trimmed(line.value);
+    const std::string_view value = TrimBlanks(line.value);
     schedule_.length = ParseDuration(value);
     if (!schedule_.length) {
         remarks_.Note(line.number, CannotRead(line, "a duration", value));

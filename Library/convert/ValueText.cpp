@@ -73,4 +73,25 @@ std::string EscapeText(std::string_view text) {
     return escaped;
 }
 
+std::optional<std::int32_t> TakeDigits(std::string_view& text) {
+    constexpr std::size_t kMostDigits = 9;
+    std::int32_t number = 0;
+    std::size_t count = 0;
+    for (; count < text.size() && text[count] >= '0' && text[count] <= '9'; ++count) {
+        if (count == kMostDigits) return std::nullopt;
+        number = number * 10 + (text[count] - '0');
+    }
+    if (count == 0) return std::nullopt;
+    text.remove_prefix(count);
+    return number;
+}
+
+std::optional<std::int32_t> ParseWholeNumber(std::string_view text) {
+    const int sign = text.starts_with('-') ? -1 : 1;
+    if (text.starts_with('-') || text.starts_with('+')) text.remove_prefix(1);
+    const auto number = TakeDigits(text);
+    if (!number || !text.empty()) return std::nullopt;
+    return sign * *number;
+}
+
 }  // namespace tarnwick

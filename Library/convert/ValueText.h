@@ -1,6 +1,8 @@
 // Property values as texts: the encodings and escapes under which they travel.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -26,5 +28,12 @@ std::string TextOfValue(std::string_view value, LineEncoding encoding, Escapes e
 
 // Escapes a text so that it reads back the same under Escapes::Modern (line breaks as CR LF).
 std::string EscapeText(std::string_view text);
+
+// The number that the digits at the front of `text` make, taken off it; no value without digits or
+// with more than nine.
+std::optional<std::int32_t> TakeDigits(std::string_view& text);
+
+// A whole text that is a decimal number with at most nine digits and perhaps a sign.
+std::optional<std::int32_t> ParseWholeNumber(std::string_view text);
 
 }  // namespace tarnwick

@@ -11,7 +11,7 @@ namespace {
 
 // The same name can stand escaped in the definition and quoted in the lines.
 std::string ZoneName(std::string_view value) {
-    return Unescape(Trimmed(value), Escapes::Modern);
+    return Unescape(TrimBlanks(value), Escapes::Modern);
 }
 
 // One STANDARD or DAYLIGHT while it is read.
@@ -39,13 +39,13 @@ class ObservanceReader {
 };
 
 bool ObservanceReader::TakeDate(const ContentLine& line) {
-    const auto date = ParseDateValue(Trimmed(line.value));
+    const auto date = ParseDateValue(TrimBlanks(line.value));
     if (date) observance_.start = date->seconds;
     return date.has_value();
 }
 
 bool ObservanceReader::TakeOffset(const ContentLine& line, std::optional<std::int32_t>& offset) {
-    const auto read = ParseUtcOffset(Trimmed(line.value));
+    const auto read = ParseUtcOffset(TrimBlanks(line.value));
     if (read) offset = read;
     return read.has_value();
 }
@@ -55,7 +55,7 @@ bool ObservanceReader::TakeDates(const ContentLine& line) {
     std::string_view dates = line.value;
     while (const auto item = NextListItem(dates)) {
         // A period counts with its start.
-        const auto date = ParseDateValue(Trimmed(item->substr(0, FindByte(*item, '/'))));
+        const auto date = ParseDateValue(TrimBlanks(item->substr(0, FindByte(*item, '/'))));
         if (!date) return false;
         read.push_back(date->seconds);
     }
@@ -135,7 +135,7 @@ ZoneTable::Entry& ZoneTable::Named(std::string_view name, std::size_t line) {
 std::shared_ptr<const Zone> ZoneTable::Of(const ContentLine& line) {
     const std::string_view value = ParameterValue(line.parameters, "TZID");
     if (value.empty()) return nullptr;
-    const bool isPlain = FindByte(value, '\\') == kNotFound && Trimmed(value) == value;
+    const bool isPlain = FindByte(value, '\\') == kNotFound && TrimBlanks(value) == value;
     return isPlain ? Named(value, line.number).zone : Named(ZoneName(value), line.number).zone;
 }
 

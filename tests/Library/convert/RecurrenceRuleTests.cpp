@@ -9,7 +9,8 @@ namespace tarnwick {
 namespace {
 
 // Recurrence properties by their letters: T type, I interval, M day mask, N instance, E no-end
-// flag, C occurrences, D day of month, Y month of year, U an end date.
+// flag, C occurrences, D day of month, Y month of year, R recurring; U an end date, X one that
+// cannot be converted.
 const std::pair<char, const char*> kNames[] = {
     {'T', property::kRecurrenceType},
     {'I', property::kRecurrenceInterval},
@@ -19,15 +20,18 @@ const std::pair<char, const char*> kNames[] = {
     {'C', property::kOccurrences},
     {'D', property::kRecurrenceDayOfMonth},
     {'Y', property::kRecurrenceMonth},
+    {'R', property::kIsRecurring},
 };
 
 // "T1 I2" and so on; the end date is 2024-03-05 06:07:08 UTC.
 ItemPropertyContainer ItemOf(const char* letters) {
     ItemPropertyContainer item;
+    item.Set(property::kIsRecurring, 1);
     std::istringstream words(letters);
     for (std::string word; words >> word;) {
         if (word == "U")
             item.Set(property::kPatternEndDate, std::uint64_t{133'540'924'280'000'000});
+        if (word == "X") item.Set(property::kPatternEndDate, std::uint64_t{1} << 63);
         for (const auto& [letter, name] : kNames) {
             if (word[0] == letter) item.Set(name, std::stoi(word.substr(1)));
         }
@@ -51,6 +55,9 @@ const struct {
     {"T6 E1", "FREQ=YEARLY", "FREQ=YEARLY"},
     {"T7 E1", "FREQ=", "FREQ="},
     {"T-1 E1", "FREQ=", "FREQ="},
+    // Only the line asks whether the item recurs.
+    {"R0 T1 E1", "", "FREQ=WEEKLY"},
+    {"R-1 T1 E1", "FREQ=WEEKLY", "FREQ=WEEKLY"},
     // Intervals.
     {"T0 I0 E1", "FREQ=DAILY", "FREQ=DAILY;INTERVAL=0"},
     {"T1 I2 E1", "FREQ=WEEKLY;INTERVAL=2", "FREQ=WEEKLY;INTERVAL=2"},
@@ -63,6 +70,7 @@ const struct {
     {"T0 E0 C9 U", "FREQ=DAILY;COUNT=9;UNTIL=20240305T060708", "FREQ=DAILY;UNTIL=20240305T060708"},
     {"T0 C9 U", "FREQ=DAILY;COUNT=9;UNTIL=20240305T060708", "FREQ=DAILY"},
     {"T0 E-1 C9 U", "FREQ=DAILY", "FREQ=DAILY"},
+    {"E0 X", "FREQ=DAILY;COUNT=0;UNTIL=", ";UNTIL="},
     // Days and instances.
     {"T1 M127 E1", "FREQ=WEEKLY;BYDAY=SU,MO,TU,WE,TH,FR,SA;WKST=SU",
      "FREQ=WEEKLY;BYDAY=SU,MO,TU,WE,TH,FR,SA;WKST=SU"},
@@ -95,29 +103,11 @@ const struct {
 TEST(RecurrenceRules, OfBothWriters) {
     for (const auto& row : kRows) {
         ItemPropertyContainer item = ItemOf(row.letters);
+        const std::string line = row.line;
         EXPECT_EQ(row.stored, StoredRecurrenceRule(item)) << row.letters;
-        item.Set(property::kIsRecurring, 1);
-        EXPECT_EQ(std::string("RRULE:") + row.line + "\r\n", RecurrenceRuleLine(item))
+        EXPECT_EQ(line.empty() ? line : "RRULE:" + line + "\r\n", RecurrenceRuleLine(item))
             << row.letters;
     }
-}
-
-TEST(RecurrenceRules, OnlyTheLineAsksWhetherTheItemRecurs) {
-    ItemPropertyContainer item = ItemOf("T1");
-    EXPECT_EQ("", RecurrenceRuleLine(item));
-    for (const int recurs : {0, -1}) {
-        item.Set(property::kIsRecurring, recurs);
-        EXPECT_EQ(recurs == 0, RecurrenceRuleLine(item).empty());
-        EXPECT_EQ("FREQ=WEEKLY", StoredRecurrenceRule(item));
-    }
-}
-
-TEST(RecurrenceRules, AnEndDateThatCannotBeConvertedIsEmpty) {
-    ItemPropertyContainer item = ItemOf("E0");
-    item.Set(property::kIsRecurring, 1);
-    item.Set(property::kPatternEndDate, std::uint64_t{1} << 63);
-    EXPECT_EQ("RRULE:FREQ=DAILY;COUNT=0;UNTIL=\r\n", RecurrenceRuleLine(item));
-    EXPECT_EQ(";UNTIL=", StoredRecurrenceRule(item));
 }
 
 }  // namespace
