@@ -124,7 +124,9 @@ bool IsPassedOver(PendingItem& pending, const CalendarFacts& calendar, Remarks& 
         remarks.Note(item.line, "the event is left out; its start cannot be read", item.uid);
         return true;
     }
-    const bool isCancelled = item.schedule.isCancelled || calendar.isCancelled;
+    // A cancelled task is one that is not to be done, and still one.
+    const bool isEvent = item.kind == ItemKind::Event;
+    const bool isCancelled = calendar.isCancelled || (isEvent && item.schedule.isCancelled);
     if (!isCancelled || item.schedule.replaces) return false;
     remarks.Note(item.line, "a cancelled item is left out", item.uid);
     return true;

@@ -282,9 +282,9 @@ bool ItemReader::TakeStatus(const ContentLine& line) {
     const std::size_t start = pending_.item.lines.size();
     KeepTrimmed(line);
     pending_.status = {start, pending_.item.lines.size() - start};
-    if (pending_.item.kind == ItemKind::Event) {
-        pending_.item.schedule.isCancelled = EqualsIgnoreCase(value, "CANCELLED");
-    } else if (const auto status = NumberOf(kStates, value)) {
+    pending_.item.schedule.isCancelled = EqualsIgnoreCase(value, "CANCELLED");
+    if (pending_.item.kind == ItemKind::Event) return true;
+    if (const auto status = NumberOf(kStates, value)) {
         pending_.item.properties.Set(property::kStatus, *status);
     } else {
         Unheld(line, "the status " + Excerpt(value));

@@ -84,7 +84,8 @@ bool ScheduleReader::TakeList(const ContentLine& line, Take take) {
         const std::string text = take(trimmed);
         const bool isDate = text.find_first_of("T/") == text.npos;
         areDates = areDates && isDate;
-        areFloating = areFloating || (!isDate && !text.ends_with('Z'));
+        const std::string_view start = std::string_view(text).substr(0, text.find('/'));
+        areFloating = areFloating || (start.find('T') != start.npos && !start.ends_with('Z'));
         if (text.empty()) {
             remarks_.Note(line.number, CannotRead(line, "a date", trimmed));
             continue;

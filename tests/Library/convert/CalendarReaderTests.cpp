@@ -406,112 +406,61 @@ std::string OldEvent(const std::string& lines) {
 
 TEST(CalendarReader, DamagedValues) {
     Check({
-        {Event("DTEND:20230229\n"
-               "SUMMARY:a\n"),
-         "SUMMARY:a\n", "4: DTEND is left out; not a date: 20230229\n"},
+        {Event("DTEND:20230229\nSUMMARY:a\n"), "SUMMARY:a\n",
+         "4: DTEND is left out; not a date: 20230229\n"},
         {Event("DTEND:20230228T240000Z\n"), "",
          "4: DTEND is left out; not a date: 20230228T240000Z\n"},
         {Event("DTEND:\x01\xFF\n"), "", "4: DTEND is left out; not a date: ?\n"},
         {Event("DTEND:11111111111111111111111111111111111111111111111111\n"), "",
          "4: DTEND is left out; not a date: 1111111111111111111111111111111111111111...\n"},
-        {Event("DTSTART: 20230228t0900z \n"
-               "DTEND;X=1:\t20230228T235960Z\n"),
-         "DTSTART:20230228T090000Z\n"
-         "DTEND;X=1:20230228T235960Z\n",
-         ""},
+        {Event("DTSTART: 20230228t0900z \nDTEND;X=1:\t20230228T235960Z\n"),
+         "DTSTART:20230228T090000Z\nDTEND;X=1:20230228T235960Z\n", ""},
         {Event("DTSTART:20230228\n"), "DTSTART;VALUE=DATE:20230228\n", ""},
-        {Event("DTSTART;TZID=X:20230228T09\n"
-               "SUMMARY:a\n"),
-         "",
-         "3: the event is left out; its start cannot be read\n"
-         "4: DTSTART is left out; not a date: 20230228T09\n"
-         "4: the time zone X is not in the text; its times are taken as UTC\n"},
+        {Event("DTSTART;TZID=X:20230228T09\nSUMMARY:a\n"), "",
+         "3: the event is left out; its start cannot be read\n4: DTSTART is left out; not a date: "
+         "20230228T09\n4: the time zone X is not in the text; its times are taken as UTC\n"},
         {Event("DURATION:P1H\n"), "", "4: DURATION is left out; not a duration: P1H\n"},
         {Event("DURATION:PT\n"), "", "4: DURATION is left out; not a duration: PT\n"},
         {Event("DURATION:P9999999999D\n"), "",
          "4: DURATION is left out; not a duration: P9999999999D\n"},
         {Event("DURATION:P1D1W\n"), "", "4: DURATION is left out; not a duration: P1D1W\n"},
-        {Event("DTSTART:20230228T090000Z\n"
-               "DURATION:PT1H\n"
-               "DTEND:20230228T093000Z\n"),
-         "DTSTART:20230228T090000Z\n"
-         "DTEND:20230228T093000Z\n",
+        {Event("DTSTART:20230228T090000Z\nDURATION:PT1H\nDTEND:20230228T093000Z\n"),
+         "DTSTART:20230228T090000Z\nDTEND:20230228T093000Z\n",
          "3: the duration is left out beside an end\n"},
-        {Event("DTSTART:20230228T090000Z\n"
-               "SUMMARY:a\n"
-               "DTSTART:20240228T090000Z\n"),
-         "DTSTART:20230228T090000Z\n"
-         "SUMMARY:a\n",
+        {Event("DTSTART:20230228T090000Z\nSUMMARY:a\nDTSTART:20240228T090000Z\n"),
+         "DTSTART:20230228T090000Z\nSUMMARY:a\n",
          "6: DTSTART stands twice; this one is left out: 20240228T090000Z\n"},
-        {Event("DTSTAMP:now\n"
-               "LAST-MODIFIED:20230101T\n"
-               "CREATED:1\n"),
-         "",
-         "4: DTSTAMP is left out; not a date: now\n"
-         "5: LAST-MODIFIED is left out; not a date: 20230101T\n"
-         "6: CREATED is left out; not a date: 1\n"},
+        {Event("DTSTAMP:now\nLAST-MODIFIED:20230101T\nCREATED:1\n"), "",
+         "4: DTSTAMP is left out; not a date: now\n5: LAST-MODIFIED is left out; not a date: "
+         "20230101T\n6: CREATED is left out; not a date: 1\n"},
         {Event("LAST-MODIFIED:20400101T000000Z\n"), "LAST-MODIFIED:20400101T000000Z\n",
          "*4: the properties do not hold a modification before 1901 or after 2038\n"},
-        {Event("DTSTART:00010101T000000Z\n"
-               "DTEND:20000101T000000Z\n"),
-         "DTSTART:00010101T000000Z\n"
-         "DTEND:20000101T000000Z\n",
+        {Event("DTSTART:00010101T000000Z\nDTEND:20000101T000000Z\n"),
+         "DTSTART:00010101T000000Z\nDTEND:20000101T000000Z\n",
          "*3: the properties do not hold a date before 1601 or so late\n"},
-        {Event("PRIORITY:HIGH\n"
-               "SEQUENCE:one\n"
-               "PRIORITY: 1 \n"),
-         "PRIORITY:1\n",
-         "4: PRIORITY is left out; not a priority: HIGH\n"
-         "5: SEQUENCE is left out; not a number: one\n"},
-        {Task("PERCENT-COMPLETE:50%\n"
-              "PRIORITY:1.5\n"
-              "STATUS:X-LATER\n"),
-         "STATUS:X-LATER\n",
-         "4: PERCENT-COMPLETE is left out; not a percentage: 50%\n"
-         "5: PRIORITY is left out; not a priority: 1.5\n"
-         "*6: the properties do not hold the status X-LATER\n"},
-        {Task("DTSTART:soon\n"
-              "DUE:later\n"
-              "SUMMARY:a\n"),
-         "SUMMARY:a\n",
-         "4: DTSTART is left out; not a date: soon\n"
-         "5: DUE is left out; not a date: later\n"},
-        {Event("SUMMARY\n"
-               "X-NO-VALUE;A=B\n"
-               "UID:\n"
-               "DTSTART:\n"),
-         "",
-         "4: the line is not a property: SUMMARY\n"
-         "5: the line is not a property: X-NO-VALUE;A=B\n"},
-        {Event("X-FOO/BAR:1\n"
-               "SUMMARY:one\n"
-               "\n"
-               "two three\n"
-               "=\n"),
-         "SUMMARY:one\n",
-         "4: the line is not a property: X-FOO/BAR:1\n"
-         "7: the line is not a property: two three\n"
-         "8: the line is not a property: =\n"},
+        {Event("PRIORITY:HIGH\nSEQUENCE:one\nPRIORITY: 1 \n"), "PRIORITY:1\n",
+         "4: PRIORITY is left out; not a priority: HIGH\n5: SEQUENCE is left out; not a number: "
+         "one\n"},
+        {Task("PERCENT-COMPLETE:50%\nPRIORITY:1.5\nSTATUS:X-LATER\n"), "STATUS:X-LATER\n",
+         "4: PERCENT-COMPLETE is left out; not a percentage: 50%\n5: PRIORITY is left out; not a "
+         "priority: 1.5\n*6: the properties do not hold the status X-LATER\n"},
+        {Task("DTSTART:soon\nDUE:later\nSUMMARY:a\n"), "SUMMARY:a\n",
+         "4: DTSTART is left out; not a date: soon\n5: DUE is left out; not a date: later\n"},
+        {Event("SUMMARY\nX-NO-VALUE;A=B\nUID:\nDTSTART:\n"), "",
+         "4: the line is not a property: SUMMARY\n5: the line is not a property: X-NO-VALUE;A=B\n"},
+        {Event("X-FOO/BAR:1\nSUMMARY:one\n\ntwo three\n=\n"), "SUMMARY:one\n",
+         "4: the line is not a property: X-FOO/BAR:1\n7: the line is not a property: two three\n8: "
+         "the line is not a property: =\n"},
         {Event("SUMMARY:a\x07"
-               "b\x7F\r\x0C\n"
-               "\x1A\n"),
+               "b\x7F\r\x0C\n\x1A\n"),
          "SUMMARY:ab\n", "5: the line is not a property: (blank)\n"},
-        {Event("BEGIN:VALARM\n"
-               "TRIGGER:-PT5M\n"
-               "no property\n"
-               "END:VALARM\n"),
-         "BEGIN:VALARM\n"
-         "TRIGGER:-PT5M\n"
-         "END:VALARM\n",
+        {Event("BEGIN:VALARM\nTRIGGER:-PT5M\nno property\nEND:VALARM\n"),
+         "BEGIN:VALARM\nTRIGGER:-PT5M\nEND:VALARM\n",
          "6: the line is not a property: no property\n"},
-        {Event("SUMMARY:Caf\xE9 \x80\n"
-               "LOCATION:\xE9\n"),
-         "SUMMARY:Caf\xC3\xA9 \xE2\x82\xAC\n"
-         "LOCATION:\xC3\xA9\n",
+        {Event("SUMMARY:Caf\xE9 \x80\nLOCATION:\xE9\n"),
+         "SUMMARY:Caf\xC3\xA9 \xE2\x82\xAC\nLOCATION:\xC3\xA9\n",
          "4: the text is not UTF-8; it is taken as Windows-1252\n"},
-        {Event("SUMMARY:Caf\xC3\r\n"
-               " \xA9\n"),
-         "SUMMARY:Caf\xC3\xA9\n", ""},
+        {Event("SUMMARY:Caf\xC3\r\n \xA9\n"), "SUMMARY:Caf\xC3\xA9\n", ""},
         {Event("SUMMARY;ENCODING=QUOTED-PRINTABLE;LANGUAGE=en:one=0D=0Atwo, =C3=A9\n"),
          "SUMMARY;LANGUAGE=en:one\\ntwo\\, \xC3\xA9\n", ""},
     });
@@ -523,51 +472,39 @@ TEST(CalendarReader, DamagedRules) {
          "4: RRULE is left out; only the first occurrence stands; not understood: COUNT=1\n"},
         {Event("RRULE:FREQ=DAILY;COUNT=5 \n"), "RRULE:FREQ=DAILY;COUNT=5\n", ""},
         {Event("RRULE:FREQ=WEEKLY;BYDAY=MO, TU ,WE;\n"), "RRULE:FREQ=WEEKLY;BYDAY=MO,TU,WE\n", ""},
-        {Event("RRULE:FREQ=SOMETIMES\n"
-               "RRULE:FREQ=DAILY\n"),
-         "RRULE:FREQ=DAILY\n",
+        {Event("RRULE:FREQ=SOMETIMES\nRRULE:FREQ=DAILY\n"), "RRULE:FREQ=DAILY\n",
          "4: RRULE is left out; only the first occurrence stands; not understood: "
          "FREQ=SOMETIMES\n"},
         {Event("RRULE:FREQ=WEEKLY;BYDAY=XX\n"), "",
          "4: RRULE is left out; only the first occurrence stands; not understood: "
          "FREQ=WEEKLY;BYDAY=XX\n"},
-        {Event("RRULE:FREQ=DAILY\n"
-               "RRULE:FREQ=WEEKLY\n"),
-         "RRULE:FREQ=DAILY\n"
-         "RRULE:FREQ=WEEKLY\n",
+        {Event("RRULE:FREQ=DAILY\nRRULE:FREQ=WEEKLY\n"), "RRULE:FREQ=DAILY\nRRULE:FREQ=WEEKLY\n",
          "*5: the properties do not hold a second RRULE\n"},
-        {Event("EXRULE:FREQ=NEVER\n"
-               "EXRULE:FREQ=YEARLY\n"),
-         "EXRULE:FREQ=YEARLY\n",
-         "4: EXRULE is left out; what it excludes takes place; not understood: FREQ=NEVER\n"
-         "*5: the properties do not hold EXRULE\n"},
+        {Event("EXRULE:FREQ=NEVER\nEXRULE:FREQ=YEARLY\n"), "EXRULE:FREQ=YEARLY\n",
+         "4: EXRULE is left out; what it excludes takes place; not understood: FREQ=NEVER\n*5: the "
+         "properties do not hold EXRULE\n"},
         {Event("RRULE:FREQ=HOURLY\n"), "RRULE:FREQ=HOURLY\n",
          "*4: the properties do not hold a recurrence of this kind\n"},
-        {Event("EXDATE:20240101T000000Z, 20240102t000000z,never,\n"
-               "EXDATE:x\n"),
+        {Event("EXDATE:20240101T000000Z, 20240102t000000z,never,\nEXDATE:x\n"),
          "EXDATE:20240101T000000Z,20240102T000000Z\n",
-         "4: EXDATE is left out; not a date: never\n"
-         "5: EXDATE is left out; not a date: x\n"
-         "*4: the properties do not hold EXDATE\n"},
-        {Event("RDATE:20240101,20240102/P1D\n"
-               "RDATE;VALUE=PERIOD:20240101T000000Z/20240102T000000Z,20240101T000000Z/x\n"),
-         "RDATE:20240101,20240102/P1D\n"
-         "RDATE;VALUE=PERIOD:20240101T000000Z/20240102T000000Z\n",
-         "3: times without a zone are taken as UTC\n"
-         "5: RDATE is left out; not a date: 20240101T000000Z/x\n"
-         "*4: the properties do not hold RDATE\n"
-         "*5: the properties do not hold RDATE\n"},
+         "4: EXDATE is left out; not a date: never\n5: EXDATE is left out; not a date: x\n*4: the "
+         "properties do not hold EXDATE\n"},
+        {Event("RDATE:20240101,20240102/P1D\nRDATE;VALUE=PERIOD:20240101T000000Z/"
+               "20240102T000000Z,20240101T000000Z/x\n"),
+         "RDATE:20240101,20240102/P1D\nRDATE;VALUE=PERIOD:20240101T000000Z/20240102T000000Z\n",
+         "5: RDATE is left out; not a date: "
+         "20240101T000000Z/x\n*4: the properties do not hold RDATE\n*5: the properties do not hold "
+         "RDATE\n"},
         {Event("RECURRENCE-ID;RANGE=THISANDPRIOR:20240101T000000Z\n"),
          "RECURRENCE-ID;RANGE=THISANDPRIOR:20240101T000000Z\n",
-         "4: the range THISANDPRIOR is not known; this occurrence alone is replaced\n"
-         "*4: the properties do not hold RECURRENCE-ID\n"},
+         "4: the range THISANDPRIOR is not known; this occurrence alone is replaced\n*4: the "
+         "properties do not hold RECURRENCE-ID\n"},
         {Task("RRULE:FREQ=DAILY\n"), "RRULE:FREQ=DAILY\n",
          "*4: the properties do not hold RRULE\n"},
-        {OldEvent("RRULE:W1 MO #\n"
-                  "RRULE:YD1 100 #0\n"),
+        {OldEvent("RRULE:W1 MO #\nRRULE:YD1 100 #0\n"),
          "RRULE:FREQ=YEARLY;INTERVAL=1;BYYEARDAY=100\n",
-         "4: RRULE is left out; only the first occurrence stands; not understood: W1 MO #\n"
-         "*5: the properties do not hold a recurrence of this kind\n"},
+         "4: RRULE is left out; only the first occurrence stands; not understood: W1 MO #\n*5: the "
+         "properties do not hold a recurrence of this kind\n"},
         {OldEvent("RRULE:FREQ=DAILY\n"), "RRULE:FREQ=DAILY\n", ""},
         {OldEvent("EXDATE:20240101T000000Z;20240102T000000Z\n"),
          "EXDATE:20240101T000000Z,20240102T000000Z\n", "*4: the properties do not hold EXDATE\n"},
@@ -576,165 +513,74 @@ TEST(CalendarReader, DamagedRules) {
 
 TEST(CalendarReader, DamagedZones) {
     Check({
-        {Calendar("BEGIN:VTIMEZONE\n"
-                  "BEGIN:STANDARD\n"
-                  "END:STANDARD\n"
-                  "END:VTIMEZONE\n"),
+        {Calendar("BEGIN:VTIMEZONE\nBEGIN:STANDARD\nEND:STANDARD\nEND:VTIMEZONE\n"), "",
+         "3: a VTIMEZONE without TZID is left out\n4: this part of the time zone is left out\n"},
+        {Calendar("BEGIN:VTIMEZONE\nTZID:Z\nBEGIN:STANDARD\nDTSTART:19700101T000000\nTZOFFSETFROM:+"
+                  "0100\nTZOFFSETTO:+01\nEND:STANDARD\nEND:VTIMEZONE\n"),
          "",
-         "3: a VTIMEZONE without TZID is left out\n"
-         "4: this part of the time zone is left out\n"},
-        {Calendar("BEGIN:VTIMEZONE\n"
-                  "TZID:Z\n"
-                  "BEGIN:STANDARD\n"
-                  "DTSTART:19700101T000000\n"
-                  "TZOFFSETFROM:+0100\n"
-                  "TZOFFSETTO:+01\n"
-                  "END:STANDARD\n"
-                  "END:VTIMEZONE\n"),
+         "3: the time zone Z is not in the text; its times are taken as UTC\n5: this part of the "
+         "time zone is left out\n8: TZOFFSETTO is left out; it cannot be read: +01\n"},
+        {Calendar("BEGIN:VTIMEZONE\nTZID:Z\nBEGIN:STANDARD\nDTSTART:19700101T000000\nTZOFFSETFROM:+"
+                  "0100\nTZOFFSETTO:+0200\nRDATE:2024,x\nRRULE:FREQ=DAILY\nEND:STANDARD\nEND:"
+                  "VTIMEZONE\n"),
          "",
-         "3: the time zone Z is not in the text; its times are taken as UTC\n"
-         "5: this part of the time zone is left out\n"
-         "8: TZOFFSETTO is left out; it cannot be read: +01\n"},
-        {Calendar("BEGIN:VTIMEZONE\n"
-                  "TZID:Z\n"
-                  "BEGIN:STANDARD\n"
-                  "DTSTART:19700101T000000\n"
-                  "TZOFFSETFROM:+0100\n"
-                  "TZOFFSETTO:+0200\n"
-                  "RDATE:2024,x\n"
-                  "RRULE:FREQ=DAILY\n"
-                  "END:STANDARD\n"
-                  "END:VTIMEZONE\n"),
-         "",
-         "9: RDATE is left out; it cannot be read: 2024,x\n"
-         "10: a rule of this kind is not known in a time zone; its first change alone counts: "
-         "FREQ=DAILY\n"},
+         "9: RDATE is left out; it cannot be read: 2024,x\n10: a rule of this kind is not known in "
+         "a time zone; its first change alone counts: FREQ=DAILY\n"},
         {Event("DTSTART;TZID=Nowhere:20240305T060708\n"), "DTSTART;TZID=Nowhere:20240305T060708\n",
          "4: the time zone Nowhere is not in the text; its times are taken as UTC\n"},
-        {Event("DTSTART:20240305T060708\n"
-               "DTEND:20240305T070708\n"),
-         "DTSTART:20240305T060708\n"
-         "DTEND:20240305T070708\n",
+        {Event("DTSTART:20240305T060708\nDTEND:20240305T070708\n"),
+         "DTSTART:20240305T060708\nDTEND:20240305T070708\n",
          "3: times without a zone are taken as UTC\n"},
-        {OldEvent("DTSTART:20240305T0600\n"
-                  "SUMMARY;CHARSET=KOI8-R:a\n"),
-         "DTSTART:20240305T060000\n"
-         "SUMMARY:a\n",
-         "3: times without a zone are taken as UTC\n"
-         "5: the character set KOI8-R is not known; the text is taken as UTF-8 or Windows-1252\n"},
-        {"BEGIN:VCALENDAR\n"
-         "VERSION:1.0\n"
-         "TZ:+5:30\n"
-         "DAYLIGHT:TRUE;+06;;;;\n"
-         "BEGIN:VEVENT\n"
-         "DTSTART:20240305T060000\n"
-         "END:VEVENT\n"
-         "END:VCALENDAR\n",
+        {OldEvent("DTSTART:20240305T0600\nSUMMARY;CHARSET=KOI8-R:a\n"),
+         "DTSTART:20240305T060000\nSUMMARY:a\n",
+         "3: times without a zone are taken as UTC\n5: the character set KOI8-R is not known; the "
+         "text is taken as UTF-8 or Windows-1252\n"},
+        {"BEGIN:VCALENDAR\nVERSION:1.0\nTZ:+5:30\nDAYLIGHT:TRUE;+06;;;;\nBEGIN:VEVENT\nDTSTART:"
+         "20240305T060000\nEND:VEVENT\nEND:VCALENDAR\n",
          "DTSTART:20240305T060000\n",
-         "3: TZ is left out; not an offset: +5:30\n"
-         "4: daylight saving is left out: TRUE;+06;;;;\n"
-         "5: times without a zone are taken as UTC\n"},
-        {"BEGIN:VCALENDAR\n"
-         "VERSION:1.0\n"
-         "TZ:-05\n"
-         "BEGIN:VEVENT\n"
-         "item.DTSTART;X:20240305T060000\n"
-         "END:VEVENT\n"
-         "END:VCALENDAR\n",
+         "3: TZ is left out; not an offset: +5:30\n4: daylight saving is left out: "
+         "TRUE;+06;;;;\n5: times without a zone are taken as UTC\n"},
+        {"BEGIN:VCALENDAR\nVERSION:1.0\nTZ:-05\nBEGIN:VEVENT\nitem.DTSTART;X:20240305T060000\nEND:"
+         "VEVENT\nEND:VCALENDAR\n",
          "DTSTART;TZID=UTC-0500:20240305T060000\n", ""},
-        {Calendar("X-WR-TIMEZONE:A, B\n"
-                  "BEGIN:VTIMEZONE\n"
-                  "TZID:A\\, B\n"
-                  "BEGIN:STANDARD\n"
-                  "DTSTART:19700101T000000\n"
-                  "TZOFFSETFROM:+0100\n"
-                  "TZOFFSETTO:+0100\n"
-                  "END:STANDARD\n"
-                  "END:VTIMEZONE\n"
-                  "BEGIN:VEVENT\n"
-                  "DTSTART:20240305T060000\n"
-                  "DTEND;TZID=\"A, B\":20240305T070000\n"
-                  "END:VEVENT\n"),
-         "DTSTART;TZID=\"A, B\":20240305T060000\n"
-         "DTEND;TZID=\"A, B\":20240305T070000\n",
-         ""},
+        {Calendar("X-WR-TIMEZONE:A, B\nBEGIN:VTIMEZONE\nTZID:A\\, "
+                  "B\nBEGIN:STANDARD\nDTSTART:19700101T000000\nTZOFFSETFROM:+0100\nTZOFFSETTO:+"
+                  "0100\nEND:STANDARD\nEND:VTIMEZONE\nBEGIN:VEVENT\nDTSTART:20240305T060000\nDTEND;"
+                  "TZID=\"A, B\":20240305T070000\nEND:VEVENT\n"),
+         "DTSTART;TZID=\"A, B\":20240305T060000\nDTEND;TZID=\"A, B\":20240305T070000\n", ""},
     });
 }
 
 TEST(CalendarReader, DamagedTexts) {
     Check({
-        {"From: a@b\n"
-         "Subject: x\n"
-         "\n"
-         "BEGIN:VCALENDAR\n"
-         "END:VCALENDAR\n"
-         " \n"
-         "bye\n"
-         "\x1A\n"
-         "BEGIN:VCALENDAR\n"
-         "END:VCALENDAR\n"
-         "X-A:1\n",
+        {"From: a@b\nSubject: x\n\nBEGIN:VCALENDAR\nEND:VCALENDAR\n "
+         "\nbye\n\x1A\nBEGIN:VCALENDAR\nEND:VCALENDAR\nX-A:1\n",
          "",
-         "1: text outside of calendars is passed over: From: a@b\n"
-         "7: text outside of calendars is passed over: bye\n"
-         "11: text outside of calendars is passed over: X-A:1\n"},
-        {"BEGIN:VCALENDAR\r\r\n"
-         "BEGIN:VEVENT\r\r\n"
-         "SUMMARY:a\r\r\n"
-         " b\r\r\n"
-         "END:VEVENT\r\r\n"
-         "END:VCALENDAR\r\r\n",
+         "1: text outside of calendars is passed over: From: a@b\n7: text outside of calendars is "
+         "passed over: bye\n11: text outside of calendars is passed over: X-A:1\n"},
+        {"BEGIN:VCALENDAR\r\r\nBEGIN:VEVENT\r\r\nSUMMARY:a\r\r\n "
+         "b\r\r\nEND:VEVENT\r\r\nEND:VCALENDAR\r\r\n",
          "SUMMARY:ab\n", ""},
         {"BEGIN:VCALENDAR\rBEGIN:VEVENT\rSUMMARY:a\r b\r\r c\rEND:VEVENT\rEND:VCALENDAR\r",
          "SUMMARY:abc\n", ""},
-        {Calendar("CALSCALE:HEBREW\n"
-                  "no property\n"
-                  "BEGIN:VJOURNAL\n"
-                  "whatever\n"
-                  "END:VJOURNAL\n"),
-         "",
-         "3: the dates are taken as Gregorian, not as HEBREW\n"
-         "4: the line is not a property: no property\n"
-         "5: a VJOURNAL is passed over\n"},
-        {Calendar("METHOD:CANCEL\n"
-                  "BEGIN:VEVENT\n"
-                  "UID:1\n"
-                  "END:VEVENT\n"
-                  "BEGIN:VEVENT\n"
-                  "UID:2\n"
-                  "RECURRENCE-ID:20240101T000000Z\n"
-                  "STATUS:CONFIRMED\n"
-                  "SUMMARY:a\n"
-                  "END:VEVENT\n"
-                  "BEGIN:VEVENT\n"
-                  "RECURRENCE-ID:20240101T000000Z\n"
-                  "END:VEVENT\n"),
-         "UID:2\n"
-         "RECURRENCE-ID:20240101T000000Z\n"
-         "STATUS:CANCELLED\n"
-         "SUMMARY:a\n"
-         "STATUS:CANCELLED\n"
-         "RECURRENCE-ID:20240101T000000Z\n",
-         "4: a cancelled item is left out\n"
-         "*9: the properties do not hold RECURRENCE-ID\n"
-         "*14: the properties do not hold RECURRENCE-ID\n"},
+        {Calendar("CALSCALE:HEBREW\nno property\nBEGIN:VJOURNAL\nwhatever\nEND:VJOURNAL\n"), "",
+         "3: the dates are taken as Gregorian, not as HEBREW\n4: the line is not a property: no "
+         "property\n5: a VJOURNAL is passed over\n"},
+        {Calendar("METHOD:CANCEL\nBEGIN:VEVENT\nUID:1\nEND:VEVENT\nBEGIN:VEVENT\nUID:2\nRECURRENCE-"
+                  "ID:20240101T000000Z\nSTATUS:CONFIRMED\nSUMMARY:a\nEND:VEVENT\nBEGIN:"
+                  "VEVENT\nRECURRENCE-ID:20240101T000000Z\nEND:VEVENT\n"),
+         "UID:2\nRECURRENCE-ID:20240101T000000Z\nSTATUS:CANCELLED\nSUMMARY:a\nSTATUS:"
+         "CANCELLED\nRECURRENCE-ID:20240101T000000Z\n",
+         "4: a cancelled item is left out\n*9: the properties do not hold RECURRENCE-ID\n*14: the "
+         "properties do not hold RECURRENCE-ID\n"},
         {Event("STATUS:cancelled\n"), "", "3: a cancelled item is left out\n"},
         {Task("STATUS:CANCELLED\n"), "STATUS:CANCELLED\n", ""},
-        {OldEvent("CATEGORIES:a;b\\;c,d\n"
-                  "LOCATION;QUOTED-PRINTABLE:a=\n"
-                  " b;c\n"
-                  "DCREATED:20240101T000000Z\n"
-                  "TRANSP:0\n"
-                  "ATTACH;BASE64:AA\n"
-                  " BB\n"
-                  "\n"
-                  "X-A;VALUE=URL;TYPE=\"x,y\";WORD:1;2\n"),
-         "CATEGORIES:a,b\\;c,d\n"
-         "LOCATION:a b\\;c\n"
-         "DCREATED:20240101T000000Z\n"
-         "TRANSP:OPAQUE\n"
-         "ATTACH;ENCODING=BASE64;VALUE=BINARY:AABB\n"
-         "X-A;VALUE=URL;TYPE=\"x,y\":1\\;2\n",
+        {OldEvent("CATEGORIES:a;b\\;c,d\nLOCATION;QUOTED-PRINTABLE:a=\n "
+                  "b;c\nDCREATED:20240101T000000Z\nTRANSP:0\nATTACH;BASE64:AA\n "
+                  "BB\n\nX-A;VALUE=URL;TYPE=\"x,y\";WORD:1;2\n"),
+         "CATEGORIES:a,b\\;c,d\nLOCATION:a "
+         "b\\;c\nDCREATED:20240101T000000Z\nTRANSP:OPAQUE\nATTACH;ENCODING=BASE64;VALUE=BINARY:"
+         "AABB\nX-A;VALUE=URL;TYPE=\"x,y\":1\\;2\n",
          ""},
     });
 }
