@@ -7,12 +7,17 @@
 
 #include "Library/convert/ContactReader.h"
 #include "Library/convert/ItemText.h"
+#include "Library/convert/TextEncoding.h"
 
 namespace {
 
 bool BreaksCards(const tarnwick::ItemPropertyContainer& contact) {
-    return std::any_of(contact.begin(), contact.end(), [](const auto& property) {
-        return std::get<std::string>(property.value).find_first_of("\r\n;\\") != std::string::npos;
+    const auto isBreaking = [](char byte) {
+        return tarnwick::IsControl(byte) || byte == ';' || byte == '\\';
+    };
+    return std::any_of(contact.begin(), contact.end(), [&isBreaking](const auto& property) {
+        const auto& text = std::get<std::string>(property.value);
+        return std::any_of(text.begin(), text.end(), isBreaking);
     });
 }
 

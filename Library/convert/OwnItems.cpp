@@ -25,6 +25,10 @@ bool IsDateOrEmpty(std::string_view value) {
     return value.empty() || ParseDateValue(value).has_value();
 }
 
+bool IsModifiedLine(std::string_view line) {
+    return line.starts_with(kModified) && IsDateOrEmpty(line.substr(kModified.size()));
+}
+
 }  // namespace
 
 // What is left of an item, without the line break before its end.
@@ -85,7 +89,7 @@ std::size_t OwnItems::FindEnd(ItemKind kind, std::size_t from) {
         const std::size_t next = text_.find_first_not_of(kBlanks, place.at + wanted.size());
         const bool isLast =
             next == kNotFound || text_.substr(next).starts_with("BEGIN:VCALENDAR\r\n");
-        if (isLast && (kind == ItemKind::Task || LineBefore(place.at).starts_with(kModified))) {
+        if (isLast && (kind == ItemKind::Task || IsModifiedLine(LineBefore(place.at)))) {
             break;
         }
     }

@@ -45,11 +45,13 @@ class Generator {
     // A text in which lines begin as the writer's own do, and items end.
     std::string Body() {
         static constexpr const char* kPieces[] = {
-            "\r\nSUMMARY:",   "\r\nEND:VEVENT",   "\r\nEND:VCALENDAR", "\r\nBEGIN:VCALENDAR",
-            "\r\nEND:VTODO",  "\r\nDESCRIPTION:", "\r\nUID:",          "\r\nLAST-MODIFIED:x",
-            "\r\nRRULE:FREQ="};
+            "\r\nSUMMARY:",      "\r\nEND:VEVENT",
+            "\r\nEND:VCALENDAR", "\r\nBEGIN:VCALENDAR",
+            "\r\nEND:VTODO",     "\r\nDESCRIPTION:",
+            "\r\nUID:",          "\r\nLAST-MODIFIED:x",
+            "\r\nRRULE:FREQ=",   "\r\nEND:VEVENT\r\nEND:VCALENDAR\r\nBEGIN:VCALENDAR\r\n"};
         std::string body = Text();
-        for (int pieces = Below(6); pieces > 0; --pieces) body += kPieces[Below(9)] + Text();
+        for (int pieces = Below(6); pieces > 0; --pieces) body += kPieces[Below(10)] + Text();
         return body;
     }
     // Any second of the 800 years from 1601.
