@@ -73,18 +73,23 @@ Properties ContactProperties(std::string_view text) {
 }
 
 // The calendar objects of a file, which may hold other text around them. A text within an item may
-// look like the end of one.
-std::string_view CalendarBlock(std::string_view text) {
+// look like the end of one, so they last until the last end; damage behind the first spares it.
+CalendarReading ReadCalendars(std::string_view text) {
     constexpr std::string_view kEnd = "END:VCALENDAR";
     const std::size_t start = FindText(text, "BEGIN:VCALENDAR");
-    const std::size_t end = text.rfind(kEnd);
-    if (start == kNotFound || end == kNotFound || end < start) return {};
-    return text.substr(start, end + kEnd.size() - start);
+    if (start == kNotFound) return {};
+    CalendarReading reading;
+    for (const std::size_t end : {text.rfind(kEnd), FindText(text, kEnd, start)}) {
+        if (end == kNotFound || end < start) break;
+        reading = ReadCalendarText(text.substr(start, end + kEnd.size() - start));
+        if (!reading.failure) break;
+    }
+    return reading;
 }
 
 Properties CalendarProperties(std::string_view text) {
     Properties properties;
-    CalendarReading reading = ReadCalendarText(CalendarBlock(text));
+    CalendarReading reading = ReadCalendars(text);
     if (reading.items.empty()) return properties;
     PropertySource& item = reading.items.front().properties;
     const bool isTask = reading.items.front().kind == ItemKind::Task;

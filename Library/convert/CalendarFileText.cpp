@@ -1,26 +1,24 @@
 #include "Library/convert/CalendarFileText.h"
 
-#include <cmath>
+#include <algorithm>
 
+#include "common/Scan.h"
 #include "common/Text.h"
 #include "Library/convert/CalendarDate.h"
-#include "Library/convert/ItemText.h"
-#include "Library/convert/PropertyNames.h"
-#include "Library/convert/RecurrenceRule.h"
-#include "Library/convert/RuleParts.h"
+#include "Library/convert/ContentLines.h"
 #include "Library/convert/ValueText.h"
 
 namespace tarnwick {
 namespace {
 
-constexpr const char* kExportProducer = "-//Tarnwick//Calendar Export//EN";
+constexpr std::string_view kExportProducer = "-//Tarnwick//Calendar Export//EN";
 
 bool ContinuesCharacter(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
 // Appends a line, folded after at most 75 bytes and not within a UTF-8 character.
-void AppendLine(std::string& text, std::string_view line) {
+void AppendFolded(std::string& text, std::string_view line) {
     constexpr std::size_t kLongestLine = 75;
     constexpr std::size_t kLongestCharacter = 4;
     std::size_t limit = kLongestLine;
@@ -34,111 +32,148 @@ void AppendLine(std::string& text, std::string_view line) {
     text.append(line).append("\r\n");
 }
 
-class ItemLines {
-  public:
-    ItemLines(std::string& text, PropertySource& item) : text_(text), item_(item) {}
+// Takes the next line off, without its end.
+std::string_view TakeLine(std::string_view& lines) {
+    const std::size_t end = FindByte(lines, '\n');
+    const std::string_view line = lines.substr(0, end);
+    lines.remove_prefix(end == kNotFound ? lines.size() : end + 1);
+    return line;
+}
 
-    void Line(const std::string& line) { AppendLine(text_, line); }
-    void Text(const char* name, const char* property) {
-        const std::string value = item_.TextOr(property);
-        if (!value.empty()) Line(name + EscapeText(value));
-    }
-    void Date(const char* name, const char* property) {
-        const auto time = item_.FileTime(property);
-        const std::string date = time ? DateText(*time) : std::string();
-        if (!date.empty()) Line(name + date + "Z");
-    }
-    void Modified() {
-        const auto seconds = item_.Number(property::kModifiedDate);
-        if (seconds) Line("LAST-MODIFIED:" + DateText(FileTimeOfSeconds(*seconds)) + "Z");
-    }
-    void Rule();
-    void CommonTexts() {
-        Text("SUMMARY:", property::kSubject);
-        Text("DESCRIPTION:", property::kBody);
-    }
-    // A value that needs no escaping; none when it is empty.
-    void Word(const char* name, const std::string& word) {
-        if (!word.empty()) Line(name + word);
+bool IsNamed(std::string_view line, std::string_view name) {
+    return StartsWithIgnoreCase(line, name) && line.size() > name.size() &&
+           (line[name.size()] == ':' || line[name.size()] == ';');
+}
+
+// Walks over the properties of a component itself, those of components within it left out.
+class OwnProperties {
+  public:
+    // Whether the line is one of them.
+    bool Holds(std::string_view line) {
+        if (IsNamed(line, "BEGIN")) return ++depth_, false;
+        if (IsNamed(line, "END")) return --depth_, false;
+        return depth_ == 1;
     }
 
   private:
-    std::string& text_;
-    PropertySource& item_;
+    int depth_ = 0;
 };
 
-// The item's rule with at most one end: the count when there is one, else the date, in UTC.
-void ItemLines::Rule() {
-    const std::string own = RecurrenceRuleLine(item_);
-    constexpr std::string_view kName = "RRULE:";
-    if (own.empty()) return;
-    const std::string_view value(own.data() + kName.size(), own.size() - kName.size() - 2);
-    const auto parts = ParseRule(value);
-    if (!parts || parts->frequency.empty()) return;
-    const bool hasCount = parts->count.value_or(0) > 0;
-    std::string line(kName);
-    std::string_view rest = value;
-    while (!rest.empty()) {
-        const std::size_t end = rest.find(';');
-        const std::string_view part = rest.substr(0, end);
-        rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
-        const bool isUntil = part.starts_with("UNTIL=");
-        if (part.starts_with("COUNT=") && !hasCount) continue;
-        if (isUntil && (hasCount || !parts->until)) continue;
-        if (line.size() > kName.size()) line += ';';
-        line += part;
-        if (isUntil) line += 'Z';
+// Where the value of a parameter lies in a line, its quotes included; npos when it has none.
+std::pair<std::size_t, std::size_t> PlaceOfParameter(std::string_view line, std::string_view name) {
+    bool quoted = false;
+    for (std::size_t at = 0; at < line.size() && (quoted || line[at] != ':'); ++at) {
+        if (line[at] == '"') quoted = !quoted;
+        if (quoted || line[at] != ';' || !StartsWithIgnoreCase(line.substr(at + 1), name)) continue;
+        const std::size_t equals = at + 1 + name.size();
+        if (equals >= line.size() || line[equals] != '=') continue;
+        std::size_t end = equals + 1;
+        for (bool inside = false; end < line.size(); ++end) {
+            if (line[end] == '"') inside = !inside;
+            if (!inside && (line[end] == ';' || line[end] == ':')) break;
+        }
+        return {equals + 1, end - equals - 1};
     }
-    Line(line);
+    return {std::string_view::npos, 0};
 }
 
-void AppendEvent(std::string& text, PropertySource& item, const std::string& stamp) {
-    ItemLines lines(text, item);
-    lines.Line("BEGIN:VEVENT");
-    lines.Text("UID:", property::kAppointmentUid);
-    lines.Line(stamp);
-    lines.Date("DTSTART:", property::kEventStart);
-    lines.Date("DTEND:", property::kEventEnd);
-    lines.CommonTexts();
-    lines.Text("LOCATION:", property::kLocation);
-    lines.Rule();
-    lines.Modified();
-    lines.Line("END:VEVENT");
-}
-
-// The standard wants a whole number of percent.
-std::string WholePercent(PropertySource& item) {
-    const double percent = item.Double(property::kPercentComplete).value_or(-1);
-    return percent >= 0 && percent <= 100 ? std::to_string(std::lround(percent)) : std::string();
-}
-
-void AppendTask(std::string& text, PropertySource& item, const std::string& stamp) {
-    ItemLines lines(text, item);
-    lines.Line("BEGIN:VTODO");
-    lines.Text("UID:", property::kItemId);
-    lines.Line(stamp);
-    lines.Date("DTSTART:", property::kTaskStart);
-    lines.Date("DUE:", property::kDueDate);
-    lines.CommonTexts();
-    lines.Word("CLASS:", ClassWord(item));
-    lines.Word("STATUS:", StatusWord(item));
-    lines.Word("PRIORITY:", PriorityWord(item));
-    lines.Word("PERCENT-COMPLETE:", WholePercent(item));
-    lines.Modified();
-    lines.Line("END:VTODO");
+std::string RenameZone(std::string_view lines, std::string_view name, std::string_view newName) {
+    std::string renamed;
+    while (!lines.empty()) {
+        std::string line(TakeLine(lines));
+        const auto [at, length] = PlaceOfParameter(line, "TZID");
+        if (at != std::string::npos) {
+            const std::string_view value = std::string_view(line).substr(at, length);
+            if (value == name || value == '"' + std::string(name) + '"') {
+                line.replace(at, length, '"' + std::string(newName) + '"');
+            }
+        }
+        renamed.append(line).append("\n");
+    }
+    return renamed;
 }
 
 }  // namespace
 
-std::string CalendarFileText(std::span<CalendarItem> items, std::uint64_t now) {
-    const std::string stamp = "DTSTAMP:" + DateText(now) + "Z";
-    std::string text =
-        std::string("BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:") + kExportProducer + "\r\n";
-    for (CalendarItem& item : items) {
-        const bool isEvent = item.kind == ItemKind::Event;
-        (isEvent ? AppendEvent : AppendTask)(text, item.properties, stamp);
+std::string ReplaceLines(std::string_view lines, std::initializer_list<std::string_view> names,
+                         std::string_view instead) {
+    std::string replaced(TakeLine(lines));
+    replaced.append("\n").append(instead);
+    OwnProperties own;
+    own.Holds("BEGIN:");
+    while (!lines.empty()) {
+        const std::string_view line = TakeLine(lines);
+        const bool isNamed = std::any_of(names.begin(), names.end(),
+                                         [line](auto name) { return IsNamed(line, name); });
+        if (!own.Holds(line) || !isNamed) replaced.append(line).append("\n");
     }
-    return text + "END:VCALENDAR\r\n";
+    return replaced;
+}
+
+bool HasLine(std::string_view lines, std::string_view name) {
+    OwnProperties own;
+    while (!lines.empty()) {
+        const std::string_view line = TakeLine(lines);
+        if (own.Holds(line) && IsNamed(line, name)) return true;
+    }
+    return false;
+}
+
+std::string CompleteLines(std::string_view lines, std::string_view uid, std::uint64_t now) {
+    std::string missing;
+    if (!HasLine(lines, "UID")) missing = "UID:" + EscapeText(uid) + "\n";
+    if (!HasLine(lines, "DTSTAMP")) missing += "DTSTAMP:" + DateText(now) + "Z\n";
+    return ReplaceLines(lines, {}, missing);
+}
+
+// The name under which the file has the zone.
+std::string CalendarFile::NameOf(const Zone& zone) {
+    int number = 1;
+    for (const WrittenZone& written : written_) {
+        if (written.definition == zone.lines) return written.name;
+        if (written.name == zone.name || written.name.starts_with(zone.name + " #")) ++number;
+    }
+    WrittenZone written{zone.name, zone.lines};
+    std::string lines = zone.lines;
+    if (number > 1) {
+        written.name += " #" + std::to_string(number);
+        lines = ReplaceLines(lines, {"TZID"}, "TZID:" + EscapeText(written.name) + "\n");
+    }
+    zones_.push_back(std::move(lines));
+    written_.push_back(std::move(written));
+    return written_.back().name;
+}
+
+void CalendarFile::Add(std::string_view lines, std::span<const std::shared_ptr<const Zone>> zones) {
+    std::string renamed;
+    for (const auto& zone : zones) {
+        const std::string name = NameOf(*zone);
+        if (name != zone->name) lines = renamed = RenameZone(lines, zone->name, name);
+    }
+    components_ += lines;
+}
+
+std::string CalendarFile::Text() const {
+    std::string text;
+    const auto append = [&text](std::string_view lines) {
+        while (!lines.empty()) AppendFolded(text, TakeLine(lines));
+    };
+    append("BEGIN:VCALENDAR\nVERSION:2.0\nPRODID:" + producer_ + "\n");
+    append(head_);
+    for (const std::string& zone : zones_) append(zone);
+    append(components_);
+    append("END:VCALENDAR\n");
+    return text;
+}
+
+std::string CalendarFileText(std::span<const CalendarItem> items, std::uint64_t now) {
+    CalendarFile file(kExportProducer);
+    for (std::size_t number = 0; number < items.size(); ++number) {
+        const CalendarItem& item = items[number];
+        const std::string uid = item.uid.empty() ? "item-" + std::to_string(number + 1) : item.uid;
+        file.Add(CompleteLines(item.lines, uid, now), item.zones);
+    }
+    return file.Text();
 }
 
 }  // namespace tarnwick

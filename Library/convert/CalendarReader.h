@@ -34,8 +34,7 @@ struct CalendarItem {
 };
 
 struct CalendarReading {
-    // In the order of the text; none after a failure. Cancelled events are here only when they
-    // cancel an occurrence of another one.
+    // In the order of the text, cancelled ones too; none after a failure.
     std::vector<CalendarItem> items;
     // What of the text was not understood, left out or assumed, and what stands instead.
     std::vector<ReadProblem> notes;

@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "Library/convert/CalendarDate.h"
+#include "Library/convert/ItemLines.h"
 #include "Library/convert/ItemReader.h"
 #include "Library/convert/PropertyNames.h"
 #include "Library/convert/RecurrenceReader.h"
@@ -110,33 +111,21 @@ void PlaceFloatingTimes(PendingItem& pending, const CalendarFacts& calendar,
     }
 }
 
-// The lines of an occurrence that its calendar cancels say so themselves.
+// The lines of an item that its calendar cancels say so themselves.
 void Cancel(PendingItem& pending, std::vector<LineEdit>& edits) {
     pending.item.schedule.isCancelled = true;
     if (pending.status.length == 0) pending.status.at = pending.item.lines.find('\n') + 1;
     edits.push_back({pending.status, "STATUS:CANCELLED\n"});
 }
 
-// Whether the item is passed over, which is noted.
-bool IsPassedOver(PendingItem& pending, const CalendarFacts& calendar, Remarks& remarks) {
-    const CalendarItem& item = pending.item;
-    if (pending.isUnreadable) {
-        remarks.Note(item.line, "the event is left out; its start cannot be read", item.uid);
-        return true;
-    }
-    // A cancelled task is one that is not to be done, and still one.
-    const bool isEvent = item.kind == ItemKind::Event;
-    const bool isCancelled = calendar.isCancelled || (isEvent && item.schedule.isCancelled);
-    if (!isCancelled || item.schedule.replaces) return false;
-    remarks.Note(item.line, "a cancelled item is left out", item.uid);
-    return true;
-}
-
 }  // namespace
 
 bool CompleteItem(PendingItem& pending, const CalendarFacts& calendar, Remarks& remarks) {
     CalendarItem& item = pending.item;
-    if (IsPassedOver(pending, calendar, remarks)) return false;
+    if (pending.isUnreadable) {
+        remarks.Note(item.line, "the event is left out; its start cannot be read", item.uid);
+        return false;
+    }
     std::vector<LineEdit> edits;
     if (calendar.isCancelled && !item.schedule.isCancelled) Cancel(pending, edits);
     if (!pending.isOwn) PlaceFloatingTimes(pending, calendar, edits, remarks);
@@ -148,6 +137,9 @@ bool CompleteItem(PendingItem& pending, const CalendarFacts& calendar, Remarks& 
     if (!edits.empty()) item.lines = Edited(item.lines, edits);
     SetDates(pending);
     if (!pending.rule.empty()) SetRule(pending);
+    if (pending.isOwn) {
+        item.lines = (item.kind == ItemKind::Event ? EventLines : TaskLines)(item.properties);
+    }
     NameItem(pending.unheld, 0, item.uid);
     remarks.unheld.insert(remarks.unheld.end(), pending.unheld.begin(), pending.unheld.end());
     std::erase_if(item.zones, [](const auto& zone) { return zone->offsets.IsEmpty(); });

@@ -63,12 +63,12 @@ std::string EscapeText(std::string_view text) {
     for (std::size_t at = 0; at < text.size(); ++at) {
         const char byte = text[at];
         if (byte == '\r' && at + 1 < text.size() && text[at + 1] == '\n') continue;
-        if (byte == '\n') {
+        if (byte == '\n' || byte == '\r') {
             escaped += "\\n";
-            continue;
+        } else if (static_cast<unsigned char>(byte) >= ' ' || byte == '\t') {
+            if (byte == '\\' || byte == ',' || byte == ';') escaped += '\\';
+            escaped += byte;
         }
-        if (byte == '\\' || byte == ',' || byte == ';') escaped += '\\';
-        escaped += byte;
     }
     return escaped;
 }

@@ -26,7 +26,8 @@ std::string Unescape(std::string_view value, Escapes escapes);
 // The value of a line as text. Bytes are not converted, whatever the parameter CHARSET says.
 std::string TextOfValue(std::string_view value, LineEncoding encoding, Escapes escapes);
 
-// Escapes a text so that it reads back the same under Escapes::Modern (line breaks as CR LF).
+// Escapes a text so that it reads back the same under Escapes::Modern, line breaks as CR LF and
+// without the control characters that no calendar file may have.
 std::string EscapeText(std::string_view text);
 
 // The number that the digits at the front of `text` make, taken off it; no value without digits or

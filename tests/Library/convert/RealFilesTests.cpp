@@ -45,9 +45,10 @@ TEST(RealCalendars, AreReadWithTheirTimes) {
          "Zo\xC3\xAB's birthday \xF0\x9F\x8E\x82 19840611T000000 19840612T000000 1000\n", "6 9 "},
         {"calendar_zone.ics", "Lunch 20240410T160000 20240410T170000 0000\n", ""},
         {"cancelled.ics",
+         "Picnic 20240601T100000 20240601T140000 0000\n"
          "Yoga 20240603T160000 20240603T170000 1000\n"
          "Yoga 20240604T160000 20240604T170000 0001\n",
-         "6 *25 "},
+         "*25 "},
         {"double_returns.ics", "Stand-up 20240401T070000 20240401T071500 1000\n", ""},
         {"escaped_zone.ics", "Dentist 20240704T063000 20240704T070000 0000\n", ""},
         {"fifth_friday.ics", "Night market 20240329T160000 20240329T190000 1000\n", "*11 "},

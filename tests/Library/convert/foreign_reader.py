@@ -136,9 +136,9 @@ with tempfile.TemporaryDirectory() as scratch:
 
 count = refused = 0
 for path in paths:
-    check_export(path.name, path)
     try:
         components = their_components(path.read_bytes())
+        check_export(path.name, path)
     except (ValueError, TypeError) as error:
         print(f"{path.name}: the other reader cannot read it: {error}")
         refused += 1

@@ -1,0 +1,17 @@
+// The lines that RFC 5545 has for what item properties hold. The texts of ItemText.h are the
+// store's own form of the same.
+#pragma once
+
+#include <string>
+
+#include "Library/convert/ItemProperties.h"
+
+namespace tarnwick {
+
+// The lines (as CalendarItem::lines) of a VEVENT or VTODO with these properties, without DTSTAMP.
+// Times are UTC, properties that are missing have no line, bytes that are no UTF-8 are taken as
+// Windows-1252.
+std::string EventLines(PropertySource& event);
+std::string TaskLines(PropertySource& task);
+
+}  // namespace tarnwick
