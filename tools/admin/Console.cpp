@@ -28,12 +28,22 @@ std::string ReadStandardInput() {
     return text;
 }
 
-std::wstring ToWide(std::string_view text) {
+// Empty when the flags forbid what is in the text.
+std::wstring ToWide(std::string_view text, UINT codePage, DWORD flags) {
     const int size = static_cast<int>(text.size());
-    const int length = MultiByteToWideChar(CP_ACP, 0, text.data(), size, nullptr, 0);
+    const int length = MultiByteToWideChar(codePage, flags, text.data(), size, nullptr, 0);
     std::wstring wide(static_cast<std::size_t>(length), L'\0');
-    MultiByteToWideChar(CP_ACP, 0, text.data(), size, wide.data(), length);
+    MultiByteToWideChar(codePage, flags, text.data(), size, wide.data(), length);
     return wide;
+}
+
+std::string FromWide(const std::wstring& wide, UINT codePage, DWORD flags, BOOL* replaced) {
+    const int size = static_cast<int>(wide.size());
+    const int length =
+        WideCharToMultiByte(codePage, flags, wide.data(), size, nullptr, 0, nullptr, replaced);
+    std::string text(static_cast<std::size_t>(length), '\0');
+    WideCharToMultiByte(codePage, flags, wide.data(), size, text.data(), length, nullptr, nullptr);
+    return text;
 }
 
 }  // namespace
@@ -88,13 +98,17 @@ bool IsCommandLineWhole() {
 }
 
 std::string ToUtf8(std::string_view text) {
-    const std::wstring wide = ToWide(text);
-    const int size = static_cast<int>(wide.size());
-    const int length =
-        WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, nullptr, 0, nullptr, nullptr);
-    std::string utf8(static_cast<std::size_t>(length), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, utf8.data(), length, nullptr, nullptr);
-    return utf8;
+    return FromWide(ToWide(text, CP_ACP, 0), CP_UTF8, 0, nullptr);
+}
+
+std::optional<std::string> FromUtf8(std::string_view text) {
+    const std::wstring wide = ToWide(text, CP_UTF8, MB_ERR_INVALID_CHARS);
+    if (wide.empty() && !text.empty()) return std::nullopt;
+    if (GetACP() == CP_UTF8) return std::string(text);
+    BOOL replaced = FALSE;
+    std::string converted = FromWide(wide, CP_ACP, WC_NO_BEST_FIT_CHARS, &replaced);
+    if (replaced != FALSE) return std::nullopt;
+    return converted;
 }
 
 Progress::Progress(std::string job, std::size_t total, bool wanted)

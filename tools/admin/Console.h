@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -32,6 +33,8 @@ bool IsCommandLineWhole();
 
 // The text in the system code page, as UTF-8.
 std::string ToUtf8(std::string_view text);
+// The other way; no value when it is no UTF-8 or the code page lacks one of its characters.
+std::optional<std::string> FromUtf8(std::string_view text);
 
 // Tells on standard error how far a long job is, at each tenth of it; short jobs are silent.
 class Progress {

@@ -7,173 +7,299 @@
 
 #include "common/Text.h"
 #include "Library/convert/CalendarDate.h"
-#include "Library/convert/ItemText.h"
-#include "Library/convert/PropertyNames.h"
+#include "Library/convert/ValueText.h"
+#include "tools/admin/EventIds.h"
 #include "tools/admin/Failure.h"
 #include "tools/admin/Names.h"
 
 namespace tarnwick::admin {
 namespace {
 
-constexpr std::size_t kLongestId = 63;
-constexpr std::string_view kItemExtension = ".ICS";
-// A name that had to be changed is told from others by a number made of the whole of it.
-constexpr std::size_t kKeptLength = 40;
-
-std::string Lower(std::string_view text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(), LowerAscii);
-    return lower;
-}
-
-// 64-bit FNV-1a, in sixteen hexadecimal digits.
-std::string Fingerprint(std::string_view text) {
-    std::uint64_t hash = 0xCBF2'9CE4'8422'2325;
-    for (const char byte : text) {
-        hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100'0000'01B3;
-    }
-    std::string digits;
-    for (int shift = 60; shift >= 0; shift -= 4) digits += "0123456789abcdef"[hash >> shift & 15];
-    return digits;
-}
-
-bool IsPlainByte(char byte) {
-    return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
-           (byte >= '0' && byte <= '9') || byte == '-' || byte == '_' || byte == '@' || byte == '.';
-}
-
-// Whether a file can have this name in front of its extension, on every system and beside the
-// names that devices have.
-bool IsPlainName(std::string_view name) {
-    constexpr std::size_t kLongestDeviceName = 4;
-    return std::all_of(name.begin(), name.end(), IsPlainByte) && name.find("..") == name.npos &&
-           std::min(name.find('.'), name.size()) > kLongestDeviceName;
-}
-
-// A name made of plain bytes alone, different for different names.
-std::string Replaced(std::string_view name) {
-    std::string replaced(name.substr(0, kKeptLength));
-    std::replace_if(
-        replaced.begin(), replaced.end(),
-        [](char byte) { return !IsPlainByte(byte) || byte == '.'; }, '_');
-    return replaced + "~" + Fingerprint(Lower(name));
-}
-
-std::string IdOfUid(const std::string& uid) {
-    return ProblemWithId(uid).empty() ? uid : Replaced(uid);
-}
-
-// The IDs that a file has used.
-class UsedIds {
-  public:
-    // The ID, or with a number behind it when it was used before.
-    std::string MakeUnique(const std::string& id) {
-        std::string unique = id;
-        // IDs that may meet once they are cut for a number share theirs.
-        int& number = numbers_[Lower(id.substr(0, kNeverCut))];
-        while (!used_.insert(Lower(unique)).second) {
-            const std::string suffix = "#" + std::to_string(number + 2);
-            unique = id.substr(0, kLongestId - suffix.size()) + suffix;
-            ++number;
-        }
-        return unique;
-    }
-
-  private:
-    // What is left of an ID before any number that a file could need.
-    static constexpr std::size_t kNeverCut = kLongestId - 8;
-
-    std::set<std::string> used_;
-    // How many numbers were tried, so that none is tried again: a file may hold one UID throughout.
-    std::map<std::string, int> numbers_;
-};
-
-std::optional<std::int64_t> SecondsOf(ItemPropertyContainer& item, const char* name) {
-    const auto fileTime = item.FileTime(name);
-    if (!fileTime) return std::nullopt;
-    return SecondsOfFileTime(*fileTime);
-}
+constexpr std::string_view kItemProducer = "-//Tarnwick//Calendar Item//EN";
+// The property of an item that tells from when to when its occurrences were entered.
+constexpr std::string_view kEntered = "X-TARNWICK-ENTERED:";
 
 bool FitsEntry(std::int64_t seconds) {
     return seconds >= std::numeric_limits<std::int32_t>::min() &&
            seconds <= std::numeric_limits<std::int32_t>::max();
 }
 
-// The end that an entry has for an event's.
-std::int64_t EntryEnd(std::int64_t start, std::int64_t end) {
-    return end > start && end % kSecondsPerDay == 0 ? end - 1 : end;
+// The entry of an occurrence, without its ID; no value when it does not fit.
+std::optional<Entry> EntryOf(const Occurrence& occurrence) {
+    const auto [start, end, schedule] = occurrence;
+    // What ends at midnight lies within its day.
+    const std::int64_t last = end > start && end % kSecondsPerDay == 0 ? end - 1 : end;
+    if (!FitsEntry(start) || !FitsEntry(last)) return std::nullopt;
+    return Entry{static_cast<std::int32_t>(start), static_cast<std::int32_t>(last), {}};
 }
 
-// An event's entry without its ID; no value when it has no start or does not fit.
-std::optional<Entry> EntryOf(ItemPropertyContainer& event) {
-    const auto start = SecondsOf(event, property::kEventStart);
-    if (!start) return std::nullopt;
-    const std::int64_t end =
-        EntryEnd(*start, SecondsOf(event, property::kEventEnd).value_or(*start));
-    if (!FitsEntry(*start) || !FitsEntry(end)) return std::nullopt;
-    return Entry{static_cast<std::int32_t>(*start), static_cast<std::int32_t>(end), {}};
+std::string TimeText(std::int64_t seconds) {
+    const auto fileTime = FileTimeOfUnixSeconds(seconds);
+    return fileTime ? DateText(*fileTime) + "Z" : std::string();
 }
 
-std::string AtLine(std::size_t line, const std::string& text) {
-    return "line " + std::to_string(line) + ": " + text;
+std::vector<const Schedule*> SchedulesOf(const std::vector<CalendarItem>& components) {
+    std::vector<const Schedule*> schedules;
+    for (const CalendarItem& component : components) schedules.push_back(&component.schedule);
+    return schedules;
 }
 
-void AddEvent(CalendarItem& item, UsedIds& used, EventFile& file) {
-    if (item.kind != ItemKind::Event) {
-        file.notes.push_back(AtLine(item.line, "a task is passed over; calendars hold events"));
+// The events of a file, those of one UID together, in the order of their first ones.
+class EventPlanner {
+  public:
+    EventPlanner(const EntryWindow& window, const EntryPlaces& places)
+        : window_(window), places_(places) {}
+
+    EventFile Plan(CalendarReading reading);
+
+  private:
+    struct Group {
+        std::vector<CalendarItem> components;
+        bool isLeftOut = false;
+    };
+
+    void Collect(std::vector<CalendarItem> items);
+    void PlanGroup(Group& group);
+    std::string MakeId(const Group& group);
+    Occurrences OccurrencesIn(const Group& group, OccurrenceWindow& window) const;
+    void CountNotes();
+    void NoteAbout(const CalendarItem& item, const std::string& reason) {
+        file_.notes.push_back({item.line, reason, item.uid});
+    }
+
+    const EntryWindow& window_;
+    const EntryPlaces& places_;
+    std::vector<Group> groups_;
+    std::map<std::string, std::size_t, std::less<>> groupOfUid_;
+    std::map<std::size_t, std::size_t> groupOfLine_;  // by the lines of the BEGINs
+    UniqueIds ids_;
+    EventFile file_;
+};
+
+void EventPlanner::Collect(std::vector<CalendarItem> items) {
+    for (CalendarItem& item : items) {
+        if (item.kind != ItemKind::Event) {
+            NoteAbout(item, "a task is passed over; calendars hold events");
+            continue;
+        }
+        if (item.schedule.isCancelled && !item.schedule.replaces) {
+            NoteAbout(item, "a cancelled event is passed over");
+            continue;
+        }
+        std::size_t group = groups_.size();
+        if (!item.uid.empty()) group = groupOfUid_.emplace(item.uid, group).first->second;
+        groupOfLine_.emplace(item.line, group);
+        if (group == groups_.size()) groups_.emplace_back();
+        groups_[group].components.push_back(std::move(item));
+    }
+}
+
+std::string EventPlanner::MakeId(const Group& group) {
+    const CalendarItem& first = group.components.front();
+    if (first.uid.empty()) return ids_.MakeUnique("event~" + Fingerprint(first.lines));
+    const auto uid = places_.toCodePage(first.uid);
+    return ids_.MakeUnique(uid && ProblemWithId(*uid).empty() ? *uid : ReplacedName(first.uid));
+}
+
+Occurrences EventPlanner::OccurrencesIn(const Group& group, OccurrenceWindow& window) const {
+    const std::vector<const Schedule*> schedules = SchedulesOf(group.components);
+    window = {window_.from, window_.until.value_or(window_.defaultUntil)};
+    Occurrences found = OccurrencesOf(schedules, window);
+    if (!found.within.empty() || window_.until) return found;
+    // The first one, far ahead.
+    std::optional<std::int64_t> first;
+    for (const Schedule* schedule : schedules) {
+        if (!schedule->start) continue;
+        const std::int64_t start = schedule->start->ToUtc();
+        if (start >= window.until && (!first || start < *first)) first = start;
+    }
+    if (!first) return found;
+    window.until = *first + 1;
+    return OccurrencesOf(schedules, window);
+}
+
+void EventPlanner::PlanGroup(Group& group) {
+    const CalendarItem& first = group.components.front();
+    OccurrenceWindow window;
+    const Occurrences occurrences = OccurrencesIn(group, window);
+    PlannedEvent event;
+    event.line = first.line;
+    const std::string id = MakeId(group);
+    std::map<std::string, std::size_t> inCalendar;
+    std::size_t unfit = 0;
+    for (const Occurrence& occurrence : occurrences.within) {
+        auto entry = EntryOf(occurrence);
+        if (!entry) {
+            ++unfit;
+            continue;
+        }
+        const std::string calendar = places_.calendarOf(entry->start, entry->end);
+        const std::size_t number = ++inCalendar[calendar];
+        entry->id = number == 1 ? id : NumberedId(id, number);
+        event.entries.push_back({calendar, std::move(*entry)});
+    }
+    file_.beyond += occurrences.beyond;
+    file_.endless += occurrences.isEndless ? 1 : 0;
+    const bool hasStart = std::any_of(group.components.begin(), group.components.end(),
+                                      [](const auto& item) { return item.schedule.start; });
+    const bool isCancelled =
+        std::all_of(group.components.begin(), group.components.end(),
+                    [](const auto& item) { return item.schedule.isCancelled; });
+    if (isCancelled) {
+        NoteAbout(first,
+                  "a cancelled occurrence of an event that is not in the file is passed over");
         return;
     }
-    auto entry = EntryOf(item.properties);
-    if (!entry) {
-        file.notes.push_back(AtLine(
-            item.line, "an event without a start, or before 1901 or after 2038, is passed over"));
-        return;
+    if (!hasStart) NoteAbout(first, "an event without a start is left out");
+    if (unfit != 0) {
+        NoteAbout(first, "what lies before 1901 or after 2038 is left out: " +
+                             Counted(unfit, "occurrence", "occurrences"));
     }
-    const std::string text = EventText(item.properties);
-    const std::string uid = item.properties.TextOr(property::kAppointmentUid);
-    entry->id = used.MakeUnique(uid.empty() ? "event~" + Fingerprint(text) : IdOfUid(uid));
-    file.entries.push_back({{item.line, *entry}, text});
+    if (occurrences.isCut) {
+        NoteAbout(first, "occurrences beyond the first " + std::to_string(kMostOccurrences) +
+                             " are left out");
+    }
+    group.isLeftOut = !hasStart || (unfit != 0 && event.entries.empty());
+    if (event.entries.empty()) return;
+    CalendarFile item(kItemProducer);
+    const bool isSingle = occurrences.within.size() == 1 && occurrences.beyond == 0 &&
+                          !occurrences.isEndless && !window.from;
+    if (!isSingle) {
+        item.AddProperty(std::string(kEntered) + (window.from ? TimeText(*window.from) : "") + "/" +
+                         TimeText(window.until));
+    }
+    for (const CalendarItem& component : group.components)
+        item.Add(component.lines, component.zones);
+    event.itemName = EventItemNames(id).front();
+    event.itemText = item.Text();
+    file_.events.push_back(std::move(event));
+}
+
+void EventPlanner::CountNotes() {
+    std::set<std::size_t> noted;
+    for (const ReadProblem& note : file_.notes) {
+        const auto behind = groupOfLine_.upper_bound(note.line);
+        if (behind == groupOfLine_.begin()) continue;
+        const std::size_t group = std::prev(behind)->second;
+        const bool isAbout = groups_[group].components.front().uid == note.uid;
+        if (isAbout && !groups_[group].isLeftOut) noted.insert(group);
+    }
+    file_.withNotes = noted.size();
+    file_.leftOut += static_cast<std::size_t>(std::count_if(
+        groups_.begin(), groups_.end(), [](const Group& group) { return group.isLeftOut; }));
+}
+
+EventFile EventPlanner::Plan(CalendarReading reading) {
+    file_.notes = std::move(reading.notes);
+    file_.leftOut = reading.leftOut;
+    Collect(std::move(reading.items));
+    for (Group& group : groups_) PlanGroup(group);
+    std::stable_sort(file_.notes.begin(), file_.notes.end(),
+                     [](const auto& left, const auto& right) { return left.line < right.line; });
+    CountNotes();
+    return std::move(file_);
+}
+
+// The window of an item that import wrote; nothing for another text.
+std::optional<OccurrenceWindow> WindowOf(std::string_view itemText) {
+    const std::string head =
+        "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:" + std::string(kItemProducer) + "\r\n";
+    if (!itemText.starts_with(head)) return std::nullopt;
+    itemText.remove_prefix(head.size());
+    OccurrenceWindow window{std::nullopt, std::numeric_limits<std::int64_t>::max()};
+    if (!itemText.starts_with(kEntered)) return window;
+    itemText.remove_prefix(kEntered.size());
+    const std::string_view times = itemText.substr(0, itemText.find('\r'));
+    const std::size_t slash = std::min(times.find('/'), times.size());
+    const auto from = ParseDateValue(times.substr(0, slash));
+    const auto until = ParseDateValue(times.substr(std::min(slash + 1, times.size())));
+    if (from) window.from = from->seconds;
+    if (until) window.until = until->seconds;
+    return window;
+}
+
+bool IsWholeDays(const Entry& entry) {
+    const std::int64_t start = entry.start;
+    const std::int64_t end = entry.end + std::int64_t{1};
+    return start % kSecondsPerDay == 0 && end % kSecondsPerDay == 0 && end > start;
+}
+
+std::string TimeLines(const Entry& entry) {
+    if (!IsWholeDays(entry)) {
+        return "DTSTART:" + TimeText(entry.start) + "\nDTEND:" + TimeText(entry.end) + "\n";
+    }
+    constexpr std::size_t kDateLength = 8;
+    return "DTSTART;VALUE=DATE:" + TimeText(entry.start).substr(0, kDateLength) +
+           "\nDTEND;VALUE=DATE:" + TimeText(entry.end + std::int64_t{1}).substr(0, kDateLength) +
+           "\n";
 }
 
 }  // namespace
 
-EventFile ParseEventFile(std::string_view text) {
+EventFile ParseEventFile(std::string_view text, const EntryWindow& window,
+                         const EntryPlaces& places) {
     CalendarReading reading = ReadCalendarText(text);
-    if (reading.failure) throw Refusal(AtLine(reading.failure->line, reading.failure->reason));
-    EventFile file;
-    UsedIds used;
-    for (const ReadProblem& note : reading.notes) {
-        file.notes.push_back(AtLine(note.line, note.reason));
+    if (reading.failure) {
+        throw Refusal("line " + std::to_string(reading.failure->line) + ": " +
+                      reading.failure->reason);
     }
-    for (CalendarItem& item : reading.items) AddEvent(item, used, file);
-    return file;
+    return EventPlanner(window, places).Plan(std::move(reading));
 }
 
-std::string EventItemName(std::string_view id) {
-    const bool fits = id.size() + kItemExtension.size() <= kLongestId;
-    return (fits && IsPlainName(id) ? std::string(id) : Replaced(id)) + std::string(kItemExtension);
-}
-
-CalendarItem EventOfEntry(const Entry& entry, const std::optional<std::string>& itemText) {
-    CalendarItem event;
-    if (itemText) {
-        CalendarReading reading = ReadCalendarText(*itemText);
-        const auto found =
-            std::find_if(reading.items.begin(), reading.items.end(),
-                         [](const CalendarItem& item) { return item.kind == ItemKind::Event; });
-        if (found != reading.items.end()) event = std::move(*found);
+KeptEvent ReadKeptEvent(std::string_view itemText) {
+    CalendarReading reading = ReadCalendarText(itemText);
+    if (reading.failure) {
+        throw Refusal("line " + std::to_string(reading.failure->line) + ": " +
+                      reading.failure->reason);
     }
-    ItemPropertyContainer& properties = event.properties;
-    if (properties.size() == 0) properties.Set(property::kSubject, entry.id);
-    if (properties.TextOr(property::kAppointmentUid).empty()) {
-        properties.Set(property::kAppointmentUid, entry.id);
+    KeptEvent event;
+    for (CalendarItem& item : reading.items) {
+        if (item.kind == ItemKind::Event) event.components.push_back(std::move(item));
     }
-    const auto held = EntryOf(properties);
-    if (!held || held->start != entry.start || held->end != entry.end) {
-        properties.Set(property::kEventStart, FileTimeOfSeconds(entry.start));
-        properties.Set(property::kEventEnd, FileTimeOfSeconds(entry.end));
-    }
+    if (event.components.empty()) throw Refusal("there is no event in it");
+    const auto window = WindowOf(itemText);
+    event.isSeries = window.has_value();
+    if (window) event.window = *window;
     return event;
+}
+
+std::vector<KeptEntry> EntriesOf(const KeptEvent& event, const EntryPlaces& places) {
+    std::vector<const Schedule*> schedules = SchedulesOf(event.components);
+    OccurrenceWindow window = event.window;
+    if (!event.isSeries) {
+        schedules.resize(1);
+        const auto& start = schedules.front()->start;
+        if (!start) return {};
+        window = {std::nullopt, start->ToUtc() + 1};
+    }
+    std::vector<KeptEntry> entries;
+    for (const Occurrence& occurrence : OccurrencesOf(schedules, window).within) {
+        const auto entry = EntryOf(occurrence);
+        if (!entry) continue;
+        entries.push_back(
+            {{places.calendarOf(entry->start, entry->end), *entry}, occurrence.schedule});
+    }
+    return entries;
+}
+
+bool TakesPlaceLike(const PlacedEntry& left, const PlacedEntry& right) {
+    return left.calendar == right.calendar && left.entry.start == right.entry.start &&
+           left.entry.end == right.entry.end;
+}
+
+std::string LinesOfEntry(const Entry& entry, std::string_view uid, std::string_view like) {
+    const std::string lines = "UID:" + EscapeText(uid) + "\n" + TimeLines(entry);
+    if (like.empty()) {
+        return "BEGIN:VEVENT\n" + lines + "SUMMARY:" + EscapeText(entry.id) + "\nEND:VEVENT\n";
+    }
+    return ReplaceLines(like,
+                        {"UID", "DTSTART", "DTEND", "DURATION", "RRULE", "RDATE", "EXRULE",
+                         "EXDATE", "RECURRENCE-ID"},
+                        lines);
+}
+
+std::string LinesOfMovedEvent(const Entry& entry, std::string_view lines) {
+    return ReplaceLines(lines, {"DTSTART", "DTEND", "DURATION"}, TimeLines(entry));
 }
 
 }  // namespace tarnwick::admin

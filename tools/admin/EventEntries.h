@@ -2,39 +2,86 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "Library/convert/CalendarReader.h"
-#include "tools/admin/EntryLines.h"
+#include "Library/convert/CalendarFileText.h"
+#include "tools/admin/EntryListing.h"
 
 namespace tarnwick::admin {
 
-// An entry and the text of the item that belongs to it; empty for an entry without one.
-struct ImportedEntry {
-    NumberedEntry numbered;
+// What the planning of entries asks of the system.
+struct EntryPlaces {
+    // The calendar of an entry by its times.
+    std::function<std::string(std::int32_t start, std::int32_t end)> calendarOf;
+    // A text in the system code page; no value when that lacks one of its characters.
+    std::function<std::optional<std::string>(std::string_view utf8)> toCodePage;
+};
+
+// Which occurrences become entries. Without `until` the default holds: those that begin before
+// `defaultUntil`, and the first of each event wherever it lies.
+struct EntryWindow {
+    std::optional<std::int64_t> from;
+    std::optional<std::int64_t> until;
+    std::int64_t defaultUntil = 0;
+};
+
+// All events of one UID: the entries that they become, and the item that belongs to them.
+struct PlannedEvent {
+    std::size_t line = 0;  // of the first BEGIN
+    std::vector<PlacedEntry> entries;
+    std::string itemName;
     std::string itemText;
 };
 
 struct EventFile {
-    std::vector<ImportedEntry> entries;
-    // What of the file was passed over or assumed, each with its line.
-    std::vector<std::string> notes;
+    std::vector<PlannedEvent> events;
+    // What of the file was left out or assumed.
+    std::vector<ReadProblem> notes;
+    std::size_t withNotes = 0;  // events that have notes and are not left out
+    std::size_t leftOut = 0;    // events that became no entry
+    std::size_t beyond = 0;     // occurrences that lie behind the window
+    std::size_t endless = 0;    // events whose rules have no end
 };
 
-// Reads the events of a calendar file. An entry has its event's UID as ID, shortened when it does
-// not fit; the second event of one UID gets "#2" behind it. An event that ends at midnight ends a
-// second before it, so that it lies in the calendar of its day. Throws Failure (Refused), naming
-// the line, when the file cannot be read.
-EventFile ParseEventFile(std::string_view text);
+// Reads the events of a calendar file. Each occurrence becomes an entry, in the calendar of its
+// times, with its event's UID as ID, shortened when it does not fit; the second in one calendar
+// gets
+// "#2" behind it. An occurrence that ends at midnight ends a second before it, so that it lies in
+// the calendar of its day. Throws Failure (Refused), naming the line, when the text is no calendar.
+EventFile ParseEventFile(std::string_view text, const EntryWindow& window,
+                         const EntryPlaces& places);
 
-// Name of the item file that belongs to the entry with this ID.
-std::string EventItemName(std::string_view id);
+// An item file read back.
+struct KeptEvent {
+    std::vector<CalendarItem> components;
+    // Whether every occurrence of `window` was entered; else the first alone.
+    bool isSeries = false;
+    OccurrenceWindow window;
+};
 
-// The event of an entry: its item's, with the entry's times when they were changed since; without
-// an item that holds an event, one with the ID as its subject.
-CalendarItem EventOfEntry(const Entry& entry, const std::optional<std::string>& itemText);
+// Throws Failure (Refused) with the reason when the text holds no event.
+KeptEvent ReadKeptEvent(std::string_view itemText);
+
+// An entry that an event was entered as, without its ID, and the component that it is of.
+struct KeptEntry {
+    PlacedEntry placed;
+    std::size_t component = 0;
+};
+std::vector<KeptEntry> EntriesOf(const KeptEvent& event, const EntryPlaces& places);
+
+// Whether two entries have the same calendar and times.
+bool TakesPlaceLike(const PlacedEntry& left, const PlacedEntry& right);
+
+// The lines of an event that takes place when the entry does: as `like` has it but for the times,
+// the recurrence and the UID; without it, one with the ID as its subject. Texts are UTF-8.
+std::string LinesOfEntry(const Entry& entry, std::string_view uid, std::string_view like);
+
+// The lines of an event that was moved since, with everything but its times.
+std::string LinesOfMovedEvent(const Entry& entry, std::string_view lines);
 
 }  // namespace tarnwick::admin

@@ -7,7 +7,7 @@
 namespace tarnwick::admin {
 
 // The exit statuses of the tool.
-enum class ExitStatus { Done = 0, Refused = 1, WrongUsage = 2 };
+enum class ExitStatus { Done = 0, Refused = 1, WrongUsage = 2, LeftOut = 4 };
 
 // Ends a command: the text goes to standard error and says what to do about it.
 class Failure : public std::runtime_error {

@@ -17,8 +17,8 @@ void RegisterCommands(CLI::App& app, Context& context) {
     app.add_option("--host", context.host,
                    "Lets this server carry out the calls (hosts list shows those there are)");
     app.footer(
-        "Exit status: 0 done, 1 refused or not found, 2 wrong usage; the reason is on standard "
-        "error.\nEach command has its own --help with examples.");
+        "Exit status: 0 done, 1 refused or not found, 2 wrong usage, 4 an event was left out of an "
+        "import; the reason is on standard error.\nEach command has its own --help with examples.");
     for (const auto registerFamily : {RegisterEntryChanges, RegisterEntryQueries, RegisterTransfers,
                                       RegisterItems, RegisterOverviews, RegisterHosts}) {
         registerFamily(app, context);

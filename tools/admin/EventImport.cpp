@@ -1,0 +1,176 @@
+// import of calendar files
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "common/Clock.h"
+#include "Library/convert/CalendarDate.h"
+#include "tools/admin/Buckets.h"
+#include "tools/admin/Console.h"
+#include "tools/admin/EventEntries.h"
+#include "tools/admin/Failure.h"
+#include "tools/admin/Import.h"
+#include "tools/admin/ItemLayout.h"
+
+namespace tarnwick::admin {
+namespace {
+
+constexpr std::int64_t kDaysEntered = 400;
+
+// A day stands for the whole of it.
+std::int64_t UntilOption(const std::string& text) {
+    if (const auto day = ParseDay(text)) return std::int64_t{day->end} + 1;
+    return TimeOption(text);
+}
+
+EntryWindow WindowOf(const ImportOptions& options) {
+    EntryWindow window;
+    if (!options.from.empty()) window.from = TimeOption(options.from);
+    if (!options.until.empty()) window.until = UntilOption(options.until);
+    const std::int64_t today = CurrentUnixTime() / kSecondsPerDay;
+    window.defaultUntil = (today + kDaysEntered + 1) * kSecondsPerDay;
+    return window;
+}
+
+std::string NoteText(const std::string& file, const ReadProblem& note) {
+    const std::string uid = note.uid.empty() ? "" : " (UID " + note.uid + ")";
+    return file + ": " + AtLine(note.line) + note.reason + uid;
+}
+
+bool HasEntryOf(const MailboxStore& store, const PlannedEvent& event) {
+    for (const PlacedEntry& placed : event.entries) {
+        if (store.Get(placed.calendar, placed.entry.id)) return true;
+    }
+    return false;
+}
+
+// Says what an earlier import entered and this one does not.
+void NoteWhatStays(const PlannedEvent& event, const std::string& heldItem,
+                   const EntryPlaces& places) try {
+    std::size_t stays = 0;
+    for (const KeptEntry& held : EntriesOf(ReadKeptEvent(heldItem), places)) {
+        const auto isHeld = [&held](const PlacedEntry& placed) {
+            return TakesPlaceLike(placed, held.placed);
+        };
+        stays += std::none_of(event.entries.begin(), event.entries.end(), isHeld) ? 1 : 0;
+    }
+    if (stays == 0) return;
+    Note(AtLine(event.line) + Counted(stays, "entry", "entries") + " of an earlier import of \"" +
+         event.entries.front().entry.id + "\" " + (stays == 1 ? "is" : "are") +
+         " not in this file and not removed");
+} catch (const Failure&) {
+    // What it was is not known.
+}
+
+// Writes the item before its entries: an import that is cut off between them is completed by the
+// next, and an item that cannot be written leaves no entry without one.
+void ImportItem(const MailboxStore& store, const PlannedEvent& event, bool replace,
+                const EntryPlaces& places, const ImportCounts& counts) {
+    const auto held = store.ReadItem(event.itemName);
+    if (held == event.itemText) return;
+    // The entries that the other item belongs to stay, and so does it.
+    if (held && !replace && HasEntryOf(store, event)) return;
+    if (held) NoteWhatStays(event, *held, places);
+    try {
+        PutItem(store, event.itemName, LaidOutForChunks(event.itemText));
+    } catch (const Failure& failure) {
+        throw Failure(failure.Status(),
+                      AtLine(event.line) + failure.what() + ImportedBefore(counts));
+    }
+}
+
+void ImportEvent(const MailboxStore& store, const PlannedEvent& event, bool replace,
+                 const EntryPlaces& places, ImportCounts& counts) {
+    ImportItem(store, event, replace, places, counts);
+    std::size_t existing = 0;
+    for (const PlacedEntry& placed : event.entries) {
+        if (ImportEntry(store, placed, event.line, replace, counts) != Imported::Refused) continue;
+        ++existing;
+        if (existing == 1) {
+            Note(AtLine(event.line) + "calendar " + placed.calendar + " has an entry \"" +
+                 placed.entry.id + "\" already; --replace would change it");
+        }
+    }
+    if (existing > 1) {
+        Note(AtLine(event.line) + "the same holds for " +
+             Counted(existing - 1, "more entry", "more entries") + " of this event");
+    }
+}
+
+std::string CountText(const ImportCounts& counts, const EventFile& file) {
+    std::string text = std::to_string(counts.added) + " added";
+    const auto add = [&text](std::size_t count, const char* what) {
+        if (count != 0) text += ", " + std::to_string(count) + what;
+    };
+    add(counts.replaced, " replaced");
+    add(counts.refused, " refused");
+    add(file.withNotes, " with notes");
+    add(file.leftOut, " left out");
+    return text + "\n";
+}
+
+nlohmann::ordered_json CountJson(const ImportCounts& counts, const EventFile& file,
+                                 const std::string& name) {
+    nlohmann::ordered_json notes = nlohmann::ordered_json::array();
+    for (const ReadProblem& note : file.notes) {
+        notes.push_back(
+            {{"file", name}, {"line", note.line}, {"uid", note.uid}, {"text", note.reason}});
+    }
+    return {{"added", counts.added},  {"replaced", counts.replaced}, {"refused", counts.refused},
+            {"notes", notes},         {"leftOut", file.leftOut},     {"beyond", file.beyond},
+            {"endless", file.endless}};
+}
+
+void TellWhatLiesBeyond(const EventFile& file, const EntryWindow& window) {
+    if (file.beyond + file.endless == 0) return;
+    const std::int64_t last = window.until.value_or(window.defaultUntil) - 1;
+    const std::string day = FormatTime(static_cast<std::int32_t>(last)).substr(0, 10);
+    std::string text;
+    if (file.beyond != 0) {
+        text = Counted(file.beyond, "occurrence lies", "occurrences lie") + " beyond " + day;
+    }
+    if (file.endless != 0) {
+        if (!text.empty()) text += "; ";
+        text += Counted(file.endless, "event goes", "events go") + " on without end beyond " + day;
+    }
+    Note(text + " (--until)");
+}
+
+}  // namespace
+
+void ImportEvents(const ImportOptions& options, const Context& context) {
+    const MailboxStore store = OpenMailbox(options.mailbox, context);
+    const EntryWindow window = WindowOf(options);
+    const EntryPlaces places{
+        [&options](std::int32_t start, std::int32_t end) {
+            return options.calendar.empty() ? BucketName({start, end}) : options.calendar;
+        },
+        FromUtf8};
+    const std::string name = options.file == "-" ? "standard input" : options.file;
+    const EventFile file = ParseEventFile(ReadInput(options.file), window, places);
+    if (options.strict && !file.notes.empty()) {
+        throw Refusal(NoteText(name, file.notes.front()) + "; nothing was imported (--strict)");
+    }
+    for (const ReadProblem& note : file.notes) Note(NoteText(name, note));
+    ImportCounts counts;
+    Progress progress("import", file.events.size(), !options.quiet);
+    for (const PlannedEvent& event : file.events) {
+        ImportEvent(store, event, options.replace, places, counts);
+        progress.Step();
+    }
+    TellWhatLiesBeyond(file, window);
+    if (context.json) {
+        Print(CountJson(counts, file, name)
+                  .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) +
+              "\n");
+    } else {
+        Print(CountText(counts, file));
+    }
+    if (file.leftOut != 0) {
+        throw Failure(ExitStatus::LeftOut,
+                      Counted(file.leftOut, "event was", "events were") + " left out");
+    }
+    if (counts.refused == 0) return;
+    throw Refusal(Counted(counts.refused, "entry was", "entries were") + " refused");
+}
+
+}  // namespace tarnwick::admin
