@@ -10,10 +10,15 @@
 namespace tarnwick {
 namespace {
 
-const std::string& Beginning() {
-    static const std::string beginning =
-        std::string("BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:") + kProducer + "\r\nBEGIN:V";
-    return beginning;
+// What stands before an own item; behind it come the kind and the item's lines.
+bool TakeBeginning(std::string_view& text) {
+    for (const std::string_view part :
+         {std::string_view("BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:"),
+          std::string_view(kProducer), std::string_view("\r\nBEGIN:V")}) {
+        if (!text.starts_with(part)) return false;
+        text.remove_prefix(part.size());
+    }
+    return true;
 }
 
 constexpr std::string_view kEventEnd = "\r\nEND:VEVENT\r\nEND:VCALENDAR";
@@ -157,14 +162,13 @@ bool OwnItems::TakeTaskLines(Cursor& cursor, OwnItem& item) {
 }
 
 std::optional<OwnItem> OwnItems::At(std::size_t position) {
-    const std::string_view rest = text_.substr(position);
-    if (!rest.starts_with(Beginning())) return std::nullopt;
-    const std::string_view behind = rest.substr(Beginning().size());
-    const bool isEvent = behind.starts_with("EVENT\r\n");
-    if (!isEvent && !behind.starts_with("TODO\r\n")) return std::nullopt;
+    std::string_view rest = text_.substr(position);
+    if (!TakeBeginning(rest)) return std::nullopt;
+    const bool isEvent = rest.starts_with("EVENT\r\n");
+    if (!isEvent && !rest.starts_with("TODO\r\n")) return std::nullopt;
     OwnItem item;
     item.kind = isEvent ? ItemKind::Event : ItemKind::Task;
-    const std::size_t start = position + Beginning().size() + (isEvent ? 7 : 6);
+    const std::size_t start = text_.size() - rest.size() + (isEvent ? 7 : 6);
     const std::size_t end = FindEnd(item.kind, start);
     if (end == kNotFound) return std::nullopt;
     Cursor cursor{text_, start, end};
