@@ -8,7 +8,7 @@
 namespace tarnwick {
 namespace {
 
-constexpr std::size_t kLeastSlots = 256;
+constexpr std::size_t kLeastSlots = 1024;
 constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15;
 
 std::uint64_t Mix(std::uint64_t state, std::uint64_t word) {

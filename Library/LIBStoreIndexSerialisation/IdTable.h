@@ -31,7 +31,7 @@ class IdTable {
 
     // Room for one more number; may run out of memory, and then changes nothing.
     void MakeRoom() {
-        if ((used_ + 1) * 4 > slots_.size() * 3) Rebuild();
+        if ((used_ + 1) * 2 > slots_.size()) Rebuild();
     }
     // Adds a number, below 2^32 - 2, that is not in the table; needs the room.
     void Add(std::uint32_t hash, std::uint32_t number);
