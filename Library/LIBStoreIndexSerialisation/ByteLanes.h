@@ -48,6 +48,23 @@ inline void CopyInLanes(char* to, std::string_view text) {
     }
 }
 
+// Several lanes at once, which is what most values take.
+inline constexpr std::size_t kBlock = 4 * kLane;
+
+inline void CopyBlock(char* to, const char* from) {
+    const __m128i lanes[] = {LoadLane(from), LoadLane(from + kLane), LoadLane(from + 2 * kLane),
+                             LoadLane(from + 3 * kLane)};
+    std::memcpy(to, lanes, sizeof lanes);
+}
+
+// Like CopyInLanes; in blocks, of which the last two may overlap.
+inline void CopyInBlocks(char* to, std::string_view text) {
+    if (text.size() < kBlock) return CopyInLanes(to, text);
+    const std::size_t last = text.size() - kBlock;
+    for (std::size_t at = 0; at < last; at += kBlock) CopyBlock(to + at, text.data() + at);
+    CopyBlock(to + last, text.data() + last);
+}
+
 // Copies the bytes before the first one that `maskOf` sets a bit of its lane for, in whole lanes:
 // both sides have kSlack bytes more than `size`. Gives their count.
 template <typename MaskOf>
@@ -59,21 +76,6 @@ std::size_t CopyUntil(char* to, const char* from, std::size_t size, MaskOf maskO
         if (mask != 0) return std::min(size, at + static_cast<std::size_t>(std::countr_zero(mask)));
     }
     return size;
-}
-
-// Whether as many bytes at `text` as `tag` has are the same; both have slack. Short ones without a
-// branch for each kind of length.
-inline bool HoldsTag(const char* text, std::string_view tag) {
-    if (tag.size() > kLane) return std::string_view(text, tag.size()) == tag;
-    const unsigned same = BitsOf(_mm_cmpeq_epi8(LoadLane(text), LoadLane(tag.data())));
-    return static_cast<std::size_t>(std::countr_one(same)) >= tag.size();
-}
-
-// The length of the tag that `text`, with slack, begins with, through its ">"; 0 when it has none
-// in its first bytes.
-inline std::size_t ShortTagLength(std::string_view text) {
-    const unsigned ends = BitsOfEqual(LoadLane(text.data()), '>');
-    return ends == 0 ? 0 : static_cast<std::size_t>(std::countr_zero(ends)) + 1;
 }
 
 }  // namespace tarnwick

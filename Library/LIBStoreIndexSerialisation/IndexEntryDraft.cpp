@@ -45,34 +45,42 @@ std::size_t IndexEntryDraft::StartTagLength() const {
 
 void IndexEntryDraft::SetProperty(std::string_view name, std::string_view value) {
     texts_.Append(value);
-    EndValue(known_->Learn(name));
+    EndValue(known_->Learn(name), texts_.Size());
 }
 
 void IndexEntryDraft::SetEscapedProperty(std::string_view name, std::string_view escaped) {
     AppendUnescaped(texts_, escaped);
-    EndValue(known_->Learn(name));
+    EndValue(known_->Learn(name), texts_.Size());
 }
 
-std::size_t IndexEntryDraft::TakeWrittenProperties(std::string_view text) {
-    const char* const start = text.data();
+std::size_t IndexEntryDraft::TakeWrittenProperties(const MarkedText& text) {
+    const std::size_t filled = texts_.Size();
+    char* const room = texts_.Room(text.end - *text.marks + kBlock);
+    char* to = room;
+    const std::uint32_t* mark = text.marks;
     for (;;) {
-        // Where the next bytes are does not wait for the name: it only has to turn out right.
-        const std::size_t tagLength = ShortTagLength(text);
-        if (tagLength < 3 || tagLength > text.size()) break;
-        const PropertyName* const name = known_->Recognise({text.data(), tagLength});
+        const char* const start = text.bytes + *mark;
+        const std::uint32_t* const firstMark = mark + 1;
+        const std::uint32_t* endMark = firstMark;
+        while (text.bytes[*endMark] == '&') ++endMark;
+        const char* const end = text.bytes + *endMark;
+        // Nothing stands between an end tag, which has one byte more, and the next tag.
+        const std::size_t tagLength = std::size_t{endMark[1]} - *endMark - 1;
+        const PropertyName* const name = known_->Recognise(start, end, tagLength);
         if (name == nullptr) break;
-        std::string_view rest = text;
-        rest.remove_prefix(tagLength);
-        const UnescapedText taken = UnescapeUpToTag(texts_, rest);
-        if (taken.IsNone()) break;
-        rest.remove_prefix(taken.length);
-        if (rest.size() <= tagLength || !HoldsTag(rest.data(), name->EndTag())) break;
-        texts_.Extend(taken.size);
-        EndValue(*name);
-        text = rest;
-        text.remove_prefix(tagLength + 1);
+        const char* const value = start + tagLength;
+        const auto plain = static_cast<std::size_t>(text.bytes + *firstMark - value);
+        CopyBlock(to, value);
+        if (plain > kBlock) CopyInLanes(to + kBlock, {value + kBlock, plain - kBlock});
+        char* behind = to + plain;
+        if (endMark != firstMark) behind = UnescapeMarked(behind, text.bytes, firstMark, endMark);
+        if (behind == nullptr) break;
+        to = behind;
+        EndValue(*name, filled + static_cast<std::size_t>(to - room));
+        mark = endMark + 1;
     }
-    return static_cast<std::size_t>(text.data() - start);
+    texts_.Extend(static_cast<std::size_t>(to - room));
+    return static_cast<std::size_t>(mark - text.marks);
 }
 
 std::string_view IndexEntryDraft::Value(std::size_t index) const {

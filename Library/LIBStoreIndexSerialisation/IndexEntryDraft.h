@@ -9,6 +9,7 @@
 
 #include "Library/LIBStoreIndexSerialisation/ByteBuffer.h"
 #include "Library/LIBStoreIndexSerialisation/PropertyNames.h"
+#include "Library/LIBStoreIndexSerialisation/TextMarks.h"
 
 namespace tarnwick {
 
@@ -28,9 +29,9 @@ class IndexEntryDraft {
     // The same for a value as it stands in the file.
     void SetEscapedProperty(std::string_view name, std::string_view escaped);
 
-    // Takes the properties that `text`, which has kSlack bytes behind it, begins with, as long as
-    // they are whole, look as a save writes them and have names that the index knows. Their length.
-    std::size_t TakeWrittenProperties(std::string_view text);
+    // Takes the properties that `text` begins with, as long as they are whole, look as a save
+    // writes them and have names that the index knows. How many marks lie before what is left.
+    std::size_t TakeWrittenProperties(const MarkedText& text);
 
     // Length of the start tag that the entry would be written with (IndexFormat.h).
     std::size_t StartTagLength() const;
@@ -38,10 +39,10 @@ class IndexEntryDraft {
   private:
     friend class StoreIndex;
 
-    void EndValue(const PropertyName& name) {
+    void EndValue(const PropertyName& name, std::size_t end) {
         if (count_ == names_.size()) MakeRoom();
         names_[count_] = &name;
-        ends_[count_++] = static_cast<std::uint32_t>(texts_.Size());
+        ends_[count_++] = static_cast<std::uint32_t>(end);
     }
     void MakeRoom();
     std::string_view Id() const { return texts_.View().substr(0, idLength_); }
@@ -49,6 +50,9 @@ class IndexEntryDraft {
     std::span<const PropertyName* const> Names() const { return {names_.data(), count_}; }
     // What the entry's block takes: the ends, then the texts.
     std::size_t EndsSize() const { return count_ * sizeof(std::uint32_t); }
+    std::string_view Ends() const {
+        return {reinterpret_cast<const char*>(ends_.data()), EndsSize()};
+    }
     std::size_t BlockSize() const { return EndsSize() + texts_.Size(); }
     void SortNames();
     // The kept set of names; the values are then in its order.

@@ -1,6 +1,7 @@
 #include "Library/LIBStoreIndexSerialisation/IndexEscape.h"
 
 #include <cstddef>
+#include <optional>
 
 #include "common/Scan.h"
 #include "Library/LIBStoreIndexSerialisation/ByteLanes.h"
@@ -53,7 +54,6 @@ struct Piece {
     char byte;
 };
 constexpr Piece kNoPiece{0, '\0'};
-constexpr UnescapedText kNoText{kNotFound, 0};
 
 // A value that is no digit's when there is none.
 unsigned DigitValue(char character) {
@@ -148,31 +148,29 @@ Piece AnyPiece(std::string_view text, bool forAttributeUse) {
     return {text.size() - rest.size() + 1, number.byte};
 }
 
-// Replaces pieces up to the end or the byte that is no ampersand and that `maskOf` stops at.
-// None when `pieceAt` gives none; what was written to `to` does not count then.
-template <typename MaskOf, typename PieceAt>
-UnescapedText Unescape(char* to, std::string_view text, MaskOf maskOf, PieceAt pieceAt) {
+// Replaces pieces up to the end. Nothing when `pieceAt` gives none; what was written to `to` does
+// not count then.
+template <typename PieceAt>
+std::optional<std::size_t> Unescape(char* to, std::string_view text, PieceAt pieceAt) {
     char* const start = to;
-    std::string_view rest = text;
     for (;;) {
-        const std::size_t plain = CopyUntil(to, rest.data(), rest.size(), maskOf);
+        const std::size_t plain = CopyUntil(to, text.data(), text.size(), kAmpersandMask);
         to += plain;
-        rest.remove_prefix(plain);
-        if (!rest.starts_with('&')) break;
-        const Piece piece = pieceAt(rest);
-        if (piece.length == 0) return kNoText;
+        text.remove_prefix(plain);
+        if (text.empty()) return static_cast<std::size_t>(to - start);
+        const Piece piece = pieceAt(text);
+        if (piece.length == 0) return std::nullopt;
         *to++ = piece.byte;
-        rest.remove_prefix(piece.length);
+        text.remove_prefix(piece.length);
     }
-    return {text.size() - rest.size(), static_cast<std::size_t>(to - start)};
 }
 
 // No entity's replacement is part of another entity but the ampersand, which comes last and is not
 // looked at again; so one pass does what one a kind would.
 void AppendUnescaped(ByteBuffer& output, std::string_view text, bool forAttributeUse) {
     const auto anyPiece = [&](std::string_view rest) { return AnyPiece(rest, forAttributeUse); };
-    auto taken = Unescape(output.Room(text.size()), text, kAmpersandMask, anyPiece);
-    if (taken.IsNone()) {
+    auto taken = Unescape(output.Room(text.size()), text, anyPiece);
+    if (!taken) {
         std::string plain;
         plain.reserve(text.size() + kSlack);
         AppendWithoutReferences(plain, text);
@@ -181,9 +179,9 @@ void AppendUnescaped(ByteBuffer& output, std::string_view text, bool forAttribut
         const auto entity = [&](std::string_view rest) {
             return EntityOrAmpersand(rest, forAttributeUse);
         };
-        taken = Unescape(output.Room(size), {plain.data(), size}, kAmpersandMask, entity);
+        taken = Unescape(output.Room(size), {plain.data(), size}, entity);
     }
-    output.Extend(taken.size);
+    output.Extend(*taken);
 }
 
 template <typename MaskOf>
@@ -242,11 +240,17 @@ void AppendUnescaped(ByteBuffer& output, std::string_view text) {
     AppendUnescaped(output, text, false);
 }
 
-UnescapedText UnescapeUpToTagFrom(std::size_t plain, char* to, std::string_view text) {
-    const auto anyPiece = [](std::string_view rest) { return AnyPiece(rest, false); };
-    const auto taken = Unescape(to + plain, text.substr(plain), kAmpersandOrTagMask, anyPiece);
-    if (taken.IsNone() || plain + taken.length == text.size()) return kNoText;
-    return {plain + taken.length, plain + taken.size};
+char* UnescapeMarked(char* to, const char* bytes, const std::uint32_t* mark,
+                     const std::uint32_t* end) {
+    for (; mark != end; ++mark) {
+        const std::string_view text(bytes + *mark, static_cast<std::size_t>(mark[1] - *mark));
+        const Piece piece = AnyPiece(text, false);
+        if (piece.length == 0) return nullptr;
+        *to++ = piece.byte;
+        CopyInLanes(to, text.substr(piece.length));
+        to += text.size() - piece.length;
+    }
+    return to;
 }
 
 }  // namespace tarnwick

@@ -1,6 +1,7 @@
 // The escaping of property values in an index file. Nothing else in the file is escaped.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -29,28 +30,10 @@ std::size_t EscapedSize(std::string_view text);
 void AppendEscaped(ByteBuffer& output, std::string_view text);
 void AppendUnescaped(ByteBuffer& output, std::string_view text);
 
-// A text's length as it stands in the file, and of what it becomes. Fits into two registers.
-struct UnescapedText {
-    std::size_t length;
-    std::size_t size;
-    bool IsNone() const { return length == std::string_view::npos; }
-};
-
-inline constexpr auto kAmpersandOrTagMask = [](__m128i lane) {
-    return BitsOf(_mm_or_si128(_mm_cmpeq_epi8(lane, _mm_set1_epi8('&')),
-                               _mm_cmpeq_epi8(lane, _mm_set1_epi8('<'))));
-};
-
-// Goes on for UnescapeUpToTag behind `plain` copied bytes that an ampersand follows.
-UnescapedText UnescapeUpToTagFrom(std::size_t plain, char* to, std::string_view text);
-
-// Unescapes `text` up to its first "<" into the room of `output`, where it counts with Extend.
-// None when there is no "<", or when the text has references that a save does not write.
-inline UnescapedText UnescapeUpToTag(ByteBuffer& output, std::string_view text) {
-    char* const to = output.Room(text.size());
-    const std::size_t plain = CopyUntil(to, text.data(), text.size(), kAmpersandOrTagMask);
-    if (plain == text.size()) return {std::string_view::npos, 0};
-    return text[plain] == '<' ? UnescapedText{plain, plain} : UnescapeUpToTagFrom(plain, to, text);
-}
+// Unescapes to `to` a text whose ampersands are the marks from `mark` on, before the mark `end`,
+// and which begins with the first of them. Gives the end of what it wrote, which is no longer than
+// the text; null when the text has references that a save does not write.
+char* UnescapeMarked(char* to, const char* bytes, const std::uint32_t* mark,
+                     const std::uint32_t* end);
 
 }  // namespace tarnwick

@@ -1,7 +1,5 @@
 #include "Library/LIBStoreIndexSerialisation/IndexParser.h"
 
-#include <limits>
-
 #include "common/Reports.h"
 #include "common/Scan.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
@@ -9,8 +7,6 @@
 
 namespace tarnwick {
 namespace {
-
-constexpr std::uint64_t kLargestOffset = std::numeric_limits<std::uint32_t>::max();
 
 // A declaration or the like; it may stand anywhere and means nothing here.
 bool IsPassedOver(std::string_view tag) {
@@ -32,7 +28,7 @@ ParseResult IndexParser::Run(const std::string& folder) {
         if (IsPassedOver(*tag)) continue;
         joinText_ = false;
         TakeTag(*tag);
-        if (MayTakeWrittenProperties()) TakeWrittenProperties();
+        if (MayTakeWrittenProperties()) TakeWrittenEntries();
         if (MustRewrite() && !ReadsWhole()) break;
     }
     return Finish(folder);
@@ -172,21 +168,26 @@ bool IndexParser::MayTakeWrittenProperties() const {
            load_.mode != kLoadIdentifiers;
 }
 
-// What TakeTag makes of properties and the end of their entry when they look as a save writes them.
-// Whatever else comes is left to it.
-void IndexParser::TakeWrittenProperties() {
-    std::string_view upcoming;
-    std::size_t length = 0;
+// What TakeTag makes of properties, the end of their entry and the entries behind it when they look
+// as a save writes them. Whatever else comes is left to it.
+void IndexParser::TakeWrittenEntries() {
     do {
-        upcoming = reader_.Upcoming();
-        length = draft_.TakeWrittenProperties(upcoming);
-        reader_.Take(length);
-        upcoming.remove_prefix(length);
+        TakeWrittenProperties();
+        if (!BeginsWith(reader_.Upcoming(), kEntryEnd)) return;
+        reader_.Take(kEntryEnd.size());
+        TakeEntryEnd();
+    } while (TakeWrittenEntryStart());
+}
+
+void IndexParser::TakeWrittenProperties() {
+    // Other bytes than a tag's are no mark: TakeText takes them.
+    while (BeginsWith(reader_.Upcoming(), "<")) {
+        const MarkedText upcoming = reader_.UpcomingMarked();
+        const std::size_t taken = draft_.TakeWrittenProperties(upcoming);
+        reader_.TakeMarks(taken);
         // The next one may lie across the end of what was at hand.
-    } while (length != 0 && upcoming.size() < kTagLimit);
-    if (!BeginsWith(upcoming, kEntryEnd)) return;
-    reader_.Take(kEntryEnd.size());
-    TakeEntryEnd();
+        if (taken == 0 || upcoming.end - upcoming.marks[taken] >= kTagLimit) return;
+    }
 }
 
 // The next save writes the whole file, so that all of it must be read.

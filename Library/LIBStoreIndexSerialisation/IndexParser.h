@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -29,6 +30,7 @@ class IndexParser {
 
   private:
     using Texts = std::initializer_list<std::string_view>;
+    static constexpr std::uint64_t kLargestOffset = std::numeric_limits<std::uint32_t>::max();
 
     void TakeTag(std::string_view tag);
     void TakeRootStart(std::string_view tag);
@@ -38,14 +40,16 @@ class IndexParser {
     void TakeEntryEnd();
     void TakeAttributes(std::string_view tag);
     bool IsToBeSkipped(const TagAttribute& attribute);
-    void BeginEntry();
+    void BeginEntry(std::uint64_t offset);
     void StoreAttribute(const TagAttribute& attribute);
     void CheckUidOrder(std::uint32_t uid);
     void TakePropertyTag(std::string_view name, bool isEnd);
     void TakePropertyStart(std::string_view name);
     void TakePropertyEnd(std::string_view name);
     bool MayTakeWrittenProperties() const;
+    void TakeWrittenEntries();
     void TakeWrittenProperties();
+    bool TakeWrittenEntryStart();
     void StoreProperty(std::string_view name, std::string_view text);
 
     void DistrustExtents();

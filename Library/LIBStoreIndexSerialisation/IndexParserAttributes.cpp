@@ -9,6 +9,8 @@ namespace tarnwick {
 namespace {
 
 constexpr std::string_view kUid = "UID";
+constexpr std::string_view kIdStart = "<ELEMENT ID=\"";
+constexpr std::string_view kUidStart = "\" UID=\"";
 
 // Of the attributes' names the ID's alone is read in any case; kept for compatibility.
 bool IsId(std::string_view name) {
@@ -29,7 +31,7 @@ void IndexParser::TakeAttributes(std::string_view tag) {
         if (isUid && currentFormat_) CheckUidOrder(uid);
         entrySkipped_ = IsToBeSkipped(*attribute);
         if (entrySkipped_) return;
-        BeginEntry();
+        BeginEntry(reader_.TagOffset());
         if (isUid) {
             draft_.SetUid(uid);
         } else {
@@ -50,11 +52,11 @@ bool IndexParser::IsToBeSkipped(const TagAttribute& attribute) {
 }
 
 // Its first attribute makes an entry live.
-void IndexParser::BeginEntry() {
+void IndexParser::BeginEntry(std::uint64_t offset) {
     if (entryLive_) return;
     draft_.Begin(index_.Names());
     entryLive_ = true;
-    entryOffset_ = reader_.TagOffset();
+    entryOffset_ = offset;
 }
 
 void IndexParser::StoreAttribute(const TagAttribute& attribute) {
@@ -64,6 +66,40 @@ void IndexParser::StoreAttribute(const TagAttribute& attribute) {
     } else if (IsStorablePropertyName(attribute.name)) {
         draft_.SetProperty(attribute.name, attribute.value);
     }
+}
+
+// What TakeEntryStart makes of the next tag when it looks as a save writes it, its ID and UID are
+// of the usual length and all entries are wanted. False when it is left to that.
+bool IndexParser::TakeWrittenEntryStart() {
+    constexpr std::ptrdiff_t kDigits = 9;
+    constexpr std::size_t kLongest = kIdStart.size() + kLane + kUidStart.size() + kDigits + 2;
+    const std::string_view upcoming = reader_.Upcoming();
+    if (knownIds_ != nullptr || load_.fileExists || !currentFormat_) return false;
+    if (upcoming.size() < kLongest || reader_.Offset() + kLongest > kLargestOffset) return false;
+    if (!BeginsWith(upcoming, kIdStart)) return false;
+    const char* const id = upcoming.data() + kIdStart.size();
+    const __m128i lane = LoadLane(id);
+    const unsigned ends = BitsOfEqual(lane, '"') | BitsOfEqual(lane, '>') | 1U << kLane;
+    const auto idLength = static_cast<std::size_t>(std::countr_zero(ends));
+    // A blanked ID begins with "-".
+    if (idLength == 0 || *id == '-') return false;
+    if (!BeginsWith({id + idLength, kUidStart.size()}, kUidStart)) return false;
+    const char* const digits = id + idLength + kUidStart.size();
+    const char* at = digits;
+    std::uint32_t uid = 0;
+    for (; *at >= '0' && *at <= '9' && at - digits < kDigits; ++at) {
+        uid = uid * 10 + static_cast<std::uint32_t>(*at - '0');
+    }
+    // A save writes no leading zeros.
+    if (uid == 0 || *digits == '0' || at[0] != '"' || at[1] != '>') return false;
+    insideEntry_ = true;
+    CheckUidOrder(uid);
+    BeginEntry(reader_.Offset());
+    draft_.SetId({id, idLength});
+    entryHasId_ = true;
+    draft_.SetUid(uid);
+    reader_.Take(static_cast<std::size_t>(at + 2 - upcoming.data()));
+    return true;
 }
 
 // Entries with the same UID pass: they are told apart by their IDs, and the save reports them.

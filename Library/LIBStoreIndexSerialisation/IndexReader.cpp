@@ -18,9 +18,17 @@ bool IndexReader::Refill() {
     const std::size_t count = source_.Read({block, kReadSize}).value_or(0);
     at_ = block - left;
     end_ = block + count;
+    block[count] = '\0';  // no "&"
     read_ += count;
     ended_ = count == 0;
+    marked_ = false;
     return !ended_;
+}
+
+void IndexReader::MarkBuffer() {
+    FindMarks(buffer_.data(), PlaceOf(at_), PlaceOf(end_), marks_.data());
+    mark_ = marks_.data();
+    marked_ = true;
 }
 
 void IndexReader::Spill(std::string_view piece) {

@@ -10,6 +10,7 @@
 #include "common/ByteSource.h"
 #include "Library/LIBStoreIndexSerialisation/ByteBuffer.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
+#include "Library/LIBStoreIndexSerialisation/TextMarks.h"
 
 namespace tarnwick {
 
@@ -50,6 +51,19 @@ class IndexReader {
     }
     void Take(std::size_t count) { at_ += count; }
 
+    // The same from the first mark on that is not taken yet; TakeMarks takes what stands before the
+    // one that is `count` further on. Both hold until the next read.
+    MarkedText UpcomingMarked() {
+        Upcoming();
+        if (!marked_) MarkBuffer();
+        while (PlaceOf(at_) > *mark_) ++mark_;
+        return {buffer_.data(), mark_, PlaceOf(end_)};
+    }
+    void TakeMarks(std::size_t count) {
+        mark_ += count;
+        at_ = buffer_.data() + *mark_;
+    }
+
     // Bytes taken so far.
     std::uint64_t Offset() const { return read_ - static_cast<std::uint64_t>(end_ - at_); }
 
@@ -58,17 +72,24 @@ class IndexReader {
 
   private:
     std::string_view AtHand() const { return {at_, static_cast<std::size_t>(end_ - at_)}; }
+    std::size_t PlaceOf(const char* at) const {
+        return static_cast<std::size_t>(at - buffer_.data());
+    }
     bool Refill();
     bool TakeTextHere(bool join);
     bool SkipCommentHere();
     void Spill(std::string_view piece);
+    void MarkBuffer();
 
     static constexpr std::size_t kReadSize = 8192;
     // Room before the read block for what is left of the one before; a whole tag fits.
     static constexpr std::size_t kCarry = 2 * kTagLimit;
 
     ByteSource& source_;
-    std::array<char, kCarry + kReadSize + kSlack> buffer_;
+    std::array<char, kCarry + kReadSize + kBlock> buffer_;
+    std::array<std::uint32_t, RoomForMarks(kCarry + kReadSize)> marks_;  // once marked_
+    const std::uint32_t* mark_ = nullptr;
+    bool marked_ = false;
     const char* at_ = buffer_.data() + kCarry;
     const char* end_ = at_;
     std::uint64_t read_ = 0;

@@ -89,8 +89,8 @@ void StoreIndex::Register(Entry& entry, std::uint32_t hash) {
 
 // Fills `block`, of BlockSize bytes, from the draft and points the entry at it.
 void StoreIndex::StoreDraft(const IndexEntryDraft& draft, Entry& entry, char* block) {
-    if (draft.count_ != 0) std::memcpy(block, draft.ends_.data(), draft.EndsSize());
-    CopyInLanes(block + draft.EndsSize(), draft.texts_.View());
+    CopyInLanes(block, draft.Ends());
+    CopyInBlocks(block + draft.EndsSize(), draft.texts_.View());
     entry.block_ = block;
     entry.idLength_ = static_cast<std::uint32_t>(draft.idLength_);
 }

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <random>
 
 #include "Library/LIBStoreIndexSerialisation/IndexReader.h"
 #include "tests/Library/LIBStoreIndexSerialisation/IndexTexts.h"
@@ -35,6 +36,58 @@ TEST(Boundaries, AFileCutAnywhereIsDamagedOrWhole) {
         EXPECT_EQ(reports.Joined(ReportChannel::Trace).empty(), status == kLoadFull) << size;
         if (status == kLoadFull) {
             EXPECT_EQ(Describe(index), Describe(whole));
+        }
+    }
+}
+
+// What looks as a save writes it is taken by a way of its own, which a byte at a time never is.
+TEST(Boundaries, PiecesOfAnySizeLoadAlike) {
+    static constexpr std::string_view kProperties[] = {"<A>v</A>",
+                                                       "<A></A>",
+                                                       "<A>&lt;&#xe9;</A>",
+                                                       "<A>&#65;</A>",
+                                                       "<A/>",
+                                                       "<A&>v</A&>",
+                                                       "&A>v</A>",
+                                                       "v",
+                                                       "v</A>",
+                                                       "<A>v</A>v",
+                                                       "<A>v<xA></A>",
+                                                       "<A>&</A>",
+                                                       "<A>v<!--<-->w</A>",
+                                                       "<A >v</A>",
+                                                       "<A>v</A >",
+                                                       "<FIFTEENBYTENAME>v</FIFTEENBYTENAME>",
+                                                       "<SIXTEENBYTENAMES>v</SIXTEENBYTENAMES>"};
+    const std::pair<std::string_view, std::string_view> kIdsAndUids[] = {
+        {"B", "7"},  {"B>", "7"}, {"C", "07"},         {"", "7"},  {"-", "7"},
+        {"-B", "7"}, {"D", ""},   {"E", "4294967296"}, {"F", "x"}, {"SIXTEENBYTES.MAI", "7"}};
+    std::mt19937 random(1);
+    const auto anyOf = [&](const auto& list) { return list[random() % std::size(list)]; };
+    for (int round = 0; round < 1000; ++round) {
+        // Names are taken that way once they are known.
+        std::string entries = Element("K", "1", "<A/><B/><FIFTEENBYTENAME/><SIXTEENBYTENAMES/>");
+        for (int count = 0; count < 3; ++count) {
+            const auto [id, uid] = anyOf(kIdsAndUids);
+            std::string properties = "<A>p</A>";
+            properties.append(anyOf(kProperties)).append("<B>q</B>");
+            entries += Element(std::to_string(count), "7", count == 1 ? properties : "");
+            if (random() % 2 == 0) entries += Element(id, uid);
+        }
+        MemoryIndexFile file(Index(9, entries));
+        std::string expected;
+        for (const std::size_t step : {1U, 37U, 8192U}) {
+            const ReportRecorder reports;
+            StoreIndex index;
+            file.step = step;
+            std::string loaded = std::to_string(file.Load(index)) + Describe(index);
+            for (const StoreIndex::Entry& entry : index.InUidOrder()) {
+                loaded.append(" ").append(std::to_string(entry.ItemOffset()));
+                loaded.append("+").append(std::to_string(entry.ItemLength()));
+            }
+            loaded += (index.ExtentsTrusted() ? "" : "!") + reports.Joined(ReportChannel::Trace);
+            if (step == 1) expected = loaded;
+            ASSERT_EQ(loaded, expected) << file.bytes;
         }
     }
 }
