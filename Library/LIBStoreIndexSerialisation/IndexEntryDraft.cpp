@@ -64,7 +64,8 @@ std::size_t IndexEntryDraft::TakeWrittenProperties(const MarkedText& text) {
         const std::uint32_t* endMark = firstMark;
         while (text.bytes[*endMark] == '&') ++endMark;
         const char* const end = text.bytes + *endMark;
-        // Nothing stands between an end tag, which has one byte more, and the next tag.
+        // Nothing stands between an end tag, which has one byte more, and the next tag. Where the
+        // name has just this length, none of the marks is inside a tag.
         const std::size_t tagLength = std::size_t{endMark[1]} - *endMark - 1;
         const PropertyName* const name = known_->Recognise(start, end, tagLength);
         if (name == nullptr) break;

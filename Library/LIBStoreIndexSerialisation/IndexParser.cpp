@@ -180,7 +180,7 @@ void IndexParser::TakeWrittenEntries() {
 }
 
 void IndexParser::TakeWrittenProperties() {
-    // Other bytes than a tag's are no mark: TakeText takes them.
+    // A text is left to TakeText, since TakeMarks would pass it over.
     while (BeginsWith(reader_.Upcoming(), "<")) {
         const MarkedText upcoming = reader_.UpcomingMarked();
         const std::size_t taken = draft_.TakeWrittenProperties(upcoming);

@@ -89,8 +89,7 @@ class PropertyNames {
         for (std::size_t at = first; at < first + kProbes; ++at) {
             const PropertyName* const name = quick_[at % kQuick];
             if (name == nullptr) return nullptr;
-            if (name->HasTags(start, end))
-                return name->StartTag().size() == length ? name : nullptr;
+            if (name->HasTags(start, end) && name->StartTag().size() == length) return name;
         }
         return nullptr;
     }

@@ -24,9 +24,9 @@ std::uint32_t* MarkBlock(std::uint32_t* next, const char* bytes, std::size_t at)
     std::uint32_t* const end = next + _mm_cvtsi128_si32(count) + _mm_extract_epi16(count, 4);
     std::uint64_t rest = BitsOf(hits[0]) | BitsOf(hits[1]) << kLane |
                          std::uint64_t{BitsOf(hits[2]) | BitsOf(hits[3]) << kLane} << 2 * kLane;
+    // Stands in when none is left.
+    constexpr std::uint64_t kLast = std::uint64_t{1} << (kBlock - 1);
     const auto mark = [&](std::uint32_t* place) {
-        constexpr std::uint64_t kLast = std::uint64_t{1}
-                                        << (kBlock - 1);  // there when none is left
         *place = static_cast<std::uint32_t>(at) +
                  static_cast<std::uint32_t>(std::countr_zero(rest | kLast));
         rest &= rest - 1;

@@ -16,6 +16,7 @@ using testing::Describe;
 using testing::Element;
 using testing::Index;
 using testing::MemoryIndexFile;
+using testing::MemorySource;
 using testing::ReportRecorder;
 
 constexpr std::size_t kSizes[] = {0,    1,    15,    16,    17,    1022,  1023,
@@ -52,6 +53,7 @@ TEST(Boundaries, PiecesOfAnySizeLoadAlike) {
                                                        "v",
                                                        "v</A>",
                                                        "<A>v</A>v",
+                                                       "<A>;</A>xx",
                                                        "<A>v<xA></A>",
                                                        "<A>&</A>",
                                                        "<A>v<!--<-->w</A>",
@@ -88,6 +90,29 @@ TEST(Boundaries, PiecesOfAnySizeLoadAlike) {
             loaded += (index.ExtentsTrusted() ? "" : "!") + reports.Joined(ReportChannel::Trace);
             if (step == 1) expected = loaded;
             ASSERT_EQ(loaded, expected) << file.bytes;
+        }
+    }
+}
+
+TEST(Boundaries, MarksAreThoseOfTheBytesAtHand) {
+    std::mt19937 random(1);
+    for (int round = 0; round < 1000; ++round) {
+        std::string bytes(random() % 600, ' ');
+        const std::size_t rarity = 4 + random() % 60;
+        for (char& byte : bytes) byte = "&<x"[std::min<std::size_t>(random() % rarity, 2)];
+        MemorySource source(bytes, 1 + random() % 300);
+        IndexReader reader(source);
+        while (reader.Offset() < bytes.size()) {
+            const MarkedText text = reader.UpcomingMarked();
+            std::vector<std::size_t> marks;
+            for (std::size_t at = reader.Offset(); at < reader.BytesRead(); ++at) {
+                if (bytes[at] != 'x') marks.push_back(text.end - reader.BytesRead() + at);
+            }
+            const std::size_t count = marks.size();
+            marks.insert(marks.end(), 3, text.end);
+            ASSERT_TRUE(std::equal(marks.begin(), marks.end(), text.marks)) << bytes;
+            ASSERT_NE(text.bytes[text.end], '&') << "ends no row of them";
+            reader.TakeMarks(random() % (count + 1));
         }
     }
 }
