@@ -70,7 +70,9 @@ std::uint32_t LoadEntries(StoreIndex& index, const OpenSource& open, const std::
     bool readable = false;
     const auto parse = [&] {
         WatchedSource source(open());
-        const ParseResult result = IndexParser(index, source, load).Run(folder);
+        // Its buffers are too much for a caller's stack.
+        const auto parser = std::make_unique<IndexParser>(index, source, load);
+        const ParseResult result = parser->Run(folder);
         readable = source.Readable();
         return result;
     };
