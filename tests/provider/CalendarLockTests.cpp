@@ -4,76 +4,154 @@
 
 #include "common/Files.h"
 #include "provider/Appointments.h"
-#include "provider/CalendarPaths.h"
 #include "tests/provider/CalendarFixture.h"
 #include "tests/support/ReportRecorder.h"
 
 namespace tarnwick {
 namespace {
 
-using testing::AttachedCalendarTest;
-using testing::CallRecorder;
-using testing::CountingSleeper;
 using testing::MakeRecord;
-using testing::ReportRecorder;
-using testing::ScratchRegistry;
 
+const std::string kFolderKey = "PO\\MAILROOT\\box\\Calendar\\";
+const std::string kKey = kFolderKey + "Y11M08";
+constexpr const char* kProviders = "SOFTWARE\\Tarnwick\\Tarnwick\\Providers";
+constexpr const char* kWriting = "Write Wait Timeout";
+constexpr const char* kReading = "Read Wait Timeout";
+constexpr const char* kUnBlock = "UnBlock Timeout";
+constexpr const char* kApply = "Apply Timeout";
 constexpr std::uint32_t kMinusOne = 0xFFFFFFFF;
 
-class CalendarLock : public AttachedCalendarTest {
+class CalendarLock : public testing::AttachedCalendarTest {
   protected:
     CalendarLock() { testing::MakePath(folder_); }
 
-    static int CountOf(const CallRecorder& calls, const std::string& call) {
-        return static_cast<int>(std::count(calls.Calls().begin(), calls.Calls().end(), call));
-    }
-
-    // A file that a reader holds open, so that no other call may delete or rename it meanwhile.
-    File Held(const std::string& name) const {
-        if (!Exists(name)) Put(name, "");
-        return {InFolder(name), kOpenRead};
-    }
-
-    struct Patience {
-        std::optional<std::uint32_t> timeout;  // absent: the default
-        int count;
-    };
-    // Calls `check` with each row's count while the timeout has the row's value.
-    template <typename Check>
-    static void ForEach(const char* name, std::initializer_list<Patience> rows, Check check) {
-        for (const Patience& row : rows) {
-            if (row.timeout) SetTimeout(name, *row.timeout);
-            SCOPED_TRACE(row.timeout.value_or(77));
-            check(row.count);
+    // The files in the folder; of a calendar that is not what it was, its content.
+    std::string State() const {
+        std::string state;
+        for (const std::string& name : testing::SortedNamesIn(folder_)) {
+            state += name.substr(name.find('.') + 1);
+            if (name == "Y11M08.CAL" && ContentOf(name) != "5\t6\tB")
+                state += "=" + ContentOf(name);
+            state += " ";
         }
+        return state;
     }
-
-    AppointmentRecord record_ = MakeRecord(1, 2, "A");
-    std::string key_ = CalendarKey(NamesOf(record_));
-    CountingSleeper sleeper_;
 };
 
-TEST_F(CalendarLock, AWriterGivesUpOneTryBehindItsTimeout) {
-    SetTimeout("UnBlock Timeout", 0);
-    ForEach("Write Wait Timeout", {{{}, 81}, {0, 1}, {2, 3}, {kMinusOne, 1}}, [&](int tries) {
-        Put("Y11M08.BLK", "");
-        CallRecorder calls;
-        EXPECT_FALSE(AcquireCalendarBlock(key_));
-        EXPECT_EQ(CountOf(calls, "CreateFile Y11M08.BLK"), tries);
-        // The name that it asks to delete is not the block file's, which stays.
-        EXPECT_EQ(CountOf(calls, "DeleteFile Y11M08.BLK.BLK"), 1);
-        EXPECT_TRUE(Exists("Y11M08.BLK"));
-        // A missing folder is waited for like a block.
-        calls.Clear();
-        EXPECT_FALSE(AcquireCalendarBlock(CalendarKey({"PO", "nobody", "Y11M08"})));
-        EXPECT_EQ(CountOf(calls, "CreateFile Y11M08.BLK"), tries);
-    });
+bool Acquire() {
+    return AcquireCalendarBlock(kKey);
+}
+bool AcquireNowhere() {
+    return AcquireCalendarBlock("PO\\MAILROOT\\nobody\\Calendar\\Y11M08");
+}
+bool Release() {
+    return ReleaseCalendarBlock(kKey);
+}
+bool Wait() {
+    return WaitForCalendarUnblocked(kKey);
+}
+bool Add() {
+    return AddAppointment(MakeRecord(1, 2, "A"));
+}
+bool ChangeAnything() {
+    const AppointmentRecord any = MakeRecord(0, 0, "");
+    return Add() || RemoveAppointment(any) || EditAppointment(any, MakeRecord(1, 2, "A"));
+}
+bool Read() {
+    AppointmentRecord record = MakeRecord(0, 0, "B");
+    return GetAppointment(record) && record.start == 5;
+}
+
+// A calendar with an entry B, and something in the way: "!" if somebody holds it open. It goes in
+// the middle of a wait, or the timeout becomes 0 there (0: never). All other timeouts are 0.
+const struct {
+    const char* name;
+    bool (*run)();
+    const char* timeout;
+    std::optional<std::uint32_t> seconds;  // absent: the default
+    std::string inTheWay;
+    int goesAt;
+    int impatientAt;
+    bool result;
+    int waits;
+    const char* after;  // "message": that a block file cannot be deleted
+} kWaits[] = {
+    {"a writer gives up", Acquire, kWriting, {}, "BLK", 0, 0, false, 81, "BLK CAL "},
+    {"at once", Acquire, kWriting, 0, "BLK", 0, 0, false, 1, "BLK CAL "},
+    {"after three", Acquire, kWriting, 2, "BLK", 0, 0, false, 3, "BLK CAL "},
+    {"with a sign", Acquire, kWriting, kMinusOne, "BLK", 0, 0, false, 1, "BLK CAL "},
+    {"without a folder", AcquireNowhere, kWriting, 2, "", 0, 0, false, 3, "CAL "},
+    {"a writer's turn comes", Acquire, kWriting, {}, "BLK", 81, 0, false, 81, "CAL "},
+    {"in time", Acquire, kWriting, {}, "BLK", 80, 0, true, 80, "BLK CAL "},
+    {"a writer becomes impatient", Acquire, kWriting, 80, "BLK", 0, 3, false, 3, "BLK CAL "},
+    {"no writer changes anything", ChangeAnything, kWriting, 0, "BLK", 0, 0, false, 3, "BLK CAL "},
+    {"a release", Release, kUnBlock, {}, "BLK", 0, 0, true, 0, "CAL "},
+    {"of nothing", Release, kUnBlock, {}, "", 0, 0, false, 0, "CAL "},
+    {"a release gives up", Release, kUnBlock, {}, "BLK!", 0, 0, false, 81, "BLK CAL message"},
+    {"at once", Release, kUnBlock, 0, "BLK!", 0, 0, false, 1, "BLK CAL message"},
+    {"after five", Release, kUnBlock, 4, "BLK!", 0, 0, false, 5, "BLK CAL message"},
+    {"with a sign", Release, kUnBlock, kMinusOne, "BLK!", 0, 0, false, 1, "BLK CAL message"},
+    {"in time", Release, kUnBlock, 4, "BLK!", 4, 0, true, 4, "CAL "},
+    {"becomes impatient", Release, kUnBlock, 80, "BLK!", 0, 3, false, 3, "BLK CAL message"},
+    {"a reader forces the block away", Read, kReading, {}, "BLK", 0, 0, true, 61, "CAL "},
+    {"at once", Read, kReading, 0, "BLK", 0, 0, true, 1, "CAL "},
+    {"after four", Wait, kReading, 3, "BLK", 0, 0, false, 4, "CAL "},
+    {"with a sign", Wait, kReading, kMinusOne, "BLK", 0, 0, false, 1, "CAL "},
+    {"no need to", Wait, kReading, {}, "BLK", 60, 0, true, 60, "CAL "},
+    {"becomes impatient", Wait, kReading, 80, "BLK", 0, 3, false, 3, "CAL "},
+    // Two cycles of its own, then one of the release and one of its own in turns.
+    {"waits on for a held one", Wait, kReading, 1, "BLK!", 9, 0, false, 10, "CAL message"},
+    // The move has a retry of its own.
+    {"an update is lost", Add, kApply, {}, "CAL!", 0, 0, true, 42, "BAK CAL "},
+    {"sooner", Add, kApply, 0, "CAL!", 0, 0, true, 2, "BAK CAL "},
+    {"later", Add, kApply, 3, "CAL!", 0, 0, true, 8, "BAK CAL "},
+    {"with a sign", Add, kApply, kMinusOne, "CAL!", 0, 0, true, 0, "BAK CAL "},
+    {"in time", Add, kApply, {}, "CAL!", 21, 0, true, 21, "BAK CAL=5\t6\tB\r\n1\t2\tA "},
+    {"becomes impatient", Add, kApply, 80, "CAL!", 0, 3, true, 4, "BAK CAL "},
+};
+
+TEST_F(CalendarLock, WaitsAsLongAsItsTimeoutsSay) {
+    for (const auto& row : kWaits) {
+        SCOPED_TRACE(std::string(row.name) + ", " + row.timeout);
+        for (const std::string& name : testing::SortedNamesIn(folder_)) RemoveFile(InFolder(name));
+        for (const char* name : {kWriting, kReading, kUnBlock, kApply}) SetTimeout(name, 0);
+        if (row.seconds) {
+            SetTimeout(row.timeout, *row.seconds);
+        } else {
+            RegDeleteKeyValueA(HKEY_LOCAL_MACHINE, kProviders, row.timeout);
+        }
+        Shared().readWaitResult = 1;
+        Put("Y11M08.CAL", "5\t6\tB");
+        const bool isHeld = row.inTheWay.ends_with('!');
+        const std::string name = "Y11M08." + row.inTheWay.substr(0, 3);
+        if (row.inTheWay.starts_with("BLK")) Put(name, "");
+        File held;
+        if (isHeld) held = File(InFolder(name), kOpenRead);
+        const testing::CountingSleeper sleeper([&](int count) {
+            if (count == row.impatientAt) SetTimeout(row.timeout, 0);
+            if (count != row.goesAt) return;
+            held.Close();
+            if (!isHeld) RemoveFile(InFolder(name));
+        });
+        const testing::ReportRecorder reports;
+        EXPECT_EQ(row.run(), row.result);
+        EXPECT_EQ(sleeper.Count(), row.waits);
+        EXPECT_EQ(sleeper.TotalMilliseconds(), 1000U * static_cast<unsigned>(row.waits));
+        const std::string printed = reports.Joined(ReportChannel::StandardOutput);
+        EXPECT_EQ(State() + (printed.empty() ? "" : "message"), row.after);
+        const std::string message = "Unable to remove blocking file " + InFolder(name) + "\n";
+        EXPECT_TRUE(printed.empty() || printed.starts_with(message)) << printed;
+    }
+    // Once a reader has forced a block away, every reader is told so.
+    Shared().readWaitResult = 0;
+    EXPECT_FALSE(WaitForCalendarUnblocked(kFolderKey + "OTHER"));
 }
 
 TEST_F(CalendarLock, AWriterThatCouldDeleteTheOtherNameCountsAsHolder) {
-    SetTimeout("Write Wait Timeout", 0);
+    SetTimeout(kWriting, 0);
+    const testing::CountingSleeper sleeper;
     // Under a relative mail root the block file's path, taken for a key, names a file too.
-    ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root", ".");
+    testing::ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root", ".");
     ASSERT_TRUE(OnModuleNotification(DLL_PROCESS_ATTACH));
     ASSERT_TRUE(SetCurrentDirectoryA(folder_.c_str()));
     Put("X.BLK", "");
@@ -83,153 +161,24 @@ TEST_F(CalendarLock, AWriterThatCouldDeleteTheOtherNameCountsAsHolder) {
     ASSERT_TRUE(SetCurrentDirectoryA("C:\\"));
 }
 
-TEST_F(CalendarLock, ATimeoutThatChangesHoldsForTheWaitUnderWay) {
-    const struct {
-        const char* timeout;
-        const char* held;
-        bool (*wait)(const std::string&);
-        int waits;
-    } rows[] = {
-        {"Write Wait Timeout", "Y11M08.BLK", AcquireCalendarBlock, 3},
-        {"Read Wait Timeout", "Y11M08.BLK", WaitForCalendarUnblocked, 3 + 1},
-        {"UnBlock Timeout", "Y11M08.BLK", ReleaseCalendarBlock, 3},
-        // The move has a retry of its own.
-        {"Apply Timeout", "Y11M08.CAL",
-         [](const std::string&) { return !AddAppointment(MakeRecord(1, 2, "A")); }, 3 + 1},
-    };
-    const ReportRecorder reports;
-    for (const auto& row : rows) {
-        for (const char* timeout : {"Write Wait Timeout", "UnBlock Timeout"}) {
-            SetTimeout(timeout, 80);
-        }
-        File held = Held(row.held);
-        const CountingSleeper sleeper([&](int count) {
-            if (count == 3) SetTimeout(row.timeout, 0);
-            if (count == 4) held.Close();
-        });
-        EXPECT_FALSE(row.wait(key_)) << row.timeout;
-        EXPECT_EQ(sleeper.Count(), row.waits) << row.timeout;
-        held.Close();
-        RemoveFile(InFolder("Y11M08.BLK"));
-    }
-}
-
-TEST_F(CalendarLock, ReleaseGivesUpWithAMessage) {
-    Put("Y11M08.BLK", "");
-    EXPECT_TRUE(ReleaseCalendarBlock(key_));
-    EXPECT_FALSE(ReleaseCalendarBlock(key_)) << "there is none, which is no reason to wait";
-    EXPECT_EQ(sleeper_.Count(), 0);
-    const File held = Held("Y11M08.BLK");
-    ForEach("UnBlock Timeout", {{{}, 81}, {0, 1}, {4, 5}, {kMinusOne, 1}}, [&](int tries) {
-        const CountingSleeper sleeper;
-        const ReportRecorder reports;
-        CallRecorder calls;
-        EXPECT_FALSE(ReleaseCalendarBlock(key_));
-        EXPECT_EQ(calls.Count(), tries);
-        EXPECT_EQ(sleeper.Count(), tries);
-        EXPECT_EQ(reports.Joined(ReportChannel::StandardOutput),
-                  "Unable to remove blocking file " + InFolder("Y11M08.BLK") + "\n");
-    });
-}
-
-TEST_F(CalendarLock, AReaderForcesAStaleBlockAwayAndReads) {
-    Put("Y11M08.CAL", "5\t6\tA");
-    ForEach("Read Wait Timeout", {{{}, 61}, {0, 1}, {3, 4}}, [&](int waits) {
-        Put("Y11M08.BLK", "");
-        const CountingSleeper sleeper;
-        EXPECT_TRUE(GetAppointment(record_));
-        EXPECT_EQ(record_.start, 5);
-        EXPECT_EQ(sleeper.Count(), waits);
-        EXPECT_FALSE(Exists("Y11M08.BLK"));
-    });
-}
-
-TEST_F(CalendarLock, ACalendarHeldOpenKeepsItsContentAndTheUpdateIsLost) {
-    ForEach("Apply Timeout", {{{}, 22}, {0, 2}, {3, 5}, {kMinusOne, 1}}, [&](int tries) {
-        Put("Y11M08.CAL", "5\t6\tB");
-        const File held = Held("Y11M08.CAL");
-        const CountingSleeper sleeper;
-        CallRecorder calls;
-        EXPECT_TRUE(AddAppointment(record_));
-        EXPECT_EQ(CountOf(calls, "DeleteFile Y11M08.CAL"), tries);
-        EXPECT_EQ(CountOf(calls, "MoveFile Y11M08.TMP -> Y11M08.CAL"), tries);
-        EXPECT_EQ(sleeper.Count(), 2 * (tries - 1));
-        EXPECT_EQ(ContentOf("Y11M08.CAL"), "5\t6\tB");
-        EXPECT_EQ(NamesInFolder(), "Y11M08.BAK Y11M08.CAL ");
-    });
-}
-
-TEST_F(CalendarLock, WaitsEndWhenWhatIsWaitedForGoes) {
-    const struct {
-        const char* held;
-        int goesAt;
-        bool (*wait)(const std::string&);
-        const char* after;
-    } rows[] = {
-        {"Y11M08.BLK", 3, AcquireCalendarBlock, "Y11M08.BLK Y11M08.CAL "},
-        {"Y11M08.BLK", 60, WaitForCalendarUnblocked, "Y11M08.CAL "},
-        {"Y11M08.CAL", 20, [](const std::string&) { return AddAppointment(MakeRecord(1, 2, "A")); },
-         "Y11M08.BAK Y11M08.CAL "},
-    };
-    for (const auto& row : rows) {
-        Put("Y11M08.CAL", "5\t6\tB");
-        File held = Held(row.held);
-        const CountingSleeper sleeper([&](int count) {
-            if (count != row.goesAt) return;
-            held.Close();
-            if (row.held == std::string("Y11M08.BLK")) RemoveFile(InFolder(row.held));
-        });
-        EXPECT_TRUE(row.wait(key_)) << row.goesAt;
-        EXPECT_EQ(sleeper.Count(), row.goesAt);
-        EXPECT_EQ(NamesInFolder(), row.after) << row.goesAt;
-        RemoveFile(InFolder("Y11M08.BLK"));
-    }
-    EXPECT_EQ(ContentOf("Y11M08.CAL"), "5\t6\tB\r\n1\t2\tA");
-}
-
-TEST_F(CalendarLock, AWriterThatGivesUpLeavesTheCalendarAlone) {
-    Put("Y11M08.BLK", "");
-    Put("Y11M08.CAL", "5\t6\tB");
-    EXPECT_FALSE(AddAppointment(record_));
-    EXPECT_FALSE(RemoveAppointment(MakeRecord(0, 0, "")));
-    EXPECT_FALSE(EditAppointment(MakeRecord(0, 0, ""), record_));
-    EXPECT_EQ(ContentOf("Y11M08.CAL"), "5\t6\tB");
-    EXPECT_EQ(NamesInFolder(), "Y11M08.BLK Y11M08.CAL ");
-}
-
-TEST_F(CalendarLock, AReaderWaitsOnForABlockThatCannotBeDeletedAndRemembers) {
-    EXPECT_TRUE(WaitForCalendarUnblocked(key_));
-    SetTimeout("Read Wait Timeout", 1);
-    SetTimeout("UnBlock Timeout", 0);
-    File held = Held("Y11M08.BLK");
-    const ReportRecorder reports;
-    // Two cycles of its own, then one of the release and one of its own in turns.
-    const CountingSleeper sleeper([&](int count) {
-        if (count == 9) held.Close();
-    });
-    EXPECT_FALSE(WaitForCalendarUnblocked(key_));
-    EXPECT_FALSE(Exists("Y11M08.BLK"));
-    EXPECT_EQ(sleeper.Count(), 10);
-    EXPECT_FALSE(WaitForCalendarUnblocked("PO\\MAILROOT\\box\\Calendar\\OTHER"));
-}
-
 TEST_F(CalendarLock, TheSwapKeepsTheOldBackupOnlyWhileNoBlockWasEverSeen) {
+    Shared().blockSeen = 0;
     Put("Y11M08.CAL", "calendar");
     Put("Y11M08.TMP", "replacement");
     Put("Y11M08.BAK", "backup");
-    ApplyCalendarUpdate(key_);
+    ApplyCalendarUpdate(kKey);
     EXPECT_EQ(ContentOf("Y11M08.CAL"), "replacement");
     EXPECT_EQ(ContentOf("Y11M08.BAK"), "calendar");
     EXPECT_EQ(ContentOf("Y11M08.OLD"), "backup");
     for (const char* blocked : {"Y11M08.BLK", ""}) {
         if (*blocked != '\0') Put(blocked, "");
         Put("Y11M08.TMP", "replacement");
-        ApplyCalendarUpdate(key_);
+        ApplyCalendarUpdate(kKey);
         EXPECT_EQ(ContentOf("Y11M08.BAK"), "replacement");
         EXPECT_EQ(ContentOf("Y11M08.OLD"), "backup");
         EXPECT_EQ(NamesInFolder(), "Y11M08.BAK Y11M08.CAL Y11M08.OLD ");
     }
-    EXPECT_TRUE(IsCalendarBlocked("PO\\MAILROOT\\box\\Calendar\\OTHER"));
+    EXPECT_TRUE(IsCalendarBlocked(kFolderKey + "OTHER"));
 }
 
 }  // namespace

@@ -1,69 +1,62 @@
 #include <gtest/gtest.h>
 
-#include <random>
-
-#include "tests/provider/NaiveCalendar.h"
+#include "provider/CalendarBucketName.h"
+#include "tests/provider/NaiveLines.h"
 #include "tests/support/AllTexts.h"
+#include "tests/support/Model.h"
 
 namespace tarnwick {
 namespace {
 
-using testing::NaiveLine;
-using testing::NaiveLines;
-using testing::ReadLines;
-
-std::string Shown(const std::string& bytes) {
-    return ::testing::PrintToString(bytes);
-}
-
-void ExpectMatches(const std::string& bytes, const std::vector<NaiveLine>& lines,
-                   const std::string& id) {
-    ASSERT_EQ(testing::ReadMatches(bytes, id), testing::MatchesAmong(lines, id))
-        << Shown(id) << " in " << Shown(bytes);
-}
-
 // Every text of up to six bytes over the ones that mean something.
 TEST(CalendarReader, ReadsAllShortTextsAsTheRuntimeDoes) {
     for (const std::string& bytes : testing::AllTexts(std::string_view("7\t\n\r\x1a\0", 6), 6)) {
-        const auto lines = NaiveLines(bytes);
-        ASSERT_EQ(ReadLines(bytes), lines) << Shown(bytes);
-        ExpectMatches(bytes, lines, "7");
+        ASSERT_TRUE(testing::Agrees(bytes, [](const std::string& text) {
+            return testing::ReaderDifference(text, "7", text.size() / 2);
+        }));
     }
 }
 
 TEST(CalendarReader, ReadsLongTextsAsTheRuntimeDoes) {
-    std::mt19937 random(20110803);
-    for (int round = 0; round < 300; ++round) {
-        const std::string bytes = testing::LongText(random);
-        const std::vector<NaiveLine> lines = NaiveLines(bytes);
-        ASSERT_EQ(ReadLines(bytes), lines) << "round " << round;
-        ExpectMatches(bytes, lines, "");
-        for (int id = 0; id < 5; ++id) {
-            ExpectMatches(bytes, lines, std::get<2>(lines[random() % lines.size()]));
-        }
+    for (unsigned variant = 0; variant < 6; ++variant) {
+        testing::ExpectAgreement(
+            100, [](auto& random) { return testing::LongText(random); },
+            [&](const std::string& bytes) {
+                const auto lines = testing::NaiveLines(bytes);
+                const std::size_t some = bytes.size() * (variant + 1) * 7919 % (lines.size() + 2);
+                const bool any = variant == 0 || some >= lines.size();
+                return testing::ReaderDifference(bytes, any ? "" : lines[some].id, some);
+            });
     }
 }
 
-TEST(CalendarReader, SkippingIsReadingWithoutALook) {
-    std::mt19937 random(20110815);
-    for (int round = 0; round < 20; ++round) {
-        const std::string bytes = testing::LongText(random) + "\r\nno tab";
-        const std::vector<NaiveLine> lines = NaiveLines(bytes);
-        const auto count = static_cast<std::int32_t>(lines.size());
-        for (std::int32_t skipped = 0; skipped <= count; ++skipped) {
-            const std::vector<NaiveLine> rest = ReadLines(bytes, skipped);
-            ASSERT_EQ(rest.size(), static_cast<std::size_t>(count - skipped)) << skipped;
-            // A start is each line's own, unlike an ID.
-            for (std::size_t line = 0; line < rest.size(); ++line) {
-                ASSERT_EQ(std::get<0>(rest[line]),
-                          std::get<0>(lines[static_cast<std::size_t>(skipped) + line]))
-                    << skipped << ", " << line;
-            }
-        }
-        EXPECT_TRUE(ReadLines(bytes, count + 1).empty());
+TEST(CalendarBucketName, IsTheSmallestThatHoldsBothTimes) {
+    struct Row {
+        std::int32_t start;
+        std::int32_t end;
+        const char* name;
+    };
+    const Row rows[] = {
+        {1312329600, 1312415999, "Y11M08D03"},  // the first and last second of a day
+        {1312329599, 1312329600, "Y11M08"},     // one second to either side of midnight
+        {1312156799, 1312156800, "Y11"},        // of a month's end
+        {1293839999, 1293840000, "Y"},          // of a year's end
+        {1104537600, 1110000000, "Y5"},         // the one form that is not padded
+        {1104537600, 1104537600, "Y05M01D01"},
+        {1078012800, 1078012800, "Y04M02D29"},
+        {-1, -1, "Y-31M12D31"},
+        {2147483647, 2147483647, "Y38M01D19"},
+        {-2147483647 - 1, -2147483647 - 1, "Y-99M12D13"},
+        {1312415999, 1312329600, "Y11M08D03"},  // the order does not matter
+    };
+    for (const Row& row : rows) {
+        char name[64];
+        EXPECT_EQ(MakeCalendarBucketName(row.start, row.end, name), 1);
+        EXPECT_STREQ(name, row.name) << row.start << " to " << row.end;
     }
-    // A line that was passed over lends its ID to nobody.
-    EXPECT_EQ(ReadLines("1\t2\tA\r\n3", 1), (std::vector<NaiveLine>{{"3", "3", "", false}}));
+    char small[4] = "xyz";
+    MakeCalendarBucketName(1312329600, 1312329600, small);
+    EXPECT_STREQ(small, "Y11");
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "provider/AppointmentItems.h"
 #include "provider/Appointments.h"
 #include "provider/CalendarPaths.h"
@@ -23,24 +25,23 @@ class ModuleState : public ::testing::Test {
     ScratchRegistry registry_;
 };
 
-TEST_F(ModuleState, TheMailRootComesFromTheFirstValueThatCanBeRead) {
-    Attach();
-    EXPECT_EQ(MailRoot(), "");
-    Set("Data Directory", "D:\\Data");
-    Attach();
-    EXPECT_EQ(MailRoot(), "D:\\Data\\Postoffices");
-    Set("Mail Root", "E:\\Mail");
-    Attach();
-    EXPECT_EQ(MailRoot(), "E:\\Mail");
-    EXPECT_EQ(LockRoot(), "E:\\Mail");
-    // A value that is there and empty was read.
-    Set("Mail Root", "");
-    Attach();
-    EXPECT_EQ(MailRoot(), "");
-}
-
 TEST_F(ModuleState, SettingsAreReadWhenTheModuleIsLoaded) {
-    Attach();
+    const struct {
+        const char* value;
+        const char* text;
+        const char* root;
+    } rows[] = {
+        {"Application Directory", "C:\\unused", ""},
+        {"Data Directory", "D:\\Data", "D:\\Data\\Postoffices"},
+        {"Mail Root", "E:\\Mail", "E:\\Mail"},
+        {"Mail Root", "", ""},  // a value that is there and empty was read
+    };
+    for (const auto& row : rows) {
+        Set(row.value, row.text);
+        Attach();
+        EXPECT_EQ(MailRoot(), row.root);
+        EXPECT_EQ(LockRoot(), row.root);
+    }
     EXPECT_EQ(StoreEventNotificationMode(), 0U);
     ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Store Event Notification Mode", 2);
     Set("Mail Root", "E:\\Mail");
@@ -68,27 +69,17 @@ TEST_F(ModuleState, AttachFailsWhenNoSlotIsLeft) {
     for (const DWORD slot : slots) TlsFree(slot);
 }
 
-TEST_F(ModuleState, ThreadsAndUnknownReasonsAreFine) {
+TEST_F(ModuleState, EveryThreadHasAPositionAndUnknownReasonsAreFine) {
     Attach();
     SetFindPosition(-3);
-    EXPECT_EQ(FindPosition(), -3);
+    std::thread([] {
+        SetFindPosition(7);
+        EXPECT_TRUE(OnModuleNotification(DLL_THREAD_ATTACH));
+        EXPECT_EQ(FindPosition(), 0);
+    }).join();
     EXPECT_TRUE(OnModuleNotification(DLL_THREAD_DETACH));
     EXPECT_TRUE(OnModuleNotification(77));
     EXPECT_EQ(FindPosition(), -3);
-    EXPECT_TRUE(OnModuleNotification(DLL_THREAD_ATTACH));
-    EXPECT_EQ(FindPosition(), 0);
-}
-
-TEST_F(ModuleState, PathsAreFilledInLiterally) {
-    const CalendarNames names{"PO", "box", "Y11"};
-    Attach();
-    EXPECT_EQ(CalendarFile(names), "\\PO\\MAILROOT\\box\\Calendar\\Y11.CAL");
-    Set("Mail Root", "E:\\Mail");
-    Attach();
-    EXPECT_EQ(CalendarFolder(names), "E:\\Mail\\PO\\MAILROOT\\box\\Calendar");
-    EXPECT_EQ(CalendarFile(names), "E:\\Mail\\PO\\MAILROOT\\box\\Calendar\\Y11.CAL");
-    EXPECT_EQ(ReplacementFile(names), "E:\\Mail\\PO\\MAILROOT\\box\\Calendar\\Y11.TMP");
-    EXPECT_EQ(CalendarKey(names), "PO\\MAILROOT\\box\\Calendar\\Y11");
 }
 
 TEST_F(ModuleState, KeysAndPathsAreCutToTheirCapacity) {
@@ -105,12 +96,22 @@ TEST_F(ModuleState, KeysAndPathsAreCutToTheirCapacity) {
     EXPECT_FALSE(GetAppointment(record));
     EXPECT_FALSE(FindFirstAppointment(record));
     EXPECT_EQ(sleeper.Count(), 0);
-    // Nor may an item be written or deleted under a name cut short.
+    // Nor may an item be written or deleted under a name cut short; the longest is not.
     AppointmentItemRecord item{};
     std::fill(std::begin(item.itemFileName), std::end(item.itemFileName), 'i');
     testing::CallRecorder calls;
     EXPECT_EQ(RewriteItem(item), 1U);
     EXPECT_EQ(calls.Calls(), (std::vector<std::string>{"DeleteFile", "CreateFile"}));
+    calls.Clear();
+    Set("Mail Root", "E:\\" + std::string(1022 - 3 - 20 - 64, 'r'));
+    Attach();
+    EXPECT_TRUE(DeleteItem(item));
+    EXPECT_EQ(calls.Calls().front(), "DeleteFile " + std::string(64, 'i'));
+    calls.Clear();
+    item.postoffice[0] = 'p';
+    EXPECT_TRUE(DeleteItem(item));
+    EXPECT_EQ(calls.Calls().front(), "DeleteFile");
+    calls.Clear();
 
     // The folder's path goes through the key's 512 bytes.
     Set("Mail Root", "E:\\" + std::string(485, 'r'));

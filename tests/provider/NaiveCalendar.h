@@ -1,113 +1,249 @@
-// A calendar's lines in the plainest way: the whole text decoded, cut as the C runtime cuts it, and
-// each field taken into a buffer that keeps what it held.
+// The exported operations on local files over the C runtime, as simple as their rules: what the
+// product must do to results, records and files. Nobody else may use its folder.
 #pragma once
 
-#include <algorithm>
+#include <cstdio>
+#include <cstring>
 #include <string>
-#include <string_view>
-#include <tuple>
-#include <vector>
 
-#include "common/Text.h"
-#include "common/TextFile.h"
-#include "provider/CalendarReader.h"
+#include "common/WindowsApi.h"
+#include "tests/provider/NaiveLines.h"
+#include "twaicp.h"
 
 namespace tarnwick::testing {
 
-// start, end, ID, blank
-using NaiveLine = std::tuple<std::string, std::string, std::string, bool>;
+// All that the operations take.
+struct Records {
+    AppointmentRecord entry{};
+    AppointmentRecord replacement{};
+    AppointmentItemRecord item{};
+    FreeBusyRecord days{};
+    std::int32_t position = 0;
+};
 
-// The texts of the lines; under Windows a test holds them against the C runtime's.
-inline std::vector<std::string> NaiveTexts(std::string bytes) {
-    std::vector<std::string> texts;
-    DecodeTextMode(bytes);
-    LineReader pieces(bytes, 1024);
-    while (const auto piece = pieces.NextPiece()) texts.emplace_back(LineText(*piece));
-    return texts;
-}
+class NaiveCalendar {
+  public:
+    explicit NaiveCalendar(std::string root) : root_(std::move(root)) {}
 
-inline std::vector<NaiveLine> NaiveLines(const std::string& bytes) {
-    char number[1024] = "";
-    char id[1024] = "";
-    std::vector<NaiveLine> lines;
-    for (const std::string& text : NaiveTexts(bytes)) {
-        GetDelimitedField(text, "\t", 1, number);
-        const std::string start = number;
-        GetDelimitedField(text, "\t", 2, number);
-        if (std::count(text.begin(), text.end(), '\t') >= 2) {
-            StoreField(id, std::string_view(text).substr(text.find('\t', text.find('\t') + 1) + 1));
-        } else {
-            GetDelimitedField(text, "\t", 3, id);
+    std::int32_t FindPosition() const { return position_; }
+    std::int32_t ItemReadOffset() const { return offset_; }
+
+    std::uint32_t Add(Records& with) {
+        CreateDirectoryA(Folder(with.entry).c_str(), nullptr);
+        if (IsNowhere(with.entry)) return 0;
+        const Change change = Rewrite(with.entry, 'a', with.entry);
+        if (change.existed) return change.matched ? 0 : 1;
+        std::FILE* const file = Open(with.entry, ".CAL", "w");
+        std::fprintf(file, "%ld\t%ld\t%s", long{with.entry.start}, long{with.entry.end},
+                     Text(with.entry.appointmentId).c_str());
+        std::fclose(file);
+        Announce(with.entry);
+        return 1;
+    }
+
+    std::uint32_t Remove(Records& with) {
+        if (with.entry.postoffice[0] == '\0') return 0;
+        CreateDirectoryA(Folder(with.entry).c_str(), nullptr);
+        if (IsNowhere(with.entry)) return 0;
+        const Change change = Rewrite(with.entry, 'd', with.entry);
+        if (!change.existed) return 0;
+        if (change.matched && change.lines == 0) std::remove(Path(with.entry, ".CAL").c_str());
+        Announce(with.entry);
+        return change.matched ? 1 : 0;
+    }
+
+    std::uint32_t Edit(Records& with) {
+        CreateDirectoryA(Folder(with.entry).c_str(), nullptr);
+        if (IsNowhere(with.entry) || !Rewrite(with.entry, 'r', with.replacement).existed) return 0;
+        Announce(with.entry);
+        return 1;
+    }
+
+    std::uint32_t Get(Records& with) {
+        if (with.entry.postoffice[0] == '\0') return 0;
+        CreateDirectoryA(Folder(with.entry).c_str(), nullptr);
+        std::FILE* const file = Open(with.entry, ".CAL", "r");
+        if (file == nullptr) return 0;
+        std::uint32_t found = 0;
+        NaiveParser parser;
+        for (std::string text; ReadLine(file, text);) {
+            if (text.empty()) continue;
+            found |= Take(with.entry, parser.Take(text));
         }
-        lines.emplace_back(start, number, id, text.empty());
+        std::fclose(file);
+        return found;
     }
-    return lines;
-}
 
-// What the reader makes of the same bytes, behind `skipped` lines.
-inline std::vector<NaiveLine> ReadLines(std::string_view bytes, std::int32_t skipped = 0) {
-    std::vector<NaiveLine> lines;
-    CalendarReader reader(bytes);
-    if (reader.Skip(skipped) < skipped) return lines;
-    while (reader.Next()) {
-        const CalendarLine& line = reader.Line();
-        lines.emplace_back(line.start, line.end, line.id, line.text.empty());
+    std::uint32_t FindFirst(Records& with) {
+        position_ = 0;
+        return FindNext(with);
     }
-    return lines;
-}
 
-inline std::vector<NaiveLine> ReadMatches(std::string_view bytes, std::string_view id) {
-    std::vector<NaiveLine> lines;
-    CalendarReader reader(bytes);
-    while (reader.NextMatch(id)) {
-        const CalendarLine& line = reader.Line();
-        lines.emplace_back(line.start, line.end, line.id, false);
+    std::uint32_t FindNext(Records& with) {
+        CreateDirectoryA(Folder(with.entry).c_str(), nullptr);
+        if (with.entry.postoffice[0] == '\0') return 0;
+        std::FILE* const file = Open(with.entry, ".CAL", "r");
+        if (file == nullptr) return 0;
+        std::uint32_t found = 0;
+        std::int32_t number = 0;
+        NaiveParser parser;
+        for (std::string text; found == 0 && ReadLine(file, text);) {
+            if (++number <= position_) continue;
+            position_ = number;
+            found = Take(with.entry, parser.Take(text));
+        }
+        std::fclose(file);
+        return found;
     }
-    return lines;
-}
 
-inline std::vector<NaiveLine> MatchesAmong(std::vector<NaiveLine> lines, std::string_view id) {
-    std::erase_if(lines, [&](const NaiveLine& line) {
-        return std::get<3>(line) || (!id.empty() && !EqualsIgnoreCase(id, std::get<2>(line)));
-    });
-    return lines;
-}
-
-// What a change that means no line leaves of the lines.
-inline std::string WrittenAnew(const std::vector<NaiveLine>& lines) {
-    std::string bytes;
-    for (const auto& [start, end, id, isBlank] : lines) {
-        if (isBlank) continue;
-        if (!bytes.empty()) bytes += "\r\n";
-        bytes += std::to_string(ParseInt32(start)) + "\t" + std::to_string(ParseInt32(end)) + "\t";
-        bytes += id;
+    std::uint32_t SetPosition(Records& with) {
+        position_ = with.position;
+        return 1;
     }
-    return bytes;
-}
 
-// Lines as they are found and worse, some around the length at which they fall into pieces.
-template <typename Random>
-std::string LongText(Random& random) {
-    constexpr const char* kFields[] = {"7",  "1999999999",  "1312365600", "-3", "007", "2147483647",
-                                       "+5", "99999999999", "x1",         "",   "0",   "12:45678"};
-    const auto field = [&] { return kFields[random() % (random() % 4 == 0 ? 12 : 3)]; };
-    const unsigned oddity = random() % 2 == 0 ? 8 : 500;
-    std::string bytes;
-    while (bytes.size() < 10000) {
-        std::string line = random() % 40 == 0 ? "" : field();
-        const unsigned tabs = random() % 4 == 0 ? random() % 4 : 2;
-        for (unsigned tab = 0; tab < tabs; ++tab) line += std::string("\t") + field();
-        const std::size_t wanted = random() % oddity == 0 ? 1019 + random() % 9 : random() % 60;
-        if (random() % 2 == 0 && line.size() < wanted) line.resize(wanted, "yY"[random() % 2]);
-        if (!line.empty() && random() % 40 == 0)
-            line[random() % line.size()] = "\0\x02\x1b"[random() % 3];
-        bytes += line;
-        if (random() % 50 == 0) bytes += '\r';
-        bytes += random() % 4 == 0 ? "\n" : "\r\n";
+    std::uint32_t WriteFirst(Records& with) { return WriteItem(with.item, "wb"); }
+    std::uint32_t WriteNext(Records& with) { return WriteItem(with.item, "ab"); }
+    std::uint32_t Rewrite(Records& with) {
+        Delete(with);
+        return WriteItem(with.item, "wb");
     }
-    if (random() % 8 == 0) bytes[random() % bytes.size()] = '\x1a';
-    bytes.resize(bytes.size() - random() % 3);
-    return bytes;
-}
+
+    std::uint32_t ReadFirst(Records& with) {
+        offset_ = -1;
+        return ReadNext(with);
+    }
+
+    std::uint32_t ReadNext(Records& with) {
+        std::FILE* const file = std::fopen(ItemPath(with.item).c_str(), "rb");
+        if (file == nullptr) return 0;
+        std::fseek(file, ++offset_, SEEK_SET);
+        with.item.length =
+            static_cast<std::int32_t>(std::fread(with.item.data, 1, sizeof with.item.data, file));
+        offset_ += with.item.length;
+        std::fclose(file);
+        return with.item.length > 0 ? 1 : 0;
+    }
+
+    std::uint32_t Delete(Records& with) {
+        std::remove(ItemPath(with.item).c_str());
+        return 1;
+    }
+
+    std::uint32_t ListDays(Records& with) {
+        FreeBusyRecord& days = with.days;
+        days.result[0] = '\0';
+        WIN32_FIND_DATAA found;
+        const std::string pattern = Folder(days) + "\\" + Text(days.namePrefix) + "*.CAL";
+        const HANDLE search = FindFirstFileA(pattern.c_str(), &found);
+        if (search == INVALID_HANDLE_VALUE) return 1;
+        std::string list;
+        do {
+            const char* const day = std::strchr(found.cFileName, 'D');
+            const char* const dot = day == nullptr ? nullptr : std::strchr(day, '.');
+            if (dot == nullptr) continue;
+            std::string one = (list.empty() ? "" : ",") + std::string(day + 1, dot).substr(0, 127);
+            if (list.size() + one.size() >= sizeof days.result) break;
+            list += one;
+        } while (FindNextFileA(search, &found) != FALSE);
+        FindClose(search);
+        std::strcpy(days.result, list.c_str());
+        days.resultLength = static_cast<std::int32_t>(list.size());
+        return 1;
+    }
+
+  private:
+    struct Change {
+        bool existed = false;
+        bool matched = false;
+        int lines = 0;
+    };
+
+    template <std::size_t size>
+    static std::string Text(const char (&field)[size]) {
+        return {field, strnlen(field, size)};
+    }
+    template <typename Record>
+    std::string Folder(const Record& record) const {
+        return root_ + "\\" + Text(record.postoffice) + "\\MAILROOT\\" + Text(record.mailbox) +
+               "\\Calendar";
+    }
+    std::string Path(const AppointmentRecord& record, const char* extension) const {
+        return Folder(record) + "\\" + Text(record.calendarName) + extension;
+    }
+    std::string ItemPath(const AppointmentItemRecord& item) const {
+        return Folder(item) + "\\" + Text(item.itemFileName);
+    }
+    std::FILE* Open(const AppointmentRecord& record, const char* extension,
+                    const char* mode) const {
+        return std::fopen(Path(record, extension).c_str(), mode);
+    }
+    // No postoffice, or no folder in which a block file could be made.
+    bool IsNowhere(const AppointmentRecord& record) const {
+        return record.postoffice[0] == '\0' ||
+               GetFileAttributesA(Folder(record).c_str()) == INVALID_FILE_ATTRIBUTES;
+    }
+    void Announce(const AppointmentRecord& record) const {
+        std::FILE* const flag = std::fopen((Folder(record) + "\\_CHANGE.DTY").c_str(), "w");
+        std::fputs("This file has been written to denote configuration change\n", flag);
+        std::fclose(flag);
+    }
+    static bool ReadLine(std::FILE* file, std::string& text) {
+        char line[1024];
+        if (std::fgets(line, sizeof line, file) == nullptr) return false;
+        text = line;
+        if (text.ends_with('\n')) text.pop_back();
+        return true;
+    }
+    static std::uint32_t Take(AppointmentRecord& record, const NaiveLine& line) {
+        if (!NaiveMatch(Text(record.appointmentId), line.id)) return 0;
+        std::snprintf(record.appointmentId, sizeof record.appointmentId, "%s", line.id.c_str());
+        record.start = line.start;
+        record.end = line.end;
+        return 1;
+    }
+
+    // Adds `entry` unless the key matches, drops what matches, or puts `entry` in its place.
+    Change Rewrite(const AppointmentRecord& key, char action,
+                   const AppointmentRecord& entry) const {
+        std::FILE* const calendar = Open(key, ".CAL", "r");
+        if (calendar == nullptr) return {};
+        Change change{true};
+        std::FILE* const made = Open(key, ".TMP", "w");
+        const auto print = [&](long start, long end, const std::string& id) {
+            std::fprintf(made, "%s%ld\t%ld\t%s", change.lines++ == 0 ? "" : "\n", start, end,
+                         id.c_str());
+        };
+        const auto printEntry = [&] { print(entry.start, entry.end, Text(entry.appointmentId)); };
+        NaiveParser parser;
+        for (std::string text; ReadLine(calendar, text);) {
+            if (text.empty()) continue;
+            const NaiveLine line = parser.Take(text);
+            const bool matches = NaiveMatch(Text(key.appointmentId), line.id);
+            change.matched = change.matched || matches;
+            if (!matches || action == 'a') print(line.start, line.end, line.id);
+            if (matches && action == 'r') printEntry();
+        }
+        if (action == 'a' && !change.matched) printEntry();
+        std::fclose(made);
+        std::fclose(calendar);
+        CopyFileA(Path(key, ".CAL").c_str(), Path(key, ".BAK").c_str(), FALSE);
+        std::remove(Path(key, ".CAL").c_str());
+        std::rename(Path(key, ".TMP").c_str(), Path(key, ".CAL").c_str());
+        return change;
+    }
+
+    std::uint32_t WriteItem(AppointmentItemRecord& item, const char* mode) const {
+        std::FILE* const file = std::fopen(ItemPath(item).c_str(), mode);
+        if (file == nullptr) return 1;
+        item.length = static_cast<std::int32_t>(Text(item.data).size());
+        std::fwrite(item.data, 1, static_cast<std::size_t>(item.length), file);
+        std::fclose(file);
+        return 1;
+    }
+
+    std::string root_;
+    std::int32_t position_ = 0;
+    std::int32_t offset_ = -1;
+};
 
 }  // namespace tarnwick::testing

@@ -1,0 +1,300 @@
+// The exports when a system call fails, the process ends in the middle or memory runs short.
+#include <gtest/gtest.h>
+
+#include <tuple>
+
+#include "common/Files.h"
+#include "tests/provider/CalendarFixture.h"
+#include "tests/provider/NaiveCalendar.h"
+#include "tests/support/FailingAllocations.h"
+#include "tests/support/Faults.h"
+#include "tests/support/ReportRecorder.h"
+
+namespace tarnwick {
+namespace {
+
+using testing::FailingAllocations;
+using testing::Records;
+
+constexpr const char* kOld = "1\t2\tA\r\n3\t4\ta\r\n5\t6\tB";
+const std::string kTake = "CreateDirectory Calendar, CreateFile .BLK, CloseHandle, ";
+const std::string kOpen = kTake + "CreateFile .CAL, CreateFile .TMP, GetFileSize, ReadFile, ";
+const std::string kSwap =
+    "CloseHandle, CloseHandle, FindFirstFile .BLK, CopyFile .CAL -> .BAK, DeleteFile .CAL, "
+    "MoveFile .TMP -> .CAL, DeleteFile .TMP, DeleteFile .BLK, ";
+const std::string kFlag = "CreateFile _CHANGE.DTY, WriteFile, CloseHandle, ";
+const std::string kRead =
+    "CreateDirectory Calendar, GetFileAttributes .BLK, CreateFile .CAL, GetFileSize, ReadFile, ";
+const std::string kWrite = "CreateFile a.itm, WriteFile, CloseHandle, ";
+const std::string kChunk = "CreateFile a.itm, SetFilePointer, ReadFile, CloseHandle, ";
+
+// Three outcomes are worth a word. A calendar that does not open counts as missing, and a first one
+// takes its place (add, 4). Without a replacement the swap takes the calendar away, and the backup
+// has its content (5). What cannot be read or written whole is not swapped in (7 to 9).
+const struct Operation {
+    const char* name;
+    const char* calendar;  // null: there is none
+    const char* id;
+    std::uint32_t (*run)(Records& with);
+    std::string calls;
+    const char* outcomes;
+} kOperations[] = {
+    {"add", kOld, "C", [](Records& with) { return AppointmentAdd(&with.entry); },
+     kOpen + "WriteFile, " + kSwap,
+     "0 1 BAK=old CAL=new|2 0 CAL=old|3 1 BAK=old CAL=new|4 1 CAL=7\t8\tC DTY|5 0 BAK=old|6 1 "
+     "BAK=old CAL=new|7 0 CAL=old|10 1 BAK=old CAL=new|12 1 CAL=new|13 1 BAK=old CAL=new|16 1 "
+     "BAK=old BLK= CAL=new|"},
+    {"create", nullptr, "C", [](Records& with) { return AppointmentAdd(&with.entry); },
+     kTake + "CreateFile .CAL, CreateFile .CAL, WriteFile, CloseHandle, " + kFlag +
+         "DeleteFile .BLK, ",
+     "0 1 CAL=new DTY|2 0|3 1 CAL=new DTY|5 0 DTY|8 1 CAL=new|9 1 CAL=new DTY=|10 1 CAL=new DTY|11 "
+     "1 BLK= CAL=new DTY|"},
+    {"remove all", kOld, "", [](Records& with) { return AppointmentRemove(&with.entry); },
+     kOpen + kSwap + "DeleteFile .CAL, " + kFlag,
+     "0 1 BAK=old DTY|2 0 CAL=old|3 1 BAK=old DTY|4 0 CAL=old|5 0 BAK=old DTY|6 1 BAK=old DTY|7 0 "
+     "CAL=old DTY|9 1 BAK=old DTY|11 1 DTY|12 1 BAK=old DTY|15 1 BAK=old BLK= DTY|16 1 BAK=old "
+     "CAL= DTY|17 1 BAK=old|18 1 BAK=old DTY=|19 1 BAK=old DTY|"},
+    {"remove", kOld, "B", [](Records& with) { return AppointmentRemove(&with.entry); },
+     kOpen + "WriteFile, " + kSwap + kFlag,
+     "0 1 BAK=old CAL=new DTY|2 0 CAL=old|3 1 BAK=old CAL=new DTY|4 0 CAL=old|5 0 BAK=old DTY|6 1 "
+     "BAK=old CAL=new DTY|7 0 CAL=old DTY|10 1 BAK=old CAL=new DTY|12 1 CAL=new DTY|13 1 BAK=old "
+     "CAL=new DTY|16 1 BAK=old BLK= CAL=new DTY|17 1 BAK=old CAL=new|18 1 BAK=old CAL=new DTY=|19 "
+     "1 BAK=old CAL=new DTY|"},
+    {"edit", kOld, "A",
+     [](Records& with) { return AppointmentEdit(&with.entry, &with.replacement); },
+     kOpen + "WriteFile, " + kSwap + kFlag,
+     "0 1 BAK=old CAL=new DTY|2 0 CAL=old|3 1 BAK=old CAL=new DTY|4 0 CAL=old|5 1 BAK=old DTY|6 1 "
+     "BAK=old CAL=new DTY|7 1 CAL=old DTY|10 1 BAK=old CAL=new DTY|12 1 CAL=new DTY|13 1 BAK=old "
+     "CAL=new DTY|16 1 BAK=old BLK= CAL=new DTY|17 1 BAK=old CAL=new|18 1 BAK=old CAL=new DTY=|19 "
+     "1 BAK=old CAL=new DTY|"},
+    {"get", kOld, "A", [](Records& with) { return AppointmentGet(&with.entry); }, kRead,
+     "0 1 CAL=old start 3|3 0 CAL=old|4 1 CAL=old start 3|5 0 CAL=old|"},
+    {"find first", kOld, "B", [](Records& with) { return AppointmentFindFirst(&with.entry); },
+     kRead, "0 1 CAL=old start 5 line 3|3 0 CAL=old|4 1 CAL=old start 5 line 3|5 0 CAL=old|"},
+    {"find next", kOld, "B", [](Records& with) { return AppointmentFindNext(&with.entry); }, kRead,
+     "0 1 CAL=old start 5 line 3|3 0 CAL=old|4 1 CAL=old start 5 line 3|5 0 CAL=old|"},
+    {"write", "", "", [](Records& with) { return AppointmentItemWriteFirstChunk(&with.item); },
+     kWrite,
+     "0 1 CAL=old itm=new item length 8|1 1 CAL=old|2 1 CAL=old itm= length 8|3 1 CAL=old "
+     "itm=new item length 8|"},
+    {"append", "", "", [](Records& with) { return AppointmentItemWriteNextChunk(&with.item); },
+     kWrite,
+     "0 1 CAL=old itm=old itemnew item length 8|1 1 CAL=old|2 1 CAL=old length 8|3 1 CAL=old "
+     "itm=old itemnew item length 8|"},
+    {"first chunk", "", "", [](Records& with) { return AppointmentItemGetFirstChunk(&with.item); },
+     kChunk,
+     "0 1 CAL=old length 8 byte 8|1 0 CAL=old|2 0 CAL=old length 0 byte 0|4 1 CAL=old length 8 "
+     "byte 8|"},
+    {"next chunk", "", "", [](Records& with) { return AppointmentItemGetNextChunk(&with.item); },
+     kChunk,
+     "0 1 CAL=old length 8 byte 8|1 0 CAL=old|2 0 CAL=old length 0 byte 0|4 1 CAL=old length 8 "
+     "byte 8|"},
+    {"size", "", "", [](Records& with) { return AppointmentItemGetSize(&with.item); },
+     "FindFirstFile a.itm, ", "0 0 CAL=old length -1011936716|1 0 CAL=old length 0|"},
+    {"delete", "", "", [](Records& with) { return AppointmentItemDelete(&with.item); },
+     "DeleteFile a.itm, ", "0 1 CAL=old no item|1 1 CAL=old|"},
+    {"days", "", "", [](Records& with) { return GetFreeBusyData(&with.days); },
+     "FindFirstFile *.CAL, FindNextFile *.CAL, ",
+     "0 1 CAL=old days 03|1 1 CAL=old days |2 1 CAL=old days 03|"},
+};
+
+// Refuses every step that is tried again once; needs no memory for it.
+class RefusingOnce : public CallObserver {
+  public:
+    RefusingOnce() { SetCallObserver(this); }
+    ~RefusingOnce() override { SetCallObserver(nullptr); }
+    std::uint32_t BeforeCall(const SystemCall& call) override {
+        for (Step& step : steps_) {
+            if (step.refused || call.name != step.name || !call.path.ends_with(step.file)) continue;
+            step.refused = true;
+            return ERROR_SHARING_VIOLATION;
+        }
+        return 0;
+    }
+
+  private:
+    struct Step {
+        std::string_view name;
+        std::string_view file;
+        bool refused = false;
+    };
+    Step steps_[4] = {{"CreateFile", "3.BLK"},
+                      {"DeleteFile", "3.CAL"},
+                      {"MoveFile", "3.TMP"},
+                      {"DeleteFile", "3.BLK"}};
+};
+
+class ProviderFaults : public testing::AttachedCalendarTest {
+  protected:
+    // All that a call may change: its result, the records, the folder, both positions.
+    using World = std::tuple<std::uint32_t, std::string, std::vector<std::string>, std::int32_t,
+                             std::int32_t>;
+
+    void Prepare(const Operation& operation) {
+        for (const std::string& name : testing::SortedNamesIn(folder_)) RemoveFile(InFolder(name));
+        if (operation.calendar != nullptr) Put("Y11M08D03.CAL", operation.calendar);
+        Put("a.itm", "old item");
+        const File item(InFolder("a.itm"), {FILE_WRITE_ATTRIBUTES, kShareReadWrite, OPEN_EXISTING});
+        const FILETIME accessed{0xC3AF1234, 0x01CC51D4};
+        ASSERT_TRUE(SetFileTime(item.Native(), nullptr, &accessed, nullptr));
+        records_ = {};
+        records_.entry = testing::MakeRecord(7, 8, operation.id, "Y11M08D03");
+        records_.replacement = testing::MakeRecord(7, 8, "C", "Y11M08D03");
+        const auto place = [](auto& record) {
+            StoreField(record.postoffice, "PO");
+            StoreField(record.mailbox, "box");
+        };
+        place(records_.item), place(records_.days);
+        StoreField(records_.item.itemFileName, "a.itm");
+        StoreField(records_.item.data, "new item");
+        records_.item.length = 7;
+        StoreField(records_.days.result, "before");
+        SetFindPosition(0);
+        Shared().itemReadOffset = -1;
+    }
+
+    World After(std::uint32_t result) const {
+        std::vector<std::string> files;
+        for (const std::string& name : testing::SortedNamesIn(folder_)) {
+            files.push_back(name + "=" + ContentOf(name));
+        }
+        return {result, std::string(reinterpret_cast<const char*>(&records_), sizeof records_),
+                files, FindPosition(), Shared().itemReadOffset};
+    }
+
+    // Number 0: none fails.
+    World Run(const Operation& operation, int number, bool andAllAfter) {
+        Prepare(operation);
+        const RefusingOnce refusing;
+        std::uint32_t result = 0;
+        {
+            const FailingAllocations shortage(number, andAllAfter);
+            result = operation.run(records_);
+        }
+        return After(result);
+    }
+
+    // "1 BAK=old CAL=new": the result, each file with what it holds, what else has changed.
+    std::string Outcome(const Operation& operation, const std::string& whole) {
+        const Records before = records_;
+        std::string outcome = std::to_string(operation.run(records_));
+        for (const std::string& name : testing::SortedNamesIn(folder_)) {
+            const std::string content = ContentOf(name);
+            if (name == "a.itm" && content == "old item") continue;
+            outcome += " " + name.substr(name.find('.') + 1);
+            if (content.starts_with("This file has")) continue;
+            const bool isOld = operation.calendar != nullptr && content == operation.calendar;
+            const bool isNew = content == whole && !content.empty();
+            outcome += name == "a.itm" ? "=" + content
+                       : isOld         ? "=old"
+                       : isNew         ? "=new"
+                                       : "=" + content;
+        }
+        const auto note = [&](bool noted, const std::string& text) {
+            if (noted) outcome += text;
+        };
+        const auto number = [](std::int32_t value) { return std::to_string(value); };
+        note(!Exists("a.itm"), " no item");
+        note(std::memcmp(&before.entry, &records_.entry, sizeof before.entry) != 0,
+             " start " + number(records_.entry.start));
+        note(before.item.length != records_.item.length, " length " + number(records_.item.length));
+        note(std::strcmp(before.days.result, records_.days.result) != 0,
+             std::string(" days ") + records_.days.result);
+        note(FindPosition() != 0, " line " + number(FindPosition()));
+        note(Shared().itemReadOffset != -1, " byte " + number(Shared().itemReadOffset));
+        return outcome;
+    }
+
+    Records records_;
+    testing::CountingSleeper sleeper_;
+};
+
+TEST_F(ProviderFaults, EachOperationIsTheseCallsAndHasTheseOutcomesWhenOneFails) {
+    for (const char* name : {"Apply Timeout", "Write Wait Timeout", "UnBlock Timeout"}) {
+        SetTimeout(name, 0);
+    }
+    const testing::ReportRecorder unseen;
+    for (const Operation& operation : kOperations) {
+        Prepare(operation);
+        std::string made;
+        {
+            testing::CallRecorder calls;
+            operation.run(records_);
+            for (const std::string& call : calls.Calls()) made += call + ", ";
+        }
+        for (std::size_t at; (at = made.find("Y11M08D03")) != std::string::npos;) made.erase(at, 9);
+        EXPECT_EQ(made, operation.calls) << operation.name;
+        const std::string whole = ContentOf("Y11M08D03.CAL");
+        EXPECT_EQ(testing::OutcomesOfFailures(
+                      ERROR_ACCESS_DENIED, [&] { Prepare(operation); },
+                      [&] { return Outcome(operation, whole); }),
+                  operation.outcomes)
+            << operation.name;
+    }
+}
+
+TEST_F(ProviderFaults, WithoutMemoryEachIsDoneWholeOrNotAtAll) {
+    for (const Operation& operation : kOperations) {
+        Prepare(operation);
+        const World before = After(0);
+        const World whole = Run(operation, 0, false);
+        EXPECT_NE(whole, before) << operation.name;
+        const int count = testing::FailEachAllocation([&](int number, bool andAllAfter) {
+            const World after = Run(operation, number, andAllAfter);
+            EXPECT_TRUE(after == before || after == whole)
+                << operation.name << ", allocation " << number << (andAllAfter ? " on: " : ": ")
+                << std::get<0>(after) << ::testing::PrintToString(std::get<2>(after));
+            return FailingAllocations::Any();
+        });
+        EXPECT_GT(count, 0) << operation.name;
+    }
+}
+
+TEST_F(ProviderFaults, AnOffsetThatWrapsAroundReadsNothing) {
+    Prepare(kOperations[0]);
+    Shared().itemReadOffset = 2147483647;
+    EXPECT_EQ(AppointmentItemGetNextChunk(&records_.item), 0U);
+    EXPECT_EQ(records_.item.length, 0);
+    EXPECT_EQ(AppointmentItemGetCurrentOffset(), -2147483647 - 1);
+}
+
+// The process that dies: it runs an operation on the folder of the test that started it.
+TEST(ProviderFaultsChild, DiesAtACall) {
+    if (testing::Environment("TARNWICK_DIE_AT").empty()) return;
+    // One key for all, since nobody is left to delete it.
+    HKEY machine = nullptr;
+    RegCreateKeyExA(HKEY_CURRENT_USER, "Software\\TarnwickTests\\FaultChild", 0, nullptr, 0,
+                    KEY_ALL_ACCESS, nullptr, &machine, nullptr);
+    RegOverridePredefKey(HKEY_LOCAL_MACHINE, machine);
+    testing::ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root",
+                                        testing::Environment("TARNWICK_SHARED_FOLDER"));
+    ASSERT_TRUE(OnModuleNotification(DLL_PROCESS_ATTACH));
+    const int number = std::stoi(testing::Environment("TARNWICK_MACHINE"));
+    Records records;
+    records.entry = testing::MakeRecord(7, 8, kOperations[number].id, "Y11M08D03");
+    testing::DieWhereAsked([&] { kOperations[number].run(records); });
+}
+
+TEST_F(ProviderFaults, ADeathLeavesOldOrNewContentWhole) {
+    for (const int number : {0, 1, 2}) {
+        const Operation& operation = kOperations[number];
+        Prepare(operation);
+        operation.run(records_);
+        const std::string whole = ContentOf("Y11M08D03.CAL");
+        const std::string before = operation.calendar == nullptr ? "" : operation.calendar;
+        testing::DieAtEachCall(
+            "ProviderFaultsChild.DiesAtACall",
+            {"TARNWICK_MACHINE=" + std::to_string(number),
+             "TARNWICK_SHARED_FOLDER=" + root_.Path()},
+            [&] { Prepare(operation); },
+            [&](int call) {
+                const std::string calendar = ContentOf("Y11M08D03.CAL");
+                EXPECT_TRUE(calendar == before || ContentOf("Y11M08D03.BAK") == before ||
+                            (calendar == whole && !calendar.empty()))
+                    << operation.name << ", call " << call << ": " << calendar;
+            });
+    }
+}
+
+}  // namespace
+}  // namespace tarnwick
