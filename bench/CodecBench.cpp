@@ -68,7 +68,7 @@ void CompareExpansion(BenchReport& report, const CodecSample& sample) {
     const bool isSmall = sample.value.size() == 648;
     const Work ours = [&] { LzwExpand(stream, area), Keep(area.data()); };
     const Work plain = [&] {
-        testing::PlainExpand(Raw(stream), stream.size(), Raw(area));
+        testing::PlainExpand(Raw(stream), stream.size(), Raw(area), area.size());
         Keep(area.data());
     };
     const auto row = [&](const char* other, const Work& work, double goal) {
@@ -94,7 +94,10 @@ void ShowFullChunk(BenchReport& report, const CodecSample& sample) {
     const std::span<const std::byte> codes = std::span(stream).first(size);
     const PairTimes plain =
         BestOfPair([&] { LzwExpand(codes, area), Keep(area.data()); },
-                   [&] { Keep(area.data() + testing::PlainExpand(Raw(stream), size, Raw(area))); });
+                   [&] {
+                       Keep(area.data() +
+                            testing::PlainExpand(Raw(stream), size, Raw(area), area.size()).length);
+                   });
     report.Inform("lzw expand, " + sample.name + ", plain", plain.ours, plain.other);
     const PairTimes expand =
         BestOfPair([&] { LzwExpand(codes, area), Keep(area.data()); }, [&] { tiff.Expand(); });

@@ -8,9 +8,9 @@
 namespace tarnwick {
 namespace {
 
-// Every text of up to six bytes over the ones that mean something.
+// Every text of up to five bytes over the ones that mean something.
 TEST(CalendarReader, ReadsAllShortTextsAsTheRuntimeDoes) {
-    for (const std::string& bytes : testing::AllTexts(std::string_view("7\t\n\r\x1a\0", 6), 6)) {
+    for (const std::string& bytes : testing::AllTexts(std::string_view("7\t\n\r\x1a\0", 6), 5)) {
         ASSERT_TRUE(testing::Agrees(bytes, [](const std::string& text) {
             return testing::ReaderDifference(text, "7", text.size() / 2);
         }));

@@ -1,8 +1,8 @@
-// Bytes, code streams and noise for the codec tests.
+// Bytes and texts for the codec tests.
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
+#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,29 +10,38 @@
 namespace tarnwick::testing {
 
 using Bytes = std::vector<std::byte>;
-using Codes = std::vector<unsigned>;
 
 inline Bytes BytesOf(std::string_view text) {
     Bytes bytes;
     for (const char character : text) bytes.push_back(static_cast<std::byte>(character));
     return bytes;
 }
-
-inline Bytes Stream(const Codes& codes) {
-    Bytes stream;
-    for (const unsigned code : codes) {
-        stream.push_back(static_cast<std::byte>(code));
-        stream.push_back(static_cast<std::byte>(code >> 8));
-    }
-    return stream;
+inline std::string TextOf(const Bytes& bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
 // Bytes without a visible pattern: every code stands for one or two of them.
-inline std::string Noise(std::size_t length, std::uint32_t state) {
+inline std::string Noise(std::size_t length, unsigned seed) {
+    std::mt19937 random(seed);
     std::string text;
-    while (text.size() < length) {
-        state = state * 1664525 + 1013904223;
-        text.push_back(static_cast<char>(state >> 24));
+    while (text.size() < length) text.push_back(static_cast<char>(random()));
+    return text;
+}
+
+// Ordinary text, runs, noise and what repeats every few bytes, in a row.
+inline std::string MixedText(std::mt19937& random) {
+    constexpr const char* kWords[] = {
+        "BEGIN:VEVENT\r\n", "SUMMARY:", "meeting ", "ana bananas ", "the ", "1312365600\t", "of "};
+    std::string text;
+    for (std::size_t parts = 1 + random() % 4; parts > 0; --parts) {
+        const std::size_t size = text.size() + (random() % 3 == 0 ? 3000 : random() % 200);
+        const std::string period = Noise(1 + random() % 8, static_cast<unsigned>(random()));
+        const unsigned kind = random() % 3;
+        while (text.size() < size) {
+            text += kind == 0   ? kWords[random() % std::size(kWords)]
+                    : kind == 1 ? period
+                                : std::string(1, static_cast<char>(random()));
+        }
     }
     return text;
 }

@@ -1,226 +1,138 @@
+#include "remote/Lzw.h"
+
 #include <gtest/gtest.h>
 
-#include "remote/Lzw.h"
 #include "tests/remote/CodecBytes.h"
 #include "tests/remote/PlainLzw.h"
 #include "tests/support/AllTexts.h"
+#include "tests/support/Model.h"
 
 namespace tarnwick {
 namespace {
 
+using testing::Agrees;
 using testing::AllTexts;
 using testing::Bytes;
 using testing::BytesOf;
-using testing::Codes;
 using testing::Noise;
-using testing::Stream;
+using testing::TextOf;
 
-std::string TextOf(std::span<const std::byte> bytes) {
-    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+const std::uint8_t* Raw(std::string_view bytes) {
+    return reinterpret_cast<const std::uint8_t*>(bytes.data());
 }
 
-Codes CodesOf(std::span<const std::byte> stream) {
-    Codes codes;
-    for (std::size_t at = 0; at + 1 < stream.size(); at += 2) {
-        codes.push_back(std::to_integer<unsigned>(stream[at]) |
-                        std::to_integer<unsigned>(stream[at + 1]) << 8);
-    }
-    return codes;
-}
-
-Bytes Compressed(std::string_view text) {
+std::string Compressed(std::string_view text) {
     Bytes stream(LzwWorstSize(text.size()));
     stream.resize(LzwCompress(std::as_bytes(std::span(text)), stream));
-    return stream;
+    return TextOf(stream);
 }
 
-Bytes PlainCompressed(std::string_view text) {
-    Bytes stream(LzwWorstSize(text.size()));
-    stream.resize(testing::PlainCompress(reinterpret_cast<const std::uint8_t*>(text.data()),
-                                         text.size(),
-                                         reinterpret_cast<std::uint8_t*>(stream.data())));
-    return stream;
-}
-
-std::string PlainExpanded(const Bytes& stream, std::size_t size) {
-    std::string text(size, '\0');
-    text.resize(testing::PlainExpand(reinterpret_cast<const std::uint8_t*>(stream.data()),
-                                     stream.size(), reinterpret_cast<std::uint8_t*>(text.data())));
-    return text;
-}
-
-// The expansion into an area of `size` bytes as "fault:text".
-std::string Expanded(std::span<const std::byte> stream, std::size_t size) {
+// The expansion of a stream, from its first byte on, into an area that ends where the sanitizers
+// look, beside the plain one.
+std::string ExpansionDifference(const std::string& stream, std::size_t size) {
     Bytes area(size);
-    const LzwExpansion expansion = LzwExpand(stream, area);
-    return std::to_string(static_cast<int>(expansion.fault)) + ":" +
-           TextOf(std::span(area).first(expansion.length));
+    std::string plain(size, '\0');
+    const LzwExpansion expansion = LzwExpand(std::as_bytes(std::span(stream)), area);
+    const LzwExpansion expected = testing::PlainExpand(
+        Raw(stream), stream.size(), reinterpret_cast<std::uint8_t*>(plain.data()), plain.size());
+    if (expansion.fault != expected.fault) return "the fault";
+    if (expansion.length != expected.length) return "the length";
+    area.resize(expansion.length), plain.resize(expansion.length);
+    return TextOf(area) == plain ? "" : "the bytes";
 }
 
-// The quick coder writes the plain coder's codes, and both texts come back from them.
-::testing::AssertionResult AgreesWithPlain(const std::string& text) {
-    const Bytes stream = Compressed(text);
-    if (stream != PlainCompressed(text)) return ::testing::AssertionFailure() << "codes differ";
-    if (Expanded(stream, text.size()) != "0:" + text) {
-        return ::testing::AssertionFailure() << "expansion differs";
-    }
-    if (!text.empty() && PlainExpanded(stream, text.size()) != text) {
-        return ::testing::AssertionFailure() << "the plain expansion differs";
-    }
-    return ::testing::AssertionSuccess();
+// The quick coder writes the plain coder's codes, and the text comes back from them.
+std::string CodingDifference(const std::string& text) {
+    const std::string stream = Compressed(text);
+    std::string plain(LzwWorstSize(text.size()), '\0');
+    plain.resize(testing::PlainCompress(Raw(text), text.size(),
+                                        reinterpret_cast<std::uint8_t*>(plain.data())));
+    if (stream != plain) return "the codes";
+    Bytes area(text.size());
+    const LzwExpansion whole = LzwExpand(std::as_bytes(std::span(stream)), area);
+    if (whole.fault != LzwFault::None || TextOf(area) != text) return "the text";
+    return "";
 }
 
 TEST(Lzw, KnownStreams) {
-    const struct {
-        std::string text;
-        Codes codes;
-    } cases[] = {
-        {"", {}},
-        {"A", {65}},
-        {"AA", {65, 65}},
-        {"AAA", {65, 256}},
-        {"ABABABA", {65, 66, 256, 258}},
-        {"\xFF\xFF\xFF\xFF", {255, 256, 255}},
-        {std::string(10, '\0'), {0, 256, 257, 258}},
-    };
-    for (const auto& row : cases) {
-        EXPECT_EQ(CodesOf(Compressed(row.text)), row.codes) << row.text;
-        EXPECT_TRUE(AgreesWithPlain(row.text)) << row.text;
-    }
-    EXPECT_EQ(TextOf(Compressed("A")), std::string("\x41\0", 2));
-}
-
-TEST(Lzw, AgreesWithThePlainCoderOnAllShortTexts) {
-    for (const std::string& text : AllTexts("ab", 12)) ASSERT_TRUE(AgreesWithPlain(text)) << text;
-    for (const std::string& text : AllTexts("abc", 8)) ASSERT_TRUE(AgreesWithPlain(text)) << text;
-}
-
-// The same with a dictionary that the text before has filled with runs up to the longest string,
-// has nearly filled, or has filled and so frozen.
-TEST(Lzw, AgreesWithThePlainCoderBehindEveryKindOfDictionary) {
-    const std::string heads[] = {
-        std::string(62 * 63 / 2, 'a'),
-        std::string(62 * 70, 'a'),
-        Noise(760, 1),
-        Noise(1500, 2),
-        Noise(600, 3) + std::string(62 * 40, 'a'),
-    };
-    for (const std::string& head : heads) {
-        for (const std::string& tail : AllTexts("ab", 4)) {
-            ASSERT_TRUE(AgreesWithPlain(head + tail)) << head.size() << " bytes and " << tail;
-        }
-        for (const unsigned code : CodesOf(Compressed(head + head))) ASSERT_LT(code, 1023U);
-    }
-}
-
-TEST(Lzw, NoCodeStandsForMoreThan62BytesAndTheTwin63ByteStringTakesACode) {
-    // Runs of 1, 2, 3 ... 62 bytes have the codes 97, 256, 257 ... 316 and add the entries 256 to
-    // 317, the last one of 63 bytes. Four more runs of 62 add those 63 bytes again, as 318 to 321;
-    // a fifth adds its 62 bytes and the "x" behind them as 322, so that "xy" becomes 323.
-    const std::string run(62 * 63 / 2 + 5 * 62, 'a');
-    Codes codes{'a'};
-    for (unsigned code = 256; code <= 316; ++code) codes.push_back(code);
-    codes.insert(codes.end(), 5, 316U);
-    codes.insert(codes.end(), {'x', 'y', 323});
-    const std::string text = run + "xyxy";
-    EXPECT_EQ(CodesOf(Compressed(text)), codes);
-    EXPECT_TRUE(AgreesWithPlain(text));
-}
-
-// The last entry of a full dictionary is no longer the one just added.
-TEST(Lzw, TheLastEntryOfAFullDictionaryIsOldOnceItStands) {
-    std::string text = Noise(766, 11) + "xyz";
-    text += Noise(20, 12) + "yzyz" + "xyxy";
-    EXPECT_TRUE(AgreesWithPlain(text));
-    for (std::size_t size = 760; size < 790; ++size) {
-        const std::string head = Noise(size, 13);
-        EXPECT_TRUE(AgreesWithPlain(head + head.substr(size - 40) + "-" + head.substr(size - 40)))
-            << size;
-    }
-}
-
-TEST(LzwCompress, WritesNothingIntoAnAreaBelowTheWorstCase) {
-    const Bytes text = BytesOf("aaaa");
+    using std::string_literals::operator""s;
+    EXPECT_EQ(Compressed(""), "");
+    EXPECT_EQ(Compressed("ABABABA"), "A\0B\0\0\1\2\1"s);
+    EXPECT_EQ(Compressed("\xFF\xFF\xFF\xFF"), "\xFF\0\0\1\xFF\0"s);
     Bytes area(7, std::byte{'#'});
-    EXPECT_EQ(LzwCompress(text, area), 0U);
+    EXPECT_EQ(LzwCompress(BytesOf("aaaa"), area), 0U) << "below the worst case nothing is written";
     EXPECT_EQ(TextOf(area), "#######");
+    // Runs of 1, 2 ... 62 bytes add the entries 256 to 317, the last of 63 bytes. Four more runs of
+    // 62 add those 63 bytes again, a fifth its 62 bytes and the "x": so "xy" is 323.
+    const std::string runs = Compressed(std::string(62 * 63 / 2 + 5 * 62, 'a') + "xyxy");
+    EXPECT_EQ(runs.substr(runs.size() - 8), "\x3C\1x\0y\0\x43\1"s);
 }
 
-TEST(LzwExpand, StopsAtCodesThatNoCompressorWrites) {
-    struct Case {
-        const char* what;
-        Codes codes;
-        std::string outcome;
-    };
-    Codes run{'a'};
-    for (unsigned code = 256; code <= 316; ++code) run.push_back(code);
-    const std::string runText(62 * 63 / 2, 'a');
-    const auto after = [&run](Codes codes) {
-        codes.insert(codes.begin(), run.begin(), run.end());
-        return codes;
-    };
-    const std::string faultUnknown = std::to_string(static_cast<int>(LzwFault::UnknownCode)) + ":";
-    const std::string faultLost = std::to_string(static_cast<int>(LzwFault::LostString)) + ":";
-    const Case cases[] = {
-        {"first code above a byte", {256}, faultUnknown},
-        {"first code lost", {0xFFFF}, faultLost},
-        {"lost string", {'a', 'b', 0xFFFF, 'c'}, faultLost + "ab"},
-        {"one above the count", {'a', 257}, faultUnknown + "a"},
-        {"far above the count", {'a', 'b', 1022}, faultUnknown + "ab"},
-        {"outside any dictionary", {'a', 1024}, faultUnknown + "a"},
-        {"the sign bit", {'a', 0x8000}, faultUnknown + "a"},
-        {"a new string of 63 bytes", after({317}), faultUnknown + runText},
-        {"an old string of 63 bytes", after({'b', 317}), faultUnknown + runText + "b"},
-    };
-    for (const auto& row : cases) {
-        EXPECT_EQ(Expanded(Stream(row.codes), 4096), row.outcome) << row.what;
-    }
-}
-
-TEST(LzwExpand, TheCodeBehindAFullDictionaryIsUnknown) {
-    const std::string noise = Noise(767, 11);
-    Codes codes(noise.size());
-    for (std::size_t at = 0; at < noise.size(); ++at) {
-        codes[at] = static_cast<unsigned char>(noise[at]);
-    }
-    // 767 codes add 766 entries; the next one may name entry 1022 while it is being added.
-    codes.push_back(1022);
-    const std::string text = noise + noise.back() + noise.back();
-    EXPECT_EQ(Expanded(Stream(codes), 4096), "0:" + text);
-    codes.push_back(1023);
-    EXPECT_EQ(Expanded(Stream(codes), 4096),
-              std::to_string(static_cast<int>(LzwFault::UnknownCode)) + ":" + text);
-}
-
-TEST(LzwExpand, EveryTruncationGivesABeginning) {
-    const std::string text = "BEGIN:VEVENT\r\nSUMMARY:ana bananas\r\n" + std::string(300, '\0') +
-                             "ana bananas" + std::string(62 * 20, 'x');
-    const Bytes stream = Compressed(text);
-    std::string longest;
-    for (std::size_t size = 0; size <= stream.size(); ++size) {
-        const std::string outcome = Expanded(std::span(stream).first(size), text.size());
-        ASSERT_EQ(outcome, "0:" + text.substr(0, outcome.size() - 2)) << size;
-        ASSERT_GE(outcome.size(), longest.size()) << size;
-        // An odd last byte adds nothing.
-        if (size % 2 == 1) {
-            ASSERT_EQ(outcome, longest) << size;
+TEST(Lzw, CodesAllShortTextsLikeThePlainCoder) {
+    for (const std::string& text : AllTexts("ab", 12)) ASSERT_TRUE(Agrees(text, CodingDifference));
+    for (const std::string& text : AllTexts("abc", 7)) ASSERT_TRUE(Agrees(text, CodingDifference));
+    // Behind runs up to the longest string, and dictionaries nearly and wholly full.
+    for (const std::string& head :
+         {std::string(62 * 63 / 2, 'a'), std::string(62 * 70, 'a'), Noise(760, 1), Noise(1500, 2),
+          Noise(600, 3) + std::string(62 * 40, 'a')}) {
+        for (const std::string& tail : AllTexts("ab", 4)) {
+            ASSERT_TRUE(Agrees(head + tail, CodingDifference));
         }
-        longest = outcome;
     }
-    EXPECT_EQ(longest, "0:" + text);
 }
 
-TEST(LzwExpand, StopsAtTheEndOfEveryAreaThatIsTooSmall) {
-    const std::string text = "abcabcabcabc" + std::string(200, '\0') + "abc";
-    const Bytes stream = Compressed(text);
-    for (std::size_t size = 0; size < text.size(); ++size) {
-        // The area ends where the sanitizers look.
-        Bytes area(size);
-        const LzwExpansion expansion = LzwExpand(stream, area);
-        ASSERT_EQ(expansion.fault, LzwFault::NoRoom) << size;
-        ASSERT_LE(expansion.length, size);
-        ASSERT_EQ(TextOf(std::span(area).first(expansion.length)),
-                  text.substr(0, expansion.length));
+TEST(Lzw, CodesLongTextsLikeThePlainCoder) {
+    testing::ExpectAgreement(60, testing::MixedText, CodingDifference);
+}
+
+// Codes low byte first: single bytes, those that are being added, far ones, the lost string.
+TEST(LzwExpand, StopsAtAllShortStreamsLikeThePlainExpander) {
+    const std::string codes[] = {{'a', 0},    {'b', 0},        {0, 1},      {1, 1},
+                                 {2, 1},      {'\xFE', 3},     {'\xFF', 3}, {'\xFF', '\x7F'},
+                                 {0, '\x80'}, {'\xFF', '\xFF'}};
+    for (const std::string& letters : AllTexts("0123456789", 4)) {
+        std::string stream;
+        for (const char letter : letters) stream += codes[letter - '0'];
+        for (std::size_t size = 0; size < 7; ++size) {
+            ASSERT_EQ(ExpansionDifference(stream, size), "") << letters << " into " << size;
+            ASSERT_EQ(ExpansionDifference(stream + 'a', size), "") << letters << " into " << size;
+        }
+    }
+}
+
+// Long streams whole, cut, with a code changed, and into areas that are too small. The last two
+// bytes say what is done.
+TEST(LzwExpand, StopsInLongStreamsLikeThePlainExpander) {
+    testing::ExpectAgreement(
+        400,
+        [](std::mt19937& random) {
+            std::string stream = Compressed(testing::MixedText(random));
+            stream.resize(stream.size() - (random() % 2 == 0 ? random() % stream.size() : 0));
+            if (stream.size() > 1 && random() % 2 == 0) {
+                const std::size_t at = random() % (stream.size() / 2) * 2;
+                stream[at] = static_cast<char>(random());
+                stream[at + 1] = static_cast<char>(random() % 5);
+            }
+            return stream;
+        },
+        [](const std::string& stream) {
+            Bytes whole(20000);
+            const std::size_t size = LzwExpand(std::as_bytes(std::span(stream)), whole).length;
+            for (const std::size_t less : {0U, 1U, 2U, 15U, 40U, 70U, 1000U}) {
+                const std::string difference =
+                    ExpansionDifference(stream, size > less ? size - less : 0);
+                if (!difference.empty()) return difference + " of " + std::to_string(size);
+            }
+            return ExpansionDifference(stream, whole.size());
+        });
+    // The entry behind the last one that fits: 767 codes add 766, the next may name 1022.
+    for (std::size_t singles = 764; singles < 770; ++singles) {
+        for (const int code : {1021, 1022, 1023}) {
+            std::string stream;
+            for (const char byte : Noise(singles, 4)) stream += {byte, '\0'};
+            stream += {static_cast<char>(code), static_cast<char>(code >> 8)};
+            ASSERT_EQ(ExpansionDifference(stream + stream.substr(stream.size() - 2), 2000), "");
+        }
     }
 }
 

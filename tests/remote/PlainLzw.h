@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "remote/Lzw.h"
+
 namespace tarnwick::testing {
 
 class PlainDictionary {
@@ -83,28 +85,32 @@ inline std::size_t PlainCompress(const std::uint8_t* input, std::size_t length,
     return static_cast<std::size_t>(out - output);
 }
 
-// For what a compressor wrote only: `output` has room, no code is out of place.
-inline std::size_t PlainExpand(const std::uint8_t* input, std::size_t length,
-                               std::uint8_t* output) {
+// Stops at what no compressor writes and at the end of the room.
+inline LzwExpansion PlainExpand(const std::uint8_t* input, std::size_t length, std::uint8_t* output,
+                                std::size_t room) {
     PlainDictionary dictionary;
     std::size_t written = 0;
-    const auto write = [&](int code) {
-        std::memcpy(output + written, dictionary.Entry(code), dictionary.Length(code));
-        written += dictionary.Length(code);
-    };
-    int previous = input[0] | input[1] << 8;
-    write(previous);
-    for (std::size_t at = 2; at + 1 < length; at += 2) {
+    int previous = -1;
+    for (std::size_t at = 0; at + 1 < length; at += 2) {
         const int code = input[at] | input[at + 1] << 8;
-        std::uint8_t string[64];
-        const std::uint32_t stringLength = dictionary.Length(previous);
-        std::memcpy(string, dictionary.Entry(previous), stringLength);
-        string[stringLength] = dictionary.Entry(code < dictionary.Count() ? code : previous)[0];
-        dictionary.Add(string, stringLength + 1);
-        if (code < dictionary.Count()) write(code);
+        if (code == 0xFFFF) return {written, LzwFault::LostString};
+        const bool isNext = previous >= 0 && dictionary.Count() < PlainDictionary::kLimit;
+        if (code >= dictionary.Count() + (isNext ? 1 : 0)) return {written, LzwFault::UnknownCode};
+        if (previous >= 0) {
+            std::uint8_t string[64];
+            const std::uint32_t stringLength = dictionary.Length(previous);
+            std::memcpy(string, dictionary.Entry(previous), stringLength);
+            string[stringLength] = dictionary.Entry(code < dictionary.Count() ? code : previous)[0];
+            dictionary.Add(string, stringLength + 1);
+        }
+        const std::size_t size = dictionary.Length(code);
+        if (size > PlainDictionary::kLongestCoded) return {written, LzwFault::UnknownCode};
+        if (size > room - written) return {written, LzwFault::NoRoom};
+        std::memcpy(output + written, dictionary.Entry(code), size);
+        written += size;
         previous = code;
     }
-    return written;
+    return {written, LzwFault::None};
 }
 
 }  // namespace tarnwick::testing
