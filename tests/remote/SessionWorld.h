@@ -28,22 +28,6 @@ inline void ForceDefaultHost(std::uint32_t value) {
     ScratchRegistry::SetDword(HKEY_CURRENT_USER, kAdministrationKey, "ForceDefaultHost", value);
 }
 
-// A script that refuses requests of one method.
-inline ScriptedPeer::Script Refusing(const std::string& method) {
-    return [method](const std::string& request) -> PeerAnswer {
-        if (NameOfRequest(request).starts_with(method)) return {"<DATA></DATA>", false};
-        return AcceptingAnswer(request);
-    };
-}
-
-// A script that closes the connection in place of an answer to requests of one method.
-inline ScriptedPeer::Script ClosingAt(const std::string& method) {
-    return [method](const std::string& request) -> PeerAnswer {
-        if (NameOfRequest(request).starts_with(method)) return {"", true};
-        return AcceptingAnswer(request);
-    };
-}
-
 struct SessionWorld {
     ScratchRegistry registry;
     ScriptedPeer a;
@@ -54,6 +38,7 @@ struct SessionWorld {
         RegisterHost("B", "localhost", b.Port());
         RegisterHost("Default", "127.0.0.1", b.Port());
         RegisterHost("127.0.0.1", "127.0.0.1", b.Port());
+        RegisterHost("127.0.0.10", "", 1);
         RegisterHost("dead", "127.0.0.1", UnusedPort());
         RegisterHost("nowhere", "no-such-host.invalid", 1);
         ScratchRegistry::SetDword(HKEY_CURRENT_USER, HostKey("addressless"), kPortValue, 1);

@@ -49,72 +49,60 @@ TEST(ProgramDirectory, GetsTheDigitsRightBehindTheRegistryText) {
     }
 }
 
-TEST(OptionsModule, IsLookedForBesideTheProgramsAndBoundInOrder) {
-    StandIns modules;
-    EntryHider hider;
-    EXPECT_EQ(1, LoadOptionModule());
-    const Names expected = {StandIns::Directory() + "\\TWAISO.DLL", "GetOption", "GetOption_Ex",
-                            "SetOption"};
-    EXPECT_EQ(expected, hider.LookedUp());
-}
-
-TEST(OptionsModule, NeedsGetOptionAndSetOptionButNotTheExtendedForm) {
-    StandIns modules;
-    for (const std::string hidden : {"GetOption", "GetOption_Ex", "SetOption"}) {
-        EntryHider hider({hidden});
-        EXPECT_EQ(hidden == "GetOption_Ex" ? 1 : 0, LoadOptionModule()) << hidden;
+// What a load gives, then two lookups of a fresh process's first use. Each row is a module of its
+// own: hidden entries are those that it lacks.
+TEST(OptionsModule, AnswersAsFarAsItsEntriesGo) {
+    constexpr const char* kPlain = "GetOption 2 'post/box' 'TimeZone'\n";
+    constexpr const char* kExtended = "GetOption_Ex 2 'post/box' 'TimeZone' 1024\n";
+    const struct {
+        std::set<std::string> hidden;
+        int loads;
+        std::optional<std::string> answer;
+        std::string call;
+    } rows[] = {
+        {{}, 1, "extended answer", kExtended},
+        {{"GetOption_Ex"}, 1, "plain answer", kPlain},
+        {{"SetOption"}, 0, "extended answer", kExtended},
+        {{"GetOption"}, 0, "extended answer", kExtended},
+        {{"GetOption", "GetOption_Ex"}, 0, std::nullopt, ""},
+    };
+    {
+        // Without the file, and then loaded by a lookup, which fails when an entry is missing.
+        testing::ScratchRegistry registry;
+        EXPECT_EQ(0, LoadOptionModule());
+        EXPECT_EQ(std::nullopt, MailboxTimeZone("post", "box"));
     }
-}
-
-TEST(OptionsModule, MissingFileFailsLookups) {
-    testing::ScratchRegistry registry;
-    EXPECT_EQ(0, LoadOptionModule());
-    EXPECT_EQ(std::nullopt, MailboxTimeZone("post", "box"));
-}
-
-TEST(OptionsModule, AnswersTimeZoneThroughTheExtendedForm) {
     StandIns modules;
-    EXPECT_EQ("extended answer", MailboxTimeZone("post", "box"));
+    {
+        EntryHider hider({"SetOption"});
+        EXPECT_EQ(std::nullopt, MailboxTimeZone("post", "box"));
+        EXPECT_EQ(hider.LookedUp(), (Names{StandIns::Directory() + "\\TWAISO.DLL", "GetOption",
+                                           "GetOption_Ex", "SetOption"}));
+        EXPECT_EQ("extended answer", MailboxTimeZone("post", "box")) << "loaded it is asked";
+    }
+    std::string calls = StandIns::Calls("TWAISO.DLL");
+    for (const auto& row : rows) {
+        EntryHider hider(row.hidden);
+        EXPECT_EQ(row.loads, LoadOptionModule());
+        EXPECT_EQ(row.answer, MailboxTimeZone("post", "box"));
+        EXPECT_EQ(calls += row.call, StandIns::Calls("TWAISO.DLL"));
+    }
+    EXPECT_EQ(1, LoadOptionModule());
     EXPECT_EQ(std::nullopt, MailboxTimeZone("unknown", "box"));
-    EXPECT_EQ(
-        "GetOption_Ex 2 'post/box' 'TimeZone' 1024\nGetOption_Ex 2 'unknown/box' 'TimeZone' 1024\n",
-        StandIns::Calls("TWAISO.DLL"));
-}
-
-TEST(OptionsModule, FallsBackToThePlainForm) {
-    StandIns modules;
-    EntryHider hider({"GetOption_Ex"});
-    EXPECT_EQ("plain answer", MailboxTimeZone("post", "box"));
-    EXPECT_EQ("GetOption 2 'post/box' 'TimeZone'\n", StandIns::Calls("TWAISO.DLL"));
-}
-
-TEST(OptionsModule, WithoutSetOptionFailsTheLookupThatLoadsItAlone) {
-    StandIns modules;
-    EntryHider hider({"SetOption"});
-    EXPECT_EQ(std::nullopt, MailboxTimeZone("post", "box"));
-    EXPECT_EQ("extended answer", MailboxTimeZone("post", "box"));
-}
-
-TEST(OptionsModule, WithoutAnyGetterFailsEveryLookup) {
-    StandIns modules;
-    EntryHider hider({"GetOption", "GetOption_Ex"});
-    EXPECT_EQ(std::nullopt, MailboxTimeZone("post", "box"));
-    EXPECT_EQ(std::nullopt, MailboxTimeZone("post", "box"));
-}
-
-TEST(PostofficeRoot, AsksTheOptionsModuleOnlyWhileTheSwitchIsOne) {
-    StandIns modules;
-    EXPECT_EQ("C:\\Mail\\post", PostofficeRoot("C:\\Mail", "post"));
-    postofficeRootSwitch = 2;
-    EXPECT_EQ("C:\\Mail\\post", PostofficeRoot("C:\\Mail", "post"));
-    EXPECT_EQ(nullptr, GetModuleHandleA("TWAISO.DLL"));
+    // The postoffice's root is asked for only while the switch is one.
+    calls = StandIns::Calls("TWAISO.DLL");
+    for (const std::uint32_t number : {0U, 2U}) {
+        postofficeRootSwitch = number;
+        EXPECT_EQ("C:\\Mail\\post", PostofficeRoot("C:\\Mail", "post"));
+    }
+    EXPECT_EQ(calls, StandIns::Calls("TWAISO.DLL"));
     postofficeRootSwitch = 1;
     EXPECT_EQ("extended answer", PostofficeRoot("C:\\Mail", "post"));
     EXPECT_EQ("C:\\Mail\\unknown", PostofficeRoot("C:\\Mail", "unknown"));
-    EXPECT_EQ(
-        "GetOption_Ex 1 'post' 'PostofficeRoot' 1024\nGetOption_Ex 1 'unknown' 'PostofficeRoot' "
-        "1024\n",
-        StandIns::Calls("TWAISO.DLL"));
+    EXPECT_EQ(calls +
+                  "GetOption_Ex 1 'post' 'PostofficeRoot' 1024\n"
+                  "GetOption_Ex 1 'unknown' 'PostofficeRoot' 1024\n",
+              StandIns::Calls("TWAISO.DLL"));
 }
 
 // In the order of binding, written down apart from the table that the product goes by.
@@ -137,36 +125,30 @@ constexpr const char* kBindingOrder =
     "Direct_StoreIndex_InsertItemEx Direct_StoreIndex_RemoveItem StoreIndex_UpdateItem "
     "StoreIndex_InsertItem StoreIndex_RemoveItem RemoveMailboxShares";
 
-TEST(StoreProvider, IsLookedForBesideTheProgramsAndBoundInOrder) {
-    StandIns modules;
-    EntryHider hider;
-    EXPECT_EQ(1, LoadStoreProvider(providerModule));
-    std::istringstream names(kBindingOrder);
-    Names expected = {StandIns::Directory() + "\\TWAISP.DLL"};
-    expected.insert(expected.end(), std::istream_iterator<std::string>(names), {});
-    EXPECT_EQ(expected, hider.LookedUp());
-    EXPECT_EQ(1, LoadStoreProvider(providerModule)) << "loaded before";
-    EXPECT_EQ(expected.size(), hider.LookedUp().size());
-}
-
-TEST(StoreProvider, MissingFileFailsLoadingAndEveryForwarding) {
-    testing::ScratchRegistry registry;
-    EXPECT_EQ(0, LoadStoreProvider(providerModule));
-    EXPECT_EQ(0, StoreLibrary_Init(1, 2));
-    EXPECT_EQ(0, StoreLibrary_ThreadInit(1, 2));
-    EXPECT_EQ(nullptr, Memory_Allocate(8));
-    EXPECT_EQ(0, StoreLibrary_UnInit());
-}
-
 constexpr std::int32_t kNarrow = 0x3456'7890;
 constexpr std::uint64_t kWide = 0x12'3456'7890;
 
-// A row for each operation: loads a fresh provider, forwards the arguments, gives the whole result.
-TEST(StoreProvider, LoadingOperationsLoadItAndForwardTheirArguments) {
+TEST(StoreProvider, ItsEntriesAreBoundInOrderAndGivenTheirArguments) {
     StandIns modules;
-    const auto check = [](const auto& operation, const std::string& name) {
-        if (providerModule != nullptr) StoreLibrary_UnInit();
-        const auto result = operation(std::uint64_t{7}, std::uint64_t{9});
+    EntryHider hider;
+    const std::uint64_t first = 7;
+    const std::uint64_t second = 9;
+    // Those that never load, and a release without a module.
+#define CHECK_ROW(operation) EXPECT_EQ(0, operation(first, second)) << #operation;
+    LOADED_ONLY_PASS_THROUGHS(CHECK_ROW)
+#undef CHECK_ROW
+    EXPECT_EQ(0, StoreLibrary_UnInit());
+    EXPECT_TRUE(hider.LookedUp().empty());
+
+    std::istringstream names(kBindingOrder);
+    Names expected = {StandIns::Directory() + "\\TWAISP.DLL"};
+    expected.insert(expected.end(), std::istream_iterator<std::string>(names), {});
+    EXPECT_EQ(1, LoadStoreProvider(providerModule));
+    EXPECT_EQ(1, LoadStoreProvider(providerModule)) << "loaded before";
+    EXPECT_EQ(expected, hider.LookedUp());
+    std::string calls;
+    const auto check = [&](const auto& operation, const std::string& name) {
+        const auto result = operation(first, second);
         using Result = std::remove_const_t<decltype(result)>;
         if constexpr (std::is_pointer_v<Result>) {
             EXPECT_EQ(reinterpret_cast<Result>(kWide), result) << name;
@@ -175,58 +157,39 @@ TEST(StoreProvider, LoadingOperationsLoadItAndForwardTheirArguments) {
         } else {
             EXPECT_EQ(kNarrow, result) << name;
         }
-        EXPECT_EQ(name + " 7 9\n", StandIns::Calls("TWAISP.DLL")) << name;
+        EXPECT_EQ(calls += name + " 7 9\n", StandIns::Calls("TWAISP.DLL"));
     };
 #define CHECK_ROW(operation) check(operation, #operation);
     LOADING_PASS_THROUGHS(CHECK_ROW)
-#undef CHECK_ROW
-}
-
-TEST(StoreProvider, LoadedOnlyOperationsNeverLoad) {
-    StandIns modules;
-    const std::uint64_t first = 7;
-    const std::uint64_t second = 9;
-    std::string calls;
-#define CHECK_ROW(operation) EXPECT_EQ(0, operation(first, second)) << #operation;
     LOADED_ONLY_PASS_THROUGHS(CHECK_ROW)
 #undef CHECK_ROW
-    EXPECT_EQ(nullptr, GetModuleHandleA("TWAISP.DLL"));
-    EXPECT_EQ(1, LoadStoreProvider(providerModule));
-#define CHECK_ROW(operation)                                    \
-    EXPECT_EQ(kNarrow, operation(first, second)) << #operation; \
-    EXPECT_EQ(calls += #operation " 7 9\n", StandIns::Calls("TWAISP.DLL"));
-    LOADED_ONLY_PASS_THROUGHS(CHECK_ROW)
-#undef CHECK_ROW
+    StoreLibrary_UnInit();
 }
 
-TEST(StoreProvider, MissingEntriesGiveZeroAndLeaveTheOthersBound) {
+TEST(StoreProvider, WithoutTheFileOrAnEntryAForwardingGivesZero) {
+    {
+        testing::ScratchRegistry registry;
+        EXPECT_EQ(0, StoreLibrary_Init(1, 2));
+        EXPECT_EQ(nullptr, Memory_Allocate(8));
+    }
     StandIns modules;
     EntryHider hider({"StoreFolder_Save", "StoreLibrary_SetAffinity", "GetMailboxSize"});
-    EXPECT_EQ(1, LoadStoreProvider(providerModule));
-    EXPECT_EQ(0, StoreFolder_Save(7, 9));
+    EXPECT_EQ(0, StoreFolder_Save(7, 9)) << "loads it";
     EXPECT_EQ(0, StoreLibrary_SetAffinity(7, 9));
     EXPECT_EQ(0U, GetMailboxSize(7, 9));
     EXPECT_EQ("", StandIns::Calls("TWAISP.DLL"));
     EXPECT_EQ(1, StoreFolder_Close());
+    StoreLibrary_UnInit();
 }
 
-TEST(StoreProvider, ReleaseUnloadsAndTheNextUseLoadsAgain) {
+TEST(StoreProvider, ReleaseUnloadsAndNoEntryOfTheReleasedModuleIsCalled) {
     StandIns modules;
-    EXPECT_EQ(0, StoreLibrary_UnInit()) << "never loaded";
     EXPECT_EQ(1, StoreFolder_Close());
     EXPECT_EQ(77, StoreLibrary_UnInit());
     EXPECT_EQ(nullptr, GetModuleHandleA("TWAISP.DLL"));
     EXPECT_EQ(nullptr, providerModule.load());
     EXPECT_EQ(0, StoreLibrary_UnInit()) << "released before";
-    EXPECT_EQ(1, StoreFolder_Close());
-    EXPECT_NE(nullptr, GetModuleHandleA("TWAISP.DLL"));
-}
-
-// What another thread finds between the handle and the entries of a second load.
-TEST(StoreProvider, NoEntryOfAReleasedModuleIsCalled) {
-    StandIns modules;
-    EXPECT_EQ(1, StoreFolder_Close());
-    StoreLibrary_UnInit();
+    // What another thread finds between the handle and the entries of a second load.
     EntryHider hider;
     hider.onLookUp = [&] {
         if (hider.LookedUp().back() != "StoreLibrary_Init") return;
@@ -234,6 +197,7 @@ TEST(StoreProvider, NoEntryOfAReleasedModuleIsCalled) {
     };
     EXPECT_EQ(1, StoreFolder_Close());
     EXPECT_EQ("StoreFolder_Close\n", StandIns::Calls("TWAISP.DLL"));
+    StoreLibrary_UnInit();
 }
 
 }  // namespace
