@@ -25,18 +25,45 @@ TEST(Files, ABlockFileIsItsMakersAlone) {
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_SHARING_VIOLATION));
 }
 
-TEST(Files, ReadToEndTakesWholeFilesAroundTheBlockSize) {
+// Empties a file just before somebody reads.
+class Emptier : public CallObserver {
+  public:
+    explicit Emptier(const std::string& path) : path_(path) { SetCallObserver(this); }
+    ~Emptier() override { SetCallObserver(nullptr); }
+    std::uint32_t BeforeCall(const SystemCall& call) override {
+        if (call.name == "ReadFile") testing::WriteBytesTo(path_, "short");
+        return 0;
+    }
+
+  private:
+    std::string path_;
+};
+
+TEST(Files, AreReadToTheirEndWhateverTheirSizeSaid) {
     const ScratchFolder folder;
+    const std::string path = folder.Path("f");
     for (const std::size_t size : {0U, 1U, 65535U, 65536U, 65537U, 200000U}) {
-        const std::string bytes(size, 'x');
-        ASSERT_TRUE(File(folder.Path("f"), kOpenTruncate).Write(bytes));
-        EXPECT_EQ(ReadWholeFile(folder.Path("f")), bytes) << size;
+        std::string bytes(size, 'x');
+        if (size != 0) bytes.back() = 'y';
+        ASSERT_TRUE(File(path, kOpenTruncate).Write(bytes));
+        EXPECT_EQ(ReadWholeFile(path), bytes) << size;
         // As of a file that grows meanwhile.
         CallRecorder calls;
         calls.FailAll("GetFileSize", ERROR_INVALID_FUNCTION);
-        EXPECT_EQ(ReadWholeFile(folder.Path("f")), bytes) << size;
+        EXPECT_EQ(ReadWholeFile(path), bytes) << size;
     }
     EXPECT_EQ(ReadWholeFile(folder.Path("missing")), std::nullopt);
+    ASSERT_TRUE(File(path, kOpenTruncate).Write(std::string(300000, 'x')));
+    for (int number = 2; number < 5; ++number) {
+        FileBytes::FreeKept();
+        CallRecorder calls;
+        calls.FailAll("GetFileSize", ERROR_NETNAME_DELETED);
+        calls.FailCall(number + 1, ERROR_NETNAME_DELETED);
+        EXPECT_EQ(ReadWholeFile(path), std::nullopt) << number;
+        EXPECT_EQ(calls.Calls().back(), "ReadFile");
+    }
+    const Emptier emptier(path);
+    EXPECT_EQ(ReadWholeFile(path), "short") << "than its size said";
 }
 
 TEST(Files, AskingQuicklyGivesWhatASearchFinds) {

@@ -1,7 +1,14 @@
+// Each helper beside what the standard library makes of all short texts, and of long ones at every
+// offset.
+#include "common/Text.h"
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+
 #include "common/Scan.h"
-#include "common/Text.h"
 #include "common/TextFile.h"
 #include "tests/support/AllTexts.h"
 
@@ -10,20 +17,35 @@ namespace {
 
 using testing::AllTexts;
 
+std::string Shown(const std::string& text) {
+    return ::testing::PrintToString(text);
+}
+
 TEST(Scan, AgreesWithTheLibraryAtEveryLengthAndOffset) {
     for (std::size_t size = 0; size < 150; ++size) {
         for (std::size_t at = 0; at <= size; ++at) {
             std::string text(size, '.');
             if (at < size) text[at] = 'x';
-            if (at + 20 < size) text[at + 20] = 'x';
+            if (at + 20 < size) text[at + 20] = 'y';
             for (const std::size_t from : {std::size_t{0}, at, at + 1, size, size + 1}) {
-                EXPECT_EQ(FindByte(text, 'x', from), text.find('x', from)) << size << " " << from;
-                EXPECT_EQ(FindEither(text, 'x', 'y', from), text.find('x', from));
-                EXPECT_EQ(FindText(text, "x.", from), text.find("x.", from));
+                ASSERT_EQ(FindByte(text, 'x', from), text.find('x', from)) << size << " " << from;
+                ASSERT_EQ(FindEither(text, 'x', 'y', from), text.find_first_of("xy", from));
+                ASSERT_EQ(FindText(text, "x.", from), text.find("x.", from));
+            }
+            ASSERT_EQ(BoundedLength(text.c_str(), at), at);
+        }
+    }
+    EXPECT_EQ(BoundedLength("ab\0cd", 5), 2U);
+    for (const std::string& text : AllTexts("ab", 7)) {
+        for (const std::string& wanted : AllTexts("ab", 3)) {
+            for (const std::size_t from : {0U, 1U, 7U, 8U}) {
+                ASSERT_EQ(FindText(text, wanted, from), text.find(wanted, from)) << text;
+                ASSERT_EQ(FindTextIgnoreCase(text, wanted, from), text.find(wanted, from));
             }
         }
     }
-    EXPECT_EQ(FindEither("...................y", 'x', 'y'), 19U);
+    EXPECT_EQ(FindTextIgnoreCase("xxMULTIPART/Mixed", "multipart/mixed"), 2U);
+    EXPECT_EQ(FindTextIgnoreCase("xx{ultipart", "[ultipart"), kNotFound);
 }
 
 TEST(Scan, CountsWhereEveryWindowHasOne) {
@@ -56,179 +78,120 @@ TEST(Scan, FindsEachAtEveryLengthAndStep) {
             for (const std::size_t room : {0U, 1U, 2U, 5U, 11U, 40U}) {
                 std::vector<std::size_t> found(room);
                 found.resize(FindEach(text, 'x', found));
-                const std::size_t count = std::min(room, expected.size());
-                ASSERT_TRUE(found.size() == count &&
-                            std::equal(found.begin(), found.end(), expected.begin()))
+                const auto count = static_cast<std::ptrdiff_t>(std::min(room, expected.size()));
+                ASSERT_EQ(found, std::vector(expected.begin(), expected.begin() + count))
                     << size << " " << step << " " << room;
             }
         }
     }
 }
 
-TEST(Scan, FindTextAgreesOnAllShortTexts) {
-    for (const std::string& text : AllTexts("ab", 7)) {
-        for (const std::string& wanted : AllTexts("ab", 3)) {
-            ASSERT_EQ(FindText(text, wanted), text.find(wanted)) << text << " / " << wanted;
-            ASSERT_EQ(FindTextIgnoreCase(text, wanted), text.find(wanted));
+// Fields and what stands between markers go into an area of four bytes that held "old".
+TEST(Fields, AreFoundInAllShortTexts) {
+    for (const std::string& text : AllTexts("abD.", 6)) {
+        for (const std::string delimiter : {"D", "D."}) {
+            std::vector<std::string> fields;
+            for (std::size_t from = 0, at = 0; at != std::string::npos;
+                 from = at + delimiter.size()) {
+                at = text.find(delimiter, from);
+                fields.push_back(text.substr(from, at == std::string::npos ? at : at - from));
+            }
+            for (int number = -1; number < 5; ++number) {
+                // Beyond the last field the last, but without a delimiter there is one field alone.
+                const bool isMissing = fields.size() == 1 && number > 1;
+                const std::size_t at = number < 1 ? 0 : static_cast<std::size_t>(number) - 1;
+                const std::string& field = fields[std::min(at, fields.size() - 1)];
+                char output[4] = "old";
+                ASSERT_EQ(GetDelimitedField(text, delimiter, number, output),
+                          !isMissing && field.size() < 4)
+                    << text << " " << number;
+                ASSERT_STREQ(output, isMissing ? "old" : field.size() < 4 ? field.c_str() : "");
+            }
+            char output[4] = "old";
+            const std::size_t first = text.find(delimiter);
+            const std::size_t second =
+                first == std::string::npos ? first : text.find('.', first + delimiter.size());
+            const bool found = second != std::string::npos;
+            ASSERT_EQ(GetTextBetween(text, delimiter, ".", output), found ? second + 1 : 0) << text;
+            const std::size_t begin = first + delimiter.size();
+            ASSERT_EQ(std::string(output),
+                      found ? text.substr(begin, std::min<std::size_t>(second - begin, 3)) : "old");
         }
     }
-    EXPECT_EQ(FindTextIgnoreCase("xxMULTIPART/Mixed", "multipart/mixed"), 2U);
-}
-
-TEST(Scan, BoundedLengthStaysInTheField) {
-    const std::vector<char> field(256, 'a');
-    EXPECT_EQ(BoundedLength(field.data(), field.size()), 256U);
-    EXPECT_EQ(FieldText(std::span(field.data(), 7)).size(), 7U);
-    EXPECT_EQ(BoundedLength("ab\0cd", 5), 2U);
-}
-
-TEST(DelimitedField, GivesTheLastFieldBeyondTheLastAndLeavesTheBufferWhenThereIsNone) {
-    const struct {
-        const char* text;
-        const char* delimiter;
-        int number;
-        bool result;
-        const char* output;
-    } cases[] = {
-        {"10\t20\tABC", "\t", 1, true, "10"},
-        {"10\t20\tABC", "\t", 3, true, "ABC"},
-        {"10\t20\tABC", "\t", 4, true, "ABC"},
-        {"10", "\t", 2, false, "kept"},
-        {"10", "\t", -5, true, "10"},
-        {"a\t\tb", "\t", 2, true, ""},
-        {"a::b::c", "::", 2, true, "b"},
-        {"\t", "\t", 2, true, ""},
-        {"", "\t", 1, true, ""},
-        {"", "\t", 2, false, "kept"},
-        {"12345678", "\t", 1, false, ""},
-        {"1234567", "\t", 1, true, "1234567"},
-        {"10\t20", "\t", 0, true, "10"},
-    };
-    for (const auto& row : cases) {
-        char output[8] = "kept";
-        EXPECT_EQ(GetDelimitedField(row.text, row.delimiter, row.number, output), row.result)
-            << row.text << " field " << row.number;
-        EXPECT_STREQ(output, row.output) << row.text << " field " << row.number;
-    }
-}
-
-TEST(TextBetween, NeedsBothMarkersAndCutsToTheOutput) {
-    const struct {
-        const char* text;
-        const char* first;
-        const char* second;
-        std::size_t result;
-        const char* output;
-    } cases[] = {
-        {"Y11M08D03.CAL", "D", ".", 10, "03"},
-        {"Y11M08.CAL", "D", ".", 0, "kept"},
-        {"D.", "D", ".", 2, ""},
-        {".D", "D", ".", 0, "kept"},
-        {"abc.x", "", ".", 4, "abc"},
-        {"D123456789.", "D", ".", 11, "1234567"},
-    };
-    for (const auto& row : cases) {
-        char output[8] = "kept";
-        EXPECT_EQ(GetTextBetween(row.text, row.first, row.second, output), row.result) << row.text;
-        EXPECT_STREQ(output, row.output) << row.text;
-    }
-}
-
-TEST(ParseInteger, NeverFails) {
-    const struct {
-        const char* text;
-        std::int32_t number;
-    } cases[] = {
-        {"x1", 0},
-        {"12x", 12},
-        {"  -7", -7},
-        {"+5", 5},
-        {"+-5", 0},
-        {"-", 0},
-        {"\t\n7", 7},
-        {"007", 7},
-        {"2147483647", INT32_MAX},
-        {"2147483648", INT32_MAX},
-        {"-2147483648", INT32_MIN},
-        {"-99999999999999999999", INT32_MIN},
-    };
-    for (const auto& row : cases) EXPECT_EQ(ParseInt32(row.text), row.number) << row.text;
-    EXPECT_EQ(ParseInt64("99999999999"), 99999999999);
+    EXPECT_EQ(FieldText(std::span("abc", 2)), "ab");
+    EXPECT_FALSE(GetDelimitedField("a", "D", 1, {}));
 }
 
 // Every text of up to four bytes around the digits, alone and as the end of longer numbers.
-TEST(IsPrintedInt32, IsTrueOfWhatIsPrintedAgainAlone) {
-    for (const std::string& text : AllTexts("019-/:", 4)) {
-        for (const char* front : {"", "1", "12345", "199999", "2000000", "12345678"}) {
+TEST(Numbers, AreReadAsTheRuntimeDoesAndHeldAtTheirLimits) {
+    for (const std::string& text : AllTexts("019+- \t\v/:x", 4)) {
+        for (const char* front :
+             {"", "1", "-214748364", "12345", "199999", "214748364", "12345678"}) {
             const std::string number = front + text;
+            const long long value = std::clamp<long long>(std::strtoll(number.c_str(), nullptr, 10),
+                                                          INT32_MIN, INT32_MAX);
+            ASSERT_EQ(ParseInt32(number), value) << Shown(number);
             std::string printed;
-            AppendDecimal(printed, ParseInt32(number));
-            const bool isRare = printed[0] == '-' || ParseInt32(number) >= 2'000'000'000;
-            ASSERT_EQ(IsPrintedInt32(number), number == printed && !isRare) << number;
+            AppendDecimal(printed, value);
+            ASSERT_EQ(printed, std::to_string(value));
+            const bool isRare = value < 0 || value >= 2'000'000'000;
+            ASSERT_EQ(IsPrintedInt32(number), number == printed && !isRare) << Shown(number);
         }
     }
+    EXPECT_EQ(ParseInt64("99999999999"), 99999999999);
+    EXPECT_EQ(ParseInt32("-99999999999999999999"), INT32_MIN);
 }
 
 TEST(FormatPath, IsLiteralAndBounded) {
     EXPECT_EQ(FormatPath("%s\\%s.CAL", {"", "a%sb"}), "\\a%sb.CAL");
     EXPECT_EQ(FormatPath("%s\\x", {std::string(2000, 'a')}), std::string(1023, 'a'));
+    EXPECT_EQ(FormatPath("%s\\x", {"a", "b"}), "a\\x");
 }
 
-TEST(TextMode, PairsBecomeLineBreaksAndControlZEnds) {
-    const struct {
-        std::string disk;
+// Every text of up to seven bytes over the ones that mean something, in pieces of three.
+TEST(TextFiles, AreDecodedAndCutAsInTheRuntimesTextMode) {
+    constexpr std::size_t kBufferSize = 4;
+    for (const std::string& bytes : AllTexts(std::string("a\r\n\x1a\0", 5), 7)) {
         std::string text;
-    } cases[] = {
-        {"a\r\nb", "a\nb"},
-        {"a\r", "a\r"},
-        {"\r\r\n", "\r\n"},
-        {"a\x1a"
-         "b",
-         "a"},
-        {"a\nb\r\n\r\n", "a\nb\n\n"},
-    };
-    for (const auto& row : cases) {
-        std::string bytes = row.disk;
-        DecodeTextMode(bytes);
-        EXPECT_EQ(bytes, row.text) << row.disk;
+        for (std::size_t at = 0; at < bytes.size() && bytes[at] != '\x1a'; ++at) {
+            if (bytes.compare(at, 2, "\r\n") != 0) text += bytes[at];
+        }
+        std::string decoded = bytes;
+        DecodeTextMode(decoded);
+        ASSERT_EQ(decoded, text) << Shown(bytes);
+        LineReader pieces(decoded, kBufferSize);
+        TextModeLines lines(bytes, kBufferSize);
+        for (std::size_t at = 0; at < text.size();) {
+            const std::string piece =
+                text.substr(at, std::min(text.find('\n', at) - at, kBufferSize - 2) + 1);
+            const std::string line = piece.c_str();
+            ASSERT_EQ(pieces.NextPiece(), piece) << Shown(bytes);
+            ASSERT_EQ(LineText(piece), line.substr(0, line.find('\n'))) << Shown(bytes);
+            ASSERT_EQ(lines.Next(), LineText(piece)) << Shown(bytes);
+            at += piece.size();
+        }
+        ASSERT_EQ(pieces.NextPiece(), std::nullopt) << Shown(bytes);
+        ASSERT_EQ(lines.Next(), std::nullopt) << Shown(bytes);
     }
     std::string written;
     AppendTextMode(written, "a\n\nb\r");
     EXPECT_EQ(written, "a\r\n\r\nb\r");
 }
 
-// Every text of up to seven bytes over the ones that mean something.
-TEST(TextModeLines, GiveWhatTheDecodedTextsPiecesHold) {
-    constexpr std::size_t kBufferSize = 4;
-    for (const std::string& bytes : AllTexts(std::string("a\r\n\x1a\0", 5), 7)) {
-        std::string decoded = bytes;
-        DecodeTextMode(decoded);
-        LineReader pieces(decoded, kBufferSize);
-        TextModeLines lines(bytes, kBufferSize);
-        while (const auto piece = pieces.NextPiece()) {
-            ASSERT_EQ(lines.Next(), LineText(*piece)) << ::testing::PrintToString(bytes);
-        }
-        ASSERT_EQ(lines.Next(), std::nullopt) << ::testing::PrintToString(bytes);
-    }
-}
-
-TEST(LineReader, CutsLongLinesIntoPieces) {
-    const std::string text = "ab\n\nabcdef\nabcde";
-    LineReader reader(text, 5);
-    std::vector<std::string> pieces;
-    while (const auto piece = reader.NextPiece()) pieces.emplace_back(*piece);
-    EXPECT_EQ(pieces, (std::vector<std::string>{"ab\n", "\n", "abcd", "ef\n", "abcd", "e"}));
-    using namespace std::string_view_literals;
-    EXPECT_EQ(LineText("ab\n"), "ab");
-    EXPECT_EQ(LineText("a\0b\n"sv), "a");
-    EXPECT_EQ(LineText("\n"), "");
-}
-
 TEST(TextComparison, FoldsLettersOnly) {
-    EXPECT_TRUE(EqualsIgnoreCase("aZ@[", "Az@["));
-    EXPECT_FALSE(EqualsIgnoreCase("@", "`"));
+    for (int left = 0; left < 256; ++left) {
+        for (int right = 0; right < 256; ++right) {
+            const auto lower = [](int byte) { return byte < 128 ? std::tolower(byte) : byte; };
+            for (const std::string& around : {std::string(), std::string(9, 'x')}) {
+                ASSERT_EQ(EqualsIgnoreCase(around + static_cast<char>(left),
+                                           around + static_cast<char>(right)),
+                          lower(left) == lower(right))
+                    << left << " " << right;
+            }
+        }
+    }
     EXPECT_FALSE(EqualsIgnoreCase("a", "ab"));
-    EXPECT_FALSE(EqualsIgnoreCase("\xC4", "\xE4"));
+    EXPECT_FALSE(StartsWithIgnoreCase("a", "ab"));
 }
 
 }  // namespace
