@@ -1,8 +1,6 @@
 // The exports when a system call fails, the process ends in the middle or memory runs short.
 #include <gtest/gtest.h>
 
-#include <tuple>
-
 #include "common/Files.h"
 #include "tests/provider/CalendarFixture.h"
 #include "tests/provider/NaiveCalendar.h"
@@ -126,10 +124,6 @@ class RefusingOnce : public CallObserver {
 
 class ProviderFaults : public testing::AttachedCalendarTest {
   protected:
-    // All that a call may change: its result, the records, the folder, both positions.
-    using World = std::tuple<std::uint32_t, std::string, std::vector<std::string>, std::int32_t,
-                             std::int32_t>;
-
     void Prepare(const Operation& operation) {
         for (const std::string& name : testing::SortedNamesIn(folder_)) RemoveFile(InFolder(name));
         if (operation.calendar != nullptr) Put("Y11M08D03.CAL", operation.calendar);
@@ -153,31 +147,15 @@ class ProviderFaults : public testing::AttachedCalendarTest {
         Shared().itemReadOffset = -1;
     }
 
-    World After(std::uint32_t result) const {
-        std::vector<std::string> files;
-        for (const std::string& name : testing::SortedNamesIn(folder_)) {
-            files.push_back(name + "=" + ContentOf(name));
-        }
-        return {result, std::string(reinterpret_cast<const char*>(&records_), sizeof records_),
-                files, FindPosition(), Shared().itemReadOffset};
-    }
-
-    // Number 0: none fails.
-    World Run(const Operation& operation, int number, bool andAllAfter) {
-        Prepare(operation);
-        const RefusingOnce refusing;
-        std::uint32_t result = 0;
-        {
-            const FailingAllocations shortage(number, andAllAfter);
-            result = operation.run(records_);
-        }
-        return After(result);
-    }
-
     // "1 BAK=old CAL=new": the result, each file with what it holds, what else has changed.
     std::string Outcome(const Operation& operation, const std::string& whole) {
         const Records before = records_;
-        std::string outcome = std::to_string(operation.run(records_));
+        const std::uint32_t result = operation.run(records_);
+        return State(operation, whole, before, result);
+    }
+    std::string State(const Operation& operation, const std::string& whole, const Records& before,
+                      std::uint32_t result) const {
+        std::string outcome = std::to_string(result);
         for (const std::string& name : testing::SortedNamesIn(folder_)) {
             const std::string content = ContentOf(name);
             if (name == "a.itm" && content == "old item") continue;
@@ -197,8 +175,9 @@ class ProviderFaults : public testing::AttachedCalendarTest {
         note(!Exists("a.itm"), " no item");
         note(std::memcmp(&before.entry, &records_.entry, sizeof before.entry) != 0,
              " start " + number(records_.entry.start));
-        note(before.item.length != records_.item.length, " length " + number(records_.item.length));
-        note(std::strcmp(before.days.result, records_.days.result) != 0,
+        note(std::memcmp(&before.item, &records_.item, sizeof before.item) != 0,
+             " length " + number(records_.item.length));
+        note(std::memcmp(&before.days, &records_.days, sizeof before.days) != 0,
              std::string(" days ") + records_.days.result);
         note(FindPosition() != 0, " line " + number(FindPosition()));
         note(Shared().itemReadOffset != -1, " byte " + number(Shared().itemReadOffset));
@@ -235,16 +214,26 @@ TEST_F(ProviderFaults, EachOperationIsTheseCallsAndHasTheseOutcomesWhenOneFails)
 
 TEST_F(ProviderFaults, WithoutMemoryEachIsDoneWholeOrNotAtAll) {
     for (const Operation& operation : kOperations) {
-        Prepare(operation);
-        const World before = After(0);
-        const World whole = Run(operation, 0, false);
-        EXPECT_NE(whole, before) << operation.name;
+        const auto outcome = [&](int number, bool andAllAfter) {
+            Prepare(operation);
+            const Records before = records_;
+            const RefusingOnce refusing;
+            std::uint32_t result = 0;
+            if (number >= 0) {
+                const FailingAllocations shortage(number, andAllAfter);
+                result = operation.run(records_);
+            }
+            return State(operation, "", before, result);
+        };
+        const std::string untouched = outcome(-1, false);
+        const std::string whole = outcome(0, false);
+        EXPECT_NE(whole, untouched) << operation.name;
         const int count = testing::FailEachAllocation([&](int number, bool andAllAfter) {
-            const World after = Run(operation, number, andAllAfter);
-            EXPECT_TRUE(after == before || after == whole)
-                << operation.name << ", allocation " << number << (andAllAfter ? " on: " : ": ")
-                << std::get<0>(after) << ::testing::PrintToString(std::get<2>(after));
-            return FailingAllocations::Any();
+            const std::string after = outcome(number, andAllAfter);
+            const bool failed = FailingAllocations::Any();
+            EXPECT_TRUE(after == untouched || after == whole)
+                << operation.name << ", allocation " << number << ": " << after;
+            return failed;
         });
         EXPECT_GT(count, 0) << operation.name;
     }
