@@ -125,14 +125,22 @@ TEST(LzwExpand, StopsInLongStreamsLikeThePlainExpander) {
             }
             return ExpansionDifference(stream, whole.size());
         });
-    // The entry behind the last one that fits: 767 codes add 766, the next may name 1022.
+    // Entries behind the last one that fits: 767 codes add 766, the next may name 1022. And entries
+    // as long as the longest string and one byte more, just added or old.
+    std::vector<std::pair<std::string, int>> ends;
     for (std::size_t singles = 764; singles < 770; ++singles) {
-        for (const int code : {1021, 1022, 1023}) {
-            std::string stream;
-            for (const char byte : Noise(singles, 4)) stream += {byte, '\0'};
-            stream += {static_cast<char>(code), static_cast<char>(code >> 8)};
-            ASSERT_EQ(ExpansionDifference(stream + stream.substr(stream.size() - 2), 2000), "");
-        }
+        std::string head;
+        for (const char byte : Noise(singles, 4)) head += {byte, '\0'};
+        for (const int code : {1021, 1022, 1023}) ends.emplace_back(head, code);
+    }
+    const std::string runs = Compressed(std::string(62 * 63 / 2, 'a'));
+    for (const int code : {315, 316, 317, 318}) {
+        ends.emplace_back(runs, code);
+        ends.emplace_back(runs + std::string("b\0", 2), code);
+    }
+    for (const auto& [head, code] : ends) {
+        const std::string end = {static_cast<char>(code), static_cast<char>(code >> 8)};
+        ASSERT_EQ(ExpansionDifference(head + end + end, 4000), "") << head.size() << " " << code;
     }
 }
 
