@@ -18,15 +18,13 @@ TEST(CalendarReader, ReadsAllShortTextsAsTheRuntimeDoes) {
 }
 
 TEST(CalendarReader, ReadsLongTextsAsTheRuntimeDoes) {
-    for (unsigned variant = 0; variant < 6; ++variant) {
-        testing::ExpectAgreement(
-            100, [](auto& random) { return testing::LongText(random); },
-            [&](const std::string& bytes) {
-                const auto lines = testing::NaiveLines(bytes);
-                const std::size_t some = bytes.size() * (variant + 1) * 7919 % (lines.size() + 2);
-                const bool any = variant == 0 || some >= lines.size();
-                return testing::ReaderDifference(bytes, any ? "" : lines[some].id, some);
-            });
+    for (unsigned variant = 0; variant < 3; ++variant) {
+        testing::ExpectAgreement(100, testing::LongText, [&](const std::string& bytes) {
+            const auto lines = testing::NaiveLines(bytes);
+            const std::size_t some = bytes.size() * (variant + 1) * 7919 % (lines.size() + 2);
+            const bool any = variant == 0 || some >= lines.size();
+            return testing::ReaderDifference(bytes, any ? "" : lines[some].id, some);
+        });
     }
 }
 
