@@ -14,6 +14,8 @@ namespace tarnwick {
 namespace {
 
 using testing::NaiveCalendar;
+using testing::On;
+using testing::OnEdit;
 using testing::Records;
 
 // An operation on both sides; without them the step's bytes are put into a file of its ID's name.
@@ -23,31 +25,22 @@ const struct Operation {
     std::uint32_t (NaiveCalendar::*model)(Records& with) = nullptr;
 } kOperations[] = {
     {"put"},
-    {"add", [](Records& with) { return AppointmentAdd(&with.entry); }, &NaiveCalendar::Add},
-    {"remove", [](Records& with) { return AppointmentRemove(&with.entry); },
-     &NaiveCalendar::Remove},
-    {"edit", [](Records& with) { return AppointmentEdit(&with.entry, &with.replacement); },
-     &NaiveCalendar::Edit},
-    {"get", [](Records& with) { return AppointmentGet(&with.entry); }, &NaiveCalendar::Get},
-    {"find first", [](Records& with) { return AppointmentFindFirst(&with.entry); },
-     &NaiveCalendar::FindFirst},
-    {"find next", [](Records& with) { return AppointmentFindNext(&with.entry); },
-     &NaiveCalendar::FindNext},
+    {"add", On<AppointmentAdd, &Records::entry>, &NaiveCalendar::Add},
+    {"remove", On<AppointmentRemove, &Records::entry>, &NaiveCalendar::Remove},
+    {"edit", OnEdit, &NaiveCalendar::Edit},
+    {"get", On<AppointmentGet, &Records::entry>, &NaiveCalendar::Get},
+    {"find first", On<AppointmentFindFirst, &Records::entry>, &NaiveCalendar::FindFirst},
+    {"find next", On<AppointmentFindNext, &Records::entry>, &NaiveCalendar::FindNext},
     {"set position",
      [](Records& with) { return AppointmentListItemListSetPosition(with.position); },
      &NaiveCalendar::SetPosition},
-    {"write first", [](Records& with) { return AppointmentItemWriteFirstChunk(&with.item); },
-     &NaiveCalendar::WriteFirst},
-    {"write next", [](Records& with) { return AppointmentItemWriteNextChunk(&with.item); },
-     &NaiveCalendar::WriteNext},
+    {"write first", On<AppointmentItemWriteFirstChunk, &Records::item>, &NaiveCalendar::WriteFirst},
+    {"write next", On<AppointmentItemWriteNextChunk, &Records::item>, &NaiveCalendar::WriteNext},
     {"rewrite", [](Records& with) { return RewriteItem(with.item); }, &NaiveCalendar::Rewrite},
-    {"read first", [](Records& with) { return AppointmentItemGetFirstChunk(&with.item); },
-     &NaiveCalendar::ReadFirst},
-    {"read next", [](Records& with) { return AppointmentItemGetNextChunk(&with.item); },
-     &NaiveCalendar::ReadNext},
-    {"delete", [](Records& with) { return AppointmentItemDelete(&with.item); },
-     &NaiveCalendar::Delete},
-    {"days", [](Records& with) { return GetFreeBusyData(&with.days); }, &NaiveCalendar::ListDays},
+    {"read first", On<AppointmentItemGetFirstChunk, &Records::item>, &NaiveCalendar::ReadFirst},
+    {"read next", On<AppointmentItemGetNextChunk, &Records::item>, &NaiveCalendar::ReadNext},
+    {"delete", On<AppointmentItemDelete, &Records::item>, &NaiveCalendar::Delete},
+    {"days", On<GetFreeBusyData, &Records::days>, &NaiveCalendar::ListDays},
 };
 enum Number { kPut, kAdd, kRemove, kEdit, kGet, kFindFirst, kFindNext, kSetPosition, kDays = 14 };
 

@@ -21,6 +21,15 @@ struct Records {
     std::int32_t position = 0;
 };
 
+// An export that takes one of them.
+template <auto function, auto record>
+std::uint32_t On(Records& with) {
+    return function(&(with.*record));
+}
+inline std::uint32_t OnEdit(Records& with) {
+    return AppointmentEdit(&with.entry, &with.replacement);
+}
+
 class NaiveCalendar {
   public:
     explicit NaiveCalendar(std::string root) : root_(std::move(root)) {}

@@ -12,6 +12,8 @@ namespace tarnwick {
 namespace {
 
 using testing::FailingAllocations;
+using testing::On;
+using testing::OnEdit;
 using testing::Records;
 
 constexpr const char* kOld = "1\t2\tA\r\n3\t4\ta\r\n5\t6\tB";
@@ -37,61 +39,54 @@ const struct Operation {
     std::string calls;
     const char* outcomes;
 } kOperations[] = {
-    {"add", kOld, "C", [](Records& with) { return AppointmentAdd(&with.entry); },
-     kOpen + "WriteFile, " + kSwap,
+    {"add", kOld, "C", On<AppointmentAdd, &Records::entry>, kOpen + "WriteFile, " + kSwap,
      "0 1 BAK=old CAL=new|2 0 CAL=old|3 1 BAK=old CAL=new|4 1 CAL=7\t8\tC DTY|5 0 BAK=old|6 1 "
      "BAK=old CAL=new|7 0 CAL=old|10 1 BAK=old CAL=new|12 1 CAL=new|13 1 BAK=old CAL=new|16 1 "
      "BAK=old BLK= CAL=new|"},
-    {"create", nullptr, "C", [](Records& with) { return AppointmentAdd(&with.entry); },
+    {"create", nullptr, "C", On<AppointmentAdd, &Records::entry>,
      kTake + "CreateFile .CAL, CreateFile .CAL, WriteFile, CloseHandle, " + kFlag +
          "DeleteFile .BLK, ",
      "0 1 CAL=new DTY|2 0|3 1 CAL=new DTY|5 0 DTY|8 1 CAL=new|9 1 CAL=new DTY=|10 1 CAL=new DTY|11 "
      "1 BLK= CAL=new DTY|"},
-    {"remove all", kOld, "", [](Records& with) { return AppointmentRemove(&with.entry); },
+    {"remove all", kOld, "", On<AppointmentRemove, &Records::entry>,
      kOpen + kSwap + "DeleteFile .CAL, " + kFlag,
      "0 1 BAK=old DTY|2 0 CAL=old|3 1 BAK=old DTY|4 0 CAL=old|5 0 BAK=old DTY|6 1 BAK=old DTY|7 0 "
      "CAL=old DTY|9 1 BAK=old DTY|11 1 DTY|12 1 BAK=old DTY|15 1 BAK=old BLK= DTY|16 1 BAK=old "
      "CAL= DTY|17 1 BAK=old|18 1 BAK=old DTY=|19 1 BAK=old DTY|"},
-    {"remove", kOld, "B", [](Records& with) { return AppointmentRemove(&with.entry); },
+    {"remove", kOld, "B", On<AppointmentRemove, &Records::entry>,
      kOpen + "WriteFile, " + kSwap + kFlag,
      "0 1 BAK=old CAL=new DTY|2 0 CAL=old|3 1 BAK=old CAL=new DTY|4 0 CAL=old|5 0 BAK=old DTY|6 1 "
      "BAK=old CAL=new DTY|7 0 CAL=old DTY|10 1 BAK=old CAL=new DTY|12 1 CAL=new DTY|13 1 BAK=old "
      "CAL=new DTY|16 1 BAK=old BLK= CAL=new DTY|17 1 BAK=old CAL=new|18 1 BAK=old CAL=new DTY=|19 "
      "1 BAK=old CAL=new DTY|"},
-    {"edit", kOld, "A",
-     [](Records& with) { return AppointmentEdit(&with.entry, &with.replacement); },
-     kOpen + "WriteFile, " + kSwap + kFlag,
+    {"edit", kOld, "A", OnEdit, kOpen + "WriteFile, " + kSwap + kFlag,
      "0 1 BAK=old CAL=new DTY|2 0 CAL=old|3 1 BAK=old CAL=new DTY|4 0 CAL=old|5 1 BAK=old DTY|6 1 "
      "BAK=old CAL=new DTY|7 1 CAL=old DTY|10 1 BAK=old CAL=new DTY|12 1 CAL=new DTY|13 1 BAK=old "
      "CAL=new DTY|16 1 BAK=old BLK= CAL=new DTY|17 1 BAK=old CAL=new|18 1 BAK=old CAL=new DTY=|19 "
      "1 BAK=old CAL=new DTY|"},
-    {"get", kOld, "A", [](Records& with) { return AppointmentGet(&with.entry); }, kRead,
+    {"get", kOld, "A", On<AppointmentGet, &Records::entry>, kRead,
      "0 1 CAL=old start 3|3 0 CAL=old|4 1 CAL=old start 3|5 0 CAL=old|"},
-    {"find first", kOld, "B", [](Records& with) { return AppointmentFindFirst(&with.entry); },
-     kRead, "0 1 CAL=old start 5 line 3|3 0 CAL=old|4 1 CAL=old start 5 line 3|5 0 CAL=old|"},
-    {"find next", kOld, "B", [](Records& with) { return AppointmentFindNext(&with.entry); }, kRead,
+    {"find first", kOld, "B", On<AppointmentFindFirst, &Records::entry>, kRead,
      "0 1 CAL=old start 5 line 3|3 0 CAL=old|4 1 CAL=old start 5 line 3|5 0 CAL=old|"},
-    {"write", "", "", [](Records& with) { return AppointmentItemWriteFirstChunk(&with.item); },
-     kWrite,
+    {"find next", kOld, "B", On<AppointmentFindNext, &Records::entry>, kRead,
+     "0 1 CAL=old start 5 line 3|3 0 CAL=old|4 1 CAL=old start 5 line 3|5 0 CAL=old|"},
+    {"write", "", "", On<AppointmentItemWriteFirstChunk, &Records::item>, kWrite,
      "0 1 CAL=old itm=new item length 8|1 1 CAL=old|2 1 CAL=old itm= length 8|3 1 CAL=old "
      "itm=new item length 8|"},
-    {"append", "", "", [](Records& with) { return AppointmentItemWriteNextChunk(&with.item); },
-     kWrite,
+    {"append", "", "", On<AppointmentItemWriteNextChunk, &Records::item>, kWrite,
      "0 1 CAL=old itm=old itemnew item length 8|1 1 CAL=old|2 1 CAL=old length 8|3 1 CAL=old "
      "itm=old itemnew item length 8|"},
-    {"first chunk", "", "", [](Records& with) { return AppointmentItemGetFirstChunk(&with.item); },
-     kChunk,
+    {"first chunk", "", "", On<AppointmentItemGetFirstChunk, &Records::item>, kChunk,
      "0 1 CAL=old length 8 byte 8|1 0 CAL=old|2 0 CAL=old length 0 byte 0|4 1 CAL=old length 8 "
      "byte 8|"},
-    {"next chunk", "", "", [](Records& with) { return AppointmentItemGetNextChunk(&with.item); },
-     kChunk,
+    {"next chunk", "", "", On<AppointmentItemGetNextChunk, &Records::item>, kChunk,
      "0 1 CAL=old length 8 byte 8|1 0 CAL=old|2 0 CAL=old length 0 byte 0|4 1 CAL=old length 8 "
      "byte 8|"},
-    {"size", "", "", [](Records& with) { return AppointmentItemGetSize(&with.item); },
-     "FindFirstFile a.itm, ", "0 0 CAL=old length -1011936716|1 0 CAL=old length 0|"},
-    {"delete", "", "", [](Records& with) { return AppointmentItemDelete(&with.item); },
-     "DeleteFile a.itm, ", "0 1 CAL=old no item|1 1 CAL=old|"},
-    {"days", "", "", [](Records& with) { return GetFreeBusyData(&with.days); },
+    {"size", "", "", On<AppointmentItemGetSize, &Records::item>, "FindFirstFile a.itm, ",
+     "0 0 CAL=old length -1011936716|1 0 CAL=old length 0|"},
+    {"delete", "", "", On<AppointmentItemDelete, &Records::item>, "DeleteFile a.itm, ",
+     "0 1 CAL=old no item|1 1 CAL=old|"},
+    {"days", "", "", On<GetFreeBusyData, &Records::days>,
      "FindFirstFile *.CAL, FindNextFile *.CAL, ",
      "0 1 CAL=old days 03|1 1 CAL=old days |2 1 CAL=old days 03|"},
 };
