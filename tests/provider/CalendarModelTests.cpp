@@ -176,7 +176,7 @@ Steps RandomSteps(std::mt19937& random) {
 }
 
 TEST_F(CalendarModel, RandomSequencesLeaveTheSame) {
-    testing::ExpectAgreement(200, RandomSteps,
+    testing::ExpectAgreement(120, RandomSteps,
                              [&](const Steps& steps) { return Difference(steps); });
 }
 
