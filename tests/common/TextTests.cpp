@@ -122,20 +122,32 @@ TEST(Fields, AreFoundInAllShortTexts) {
     EXPECT_FALSE(GetDelimitedField("a", "D", 1, {}));
 }
 
-// Every text of up to four bytes around the digits, alone and as the end of longer numbers.
+void ExpectNumber(const std::string& text) {
+    const long long value =
+        std::clamp<long long>(std::strtoll(text.c_str(), nullptr, 10), INT32_MIN, INT32_MAX);
+    ASSERT_EQ(ParseInt32(text), value) << Shown(text);
+    std::string printed;
+    AppendDecimal(printed, value);
+    ASSERT_EQ(printed, std::to_string(value));
+    const bool isRare = value < 0 || value >= 2'000'000'000;
+    ASSERT_EQ(IsPrintedInt32(text), text == printed && !isRare) << Shown(text);
+}
+
+// Every text of up to four bytes around the digits, alone and as the end of longer numbers; each
+// byte at each place of numbers of every length.
 TEST(Numbers, AreReadAsTheRuntimeDoesAndHeldAtTheirLimits) {
     for (const std::string& text : AllTexts("019+- \t\v/:x", 4)) {
-        for (const char* front :
-             {"", "1", "-214748364", "12345", "199999", "214748364", "12345678"}) {
-            const std::string number = front + text;
-            const long long value = std::clamp<long long>(std::strtoll(number.c_str(), nullptr, 10),
-                                                          INT32_MIN, INT32_MAX);
-            ASSERT_EQ(ParseInt32(number), value) << Shown(number);
-            std::string printed;
-            AppendDecimal(printed, value);
-            ASSERT_EQ(printed, std::to_string(value));
-            const bool isRare = value < 0 || value >= 2'000'000'000;
-            ASSERT_EQ(IsPrintedInt32(number), number == printed && !isRare) << Shown(number);
+        for (const char* front : {"", "1", "-214748364", "199999", "214748364", "12345678"}) {
+            ExpectNumber(front + text);
+        }
+    }
+    for (std::size_t size = 1; size < 12; ++size) {
+        for (std::size_t at = 0; at < size; ++at) {
+            for (int byte = 0; byte < 256; ++byte) {
+                std::string number = std::string("12345678901").substr(0, size);
+                number[at] = static_cast<char>(byte);
+                ExpectNumber(number);
+            }
         }
     }
     EXPECT_EQ(ParseInt64("99999999999"), 99999999999);
