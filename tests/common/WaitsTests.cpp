@@ -44,6 +44,20 @@ TEST(Waits, MessagesOfTheThreadAreTakenFromItsQueueMeanwhile) {
     EXPECT_TRUE(IsQueueEmpty());
 }
 
+int timersSeen = 0;
+void CALLBACK SeeTimer(HWND /*window*/, UINT /*message*/, UINT_PTR timer, DWORD /*time*/) {
+    KillTimer(nullptr, timer);
+    ++timersSeen;
+}
+
+TEST(Waits, MessagesAreDispatchedNotJustTaken) {
+    for (int seen = 1; seen < 3; ++seen) {
+        SetTimer(nullptr, 0, USER_TIMER_MINIMUM, SeeTimer);
+        for (int tries = 0; tries < 100 && timersSeen < seen; ++tries) WaitDispatchingMessages(20);
+        EXPECT_EQ(timersSeen, seen);
+    }
+}
+
 TEST(Waits, AClockThatStandsStillKeepsNobody) {
     clockStandsStill = true;
     WaitDispatchingMessages(20);
