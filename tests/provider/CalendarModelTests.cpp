@@ -58,7 +58,10 @@ struct Step {
 using Steps = std::vector<Step>;
 
 std::ostream& operator<<(std::ostream& out, const Step& step) {
-    const auto shown = [](const std::string& text) { return ::testing::PrintToString(text); };
+    const auto shown = [](const std::string& text) {
+        return ::testing::PrintToString(text.substr(0, 80)) +
+               (text.size() > 80 ? "... " + std::to_string(text.size()) : "");
+    };
     return out << "\n  " << kOperations[step.operation].name << " " << shown(step.id) << " "
                << shown(step.bytes) << " " << shown(step.newId) << " " << step.number << " "
                << step.postoffice << " " << step.mailbox;
