@@ -5,8 +5,8 @@
 
 #include "bench/BenchReport.h"
 #include "common/Files.h"
-#include "Library/activity/MessageAttachment.h"
-#include "Library/activity/MessageHeaders.h"
+#include "Library/activity/messages/MessageAttachment.h"
+#include "Library/activity/messages/MessageHeaders.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Attaching to any bytes: read in any portions, the same result, and everything but the type field
 // and what follows the closing boundary survives.
 #include "common/Text.h"
-#include "tests/Library/activity/StreamFixtures.h"
+#include "tests/Library/activity/messages/StreamFixtures.h"
 
 namespace {
 

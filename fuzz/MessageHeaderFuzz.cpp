@@ -1,6 +1,6 @@
 // Header edits of any bytes: read in any portions, everything but the edited fields survives.
 #include "common/Text.h"
-#include "tests/Library/activity/StreamFixtures.h"
+#include "tests/Library/activity/messages/StreamFixtures.h"
 
 namespace {
 

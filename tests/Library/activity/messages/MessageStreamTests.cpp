@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "tests/Library/activity/StreamFixtures.h"
+#include "tests/Library/activity/messages/StreamFixtures.h"
 
 namespace tarnwick {
 namespace {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "common/Guid.h"
-#include "Library/activity/MessageAttachment.h"
+#include "Library/activity/messages/MessageAttachment.h"
 #include "tests/support/WindowsFixtures.h"
 
 namespace tarnwick {

@@ -1,7 +1,7 @@
-#include "Library/activity/MessageAttachment.h"
+#include "Library/activity/messages/MessageAttachment.h"
 
 #include "common/Guid.h"
-#include "Library/activity/MessageSibling.h"
+#include "Library/activity/messages/MessageSibling.h"
 
 namespace tarnwick {
 namespace {

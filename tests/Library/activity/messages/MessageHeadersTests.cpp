@@ -3,7 +3,7 @@
 #include <functional>
 
 #include "common/Registry.h"
-#include "Library/activity/MessageHeaders.h"
+#include "Library/activity/messages/MessageHeaders.h"
 #include "tests/support/ReportRecorder.h"
 #include "tests/support/WindowsFixtures.h"
 

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "common/TextFile.h"
-#include "Library/activity/AttachmentWriter.h"
-#include "Library/activity/MessageHeaderEdit.h"
+#include "Library/activity/messages/AttachmentWriter.h"
+#include "Library/activity/messages/MessageHeaderEdit.h"
 
 namespace tarnwick::testing {
 

@@ -1,4 +1,4 @@
-#include "Library/activity/MessageHeaders.h"
+#include "Library/activity/messages/MessageHeaders.h"
 
 #include <string>
 #include <utility>
@@ -7,8 +7,8 @@
 #include "common/Registry.h"
 #include "common/Reports.h"
 #include "common/Text.h"
-#include "Library/activity/MessageHeaderEdit.h"
-#include "Library/activity/MessageSibling.h"
+#include "Library/activity/messages/MessageHeaderEdit.h"
+#include "Library/activity/messages/MessageSibling.h"
 #include "Library/activity/ModuleLog.h"
 
 namespace tarnwick {

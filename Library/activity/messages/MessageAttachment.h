@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "Library/activity/AttachmentWriter.h"
+#include "Library/activity/messages/AttachmentWriter.h"
 
 namespace tarnwick {
 

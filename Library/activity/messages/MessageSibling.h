@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "common/FileSource.h"
-#include "Library/activity/MessageStream.h"
+#include "Library/activity/messages/MessageStream.h"
 
 namespace tarnwick {
 

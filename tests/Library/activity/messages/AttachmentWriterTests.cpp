@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "common/Guid.h"
-#include "tests/Library/activity/StreamFixtures.h"
+#include "tests/Library/activity/messages/StreamFixtures.h"
 
 namespace tarnwick {
 namespace {

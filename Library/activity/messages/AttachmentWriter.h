@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "Library/activity/MessageStream.h"
+#include "Library/activity/messages/MessageStream.h"
 
 namespace tarnwick {
 

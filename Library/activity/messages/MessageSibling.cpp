@@ -1,4 +1,4 @@
-#include "Library/activity/MessageSibling.h"
+#include "Library/activity/messages/MessageSibling.h"
 
 namespace tarnwick {
 

@@ -1,4 +1,4 @@
-#include "Library/activity/MessageStream.h"
+#include "Library/activity/messages/MessageStream.h"
 
 #include <algorithm>
 #include <cstring>

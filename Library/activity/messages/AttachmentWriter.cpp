@@ -1,4 +1,4 @@
-#include "Library/activity/AttachmentWriter.h"
+#include "Library/activity/messages/AttachmentWriter.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -8,7 +8,7 @@
 #include "common/Guid.h"
 #include "common/Scan.h"
 #include "common/Text.h"
-#include "Library/activity/MessageHeaderEdit.h"
+#include "Library/activity/messages/MessageHeaderEdit.h"
 #include "remote/shared/Base64.h"
 
 namespace tarnwick {

@@ -4,8 +4,8 @@
 #include <functional>
 
 #include "common/Files.h"
-#include "Library/activity/MessageAttachment.h"
-#include "Library/activity/MessageHeaders.h"
+#include "Library/activity/messages/MessageAttachment.h"
+#include "Library/activity/messages/MessageHeaders.h"
 #include "tests/support/WindowsFixtures.h"
 // Behind the headers that bring Windows in.
 #include <psapi.h>

@@ -1,4 +1,4 @@
-#include "Library/activity/MessageHeaderEdit.h"
+#include "Library/activity/messages/MessageHeaderEdit.h"
 
 #include <algorithm>
 

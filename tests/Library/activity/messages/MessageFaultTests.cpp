@@ -6,8 +6,8 @@
 
 #include "common/Guid.h"
 #include "common/Registry.h"
-#include "Library/activity/MessageAttachment.h"
-#include "Library/activity/MessageHeaders.h"
+#include "Library/activity/messages/MessageAttachment.h"
+#include "Library/activity/messages/MessageHeaders.h"
 #include "tests/support/FailingAllocations.h"
 #include "tests/support/ReportRecorder.h"
 #include "tests/support/WindowsFixtures.h"

@@ -4,7 +4,7 @@
 #include <unistd.h>
 #include <cstdlib>
 
-#include "tests/Library/activity/StreamFixtures.h"
+#include "tests/Library/activity/messages/StreamFixtures.h"
 #include "tests/support/SharedData.h"
 
 namespace tarnwick {
@@ -36,7 +36,7 @@ void ExpectReadBack(const std::string& message, const std::string& data, const s
     WriteBytes(folder / "data", data);
     const std::string at = " '" + folder.string() + "/";
     const std::string command = "python3 '" TARNWICK_SOURCE_DIR
-                                "/tests/Library/activity/ReadAttachmentBack.py'" +
+                                "/tests/Library/activity/messages/ReadAttachmentBack.py'" +
                                 at + "old'" + at + "new'" + at + "data' 'all bytes.bin'";
     EXPECT_EQ(std::system(command.c_str()), 0) << name << "\n" << sink.text.substr(0, 3000);
     std::filesystem::remove_all(folder);

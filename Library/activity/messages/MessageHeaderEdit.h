@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "Library/activity/MessageStream.h"
+#include "Library/activity/messages/MessageStream.h"
 
 namespace tarnwick {
 
