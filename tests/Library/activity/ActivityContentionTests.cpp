@@ -4,8 +4,8 @@
 
 #include "common/Registry.h"
 #include "Library/activity/ClientState.h"
+#include "tests/support/FaultSweep.h"
 #include "tests/support/ReportRecorder.h"
-#include "tests/support/WindowsFixtures.h"
 
 namespace tarnwick {
 namespace {
@@ -16,9 +16,6 @@ using testing::ReportRecorder;
 using testing::ScratchFolder;
 using testing::ScratchRegistry;
 
-constexpr const char* kSharedFolder = "TARNWICK_SHARED_FOLDER";
-// Workers "1" and "2" are at work on the shared folder at the same time.
-constexpr const char* kMachine = "TARNWICK_MACHINE";
 constexpr int kRounds = 600;
 constexpr int kRoundsPerCount = 8;
 
@@ -74,24 +71,18 @@ void Judge(const std::string& folder) {
 
 // Worker and check have nothing to do alone; the script two-machines names their folder.
 TEST(ActivityContention, Worker) {
-    const std::string machine = Environment(kMachine);
-    if (!machine.empty()) SetAndClose(Environment(kSharedFolder), machine);
+    const std::string machine = Environment("TARNWICK_MACHINE");
+    if (!machine.empty()) SetAndClose(Environment("TARNWICK_SHARED_FOLDER"), machine);
 }
 
 TEST(ActivityContention, Check) {
-    const std::string folder = Environment(kSharedFolder);
+    const std::string folder = Environment("TARNWICK_SHARED_FOLDER");
     if (!folder.empty()) Judge(folder);
 }
 
 TEST(ActivityContention, TwoProcessesLoseAndDoubleNothing) {
     const ScratchFolder folder;
-    const std::string shared = std::string(kSharedFolder) + "=" + folder.Path();
-    const ObjectHandle first =
-        testing::StartSelf("ActivityContention.Worker", {shared, std::string(kMachine) + "=1"});
-    const ObjectHandle second =
-        testing::StartSelf("ActivityContention.Worker", {shared, std::string(kMachine) + "=2"});
-    EXPECT_EQ(testing::WaitForExit(first), 0U);
-    EXPECT_EQ(testing::WaitForExit(second), 0U);
+    testing::RunTwoWorkers("ActivityContention.Worker", folder.Path());
     Judge(folder.Path());
 }
 

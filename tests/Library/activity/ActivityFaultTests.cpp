@@ -1,200 +1,144 @@
+// The operations on an activity file with calls and allocations failing, with the process dying,
+// and with another process or machine at work on the same file.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
 #include "common/Clock.h"
-#include "common/Files.h"
+#include "common/Registry.h"
+#include "common/Reports.h"
 #include "Library/activity/ClientNotification.h"
 #include "Library/activity/ClientState.h"
 #include "Library/activity/NotifyRemote.h"
-#include "tests/support/ReportRecorder.h"
-#include "tests/support/WindowsFixtures.h"
+#include "tests/support/FaultSweep.h"
 
 namespace tarnwick {
 namespace {
 
-using testing::CallRecorder;
 using testing::CountingSleeper;
 using testing::Environment;
+using testing::FaultyOperation;
 using testing::PathExists;
 using testing::ReadBytesOf;
-using testing::ReportRecorder;
-using testing::RunSelf;
 using testing::ScratchFolder;
 using testing::WriteBytesTo;
 
-constexpr const char* kChildFolder = "TARNWICK_FAULT_FOLDER";
-constexpr const char* kChildOperation = "TARNWICK_FAULT_OPERATION";
-constexpr const char* kChildCall = "TARNWICK_FAULT_CALL";
-
-const std::string kOther = "far\tIMAP\tann\t10.0.0.9\t25\t5\tSent\t3\trun0";
+const std::string kOther = "far\tIMAP\tann\t10.0.0.9\t25\t5\tInbox\t3\trun0";
 const std::string kMine = "srv\tIMAP\tbob\t10.0.0.1\t143\t7\tInbox\t7\trun2";
-const std::string kBreak = "\r\n";
+const std::string kBoth = kMine + "\r\n" + kOther;
 
-struct Operation {
-    const char* name;
-    void (*run)(const std::string& directory);
-    std::string before;
-    std::string after;
-    // What else may be left when opening the file failed: it then counts as a new one.
-    std::string whenUnreadable;
+// Keeps nothing but whether an operation told under its name that it caught something, which needs
+// no memory.
+struct CaughtReports : ReportSink {
+    CaughtReports() { SetReportSink(this); }
+    ~CaughtReports() override { SetReportSink(nullptr); }
+    void Report(ReportChannel, std::string_view text) override {
+        told = told ||
+               text.find(" handled an exception; session will be dropped.\nThe exc") != text.npos ||
+               text.ends_with(" raised an exception\n");
+    }
+    bool told = false;
 };
+CaughtReports* reports = nullptr;
 
-void SetMine(const std::string& directory) {
-    SessionContext session{"bob", 1, 7, "Inbox", 0, nullptr};
-    SetClientState(&session, directory, "srv", "10.0.0.1", 143, "IMAP", "bob", "Inbox", "run2");
+std::string Set(const std::string& folder) {
+    SessionContext session{"bob", 1, 7, "Inbox", 99, nullptr};
+    SetClientState(&session, folder, "srv", "10.0.0.1", 143, "IMAP", "bob", "Inbox", "run2");
+    return session.activityStamp != 99 ? "1" : "0";
 }
-
-void CloseMine(const std::string& directory) {
-    CloseClientState(nullptr, directory, "srv", "10.0.0.1", 143, "IMAP", "run2");
+std::string Close(const std::string& folder) {
+    return std::to_string(
+        CloseClientState(nullptr, folder, "srv", "10.0.0.1", 143, "IMAP", "run2"));
 }
-
-int FailingSender(const char*, const char*, const char*) {
-    return 1;
+std::string Count(const std::string& folder) {
+    return std::to_string(GetConnectionCount(nullptr, folder));
 }
-
 // The sender fails for every server, and the notification is for "srv" alone.
-void NotifyMine(const std::string& directory) {
-    SetRemoteNotifySender(FailingSender);
-    NotifyClients(nullptr, directory, "srv", "", -1, "POP3", 0, 0, "", "", nullptr, 0, "news", -1);
+std::string Notify(const std::string& folder) {
+    SetRemoteNotifySender([](const char*, const char*, const char*) { return 1; });
+    return std::to_string(NotifyClients(nullptr, folder, "srv", "", -1, "POP3", 0, 0, "", "",
+                                        nullptr, 0, "news", -1));
 }
 
-const Operation kOperations[] = {
-    {"set a new client", SetMine, kOther, kOther + kBreak + kMine, kMine},
-    {"set a client again", SetMine, kMine + kBreak + kOther, kMine + kBreak + kOther, kMine},
-    {"close one of two", CloseMine, kMine + kBreak + kOther, kOther, kOther},
-    {"close the last", CloseMine, kMine, "", ""},
-    {"notify and drop one of two", NotifyMine, kMine + kBreak + kOther, kOther, kOther},
-    {"notify and drop the last", NotifyMine, kMine, "", ""},
-};
-
-void PrepareClock() {
-    SetClock([]() -> std::uint64_t { return (7 + 11'644'473'600) * 10'000'000; });
+FaultyOperation Operation(const char* name, const std::string& before,
+                          std::string (*run)(const std::string&), const char* failed,
+                          const char* died) {
+    return {
+        name,
+        [before](const std::string& folder) { WriteBytesTo(folder + "\\_activity.tab", before); },
+        run, failed, died};
 }
 
-std::string Tab(const ScratchFolder& folder) {
-    return folder.Path("_activity.tab");
+// A word holds the result; m and o for the client's own entry and the other one, in order, or "-"
+// for no file; what else is left, t and content for the replacement, b for the block file; and how
+// often the next client had to wait for the lock.
+const std::vector<FaultyOperation>& Operations() {
+    static const std::vector<FaultyOperation> operations = {
+        Operation("set-new", kOther, Set, "1om 1m 0- 1om 0o 0o 0o 1om 1om 1om 1om 1omb101 1om", ""),
+        Operation("set-again", kBoth, Set, "1mo 1m 0- 1mo 0mo 0mo 0mo 1mo 1mo 1mo 1mo 1mob101 1mo",
+                  "mo mob101 mob101 motb101 motb101 motb101 motmob101 motmob101 -tmob101 mob101 "
+                  "mob101 mob101 mob101"),
+        Operation("close-one", kBoth, Close, "1o 0mo 0mo 1o 0mo 0mo 0mo 1o 1o 1ob101 1o",
+                  "mo mob101 mob101 motb101 motb101 motb101 motob101 motob101 -tob101 ob101 ob101"),
+        Operation("close-last", kMine, Close, "1- 0m 0m 1- 0m 0m 1- 1- 1-b101 1-",
+                  "m mb101 mb101 mtb101 mtb101 mtb101 mtb101 -tb101 -b101 -b101"),
+        Operation("notify-one", kBoth, Notify, "2mo 1o 1mo 1mo 1o 1mo 1mo 1mo 1o 1o 1ob101 1o",
+                  "mo mo mob101 mob101 motb101 motb101 motb101 motob101 motob101 -tob101 ob101 "
+                  "ob101"),
+        Operation("notify-last", kMine, Notify, "2m 1- 1m 1m 1- 1m 1m 1- 1- 1-b101 1-", ""),
+        Operation("count", kMine, Count, "1m 0m 1m 0m 1mb101 1m", ""),
+    };
+    return operations;
 }
 
-// After whatever happened the next client gets the lock, at the latest when the old one counts as
-// abandoned, and leaves no block file.
-void ExpectLockCanBeTaken(const ScratchFolder& folder, int longestWait, const std::string& where) {
+std::string Letters(std::string bytes) {
+    for (const auto& [text, letter] :
+         {std::pair{kMine, "m"}, {kOther, "o"}, {std::string("\r\n"), ""}}) {
+        for (std::size_t at; (at = bytes.find(text)) != bytes.npos;)
+            bytes.replace(at, text.size(), letter);
+    }
+    return bytes;
+}
+
+std::string Describe(const FaultyOperation&, const std::string& result,
+                     const ScratchFolder& folder) {
+    const auto in = [&](const char* name) { return folder.Path(std::string("_activity.") + name); };
+    std::string word = result + (PathExists(in("tab")) ? Letters(ReadBytesOf(in("tab"))) : "-");
+    if (PathExists(in("tmp"))) word += "t" + Letters(ReadBytesOf(in("tmp")));
+    if (PathExists(in("blk"))) word += "b";
+    // The next client gets the lock, at the latest when the old holder counts as dead.
     const CountingSleeper sleeper;
-    SetMine(folder.Path());
-    EXPECT_LE(sleeper.Count(), longestWait) << where;
-    EXPECT_FALSE(PathExists(folder.Path("_activity.blk"))) << where;
-    EXPECT_NE(ReadBytesOf(Tab(folder)).find(kMine), std::string::npos) << where;
+    Set(folder.Path());
+    EXPECT_FALSE(PathExists(in("blk")));
+    EXPECT_NE(ReadBytesOf(in("tab")).find(kMine), std::string::npos);
+    return word + (sleeper.Count() == 0 ? "" : std::to_string(sleeper.Count()));
 }
 
-// The contents that a failure of `call` may leave.
-std::vector<std::string> AllowedAfter(const Operation& operation, const std::string& call,
-                                      bool isFirstOpen) {
-    std::vector<std::string> allowed{operation.before, operation.after};
-    if (call == "CreateFile _activity.tab" && isFirstOpen) {
-        allowed.push_back(operation.whenUnreadable);
+class ActivityFaults : public ::testing::Test {
+  protected:
+    ActivityFaults() {
+        SetClock([]() -> std::uint64_t { return (7 + 11'644'473'600) * 10'000'000; });
+        reports = &reports_;
     }
-    // Setting a client deletes the old file though there is no new one.
-    if (call == "CreateFile _activity.tmp" && operation.run == SetMine) allowed.emplace_back();
-    return allowed;
-}
-
-TEST(ActivityFaults, EachCallFailingOnceLosesOnlyWhatMustBeLost) {
-    PrepareClock();
-    const ReportRecorder reports;
-    for (const Operation& operation : kOperations) {
-        bool hasOpened = false;
-        for (int number = 1;; ++number) {
-            const ScratchFolder folder;
-            WriteBytesTo(Tab(folder), operation.before);
-            std::string call;
-            {
-                const CountingSleeper sleeper;
-                CallRecorder calls;
-                calls.FailCall(number, ERROR_ACCESS_DENIED);
-                operation.run(folder.Path());
-                if (calls.Count() < number) break;
-                call = calls.Calls()[static_cast<std::size_t>(number) - 1];
-            }
-            const std::string where =
-                std::string(operation.name) + ", call " + std::to_string(number) + " " + call;
-            const auto allowed = AllowedAfter(operation, call, !hasOpened);
-            hasOpened = hasOpened || call == "CreateFile _activity.tab";
-            EXPECT_NE(std::find(allowed.begin(), allowed.end(), ReadBytesOf(Tab(folder))),
-                      allowed.end())
-                << where << ": " << ReadBytesOf(Tab(folder));
-            // A handle that did not close keeps its block file until the next client's patience
-            // ends.
-            ExpectLockCanBeTaken(folder, call == "CloseHandle" ? 101 : 0, where);
-        }
-    }
-}
-
-// Runs in a process of its own, which ends at the chosen call.
-TEST(ActivityFaults, ChildThatDies) {
-    const std::string folder = Environment(kChildFolder);
-    if (folder.empty()) return;
-    PrepareClock();
-    const ReportRecorder reports;
-    CallRecorder calls;
-    calls.DieAtCall(std::stoi(Environment(kChildCall)));
-    kOperations[std::stoi(Environment(kChildOperation))].run(folder);
-}
-
-TEST(ActivityFaults, ADeadHolderLeavesOneWholeContentAndItsLockIsTakenOver) {
-    PrepareClock();
-    const ReportRecorder reports;
-    for (std::size_t at = 0; at < std::size(kOperations); at += 2) {
-        const Operation& operation = kOperations[at];
-        unsigned status = testing::kDiedAtCall;
-        for (int number = 1; status == testing::kDiedAtCall; ++number) {
-            const ScratchFolder folder;
-            WriteBytesTo(Tab(folder), operation.before);
-            status = RunSelf("ActivityFaults.ChildThatDies",
-                             {std::string(kChildFolder) + "=" + folder.Path(),
-                              std::string(kChildOperation) + "=" + std::to_string(at),
-                              std::string(kChildCall) + "=" + std::to_string(number)});
-            const std::string where =
-                std::string(operation.name) + ", died at call " + std::to_string(number);
-            // Between delete and move the new content is whole under the replacement's name.
-            const bool isThere = PathExists(Tab(folder));
-            const std::string left =
-                ReadBytesOf(isThere ? Tab(folder) : folder.Path("_activity.tmp"));
-            EXPECT_TRUE(left == operation.after || (isThere && left == operation.before))
-                << where << ": " << left;
-            ExpectLockCanBeTaken(folder, 101, where);
-        }
-        EXPECT_EQ(status, 0U) << operation.name;
-    }
-}
-
-// The directory is gone from the second call on.
-class VanishingDirectory : public CallObserver {
-  public:
-    VanishingDirectory() { SetCallObserver(this); }
-    ~VanishingDirectory() override { SetCallObserver(nullptr); }
-    std::uint32_t BeforeCall(const SystemCall&) override {
-        return ++count_ == 1 ? 0 : ERROR_PATH_NOT_FOUND;
-    }
-
-  private:
-    int count_ = 0;
+    CaughtReports reports_;
 };
 
-TEST(ActivityFaults, ADirectoryThatVanishesBehindTheLockEndsWithoutAWait) {
-    PrepareClock();
-    for (const Operation& operation : kOperations) {
-        const ScratchFolder folder;
-        const CountingSleeper sleeper;
-        const ReportRecorder reports;
-        {
-            const VanishingDirectory vanishing;
-            operation.run(folder.Path());
-        }
-        EXPECT_EQ(sleeper.Count(), 0) << operation.name;
-        // No handle stays open on the block file.
-        RemoveFile(folder.Path("_activity.blk"));
-        EXPECT_TRUE(folder.Names().empty()) << operation.name;
-    }
+TEST_F(ActivityFaults, EachCallFailingLosesOnlyWhatMustBeLost) {
+    testing::FailEachCall(Operations(), ERROR_ACCESS_DENIED, Describe);
+}
+
+TEST_F(ActivityFaults, ADeadHolderLeavesOneWholeContentAndItsLockIsTakenOver) {
+    testing::DieAtEachCall("ActivityFaults.ADeadHolderLeavesOneWholeContentAndItsLockIsTakenOver",
+                           Operations(), Describe);
+}
+
+TEST_F(ActivityFaults, WithoutMemoryAnOperationTellsItAndGivesTheLockUp) {
+    testing::FailEachAllocationOf(
+        Operations(), "told",
+        [&](const FaultyOperation&, const std::string& result, const ScratchFolder& folder) {
+            const bool told = std::exchange(reports->told, false);
+            return PathExists(folder.Path("_activity.blk")) ? "locked" : told ? "told" : result;
+        });
 }
 
 }  // namespace

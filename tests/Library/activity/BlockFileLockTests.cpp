@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "common/Registry.h"
+#include "Library/activity/ActivityReplacement.h"
 #include "Library/activity/BlockFileLock.h"
+#include "tests/support/Model.h"
 #include "tests/support/ReportRecorder.h"
 #include "tests/support/WindowsFixtures.h"
 
@@ -10,37 +12,263 @@ namespace {
 
 using testing::CallRecorder;
 using testing::CountingSleeper;
-using testing::PathExists;
-using testing::ReportRecorder;
 using testing::ScratchFolder;
 using testing::ScratchRegistry;
-using testing::WriteBytesTo;
 
-void SetThreshold(std::uint32_t seconds) {
-    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductProvidersKey,
-                              "Store Notification Wait Timeout", seconds);
-}
+// Letters of a case: with which error the next calls fail, and how many do. All behind succeed.
+struct Outcome {
+    char letter;
+    std::uint32_t error;
+    std::size_t calls;
+};
+constexpr Outcome kOutcomes[] = {{'s', 0, 1},   {'e', 80, 1},  {'E', 80, 101}, {'a', 32, 1},
+                                 {'b', 32, 15}, {'A', 32, 81}, {'f', 2, 1},    {'p', 3, 1}};
 
-// The messages, with this thread's number and the path put in for "%t" and "%p".
-std::string Messages(const std::string& path, std::string text) {
-    const std::string thread = std::to_string(static_cast<std::int32_t>(GetCurrentThreadId()));
-    for (std::size_t at = 0; (at = text.find('%', at)) != std::string::npos;) {
-        text.replace(at, 2, text[at + 1] == 't' ? thread : path);
+std::string path;
+
+// What is called, waited and told, in order.
+struct Events {
+    explicit Events(const std::string& text) {
+        for (const char letter : text) {
+            for (const Outcome& each : kOutcomes) {
+                if (each.letter == letter) errors.insert(errors.end(), each.calls, each.error);
+            }
+        }
     }
-    return text;
+    std::uint32_t Call(std::string_view name) {
+        events.append(name).append("\n");
+        return next < errors.size() ? errors[next++] : 0;
+    }
+    void Wait(std::uint32_t milliseconds) {
+        events += "wait " + std::to_string(milliseconds) + "\n";
+    }
+    std::vector<std::uint32_t> errors;
+    std::size_t next = 0;
+    std::string events;
+};
+
+// The product's, whose calls end as the case says.
+struct Observed : Events, CallObserver, ReportSink, Sleeper {
+    explicit Observed(const std::string& text) : Events(text) {
+        SetCallObserver(this), SetReportSink(this), SetSleeper(this);
+    }
+    ~Observed() override { SetCallObserver(nullptr), SetReportSink(nullptr), SetSleeper(nullptr); }
+    std::uint32_t BeforeCall(const SystemCall& call) override {
+        // A call that may succeed finds its files so that it does.
+        if (call.name == "CreateFile" || call.name == "MoveFile") DeleteFileA(path.c_str());
+        if (call.name == "DeleteFile") testing::WriteBytesTo(path, "");
+        if (call.name == "MoveFile") testing::WriteBytesTo(path + "2", "");
+        return Call(call.name);
+    }
+    void Report(ReportChannel channel, std::string_view text) override {
+        if (channel == ReportChannel::Trace) events += text;
+    }
+    void Sleep(std::uint32_t milliseconds) override { Wait(milliseconds); }
+};
+
+// The same by the plain rules.
+struct Plain : Events {
+    using Events::Events;
+
+    // "@" stands for the path, "#" for the thread, "%" for the error.
+    void Tell(const std::string& text, std::uint32_t error = 0) {
+        for (const char letter : text) {
+            events +=
+                letter == '@'   ? path
+                : letter == '%' ? std::to_string(error)
+                : letter == '#'
+                    ? "[Thread:" + std::to_string(static_cast<int>(GetCurrentThreadId())) + "]"
+                    : std::string(1, letter);
+        }
+    }
+    void Unreleased(std::uint32_t error) {
+        Tell(
+            "UnBlockIndexFileAccess_Notify: # was unable to release blockfile lock for file @. "
+            "LastError=%\n",
+            error);
+    }
+    std::uint32_t Close() {
+        const std::uint32_t error = open ? Call("CloseHandle") : 0;
+        open = open && error != 0;
+        return error;
+    }
+    std::uint32_t Delete() {
+        const std::uint32_t error = Call("DeleteFile");
+        return error == 0 && open ? 32 : error;
+    }
+
+    // `given`: with the lock's handle.
+    int Unblock(bool given) {
+        std::uint32_t error = given ? Close() : 0;
+        if (error != 0) Unreleased(error);
+        for (int waits = 0; waits <= 80; ++waits) {
+            error = Delete();
+            if (error == 0) return 1;
+            if (error == 2 || error == 3) {
+                const std::uint32_t closing = given ? Close() : 0;
+                if (closing != 0) Unreleased(closing);
+                return error == 2 ? 2 : 0;
+            }
+            Wait(1000);
+        }
+        if (!given) return 0;
+        error = open ? Close() : 6;
+        if (error != 0) Unreleased(error);
+        if (error == 0)
+            Tell("UnBlockIndexFileAccess_Notify: # released blockfile lock for file @\n");
+        return 0;
+    }
+
+    bool WaitForAccess(bool keep, bool beyond) {
+        std::uint32_t error = 0;
+        for (int count = 0; (error = Call("CreateFile")) != 0;) {
+            if (error == 3) return false;
+            if (count % 10 == 0)
+                Tell("# WaitForAccessToFile: Blocking on activity file: @ (%)\n", error);
+            Wait(1000);
+            if (++count <= 100) continue;
+            Tell("# WaitForAccessToFile: Blocking timed out on activity file: @\n");
+            const int unblocked = Unblock(false);
+            if (unblocked == 1) {
+                Tell("# WaitForAccessToFile: Unblocked activity file: @\n");
+                if (Call("CreateFile") != 0) return false;
+                break;
+            }
+            if (unblocked == 2) {
+                Tell(
+                    "TW-WXXXX: Warning: Unblocking activity file (@) succeeded with non-fatal "
+                    "errors... trying to get block again.\n");
+                count = 0;
+                continue;
+            }
+            Tell(
+                "TW-WXXXX: Error: Activity file (@) access could not be obtained within timeout "
+                "threshold. Threshold=100 seconds.\n");
+            if (!beyond) return false;
+        }
+        open = true;
+        if (!keep && (error = Close()) != 0) {
+            Tell(
+                "WaitForAccessToFile: # was unable to release temporary blockfile handle for file "
+                "@. LastError=%\n",
+                error);
+        }
+        open = keep;
+        return true;
+    }
+
+    std::string Lock(bool keep, bool beyond) {
+        if (!WaitForAccess(keep, beyond)) {
+            Tell(
+                "TW-EXXXX: # Serious Error: BlockFileLock Activity notification handler "
+                "(WaitForAccessToFile) failed to obtain a lock on the blockfile (@).\n");
+            return "0 0";
+        }
+        if (Unblock(true) != 0) return "1 0";
+        Tell(
+            "TW-EXXXX: # ERROR BlockFileLock: Activity notification handler was able to obtain a "
+            "lock to the file (@) but was unable to gracefully unlock it.\n");
+        return "1 2";
+    }
+
+    bool DeleteWithRetry(bool retry, int most) {
+        std::uint32_t error = Delete();
+        for (int count = 0; error != 0; ++count) {
+            if (error == 2 || error == 3) return true;
+            if (count > most)
+                Tell(
+                    "TW-WXXXX: DeleteWithRetry Error:  Abandoning attempts to delete file @. "
+                    "Error: %\n",
+                    error);
+            if (count > most) return false;
+            if (count % 5 == 0)
+                Tell(
+                    "TW-WXXXX: DeleteWithRetry Warning: An error occurred when attempting to "
+                    "delete file @. Error: %\n",
+                    error);
+            if (!retry) return false;
+            error = Delete();
+            Wait(1000);
+        }
+        return true;
+    }
+
+    bool MoveWithRetry(bool retry, int most) {
+        std::uint32_t error = Call("MoveFile");
+        for (int count = 0; error != 0; ++count) {
+            if (error == 2 || error == 3) return false;
+            if (count > most)
+                Tell(
+                    "TW-WXXXX: Warning: A Timeout occured when attempting to move @2 Activity File "
+                    "to @. Error: %\n",
+                    error);
+            if (count > most) return false;
+            if (count % 5 == 0)
+                Tell(
+                    "TW-WXXXX: Warning: Unable to move @2 Activity File to @ at this time (but "
+                    "will keep retrying). Error: %\n",
+                    error);
+            if (!retry) return false;
+            Wait(1000);
+            error = Call("MoveFile");
+        }
+        return true;
+    }
+
+    bool open = false;
+};
+
+// What each version of a lock, a deletion, a move and a replacement gives.
+std::string RunProduct(int variant) {
+    const bool flag = variant % 2 == 0;
+    const int most = variant / 2 % 4 * 8 - 1;
+    if (variant < 4) {
+        BlockFileLock lock(path, flag, variant / 2 == 0 ? 0 : 1);
+        const auto held = static_cast<int>(lock.State());
+        lock.Release();
+        lock.Release();  // does nothing
+        EXPECT_EQ(lock.IsLocked(), lock.State() != LockState::NotHeld);
+        return std::to_string(held) + " " + std::to_string(static_cast<int>(lock.State()));
+    }
+    if (variant < 12) return std::to_string(DeleteWithRetry(path, flag, most));
+    if (variant < 20) return std::to_string(MoveWithRetry(path + "2", path, flag, most));
+    return std::to_string(ReplaceActivityFile(path + "2", path));
+}
+std::string RunPlain(int variant, Plain& plain) {
+    const bool flag = variant % 2 == 0;
+    const int most = variant / 2 % 4 * 8 - 1;
+    if (variant < 4) return plain.Lock(flag, variant / 2 != 0);
+    if (variant < 12) return std::to_string(plain.DeleteWithRetry(flag, most));
+    if (variant < 20) return std::to_string(plain.MoveWithRetry(flag, most));
+    plain.DeleteWithRetry(true, 15);
+    return std::to_string(plain.MoveWithRetry(true, 15));
 }
 
-const std::string kBlocking =
-    "[Thread:%t] WaitForAccessToFile: Blocking on activity file: %p (80)\n";
-const std::string kTimedOut =
-    "[Thread:%t] WaitForAccessToFile: Blocking timed out on activity file: %p\n";
-const std::string kUnblocked = "[Thread:%t] WaitForAccessToFile: Unblocked activity file: %p\n";
+TEST(BlockFileLock, EveryCallIsMadeToldAndWaitedForAsByThePlainRules) {
+    const ScratchRegistry registry;
+    const ScratchFolder folder;
+    path = folder.Path("a.blk");
+    testing::CompareWithModel(
+        "seaEAbfp"
+        "EEA",
+        2, 200, 8, [](const std::string& text) {
+            for (int variant = 0; variant <= 20; ++variant) {
+                Observed observed(text);
+                const std::string result = RunProduct(variant);
+                Plain plain(text);
+                const std::string wanted = RunPlain(variant, plain);
+                if (result + observed.events == wanted + plain.events) continue;
+                return std::to_string(variant) + ": " + result + "\n" + observed.events +
+                       "model: " + wanted + "\n" + plain.events;
+            }
+            return std::string();
+        });
+}
 
 TEST(BlockFileLock, HoldsTheFileAsLongAsItLives) {
     const ScratchFolder folder;
     {
         const BlockFileLock lock(folder.Path("a.blk"), true, kWaitBeyondThreshold);
-        EXPECT_TRUE(lock.IsLocked());
         EXPECT_FALSE(RemoveFile(folder.Path("a.blk")));
         EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_SHARING_VIOLATION));
     }
@@ -48,216 +276,51 @@ TEST(BlockFileLock, HoldsTheFileAsLongAsItLives) {
     EXPECT_FALSE(BlockFileLock().IsLocked());
 }
 
-TEST(BlockFileLock, AMissingDirectoryFailsAtOnce) {
-    const ScratchFolder folder;
-    const std::string path = folder.Path("none\\a.blk");
-    const CountingSleeper sleeper;
-    ReportRecorder reports;
-    EXPECT_FALSE(BlockFileLock(path, true, kWaitBeyondThreshold).IsLocked());
-    EXPECT_EQ(sleeper.Count(), 0);
-    EXPECT_EQ(reports.Joined(ReportChannel::EventLogError),
-              Messages(path,
-                       "TW-EXXXX: [Thread:%t] Serious Error: BlockFileLock Activity "
-                       "notification handler (WaitForAccessToFile) failed to obtain a lock "
-                       "on the blockfile (%p).\n"));
-}
-
-TEST(BlockFileLock, APathIsCutToItsBuffer) {
-    CallRecorder calls;
-    calls.FailAll("CreateFile", ERROR_PATH_NOT_FOUND);
-    const BlockFileLock lock(std::string(2000, 'p'), true, kWaitBeyondThreshold);
-    EXPECT_EQ(calls.Calls(), std::vector{"CreateFile " + std::string(1023, 'p')});
-}
-
-TEST(BlockFileLock, ADeadHoldersFileIsTakenAfterTheThreshold) {
-    const ScratchRegistry registry;
-    const ScratchFolder folder;
-    const std::string path = folder.Path("a.blk");
-    WriteBytesTo(path, "");
-    const CountingSleeper sleeper;
-    ReportRecorder reports;
-    const BlockFileLock lock(path, true, kWaitBeyondThreshold);
-    EXPECT_EQ(lock.State(), LockState::Held);
-    EXPECT_EQ(sleeper.Count(), 101);
-    EXPECT_EQ(sleeper.TotalMilliseconds(), 101'000U);
-    std::string log = kTimedOut + kUnblocked;
-    for (int told = 0; told < 11; ++told) log.insert(0, kBlocking);
-    EXPECT_EQ(reports.Joined(ReportChannel::Trace), Messages(path, log));
-}
-
-TEST(BlockFileLock, AThresholdOfZeroWaitsOnce) {
-    const ScratchRegistry registry;
-    SetThreshold(0);
-    const ScratchFolder folder;
-    WriteBytesTo(folder.Path("a.blk"), "");
-    const CountingSleeper sleeper;
-    EXPECT_TRUE(BlockFileLock(folder.Path("a.blk"), true, 0).IsLocked());
-    EXPECT_EQ(sleeper.Count(), 1);
-}
-
-TEST(BlockFileLock, WaitsForTheHolderByItsThreshold) {
-    const ScratchRegistry registry;
-    SetThreshold(2);
-    const std::string notObtained =
-        "TW-WXXXX: Error: Activity file (%p) access could not be obtained within timeout "
-        "threshold. Threshold=2 seconds.\n";
-    const std::string vanished =
-        "TW-WXXXX: Warning: Unblocking activity file (%p) succeeded with non-fatal errors... "
-        "trying to get block again.\n";
-    constexpr int kNever = 1000;
-    struct Case {
-        const char* name;
-        bool living;
-        std::uint32_t beyond;
-        int freedAt;
-        const char* refusedCall;
-        std::uint32_t error;
-        bool held;
-        int waits;
-        std::string warnings;
-    };
-    // 3 waits for the threshold, 81 for the removal; beyond it each wait tries the removal again.
-    const Case cases[] = {
-        {"freed, taken at the next try", false, 0, 2, "", 0, true, 2, ""},
-        {"vanished at the threshold, taken", false, 0, 3, "", 0, true, 3, vanished},
-        {"vanished and taken by another, counts again", false, 0, 5, "DeleteFile",
-         ERROR_FILE_NOT_FOUND, true, 5, vanished},
-        {"removed and taken by another, gives up", false, kWaitBeyondThreshold, kNever,
-         "CreateFile", ERROR_FILE_EXISTS, false, 3, ""},
-        {"living, gives up", true, 0, kNever, "", 0, false, 84, notObtained},
-        {"living, goes on", true, 1, 85, "", 0, true, 85, notObtained},
-        {"living, goes on and on", true, kWaitBeyondThreshold, 246, "", 0, true, 246,
-         notObtained + notObtained},
-    };
-    for (const Case& row : cases) {
-        const ScratchFolder folder;
-        const std::string path = folder.Path("a.blk");
-        File holder(path, kCreateBlockFile);
-        if (!row.living) holder = File();
-        const CountingSleeper sleeper([&](int count) {
-            if (count != row.freedAt) return;
-            holder = File();
-            if (!row.living) DeleteFileA(path.c_str());
-        });
-        CallRecorder calls;
-        calls.FailAll(row.refusedCall, row.error);
-        ReportRecorder reports;
-        File handle;
-        EXPECT_EQ(WaitForAccessToFile(path, &handle, true, row.beyond), row.held) << row.name;
-        EXPECT_EQ(sleeper.Count(), row.waits) << row.name;
-        EXPECT_EQ(reports.Joined(ReportChannel::EventLogWarning), Messages(path, row.warnings))
-            << row.name;
-    }
-}
-
-TEST(BlockFileLock, WithoutAKeptHandleTheFileAloneIsTheLock) {
-    const ScratchFolder folder;
-    const std::string path = folder.Path("a.blk");
-    BlockFileLock lock(path, false, 0);
-    EXPECT_TRUE(lock.IsLocked());
-    EXPECT_TRUE(PathExists(path));
-    lock.Release();
-    EXPECT_FALSE(PathExists(path));
-    CallRecorder calls;
-    calls.FailAll("CloseHandle", ERROR_INVALID_HANDLE);
-    ReportRecorder reports;
-    EXPECT_TRUE(WaitForAccessToFile(path, nullptr, false, 0));
-    EXPECT_EQ(reports.Joined(ReportChannel::Trace),
-              Messages(path,
-                       "WaitForAccessToFile: [Thread:%t] was unable to release temporary "
-                       "blockfile handle for file %p. LastError=6\n"));
-}
-
-TEST(BlockFileLock, ReleaseTellsWhatItCouldNotDo) {
-    const std::string stillOpen =
-        "UnBlockIndexFileAccess_Notify: [Thread:%t] was unable to release blockfile lock for file "
-        "%p. LastError=6\n";
-    const std::string failed =
-        "TW-EXXXX: [Thread:%t] ERROR BlockFileLock: Activity notification handler was able to "
-        "obtain a lock to the file (%p) but was unable to gracefully unlock it.\n";
-    struct Case {
-        const char* name;
-        const char* call;
-        bool always;
-        std::uint32_t error;
-        LockState state;
-        int waits;
-        std::string messages;
-    };
-    const std::string released =
-        "UnBlockIndexFileAccess_Notify: [Thread:%t] released blockfile lock for file %p\n";
-    constexpr LockState kFailed = LockState::ReleaseFailed;
-    const Case cases[] = {
-        {"clean", "none", false, 0, LockState::NotHeld, 0, ""},
-        {"already gone", "DeleteFile", true, ERROR_FILE_NOT_FOUND, LockState::NotHeld, 0, ""},
-        {"directory gone", "DeleteFile", true, ERROR_PATH_NOT_FOUND, kFailed, 0, failed},
-        {"held for a moment", "DeleteFile", false, ERROR_SHARING_VIOLATION, LockState::NotHeld, 1,
-         ""},
-        {"held for good", "DeleteFile", true, ERROR_SHARING_VIOLATION, kFailed, 81,
-         stillOpen + failed},
-        {"handle closes late", "CloseHandle", false, ERROR_INVALID_HANDLE, kFailed, 81,
-         stillOpen + released + failed},
-        {"handle never closes", "CloseHandle", true, ERROR_INVALID_HANDLE, kFailed, 81,
-         stillOpen + stillOpen + failed},
-    };
-    for (const Case& row : cases) {
-        const ScratchFolder folder;
-        const std::string path = folder.Path("a.blk");
-        const CountingSleeper sleeper;
-        BlockFileLock lock(path, true, kWaitBeyondThreshold);
-        CallRecorder calls;
-        // The first call of a release closes the handle, the second deletes the file.
-        if (row.always) calls.FailAll(row.call, row.error);
-        if (!row.always) calls.FailCall(row.call[0] == 'C' ? 1 : 2, row.error);
-        ReportRecorder reports;
-        lock.Release();
-        lock.Release();  // does nothing
-        EXPECT_EQ(lock.State(), row.state) << row.name;
-        EXPECT_EQ(lock.IsLocked(), row.state == kFailed) << row.name;
-        EXPECT_EQ(sleeper.Count(), row.waits) << row.name;
-        EXPECT_EQ(reports.Joined(ReportChannel::Trace), Messages(path, row.messages)) << row.name;
-    }
-}
-
-TEST(BlockFileLock, AHandleThatDidNotCloseIsClosedBehindAFileThatIsGone) {
-    const ScratchFolder folder;
-    BlockFileLock lock(folder.Path("a.blk"), true, kWaitBeyondThreshold);
-    CallRecorder calls;
-    calls.FailCall(1, ERROR_FILE_NOT_FOUND);
-    calls.FailAll("DeleteFile", ERROR_FILE_NOT_FOUND);
-    lock.Release();
-    EXPECT_EQ(calls.Calls(),
-              (std::vector<std::string>{"CloseHandle", "DeleteFile a.blk", "CloseHandle"}));
-}
-
-TEST(BlockFileLock, AFailedAcquisitionIsHeldNoMore) {
+TEST(BlockFileLock, AFailedAcquisitionIsHeldNoMoreAndItsPathCutToItsBuffer) {
     const ScratchFolder folder;
     BlockFileLock lock(folder.Path("a.blk"), true, kWaitBeyondThreshold);
     CallRecorder calls;
     calls.FailAll("DeleteFile", ERROR_PATH_NOT_FOUND);
     lock.Release();
+    EXPECT_EQ(lock.State(), LockState::ReleaseFailed);
+    calls.Clear();
     calls.FailAll("CreateFile", ERROR_PATH_NOT_FOUND);
-    lock.Acquire(folder.Path("a.blk"), true, kWaitBeyondThreshold);
+    lock.Acquire(std::string(2000, 'p'), true, kWaitBeyondThreshold);
     EXPECT_EQ(lock.State(), LockState::NotHeld);
+    EXPECT_EQ(calls.Calls(), std::vector{"CreateFile " + std::string(1023, 'p')});
 }
 
-bool IsLockingModeEnabledAt(std::uint32_t value) {
-    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Activity Locking Mode", value);
-    return IsActivityLockingModeEnabled();
+// Settings are read once, so these run in processes of their own.
+TEST(BlockFileLockOwnProcess, AThresholdOfZeroWaitsOnce) {
+    const ScratchRegistry registry;
+    const char* const value = "Store Notification Wait Timeout";
+    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductProvidersKey, value, 0);
+    const ScratchFolder folder;
+    const CountingSleeper sleeper;
+    for (const std::uint32_t later : {1U, 2U}) {
+        testing::WriteBytesTo(folder.Path("a.blk"), "");
+        EXPECT_TRUE(BlockFileLock(folder.Path("a.blk"), true, 0).IsLocked());
+        EXPECT_EQ(sleeper.Count(), static_cast<int>(later)) << "not read again";
+        ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductProvidersKey, value, 9);
+    }
 }
 
-TEST(ActivityLockingMode, IsOffWithoutTheValue) {
+void ExpectLockingMode(std::uint32_t value, bool enabled) {
+    const ScratchRegistry registry;
+    for (const std::uint32_t later : {value, 1 - value % 2}) {
+        ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Activity Locking Mode", later);
+        EXPECT_EQ(IsActivityLockingModeEnabled(), enabled) << value;
+    }
+}
+TEST(BlockFileLockOwnProcess, ActivityLockingModeIsOnAtOne) {
+    ExpectLockingMode(1, true);
+}
+TEST(BlockFileLockOwnProcess, ActivityLockingModeIsOffAtTwo) {
+    ExpectLockingMode(2, false);
+}
+TEST(BlockFileLockOwnProcess, ActivityLockingModeIsOffWithoutTheValue) {
     const ScratchRegistry registry;
     EXPECT_FALSE(IsActivityLockingModeEnabled());
-}
-TEST(ActivityLockingMode, IsOffAtTwo) {
-    const ScratchRegistry registry;
-    EXPECT_FALSE(IsLockingModeEnabledAt(2));
-}
-TEST(ActivityLockingMode, IsOnAtOneAndReadOnce) {
-    const ScratchRegistry registry;
-    EXPECT_TRUE(IsLockingModeEnabledAt(1));
-    EXPECT_TRUE(IsLockingModeEnabledAt(0));
 }
 
 }  // namespace

@@ -1,161 +1,192 @@
 #include <gtest/gtest.h>
 
-#include "common/Files.h"
-#include "common/Registry.h"
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
 #include "Library/activity/NotifyFlags.h"
+#include "tests/Library/activity/ActivityFixtures.h"
+#include "tests/support/Model.h"
 #include "tests/support/ReportRecorder.h"
-#include "tests/support/WindowsFixtures.h"
 
 namespace tarnwick {
 namespace {
 
 using testing::CallRecorder;
 using testing::CountingSleeper;
-using testing::MakePath;
 using testing::PathExists;
+using testing::Postoffice;
 using testing::ReadBytesOf;
-using testing::ReportRecorder;
-using testing::ScratchFolder;
-using testing::ScratchRegistry;
 using testing::WriteBytesTo;
-
-// A mail root with a postoffice "PO".
-class NotifyFlags : public ::testing::Test {
-  protected:
-    NotifyFlags() {
-        ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root", root_.Path());
-        for (const char* folder : {"MAILROOT\\BOB\\Inbox", "MAILROOT\\BOB\\Public\\News",
-                                   "MAILROOT\\BOB\\$FILEROOT", "PUBROOT\\News"}) {
-            MakePath(In(folder));
-        }
-    }
-
-    std::string In(const std::string& path) const { return root_.Path("PO\\" + path); }
-    std::string Marker(const std::string& number) const {
-        return In("MAILROOT\\BOB\\_" + number + ".NEW");
-    }
-    std::vector<std::string> Markers() const {
-        std::vector<std::string> names;
-        DirectoryScan scan(In("MAILROOT\\BOB\\*.NEW"));
-        while (auto found = scan.Next()) names.push_back(found->name);
-        return names;
-    }
-
-    ScratchRegistry registry_;
-    ScratchFolder root_;
-    ReportRecorder reports_;
-};
 
 constexpr const char* kFlagText =
     "This file is a flag file that denotes that this folder has been changed";
 
-TEST_F(NotifyFlags, AreWrittenWhereTheFolderLies) {
+std::string FlagOf(const Postoffice& office, const char* folder, const std::string& path) {
+    testing::ReportRecorder reports;
+    testing::MakePath(office.In(path));
+    EXPECT_EQ(FlagFolderChanged(office.Name(), "BOB", folder), 1);
+    EXPECT_EQ(reports.Joined(ReportChannel::StandardOutput),
+              "Folder=" + std::string(folder) + "::Folder Flagged to notify clients\n");
+    return ReadBytesOf(office.In(path) + "\\_NOTIFY.NFY");
+}
+
+TEST(NotifyFlags, AreWrittenWhereTheFolderLies) {
+    const Postoffice office;
     for (const auto& [folder, path] : {std::pair{"Inbox", "MAILROOT\\BOB\\Inbox"},
                                        {"public/News", "PUBROOT\\News"},
                                        {"/Public/News", "PUBROOT"},
                                        {"$FILEROOT", "MAILROOT\\BOB\\$FILEROOT"}}) {
-        reports_.Take();
-        EXPECT_EQ(FlagFolderChanged("PO", "BOB", folder), 1);
-        EXPECT_EQ(ReadBytesOf(In(path) + "\\_NOTIFY.NFY"), kFlagText) << folder;
-        EXPECT_EQ(reports_.Joined(ReportChannel::StandardOutput),
-                  "Folder=" + std::string(folder) + "::Folder Flagged to notify clients\n");
+        EXPECT_EQ(FlagOf(office, folder, path), kFlagText) << folder;
     }
-    reports_.Take();
-    EXPECT_EQ(FlagFolderChanged("PO", "BOB", "missing"), 1);
-    EXPECT_EQ(reports_.Joined(ReportChannel::StandardOutput),
-              "Folder=missing::Folder Flagged to notify clients\n");
+    EXPECT_EQ(FlagOf(office, "missing", "PUBROOT\\missing"), "") << "told all the same";
 }
 
-TEST_F(NotifyFlags, OfPublicFoldersLieInTheMailboxWhereThereAreNone) {
-    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Public Folders Enabled", 0);
-    FlagFolderChanged("PO", "BOB", "Public\\News");
-    EXPECT_EQ(ReadBytesOf(In("MAILROOT\\BOB\\Public\\News\\_NOTIFY.NFY")), kFlagText);
+TEST(NotifyFlagsOwnProcess, OfPublicFoldersLieInTheMailboxWhereThereAreNone) {
+    EXPECT_EQ(FlagOf(Postoffice(false), "Public\\News", "MAILROOT\\BOB\\Public\\News"), kFlagText);
 }
 
-TEST_F(NotifyFlags, AreConsumedAfterAWaitEach) {
+TEST(NotifyFlags, AreConsumedAfterAWaitEach) {
+    const Postoffice office;
     const CountingSleeper sleeper;
-    EXPECT_EQ(ConsumeFolderChangeFlags("PO", "BOB", "Inbox"), 0);
+    const auto consume = [&](const char* folder) {
+        return ConsumeFolderChangeFlags(office.Name(), "BOB", folder);
+    };
+    EXPECT_EQ(consume("Inbox"), 0);
     EXPECT_EQ(sleeper.Count(), 0);
-    FlagFolderChanged("PO", "BOB", "Inbox");
-    WriteBytesTo(In("MAILROOT\\BOB\\Inbox\\_x.NFY"), "");
-    WriteBytesTo(In("MAILROOT\\BOB\\Inbox\\x.NFY"), "");
-    EXPECT_EQ(ConsumeFolderChangeFlags("PO", "BOB", "Inbox"), 1);
+    for (const char* name : {"_NOTIFY.NFY", "_x.NFY", "x.NFY"}) {
+        WriteBytesTo(office.In("MAILROOT\\BOB\\Inbox\\") + name, "");
+    }
+    EXPECT_EQ(consume("Inbox"), 1);
     EXPECT_EQ(sleeper.TotalMilliseconds(), 2000U);
-    EXPECT_TRUE(PathExists(In("MAILROOT\\BOB\\Inbox\\x.NFY")));
-    EXPECT_EQ(ConsumeFolderChangeFlags("PO", "BOB", "Inbox"), 0) << "none is left";
-    FlagFolderChanged("PO", "BOB", "Public\\News");
-    EXPECT_EQ(ConsumeFolderChangeFlags("PO", "BOB", "Public\\News"), 0) << "in the mailbox alone";
-    FlagFolderChanged("PO", "BOB", "Inbox");
+    EXPECT_TRUE(PathExists(office.In("MAILROOT\\BOB\\Inbox\\x.NFY")));
+    EXPECT_EQ(consume("Inbox"), 0) << "none is left";
+    FlagOf(office, "Public\\News", "PUBROOT\\News");
+    EXPECT_EQ(consume("Public\\News"), 0) << "in the mailbox alone";
+    FlagOf(office, "Inbox", "MAILROOT\\BOB\\Inbox");
     CallRecorder calls;
     calls.FailAll("DeleteFile", ERROR_SHARING_VIOLATION);
-    EXPECT_EQ(ConsumeFolderChangeFlags("PO", "BOB", "Inbox"), 0) << "cannot be removed";
+    EXPECT_EQ(consume("Inbox"), 0) << "cannot be removed";
 }
 
-TEST_F(NotifyFlags, OnlyTheHighestMarkerSurvives) {
-    struct Case {
-        std::vector<std::string> numbers;
-        int highest;
-        std::vector<std::string> left;
-    };
-    const Case cases[] = {
-        {{}, 0, {}},
-        {{"3", "7", "5"}, 7, {"_7.NEW"}},
-        {{"0", "-4", "x", ""}, 0, {}},
-        {{"10", "9"}, 10, {"_10.NEW"}},
-        {{"07", "7"}, 7, {"_07.NEW"}},  // the one found first
-        {{"5.6", "4"}, 5, {"_5.6.NEW"}},
-        {{"99999999999", "8"}, 2147483647, {"_99999999999.NEW"}},
-    };
-    for (const Case& row : cases) {
-        for (const std::string& number : row.numbers) WriteBytesTo(Marker(number), "");
-        EXPECT_EQ(GetNewMessageCount("PO", "BOB", {}), row.highest);
-        EXPECT_EQ(Markers(), row.left);
-        for (const std::string& name : row.left) RemoveFile(In("MAILROOT\\BOB\\" + name));
+int arrived = 0;
+LRESULT CALLBACK CountMessage(HWND window, UINT message, WPARAM first, LPARAM second) {
+    if (message == WM_APP) ++arrived;
+    return DefWindowProcA(window, message, first, second);
+}
+
+// The wait before a flag goes is a real one: a message that is there when it begins, and one that
+// comes in the middle of it, reach their window.
+TEST(NotifyFlags, MessagesReachTheirWindowWhileAFlagIsConsumed) {
+    const Postoffice office;
+    FlagOf(office, "Inbox", "MAILROOT\\BOB\\Inbox");
+    WNDCLASSA window{};
+    window.lpfnWndProc = CountMessage;
+    window.lpszClassName = "NotifyFlagsTest";
+    ASSERT_NE(RegisterClassA(&window), 0);
+    const HWND handle = CreateWindowA(window.lpszClassName, "", 0, 0, 0, 0, 0, HWND_MESSAGE,
+                                      nullptr, nullptr, nullptr);
+    ASSERT_NE(handle, nullptr);
+    PostMessageA(handle, WM_APP, 0, 0);
+    SetTimer(handle, 1, 100, [](HWND target, UINT, UINT_PTR timer, DWORD) {
+        KillTimer(target, timer);
+        PostMessageA(target, WM_APP, 0, 0);
+    });
+    const ULONGLONG begun = GetTickCount64();
+    EXPECT_EQ(ConsumeFolderChangeFlags(office.Name(), "BOB", "Inbox"), 1);
+    EXPECT_GE(GetTickCount64() - begun, 900U);
+    EXPECT_EQ(arrived, 2);
+    DestroyWindow(handle);
+}
+
+// Letters of a case: markers by the number in their name, and lines of the one that is left.
+const std::vector<std::pair<char, std::string>> kNumbers = {
+    {'3', "3"},  {'7', "7"}, {'o', "07"},  {'t', "10"}, {'z', "0"},
+    {'n', "-4"}, {'x', "x"}, {'d', "5.6"}, {'e', ""},   {'h', "99999999999"}};
+const std::vector<std::pair<char, std::string>> kTexts = {{'a', "one\r\n"},
+                                                          {'b', "two"},
+                                                          {'c', std::string(1000, 'c')},
+                                                          {'g', std::string(45, 'g') + "\n"},
+                                                          {'N', std::string("x\0y\r\n", 5)},
+                                                          {'Z', "\x1a"}};
+
+// The marker that is left and what is appended to "x", by the plain rules. Of two markers with one
+// number the one found first stays.
+std::string PlainMarkers(const std::string& mailbox, std::size_t size) {
+    WIN32_FIND_DATAA found;
+    const HANDLE search = FindFirstFileA((mailbox + "\\_*.NEW").c_str(), &found);
+    long highest = 0;
+    std::string name = "none";
+    for (BOOL more = search != INVALID_HANDLE_VALUE; more; more = FindNextFileA(search, &found)) {
+        const long number = std::strtol(found.cFileName + 1, nullptr, 10);
+        if (number > highest) highest = number, name = found.cFileName;
     }
+    FindClose(search);
+    std::string text = "x";
+    char line[1024];
+    FILE* const file = std::fopen((mailbox + "\\" + name).c_str(), "r");
+    while (file && std::fgets(line, sizeof line, file)) {
+        if (text.size() + std::strlen(line) > std::min<std::size_t>(size - 1, 2047)) break;
+        text += line;
+    }
+    if (file) std::fclose(file);
+    return std::to_string(highest) + " " + name + " " + text;
 }
 
-TEST_F(NotifyFlags, MarkersAreNumberedOnAndReplaceTheEarlierOnes) {
-    EXPECT_EQ(WriteNewMailMarker("PO", "BOB", ""), 1);
-    EXPECT_EQ(WriteNewMailMarker("PO", "BOB", "two\r\nlines"), 1);
+std::string MarkerDifference(const Postoffice& office, const std::string& letters) {
+    const std::string mailbox = office.In("MAILROOT\\BOB");
+    std::string text;
+    for (const char letter : letters) {
+        for (const auto& [name, line] : kTexts) text += name == letter ? line : "";
+    }
+    for (const char letter : letters) {
+        for (const auto& [name, number] : kNumbers) {
+            if (name == letter) WriteBytesTo(mailbox + "\\_" + number + ".NEW", text);
+        }
+    }
+    const std::size_t size = letters.size() % 3 == 0 ? 8 : 4000;
+    const std::string plain = PlainMarkers(mailbox, size);
+    std::vector<char> buffer(size, '\0');
+    buffer[0] = 'x';
+    const std::int32_t count = GetNewMessageCount(office.Name(), "BOB", buffer);
+    std::string left = "none";
+    WIN32_FIND_DATAA found;
+    const HANDLE search = FindFirstFileA((mailbox + "\\_*.NEW").c_str(), &found);
+    for (BOOL more = search != INVALID_HANDLE_VALUE; more; more = FindNextFileA(search, &found)) {
+        left = left == "none" ? found.cFileName : "several";
+        DeleteFileA((mailbox + "\\" + found.cFileName).c_str());
+    }
+    FindClose(search);
+    const std::string product = std::to_string(count) + " " + left + " " + buffer.data();
+    return product == plain ? "" : product + "\nmodel: " + plain;
+}
+
+TEST(NotifyFlags, OnlyTheHighestMarkerSurvivesAndItsLinesAreAppendedWhileTheyFit) {
+    const Postoffice office;
+    testing::CompareWithModel(
+        "37otznxdehabcgNZ"
+        "cccgg",
+        2, 300, 8, [&](const std::string& text) { return MarkerDifference(office, text); });
+    EXPECT_EQ(GetNewMessageCount(office.Name(), "BOB", {}), 0);
+}
+
+TEST(NotifyFlags, MarkersAreNumberedOnAndReplaceTheEarlierOnes) {
+    const Postoffice office;
+    const auto marker = [&](const std::string& number) {
+        return office.In("MAILROOT\\BOB\\_" + number + ".NEW");
+    };
+    EXPECT_EQ(WriteNewMailMarker(office.Name(), "BOB", ""), 1);
+    EXPECT_EQ(WriteNewMailMarker(office.Name(), "BOB", "two\r\nlines"), 1);
     // The one before goes when the next is counted.
-    EXPECT_EQ(Markers(), (std::vector<std::string>{"_1.NEW", "_2.NEW"}));
-    EXPECT_EQ(ReadBytesOf(Marker("2")), "two\r\nlines");
-    EXPECT_EQ(GetNewMessageCount("PO", "BOB", {}), 2);
-    WriteBytesTo(Marker("2147483647"), "old");
-    WriteNewMailMarker("PO", "BOB", "new");
-    EXPECT_EQ(Markers(), std::vector<std::string>{"_2147483647.NEW"});
-    EXPECT_EQ(ReadBytesOf(Marker("2147483647")), "new");
-    EXPECT_EQ(WriteNewMailMarker("PO", "NOBODY", "x"), 1);
-}
-
-TEST_F(NotifyFlags, TheSurvivingMarkersLinesAreAppendedWhileTheyFit) {
-    const std::string line(1000, 'a');
-    struct Case {
-        const char* name;
-        std::string before;
-        std::size_t size;
-        std::string marker;
-        std::string after;
-    };
-    const Case cases[] = {
-        {"appended, line breaks as text mode gives them", "x", 100, "one\r\ntwo", "xone\ntwo"},
-        {"the line that does not fit ends it", "", 7, "one\r\ntwo\r\n3", "one\n"},
-        {"to the last character", "", 8, "one\r\ntwo", "one\ntwo"},
-        {"2047 characters at most", "", 4000, line + "\n" + line + "\n" + line.substr(955),
-         line + "\n" + line + "\n" + line.substr(955)},
-        {"2048 are too many", "", 4000, line + "\n" + line + "\n" + line.substr(954),
-         line + "\n" + line + "\n"},
-        {"a long line comes in pieces of 1023, each whole or not at all", "", 4000,
-         line + line + line, std::string(2046, 'a')},
-        {"no room at all", "", 1, "x", ""},
-    };
-    for (const Case& row : cases) {
-        WriteBytesTo(Marker("4"), row.marker);
-        std::vector<char> text(row.size, '\0');
-        std::copy(row.before.begin(), row.before.end(), text.begin());
-        EXPECT_EQ(GetNewMessageCount("PO", "BOB", text), 4) << row.name;
-        EXPECT_EQ(std::string(text.data()), row.after) << row.name;
-    }
+    EXPECT_TRUE(PathExists(marker("1")));
+    EXPECT_EQ(ReadBytesOf(marker("2")), "two\r\nlines");
+    WriteBytesTo(marker("2147483647"), "old");
+    WriteNewMailMarker(office.Name(), "BOB", "new");
+    EXPECT_EQ(ReadBytesOf(marker("2147483647")), "new");
+    EXPECT_EQ(WriteNewMailMarker(office.Name(), "NOBODY", "x"), 1);
+    char none = '\0';
+    EXPECT_EQ(GetNewMessageCount(office.Name(), "BOB", {&none, 1}), 2147483647);
+    EXPECT_EQ(none, '\0');
 }
 
 }  // namespace
