@@ -86,6 +86,17 @@ std::vector<std::string> ScratchFolder::Names() const {
     return names;
 }
 
+std::string ScratchFolder::Contents() const {
+    std::string contents;
+    for (const std::string& name : Names())
+        contents += name + ": " + ReadBytesOf(Path(name)) + "\n";
+    return contents;
+}
+
+void ScratchFolder::Clear() const {
+    for (const std::string& name : Names()) std::filesystem::remove_all(Path(name));
+}
+
 void CountingSleeper::Sleep(std::uint32_t milliseconds) {
     total_ += milliseconds;
     ++count_;

@@ -45,6 +45,9 @@ class ScratchFolder {
 
     // Names (not paths) of what lies in the folder, sorted.
     std::vector<std::string> Names() const;
+    // Each file's name and bytes.
+    std::string Contents() const;
+    void Clear() const;
 
   private:
     std::string path_;
