@@ -24,14 +24,14 @@ inline constexpr std::int32_t kAnyPort = -1;
 
 // A client connection as its server process describes it.
 struct ClientConnection {
-    std::string_view server;
-    std::string_view protocol;
-    std::string_view accountName;
-    std::string_view ipAddress;
+    std::string_view server = {};
+    std::string_view protocol = {};
+    std::string_view accountName = {};
+    std::string_view ipAddress = {};
     std::int32_t port = 0;
-    std::string_view folder;
+    std::string_view folder = {};
     std::int32_t instanceNumber = 0;
-    std::string_view serverSession;
+    std::string_view serverSession = {};
 };
 
 // The part of a protocol before its first "-".

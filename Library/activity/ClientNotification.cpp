@@ -105,15 +105,15 @@ int NotifyClients(SessionContext* session, std::string_view directory, std::stri
         }
         BlockFileLock lock;
         return NotifyClients_Ex(lock, session, directory,
-                                {server,
-                                 ipAddress,
-                                 port,
-                                 protocol,
-                                 matchMode,
-                                 folder,
-                                 serverSession,
-                                 {localMessage, localLength},
-                                 {remoteMessage, remoteLength}});
+                                {.server = server,
+                                 .ipAddress = ipAddress,
+                                 .port = port,
+                                 .protocol = protocol,
+                                 .matchMode = matchMode,
+                                 .folder = folder,
+                                 .serverSession = serverSession,
+                                 .local = {localMessage, localLength},
+                                 .remote = {remoteMessage, remoteLength}});
     });
 }
 

@@ -177,9 +177,15 @@ void SetClientState(SessionContext* session, std::string_view directory, std::st
             return 0;
         }
         const std::int32_t instance = session == nullptr ? 0 : session->instanceNumber;
-        SetInDirectory(
-            session, directory,
-            {server, protocol, accountName, ipAddress, port, folder, instance, serverSession});
+        SetInDirectory(session, directory,
+                       {.server = server,
+                        .protocol = protocol,
+                        .accountName = accountName,
+                        .ipAddress = ipAddress,
+                        .port = port,
+                        .folder = folder,
+                        .instanceNumber = instance,
+                        .serverSession = serverSession});
         return 1;
     });
 }
@@ -197,7 +203,11 @@ int CloseClientState(SessionContext* session, std::string_view directory, std::s
             return 0;
         }
         return CloseInDirectory(session, directory,
-                                {server, protocol, {}, ipAddress, port, {}, 0, serverSession});
+                                {.server = server,
+                                 .protocol = protocol,
+                                 .ipAddress = ipAddress,
+                                 .port = port,
+                                 .serverSession = serverSession});
     });
 }
 

@@ -29,8 +29,7 @@ bool HasPort(const NotifyRequest& request, const ActivityEntry& entry) {
     return request.port < 1 || request.port == entry.port;
 }
 
-}  // namespace
-
+// Whether the request is meant for the entry, by server, folder, address and port.
 bool IsAddressed(const NotifyRequest& request, const ActivityEntry& entry) {
     if (!request.server.empty() && !EqualsIgnoreCase(request.server, entry.server)) return false;
     if (IsOtherFolder(request.folder, entry.folder)) return false;
@@ -38,6 +37,8 @@ bool IsAddressed(const NotifyRequest& request, const ActivityEntry& entry) {
     if (request.matchMode == kMatchOnlyConnection) return isConnection;
     return request.matchMode != kMatchAllButConnection || !isConnection;
 }
+
+}  // namespace
 
 EntryFate NotificationRule::Decide(const ActivityEntry& entry) {
     if (IsStaleSessionEntry(computerName_, entry, notifyProtocol_, request_.serverSession)) {

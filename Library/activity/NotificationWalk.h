@@ -34,9 +34,6 @@ struct NotifyRequest {
     NotifyMessage remote;
 };
 
-// Whether the request is meant for the entry, by server, folder, address and port.
-bool IsAddressed(const NotifyRequest& request, const ActivityEntry& entry);
-
 // Notifies entry by entry; those that an earlier run left and those that cannot be reached are
 // dropped.
 class NotificationRule : public EntryRule {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "common/Files.h"
+#include "common/Reports.h"
 #include "common/Text.h"
 #include "common/TextFile.h"
 #include "common/Waits.h"
@@ -22,7 +23,7 @@ constexpr std::uint32_t kWaitBeforeConsuming = 1000;
 constexpr std::size_t kMarkerTextLimit = 2047;
 constexpr std::size_t kMarkerLineCapacity = 1024;
 
-void WriteFlagFile(const std::string& path, std::string_view text) {
+void CreateWithText(const std::string& path, std::string_view text) {
     File file(path, kOpenTruncate);
     if (!file.IsOpen()) return;
     // The file's existence is the message; a text that is lost loses nothing else.
@@ -91,7 +92,7 @@ void AppendMarkerText(const std::string& path, std::span<char> text) {
 int FlagFolderChanged(std::string_view postoffice, std::string_view mailbox,
                       std::string_view folder) {
     return RunOperation("FlagFolderChanged", 0, [&] {
-        WriteFlagFile(ChangeFlagPath(postoffice, mailbox, folder), kFlagText);
+        CreateWithText(ChangeFlagPath(postoffice, mailbox, folder), kFlagText);
         // Kept for compatibility: said also when there is no file.
         PrintStandardOutput("Folder=" + std::string(folder) +
                             "::Folder Flagged to notify clients\n");
@@ -124,7 +125,7 @@ int WriteNewMailMarker(std::string_view postoffice, std::string_view mailbox,
         AppendDecimal(number, std::min(std::int64_t{highest} + 1,
                                        std::int64_t{std::numeric_limits<std::int32_t>::max()}));
         const std::string directory = MailboxDirectory(PostofficeDirectory(postoffice), mailbox);
-        WriteFlagFile(FormatPath("%s\\_%s.NEW", {directory, number}), text);
+        CreateWithText(FormatPath("%s\\_%s.NEW", {directory, number}), text);
         return 1;
     });
 }

@@ -1,12 +1,6 @@
 // The outer edge of the store's client operations, which raise nothing to their callers.
 #pragma once
 
-#include <string>
-#include <string_view>
-
-#include "common/Reports.h"
-#include "Library/activity/SessionContext.h"
-
 namespace tarnwick {
 
 // To be called in a catch block: logs what was thrown under the operation's name.
@@ -21,18 +15,6 @@ Result RunOperation(const char* name, Result failed, Body body) noexcept {
         LogCaughtException(name);
         return failed;
     }
-}
-
-inline bool HasNoAccount(const SessionContext* session) {
-    return session != nullptr && session->accountName.empty();
-}
-
-// What `operation` prints when it was called without an account.
-inline void PrintNoAccount(const SessionContext* session, std::string_view operation) {
-    std::string text = "[";
-    text += std::to_string(session == nullptr ? 0 : session->sessionNumber);
-    text.append("] ").append(operation);
-    PrintStandardOutput(text.append(" was called with no AccountName specified\n"));
 }
 
 }  // namespace tarnwick

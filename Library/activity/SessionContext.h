@@ -3,6 +3,9 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
+
+#include "common/Reports.h"
 
 namespace tarnwick {
 
@@ -20,5 +23,17 @@ struct SessionContext {
     // Where a server that delivers to its own sessions writes to this one.
     void* channel = nullptr;
 };
+
+inline bool HasNoAccount(const SessionContext* session) {
+    return session != nullptr && session->accountName.empty();
+}
+
+// What `operation` prints when it was called without an account.
+inline void PrintNoAccount(const SessionContext* session, std::string_view operation) {
+    std::string text = "[";
+    text += std::to_string(session == nullptr ? 0 : session->sessionNumber);
+    text.append("] ").append(operation);
+    PrintStandardOutput(text.append(" was called with no AccountName specified\n"));
+}
 
 }  // namespace tarnwick

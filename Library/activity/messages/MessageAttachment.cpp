@@ -23,7 +23,7 @@ void AddAttachment(const MessagePaths& paths, const AttachmentRecord& part, std:
         message.Close();
     }
     // Kept for compatibility: without a message the sibling takes its place empty.
-    if (sibling.Finish()) SwapSiblingIn(paths);
+    if (sibling.Finish()) SwapSiblingIn(paths, DeleteRefused::Ignored);
 }
 
 }  // namespace

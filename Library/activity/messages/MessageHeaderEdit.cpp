@@ -9,9 +9,7 @@ namespace {
 
 FieldRule* RuleFor(std::string_view line, std::span<FieldRule> rules) {
     for (FieldRule& rule : rules) {
-        for (const std::string& key : rule.keys) {
-            if (StartsWithIgnoreCase(line, key)) return &rule;
-        }
+        if (StartsWithIgnoreCase(line, rule.key)) return &rule;
     }
     return nullptr;
 }
@@ -32,12 +30,8 @@ bool AnySeen(std::span<const FieldRule> rules) {
     return std::any_of(rules.begin(), rules.end(), [](const FieldRule& rule) { return rule.seen; });
 }
 
-}  // namespace
-
-bool IsEmptyLine(std::string_view line) {
-    return !line.empty() && (line[0] == '\r' || line[0] == '\n');
-}
-
+// Copies header lines by `rules` up to the empty line, which is written behind what was missing.
+// False when the lines ended before. Marks the rules whose lines were seen.
 bool CopyHeader(PieceReader& lines, std::span<FieldRule> rules, BlockWriter& copy) {
     while (const auto line = lines.NextPiece()) {
         if (IsEmptyLine(*line)) {
@@ -46,6 +40,21 @@ bool CopyHeader(PieceReader& lines, std::span<FieldRule> rules, BlockWriter& cop
             return true;
         }
         CopyLine(*line, RuleFor(*line, rules), copy);
+    }
+    return false;
+}
+
+}  // namespace
+
+bool IsEmptyLine(std::string_view line) {
+    return !line.empty() && (line[0] == '\r' || line[0] == '\n');
+}
+
+bool HasHeaderField(ByteSource& message, std::size_t lineBufferSize, std::string_view key) {
+    PieceReader lines(message, lineBufferSize, FileMode::Binary);
+    while (const auto line = lines.NextPiece()) {
+        if (IsEmptyLine(*line)) return false;
+        if (StartsWithIgnoreCase(*line, key)) return true;
     }
     return false;
 }

@@ -26,41 +26,23 @@ enum class SiblingRefused {
     RemoveMessage  // the swap goes on without a copy; kept for compatibility: the message is gone
 };
 
-enum class DeleteRefused {
-    Ignored,  // the move then fails too, and the sibling stays
-    KeepMessage
-};
-
 struct Operation {
-    CopyRules copy;
-    Complaint complaint;
-    SiblingRefused siblingRefused;
-    DeleteRefused deleteRefused;
+    CopyRules copy = {};
+    Complaint complaint = Complaint::Output;
+    SiblingRefused siblingRefused = SiblingRefused::LeaveMessage;
+    DeleteRefused deleteRefused = DeleteRefused::Ignored;
 };
 
-// Where the five differ, but for their fields. The rest of a message is copied byte for byte by all
-// of them. Kept for compatibility: with another buffer size other pieces of long lines count as
-// fields, and a header without its empty line grows by the field that a caller named alone.
-//
-// line buffer, missing field added without an empty line, swapped in only when a field was seen;
-// complaint; sibling refused; delete refused
-// clang-format off
-constexpr Operation kSetTempFlags{
-    {4096, false, false}, Complaint::LogWithPath,
-    SiblingRefused::LeaveMessage,  DeleteRefused::Ignored};
-constexpr Operation kSetUid{
-    {2048, false, false}, Complaint::Output,
-    SiblingRefused::RemoveMessage, DeleteRefused::Ignored};
-constexpr Operation kHasTempFlags{
-    {2048, false, false}, Complaint::Output,
-    SiblingRefused::LeaveMessage,  DeleteRefused::Ignored};
-constexpr Operation kStripUidAndFlags{
-    {2048, false, true},  Complaint::Output,
-    SiblingRefused::LeaveMessage,  DeleteRefused::Ignored};
-constexpr Operation kSetHeaderField{
-    {2048, true,  false}, Complaint::OutputWithError,
-    SiblingRefused::LeaveMessage,  DeleteRefused::KeepMessage};
-// clang-format on
+// Where the operations differ, but for their fields. The rest of a message is copied byte for byte
+// by all of them. Kept for compatibility: with another buffer size other pieces of long lines count
+// as fields, and a header without its empty line grows by the field that a caller named alone.
+constexpr Operation kSetTempFlags{.copy = {.lineBufferSize = 4096},
+                                  .complaint = Complaint::LogWithPath};
+constexpr Operation kSetUid{.siblingRefused = SiblingRefused::RemoveMessage};
+constexpr Operation kStripUidAndFlags{.copy = {.onlyWhenSeen = true}};
+constexpr Operation kSetHeaderField{.copy = {.addWithoutEmptyLine = true},
+                                    .complaint = Complaint::OutputWithError,
+                                    .deleteRefused = DeleteRefused::KeepMessage};
 
 bool UidBrandingEnabled() {
     static const bool enabled = RegistryDwordOr(kProductKey, "UID Branding Enabled", 0) != 0;
@@ -101,18 +83,6 @@ void ComplainAboutInput(Complaint complaint, const std::string& path) {
     Complain(complaint, "Could not open message file for input", path);
 }
 
-void SwapIn(const MessagePaths& paths, DeleteRefused deleteRefused) {
-    if (deleteRefused == DeleteRefused::Ignored) return SwapSiblingIn(paths);
-    if (RemoveFile(paths.message)) {
-        MoveToName(paths.sibling, paths.message);
-    } else {
-        PrintStandardOutput(
-            "Could not remove original copy of message file. Check if file has readonly set or if "
-            "there are permissions issues\r\n");
-        RemoveFile(paths.sibling);
-    }
-}
-
 // Rewrites the open message through its sibling.
 void Rewrite(File message, const MessagePaths& paths, const Operation& operation,
              std::vector<FieldRule> fields) {
@@ -120,7 +90,9 @@ void Rewrite(File message, const MessagePaths& paths, const Operation& operation
     if (!sibling.IsOpen()) {
         Complain(operation.complaint, "Could not open message file for writing", paths.sibling);
         message.Close();
-        if (operation.siblingRefused == SiblingRefused::RemoveMessage) SwapSiblingIn(paths);
+        if (operation.siblingRefused == SiblingRefused::RemoveMessage) {
+            SwapSiblingIn(paths, operation.deleteRefused);
+        }
         return;
     }
     FileSource source(message);
@@ -128,7 +100,7 @@ void Rewrite(File message, const MessagePaths& paths, const Operation& operation
     const CopyResult result = CopyMessage(source, operation.copy, fields, sink);
     message.Close();
     if (result == CopyResult::Complete && sibling.Finish()) {
-        SwapIn(paths, operation.deleteRefused);
+        SwapSiblingIn(paths, operation.deleteRefused);
     }
 }
 
@@ -140,26 +112,6 @@ void OpenAndRewrite(const MessagePaths& paths, const Operation& operation,
     } else {
         ComplainAboutInput(operation.complaint, paths.message);
     }
-}
-
-class NoSink : public ByteSink {
-  public:
-    bool Write(std::string_view) override { return true; }
-};
-
-bool HeaderHasField(const std::string& path, const Operation& operation, const char* key) {
-    File message(path, kOpenRead);
-    if (!message.IsOpen()) {
-        ComplainAboutInput(operation.complaint, path);
-        return false;
-    }
-    FileSource source(message);
-    PieceReader lines(source, operation.copy.lineBufferSize, FileMode::Binary);
-    NoSink nowhere;
-    BlockWriter copy(nowhere, FileMode::Binary);
-    FieldRule field{{key}, FieldFate::Keep, ""};
-    CopyHeader(lines, {&field, 1}, copy);
-    return field.seen;
 }
 
 void CreateWithField(const std::string& path, const std::string& line) {
@@ -180,7 +132,7 @@ void SetField(const MessagePaths& paths, std::string_view name, const std::strin
     // written as "A::". Kept for compatibility.
     std::string key(name);
     if (name.find(':') == name.npos) key += ':';
-    Rewrite(std::move(message), paths, kSetHeaderField, {{{key}, FieldFate::Replace, line}});
+    Rewrite(std::move(message), paths, kSetHeaderField, {{key, FieldFate::Replace, line}});
 }
 
 // Runs an edit without letting an exception out: one that runs out of memory leaves the message as
@@ -202,8 +154,8 @@ int SetMessageTempFlags(std::string_view directory, std::string_view name, std::
     Contain([&] {
         const MessagePaths paths = PathsInFolder(directory, name);
         LogMessage("Setting Message Flags for: %s\n", {paths.message});
-        std::vector<FieldRule> fields{{{kFlagsKey}, FieldFate::Replace, FlagsLine(flags)}};
-        if (dropUid) fields.push_back({{kUidKey}, FieldFate::Drop, ""});
+        std::vector<FieldRule> fields{{kFlagsKey, FieldFate::Replace, FlagsLine(flags)}};
+        if (dropUid) fields.push_back({kUidKey, FieldFate::Drop});
         OpenAndRewrite(paths, kSetTempFlags, std::move(fields));
     });
     return 1;
@@ -215,8 +167,8 @@ int SetMessageUid(std::string_view directory, std::string_view name, std::uint32
     Contain([&] {
         OpenAndRewrite(PathsInFolder(directory, name), kSetUid,
                        // Flags that are there stay: a new identifier says nothing of them.
-                       {{{kUidKey}, FieldFate::Replace, UidLine(uidHigh, uidLow)},
-                        {{kFlagsKey}, FieldFate::Keep, flags ? FlagsLine(*flags) : ""}});
+                       {{kUidKey, FieldFate::Replace, UidLine(uidHigh, uidLow)},
+                        {kFlagsKey, FieldFate::Keep, flags ? FlagsLine(*flags) : ""}});
     });
     return 1;
 }
@@ -225,7 +177,11 @@ int HasMessageTempFlags(std::string_view directory, std::string_view name) {
     if (!UidBrandingEnabled()) return 0;
     bool found = false;
     Contain([&] {
-        found = HeaderHasField(PathsInFolder(directory, name).message, kHasTempFlags, kFlagsKey);
+        const std::string path = PathsInFolder(directory, name).message;
+        File message(path, kOpenRead);
+        if (!message.IsOpen()) return ComplainAboutInput(Complaint::Output, path);
+        FileSource source(message);
+        found = HasHeaderField(source, CopyRules().lineBufferSize, kFlagsKey);
     });
     return found ? 1 : 0;
 }
@@ -235,7 +191,7 @@ int StripMessageUidAndFlags(std::string_view directory, std::string_view name,
     if (!UidBrandingEnabled()) return 1;
     Contain([&] {
         OpenAndRewrite(PathsInFolder(directory, name), kStripUidAndFlags,
-                       {{{kUidKey, kFlagsKey}, FieldFate::Drop, ""}});
+                       {{kUidKey, FieldFate::Drop}, {kFlagsKey, FieldFate::Drop}});
     });
     return 1;
 }

@@ -1,5 +1,7 @@
 #include "Library/activity/messages/MessageSibling.h"
 
+#include "common/Reports.h"
+
 namespace tarnwick {
 
 MessagePaths PathsInFolder(std::string_view directory, std::string_view name) {
@@ -27,9 +29,15 @@ bool SiblingFile::Finish() {
     return stays_;
 }
 
-void SwapSiblingIn(const MessagePaths& paths) {
-    RemoveFile(paths.message);
-    MoveToName(paths.sibling, paths.message);
+void SwapSiblingIn(const MessagePaths& paths, DeleteRefused deleteRefused) {
+    if (RemoveFile(paths.message) || deleteRefused == DeleteRefused::Ignored) {
+        MoveToName(paths.sibling, paths.message);
+        return;
+    }
+    PrintStandardOutput(
+        "Could not remove original copy of message file. Check if file has readonly set or if "
+        "there are permissions issues\r\n");
+    RemoveFile(paths.sibling);
 }
 
 }  // namespace tarnwick

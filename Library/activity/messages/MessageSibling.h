@@ -37,8 +37,13 @@ class SiblingFile {
     bool stays_ = false;
 };
 
-// Deletes the message and moves the sibling to its name, whatever comes of either.
-void SwapSiblingIn(const MessagePaths& paths);
+enum class DeleteRefused {
+    Ignored,     // the move then fails too, and the sibling stays
+    KeepMessage  // says so on standard output, and the sibling goes
+};
+
+// Deletes the message and moves the sibling to its name.
+void SwapSiblingIn(const MessagePaths& paths, DeleteRefused deleteRefused);
 
 class FileSink : public ByteSink {
   public:
