@@ -1,7 +1,7 @@
 // Header edits of any bytes: read in any portions, everything but the edited fields survives.
 #include <vector>
-#include "common/Text.h"
 
+#include "common/Text.h"
 #include "tests/Library/activity/messages/StreamFixtures.h"
 
 namespace {
