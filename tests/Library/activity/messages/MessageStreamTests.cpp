@@ -1,71 +1,49 @@
 #include <gtest/gtest.h>
 
 #include "tests/Library/activity/messages/StreamFixtures.h"
+#include "tests/support/AllTexts.h"
 
 namespace tarnwick {
 namespace {
 
+using testing::AllTexts;
 using testing::Decoded;
 using testing::OnDisk;
 using testing::TextSink;
 using testing::TextSource;
 
-// All texts of `length` letters over `alphabet`.
-std::vector<std::string> TextsOf(const std::string& alphabet, std::size_t length) {
-    std::vector<std::string> texts{""};
-    for (; length > 0; --length) {
-        std::vector<std::string> longer;
-        for (const std::string& text : texts) {
-            for (const char letter : alphabet) longer.push_back(text + letter);
-        }
-        texts = std::move(longer);
-    }
-    return texts;
-}
-
-std::vector<std::string> PiecesOf(ByteSource& source, std::size_t bufferSize, FileMode mode) {
-    std::vector<std::string> pieces;
+// The pieces one by one, or as many at a time as there are and then cut.
+std::vector<std::string> PiecesOf(std::string_view text, std::size_t chunk, std::size_t bufferSize,
+                                  FileMode mode, bool inOne) {
+    TextSource source(text, chunk);
     PieceReader reader(source, bufferSize, mode);
-    while (const auto piece = reader.NextPiece()) pieces.emplace_back(*piece);
-    return pieces;
-}
-
-// The same pieces, taken as many at a time as there are.
-std::vector<std::string> PiecesInOneOf(ByteSource& source, std::size_t bufferSize, FileMode mode) {
     std::vector<std::string> all;
-    PieceReader reader(source, bufferSize, mode);
-    while (auto pieces = reader.NextPieces()) {
-        for (std::size_t at = 0; at < pieces->size(); at += all.back().size()) {
-            all.emplace_back(reader.FirstOf(pieces->substr(at)));
+    while (const auto pieces = inOne ? reader.NextPieces() : reader.NextPiece()) {
+        for (std::size_t at = 0; at < pieces->size();) {
+            const std::string_view piece = inOne ? reader.FirstOf(pieces->substr(at)) : *pieces;
             EXPECT_EQ(reader.StartOf(*pieces, at), at);
-            EXPECT_EQ(reader.StartOf(*pieces, at + all.back().size() - 1), at);
+            EXPECT_EQ(reader.StartOf(*pieces, at + piece.size() - 1), at);
+            all.push_back(mode == FileMode::Text ? Decoded(std::string(piece))
+                                                 : std::string(piece));
+            at += piece.size();
         }
     }
     return all;
 }
 
-// What fgets gives of a whole text; a binary one, or a decoded one.
-std::vector<std::string> PiecesOfText(const std::string& text, std::size_t bufferSize) {
-    std::vector<std::string> pieces;
-    LineReader whole(text, bufferSize);
-    while (const auto piece = whole.NextPiece()) pieces.emplace_back(*piece);
-    return pieces;
-}
-
+// As fgets cuts the whole text; a binary one, or a decoded one.
 void ExpectPiecesAtEverySplit(const std::string& text, FileMode mode) {
+    const std::string whole = mode == FileMode::Text ? Decoded(text) : text;
     for (const std::size_t bufferSize : {2U, 3U, 5U, 1024U}) {
         if ((text.size() > 1000) != (bufferSize == 1024)) continue;
-        const auto expected =
-            PiecesOfText(mode == FileMode::Text ? Decoded(text) : text, bufferSize);
+        std::vector<std::string> expected;
+        for (LineReader lines(whole, bufferSize); const auto piece = lines.NextPiece();) {
+            expected.emplace_back(*piece);
+        }
         for (const std::size_t chunk : {text.size() < 5000 ? 1 : kStreamBlock - 1, kStreamBlock}) {
             for (const bool inOne : {false, true}) {
-                TextSource source(text, chunk);
-                auto pieces = (inOne ? PiecesInOneOf : PiecesOf)(source, bufferSize, mode);
-                for (std::string& piece : pieces) {
-                    if (mode == FileMode::Text) piece = Decoded(piece);
-                }
-                ASSERT_EQ(pieces, expected) << text.substr(0, 9) << " into " << bufferSize
-                                            << ", reads of " << chunk << (inOne ? " in one" : "");
+                ASSERT_EQ(PiecesOf(text, chunk, bufferSize, mode, inOne), expected)
+                    << text.substr(0, 9) << " into " << bufferSize << ", reads of " << chunk;
             }
         }
     }
@@ -73,10 +51,10 @@ void ExpectPiecesAtEverySplit(const std::string& text, FileMode mode) {
 
 TEST(PieceReader, AgreesWithTheWholeTextAtEverySplit) {
     using namespace std::string_literals;
-    for (const std::string& text : TextsOf("a\n\0"s, 5)) {
+    for (const std::string& text : AllTexts("a\n\0"s, 5)) {
         ExpectPiecesAtEverySplit(text, FileMode::Binary);
     }
-    for (const std::string& text : TextsOf("a\r\n\x1a", 5)) {
+    for (const std::string& text : AllTexts("a\r\n\x1a", 5)) {
         ExpectPiecesAtEverySplit(text, FileMode::Text);
     }
     for (const std::size_t before : {1021U, 1022U, 1023U, 1024U, 65534U, 65535U, 65536U}) {
@@ -117,7 +95,7 @@ TEST(BlockWriter, WritesEverythingInOrderAndInBlocks) {
 }
 
 TEST(BlockWriter, CopiesWhatWasReadAsItsModeWritesIt) {
-    for (const std::string& text : TextsOf("a\r\n", 6)) {
+    for (const std::string& text : AllTexts("a\r\n", 6)) {
         for (const FileMode mode : {FileMode::Binary, FileMode::Text}) {
             TextSink sink;
             BlockWriter writer(sink, mode);
