@@ -109,7 +109,8 @@ std::uint32_t CallRecorder::BeforeCall(const SystemCall& call) {
     if (!call.secondPath.empty()) text += " -> " + NameOf(call.secondPath);
     calls_.push_back(text);
     if (Count() == dieNumber_) TerminateProcess(GetCurrentProcess(), kDiedAtCall);
-    if (Count() == failNumber_ || (!failName_.empty() && call.name == failName_)) {
+    const bool isNamed = !failName_.empty() && (call.name == failName_ || text == failName_);
+    if (Count() == failNumber_ || isNamed) {
         return failError_;
     }
     return 0;

@@ -80,7 +80,7 @@ class CallRecorder : public CallObserver {
     std::uint32_t BeforeCall(const SystemCall& call) override;
 
     void FailCall(int number, std::uint32_t error) { failNumber_ = number, failError_ = error; }
-    // Lets every call with this name fail.
+    // Lets every call with this name fail, or with this name and file, as recorded.
     void FailAll(const std::string& name, std::uint32_t error) {
         failName_ = name, failError_ = error;
     }

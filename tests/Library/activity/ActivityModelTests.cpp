@@ -364,20 +364,6 @@ class Model {
     bool hasLocal_ = false, hasRemote_ = false;
 };
 
-class RefusedOpens : public CallObserver {
-  public:
-    explicit RefusedOpens(const Parameters& p) : p_(p) { SetCallObserver(this); }
-    ~RefusedOpens() override { SetCallObserver(nullptr); }
-    std::uint32_t BeforeCall(const SystemCall& call) override {
-        if (call.name != "CreateFile" || !call.path.ends_with(p_.refused)) return 0;
-        // The lock is waited for unless its folder is missing.
-        return p_.refused == "blk" ? 3 : static_cast<std::uint32_t>(p_.error);
-    }
-
-  private:
-    const Parameters& p_;
-};
-
 // What an operation gave, told and left.
 std::string Told(int result, std::string told, const testing::ScratchFolder& folder) {
     for (std::size_t at; (at = told.find(folder.Path())) != told.npos;) {
@@ -397,7 +383,10 @@ std::string RunModel(char operation, const Parameters& p, const testing::Scratch
 }
 
 std::string RunProduct(char operation, const Parameters& p, const testing::ScratchFolder& folder) {
-    const RefusedOpens refused(p);
+    testing::CallRecorder calls;
+    // The lock is waited for unless its folder is missing.
+    calls.FailAll("CreateFile _activity." + p.refused,
+                  p.refused == "blk" ? 3 : static_cast<std::uint32_t>(p.error));
     DiagnosticLevel() = level;
     sent.clear();
     SessionContext context = p.context;

@@ -52,16 +52,13 @@ const std::pair<char, std::string> kPieces[] = {
 struct Refusal {
     char letter;
     std::string call;
-    std::string file;
     std::uint32_t error;
 };
-const Refusal kRefusals[] = {
-    {'0', "", "", 0},
-    {'1', "CreateFile", "\\m", 5},
-    {'2', "CreateFile", "\\m", 2},
-    {'3', "CreateFile", "\\_m", 5},
-    {'4', "DeleteFile", "\\m", 5},
-};
+const Refusal kRefusals[] = {{'0', "", 0},
+                             {'1', "CreateFile m", 5},
+                             {'2', "CreateFile m", 2},
+                             {'3', "CreateFile _m", 5},
+                             {'4', "DeleteFile m", 5}};
 
 // Attachments, as the letters of a case name them.
 struct Attachment {
@@ -76,19 +73,6 @@ const Attachment kAttachments[] = {
     {'J', {nullptr, "n", "a/b", "quoted-printable", nullptr}, kX1000 + "\xFF"},
     {'K', {"", "", "", "", ""}, "a\nb\r\nc"},
     {'L', {nullptr, nullptr, nullptr, "Base64", nullptr}, kX1000},
-};
-
-class RefusedCalls : public CallObserver {
-  public:
-    explicit RefusedCalls(const Refusal& refused) : refused_(refused) { SetCallObserver(this); }
-    ~RefusedCalls() override { SetCallObserver(nullptr); }
-    std::uint32_t BeforeCall(const SystemCall& call) override {
-        return call.name == refused_.call && call.path.ends_with(refused_.file) ? refused_.error
-                                                                                : 0;
-    }
-
-  private:
-    Refusal refused_;
 };
 
 class Plain {
@@ -188,7 +172,7 @@ class Plain {
         if (!set) Put(field);
         if (ended) CopyRest();
         Close();
-        if (refused_.call != "DeleteFile") return Swap(), 1;
+        if (refused_.call != "DeleteFile m") return Swap(), 1;
         output +=
             "Could not remove original copy of message file. Check if file has readonly set or if "
             "there are permissions issues\r\n";
@@ -264,7 +248,7 @@ class Plain {
     static bool IsEmptyLine(const std::string& line) { return line[0] == '\r' || line[0] == '\n'; }
 
     bool Open(FILE*& file, const std::string& path, const char* mode) {
-        const bool refused = refused_.call == "CreateFile" && path.ends_with(refused_.file);
+        const bool refused = refused_.call == "CreateFile " + path.substr(path.rfind('\\') + 1);
         file = refused ? nullptr : std::fopen(path.c_str(), mode);
         error_ = refused ? refused_.error : 2;
         return file != nullptr;
@@ -278,7 +262,7 @@ class Plain {
     }
     void Swap() {
         Close();
-        if (refused_.call != "DeleteFile") std::remove(message_.c_str());
+        if (refused_.call != "DeleteFile m") std::remove(message_.c_str());
         std::rename(sibling_.c_str(), message_.c_str());
     }
     // As fgets with a buffer of this size, but for NULs.
@@ -396,7 +380,8 @@ std::string DifferenceIn(const std::string& text) {
         Plain plain(refusal, plains.Path());
         const testing::ReportRecorder reports;
         const auto [result, wanted] = [&] {
-            const RefusedCalls refused(refusal);
+            testing::CallRecorder calls;
+            calls.FailAll(refusal.call, refusal.error);
             return Edit(letter, ours.Path(), plain);
         }();
         plain.Close();
