@@ -27,17 +27,19 @@ const std::string kOther = "far\tIMAP\tann\t10.0.0.9\t25\t5\tInbox\t3\trun0";
 const std::string kMine = "srv\tIMAP\tbob\t10.0.0.1\t143\t7\tInbox\t7\trun2";
 const std::string kBoth = kMine + "\r\n" + kOther;
 
-// Keeps nothing but whether an operation told under its name that it caught something, which needs
-// no memory.
+// Keeps nothing but the name under which an operation told what it caught, which needs no memory.
 struct CaughtReports : ReportSink {
     CaughtReports() { SetReportSink(this); }
     ~CaughtReports() override { SetReportSink(nullptr); }
     void Report(ReportChannel, std::string_view text) override {
-        told = told ||
-               text.find(" handled an exception; session will be dropped.\nThe exc") != text.npos ||
-               text.ends_with(" raised an exception\n");
+        const std::size_t end = text.find(' ');
+        const std::string_view rest = text.substr(end == text.npos ? text.size() : end);
+        if (rest.starts_with(" handled an exception; session will be dropped.\nThe exc") ||
+            rest == " raised an exception\n") {
+            name[text.copy(name, std::min(end, sizeof name - 1))] = '\0';
+        }
     }
-    bool told = false;
+    char name[32] = "";
 };
 CaughtReports* reports = nullptr;
 
@@ -74,19 +76,23 @@ FaultyOperation Operation(const char* name, const std::string& before,
 // often the next client had to wait for the lock.
 const std::vector<FaultyOperation>& Operations() {
     static const std::vector<FaultyOperation> operations = {
-        Operation("set-new", kOther, Set, "1om 1m 0- 1om 0o 0o 0o 1om 1om 1om 1om 1omb101 1om", ""),
-        Operation("set-again", kBoth, Set, "1mo 1m 0- 1mo 0mo 0mo 0mo 1mo 1mo 1mo 1mo 1mob101 1mo",
+        Operation("SetClientState-new", kOther, Set,
+                  "1om 1m 0- 1om 0o 0o 0o 1om 1om 1om 1om 1omb101 1om", ""),
+        Operation("SetClientState-again", kBoth, Set,
+                  "1mo 1m 0- 1mo 0mo 0mo 0mo 1mo 1mo 1mo 1mo 1mob101 1mo",
                   "mo mob101 mob101 motb101 motb101 motb101 motmob101 motmob101 -tmob101 mob101 "
                   "mob101 mob101 mob101"),
-        Operation("close-one", kBoth, Close, "1o 0mo 0mo 1o 0mo 0mo 0mo 1o 1o 1ob101 1o",
+        Operation("CloseClientState-one", kBoth, Close, "1o 0mo 0mo 1o 0mo 0mo 0mo 1o 1o 1ob101 1o",
                   "mo mob101 mob101 motb101 motb101 motb101 motob101 motob101 -tob101 ob101 ob101"),
-        Operation("close-last", kMine, Close, "1- 0m 0m 1- 0m 0m 1- 1- 1-b101 1-",
+        Operation("CloseClientState-last", kMine, Close, "1- 0m 0m 1- 0m 0m 1- 1- 1-b101 1-",
                   "m mb101 mb101 mtb101 mtb101 mtb101 mtb101 -tb101 -b101 -b101"),
-        Operation("notify-one", kBoth, Notify, "2mo 1o 1mo 1mo 1o 1mo 1mo 1mo 1o 1o 1ob101 1o",
+        Operation("NotifyClients_Ex-one", kBoth, Notify,
+                  "2mo 1o 1mo 1mo 1o 1mo 1mo 1mo 1o 1o 1ob101 1o",
                   "mo mo mob101 mob101 motb101 motb101 motb101 motob101 motob101 -tob101 ob101 "
                   "ob101"),
-        Operation("notify-last", kMine, Notify, "2m 1- 1m 1m 1- 1m 1m 1- 1- 1-b101 1-", ""),
-        Operation("count", kMine, Count, "1m 0m 1m 0m 1mb101 1m", ""),
+        Operation("NotifyClients_Ex-last", kMine, Notify, "2m 1- 1m 1m 1- 1m 1m 1- 1- 1-b101 1-",
+                  ""),
+        Operation("GetConnectionCount", kMine, Count, "1m 0m 1m 0m 1mb101 1m", ""),
     };
     return operations;
 }
@@ -133,12 +139,14 @@ TEST_F(ActivityFaults, ADeadHolderLeavesOneWholeContentAndItsLockIsTakenOver) {
 }
 
 TEST_F(ActivityFaults, WithoutMemoryAnOperationTellsItAndGivesTheLockUp) {
-    testing::FailEachAllocationOf(
-        Operations(), "told",
-        [&](const FaultyOperation&, const std::string& result, const ScratchFolder& folder) {
-            const bool told = std::exchange(reports->told, false);
-            return PathExists(folder.Path("_activity.blk")) ? "locked" : told ? "told" : result;
-        });
+    const auto describe = [](const FaultyOperation& operation, const std::string& result,
+                             const ScratchFolder& folder) {
+        const std::string told = reports->name;
+        reports->name[0] = '\0';
+        if (PathExists(folder.Path("_activity.blk"))) return std::string("locked");
+        return told == operation.name.substr(0, operation.name.find('-')) ? "told" : result + told;
+    };
+    testing::FailEachAllocationOf(Operations(), "told", describe);
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // What the tests of the activity file share.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <string>
 
 #include "common/Registry.h"
@@ -42,7 +44,8 @@ class Postoffice {
             ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Public Folders Enabled", 0);
         }
         ArePublicFoldersEnabled();
-        directory_ = PostofficeDirectory(name_);
+        directory_ = root.Path(name_);
+        EXPECT_EQ(PostofficeDirectory(name_), directory_);
         MakePath(In("MAILROOT\\BOB\\Inbox"));
     }
     const std::string& Name() const { return name_; }

@@ -69,34 +69,19 @@ TEST(NotifyFlags, AreConsumedAfterAWaitEach) {
     EXPECT_EQ(consume("Inbox"), 0) << "cannot be removed";
 }
 
-int arrived = 0;
-LRESULT CALLBACK CountMessage(HWND window, UINT message, WPARAM first, LPARAM second) {
-    if (message == WM_APP) ++arrived;
-    return DefWindowProcA(window, message, first, second);
-}
-
-// The wait before a flag goes is a real one: a message that is there when it begins, and one that
-// comes in the middle of it, reach their window.
-TEST(NotifyFlags, MessagesReachTheirWindowWhileAFlagIsConsumed) {
+// The wait before a flag goes is a real one. Timers of the thread itself: a window would start
+// Wine's desktop and outlive the test.
+TEST(NotifyFlags, MessagesReachTheirReceiverWhileAFlagIsConsumed) {
     const Postoffice office;
     FlagOf(office, "Inbox", "MAILROOT\\BOB\\Inbox");
-    WNDCLASSA window{};
-    window.lpfnWndProc = CountMessage;
-    window.lpszClassName = "NotifyFlagsTest";
-    ASSERT_NE(RegisterClassA(&window), 0);
-    const HWND handle = CreateWindowA(window.lpszClassName, "", 0, 0, 0, 0, 0, HWND_MESSAGE,
-                                      nullptr, nullptr, nullptr);
-    ASSERT_NE(handle, nullptr);
-    PostMessageA(handle, WM_APP, 0, 0);
-    SetTimer(handle, 1, 100, [](HWND target, UINT, UINT_PTR timer, DWORD) {
-        KillTimer(target, timer);
-        PostMessageA(target, WM_APP, 0, 0);
-    });
+    static int arrived = 0;
+    const UINT_PTR timer =
+        SetTimer(nullptr, 0, 100, [](HWND, UINT, UINT_PTR, DWORD) { ++arrived; });
     const ULONGLONG begun = GetTickCount64();
     EXPECT_EQ(ConsumeFolderChangeFlags(office.Name(), "BOB", "Inbox"), 1);
     EXPECT_GE(GetTickCount64() - begun, 900U);
-    EXPECT_EQ(arrived, 2);
-    DestroyWindow(handle);
+    EXPECT_GT(arrived, 1);
+    KillTimer(nullptr, timer);
 }
 
 // Digits of a case are markers with these in their names, letters lines of the one that is left.
