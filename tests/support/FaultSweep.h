@@ -73,10 +73,9 @@ inline void DieAtEachCall(const std::string& self, const std::vector<FaultyOpera
         for (int number = 1;; ++number) {
             const ScratchFolder folder;
             operation.prepare(folder.Path());
-            const unsigned status =
-                RunSelf(self, {"TARNWICK_VICTIM=" + operation.name,
-                               "TARNWICK_VICTIM_CALL=" + std::to_string(number),
-                               "TARNWICK_VICTIM_FOLDER=" + folder.Path()});
+            const unsigned status = RunSelf(self, {"TARNWICK_VICTIM=" + operation.name,
+                                                   "TARNWICK_VICTIM_CALL=" + std::to_string(number),
+                                                   "TARNWICK_VICTIM_FOLDER=" + folder.Path()});
             if (status != kDiedAtCall) break;
             AppendWord(words, describe(operation, "", folder));
         }
