@@ -27,6 +27,15 @@ void Redirect(HKEY root, const std::string& key) {
     RegCloseKey(scratch);
 }
 
+// On a disk in memory where there is one: writing a file anew waits for a real one.
+std::string ScratchParent() {
+    std::string parent = "Z:\\dev\\shm\\";
+    if (PathExists(parent)) return parent;
+    char temp[MAX_PATH];
+    GetTempPathA(sizeof temp, temp);
+    return temp;
+}
+
 HKEY CreateKey(HKEY root, const std::string& key) {
     HKEY created = nullptr;
     RegCreateKeyExA(root, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &created, nullptr);
@@ -66,9 +75,7 @@ void ScratchRegistry::SetDword(HKEY root, const std::string& key, const char* va
 }
 
 ScratchFolder::ScratchFolder() {
-    char temp[MAX_PATH];
-    GetTempPathA(sizeof temp, temp);
-    path_ = std::string(temp) + "tw-" + UniqueName();
+    path_ = ScratchParent() + "tw-" + UniqueName();
     CreateDirectoryA(path_.c_str(), nullptr);
 }
 
