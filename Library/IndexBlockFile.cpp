@@ -19,8 +19,6 @@ constexpr std::uint32_t kAbandonedAfterWaits = 60;
 constexpr std::int32_t kRemoveRetries = 80;
 constexpr int kAccessDeniedReportLevel = 6;
 
-enum class Refusal { Hopeless, MayPass };
-
 bool IsIndexUnblockModeSet() {
     // Read once, as all settings of the store library are: a wait does not change its rule midway.
     static const bool set = RegistryDwordOr(kProductProvidersKey, "Index Unblock Mode", 0) != 0;
@@ -36,16 +34,16 @@ void ReportAccessDenied(const std::string& path) {
     Report(ReportChannel::EventLogError, text);
 }
 
-Refusal Judge(DWORD error, const std::string& path) {
+// Whether a block file that could not be created for this reason may be had later.
+bool MayPass(DWORD error, const std::string& path) {
     // Below that level a refusal may pass (a file that is being deleted denies access too); whoever
     // raises it looks for permissions and wants to be told at once.
     if (error == ERROR_ACCESS_DENIED && DiagnosticLevel() >= kAccessDeniedReportLevel) {
         ReportAccessDenied(path);
-        return Refusal::Hopeless;
+        return false;
     }
-    const bool cannotExist = error == ERROR_PATH_NOT_FOUND || error == ERROR_FILENAME_EXCED_RANGE ||
-                             error == ERROR_INVALID_NAME;
-    return cannotExist ? Refusal::Hopeless : Refusal::MayPass;
+    return error != ERROR_PATH_NOT_FOUND && error != ERROR_FILENAME_EXCED_RANGE &&
+           error != ERROR_INVALID_NAME;
 }
 
 bool RemoveBlockFile(const std::string& path) {
@@ -66,9 +64,7 @@ bool IsOrphan(DWORD error, const std::string& path) {
 struct IndexBlockRule {
     const std::string& path;
 
-    bool MayWait(DWORD error, std::uint32_t) const {
-        return Judge(error, path) == Refusal::MayPass;
-    }
+    bool MayWait(DWORD error, std::uint32_t) const { return MayPass(error, path); }
 
     BlockVerdict AfterWait(DWORD error, std::uint32_t waits) const {
         // After each wait and not only after the last: the setting says that what stands is an
