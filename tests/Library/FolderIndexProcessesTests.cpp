@@ -54,23 +54,31 @@ void ChangeEntries(FolderIndex& index, const std::string& worker, int round) {
     if (StoreIndex::Entry* const gone = index.entries.FindById(old)) index.entries.Remove(*gone);
 }
 
-// One transaction under the folder's block file, which holds between machines.
-void ChangeUnderBlock(const std::string& folder, const std::string& worker, int round) {
-    File block = WaitForAccessToIndexFileEx(IndexBlockPath(folder, 0));
-    ASSERT_TRUE(block.IsOpen());
+// One transaction: under the folder's block file, which holds between machines, or without it,
+// where another's save may come between and marks the folder.
+void Transact(const std::string& folder, const std::string& worker, int round, bool blocked) {
+    File block;
+    if (blocked) {
+        block = WaitForAccessToIndexFileEx(IndexBlockPath(folder, 0));
+        ASSERT_TRUE(block.IsOpen());
+    }
     FolderIndex index = IndexOf(folder);
-    ASSERT_EQ(StoreIndex_Open(&index, kOpenUnscanned), kOpenLoaded) << worker << " " << round;
+    ASSERT_EQ(StoreIndex_Open(&index, blocked ? kOpenUnscanned : kOpenChecked), kOpenLoaded)
+        << worker << " " << round;
     ChangeEntries(index, worker, round);
-    StoreIndex_SaveAndClose(&index, true, true, block, nullptr);
+    StoreIndex_SaveAndClose(&index, true, blocked, block, nullptr);
+    if (blocked) ::Sleep(kPauseMilliseconds);
 }
 
-// One without: another's save may come between, which marks the folder.
-void ChangeFreely(const std::string& folder, const std::string& worker, int round) {
-    FolderIndex index = IndexOf(folder);
-    ASSERT_EQ(StoreIndex_Open(&index, kOpenChecked), kOpenLoaded) << worker << " " << round;
-    ChangeEntries(index, worker, round);
-    File none;
-    StoreIndex_SaveAndClose(&index, true, false, none, nullptr);
+void Work(const char* folderVariable, int rounds, bool blocked) {
+    const std::string folder = Environment(folderVariable);
+    if (folder.empty()) return;
+    const ScratchRegistry registry;
+    testing::UseStreams();
+    const ShortSleeper sleeper(blocked ? 50 : 2);
+    for (int round = 0; round < rounds && !::testing::Test::HasFailure(); ++round) {
+        Transact(folder, Environment("TARNWICK_MACHINE"), round, blocked);
+    }
 }
 
 // Every message file of the folder has exactly one entry, and every entry its file and subject.
@@ -92,40 +100,25 @@ void ExpectIndexOfAllFiles(const std::string& folder, int workers, int rounds) {
 }
 
 TEST(FolderIndexProcesses, FreeWorker) {
-    const std::string folder = Environment("TARNWICK_FREE_FOLDER");
-    if (folder.empty()) return;
-    const ScratchRegistry registry;
-    testing::UseStreams();
-    const ShortSleeper sleeper(2);
-    for (int round = 0; round < kFreeRounds && !HasFailure(); ++round) {
-        ChangeFreely(folder, Environment("TARNWICK_WORKER"), round);
-    }
+    Work("TARNWICK_FREE_FOLDER", kFreeRounds, false);
 }
 
 TEST(FolderIndexProcesses, TwoOnOneMachineLoseNoEntry) {
+    if (!testing::IsAlone()) return;
     const ScratchRegistry registry;
     const ScratchFolder folder;
     testing::UseStreams();
     const std::string shared = "TARNWICK_FREE_FOLDER=" + folder.Path();
-    const ObjectHandle first =
-        StartSelf("FolderIndexProcesses.FreeWorker", {shared, "TARNWICK_WORKER=1"});
-    const ObjectHandle second =
-        StartSelf("FolderIndexProcesses.FreeWorker", {shared, "TARNWICK_WORKER=2"});
+    const char* const worker = "FolderIndexProcesses.FreeWorker";
+    const ObjectHandle first = StartSelf(worker, {shared, "TARNWICK_MACHINE=1"});
+    const ObjectHandle second = StartSelf(worker, {shared, "TARNWICK_MACHINE=2"});
     EXPECT_EQ(WaitForExit(first), 0U);
     EXPECT_EQ(WaitForExit(second), 0U);
     ExpectIndexOfAllFiles(folder.Path(), 2, kFreeRounds);
 }
 
 TEST(FolderIndexMachines, Worker) {
-    const std::string folder = Environment("TARNWICK_SHARED_FOLDER");
-    if (folder.empty()) return;
-    const ScratchRegistry registry;
-    testing::UseStreams();
-    const ShortSleeper sleeper(50);
-    for (int round = 0; round < kBlockedRounds && !HasFailure(); ++round) {
-        ChangeUnderBlock(folder, Environment("TARNWICK_MACHINE"), round);
-        ::Sleep(kPauseMilliseconds);
-    }
+    Work("TARNWICK_SHARED_FOLDER", kBlockedRounds, true);
 }
 
 TEST(FolderIndexMachines, Check) {
@@ -155,6 +148,7 @@ TEST(FolderIndexProcesses, DyingWorker) {
 }
 
 TEST(FolderIndexProcesses, WhereverOneDiesTheNextRecovers) {
+    if (!testing::IsAlone()) return;
     const ScratchRegistry registry;
     testing::UseStreams();
     testing::SetProduct("Backup Index", 1);

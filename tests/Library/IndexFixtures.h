@@ -1,10 +1,13 @@
 // Index files and folders for the tests of opening, saving and recovering indexes.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <vector>
 
 #include "common/Registry.h"
+#include "Library/FolderFiles.h"
 #include "Library/FolderIndex.h"
 #include "tests/support/WindowsFixtures.h"
 
@@ -18,6 +21,35 @@ inline void SetProduct(const char* value, std::uint32_t number) {
 inline void UseStreams() {
     SetProduct("Use XML Stream Index Deserialisation", 1);
     SetProduct("Use XML Stream Index Serialisation", 1);
+}
+
+struct FolderSettings {
+    bool streamLoads, streamSaves, backups, calendarsAlways, oldFormat;
+};
+
+// Settings are read once a process: true in one that runs the calling test alone; in any other the
+// test runs again in such a one.
+inline bool IsAlone() {
+    const ::testing::UnitTest& program = *::testing::UnitTest::GetInstance();
+    if (program.test_to_run_count() == 1) return true;
+    const ::testing::TestInfo& test = *program.current_test_info();
+    EXPECT_EQ(RunSelf(std::string(test.test_suite_name()) + "." + test.name(), {}), 0U);
+    return false;
+}
+
+inline void Use(const FolderSettings& settings) {
+    SetProduct("Use XML Stream Index Deserialisation", settings.streamLoads ? 1 : 0);
+    SetProduct("Use XML Stream Index Serialisation", settings.streamSaves ? 1 : 2);
+    SetProduct("Backup Index", settings.backups ? 1 : 0);
+    SetProduct("Calendar ReIndex Mode", settings.calendarsAlways ? 7 : 0);
+    SetProduct("MSXML Index Serialisation Produces Old Format", settings.oldFormat ? 1 : 0);
+}
+
+inline std::string SettingsName(const ::testing::TestParamInfo<FolderSettings>& info) {
+    const FolderSettings& settings = info.param;
+    return std::string(settings.streamLoads ? "Stream" : "Dom") +
+           (settings.streamSaves ? "Stream" : "Dom") + (settings.backups ? "Backup" : "") +
+           (settings.calendarsAlways ? "Calendars" : "") + (settings.oldFormat ? "" : "New");
 }
 
 inline std::string EntryText(const std::string& id, int uid, const std::string& properties = "") {

@@ -2,202 +2,47 @@
 
 #include <gtest/gtest.h>
 
-#include "common/Clock.h"
-#include "Library/FolderScan.h"
-#include "Library/LIBStoreIndexSerialisation/StreamXMLStoreIndexSerialiser.h"
-#include "Library/SerialiserChoice.h"
 #include "Library/UnindexedStoreIndexSerialiser.h"
-#include "tests/Library/IndexFixtures.h"
-#include "tests/support/ReportRecorder.h"
+#include "tests/Library/StoreFolders.h"
 
 namespace tarnwick {
 namespace {
 
-using testing::EntryText;
 using testing::Identifiers;
-using testing::IndexText;
-using testing::PathExists;
 using testing::ReadBytesOf;
 using testing::ReportRecorder;
 using testing::ScratchFolder;
 using testing::ScratchRegistry;
 using testing::SetProduct;
-using testing::WriteBytesTo;
-
-const std::string kGood = IndexText("x00000002", EntryText("A.MAI", 1) + EntryText("B.MAI", 2));
-const std::string kGoodBackup = IndexText("x00000001", EntryText("A.MAI", 1));
-
-struct Damage {
-    const char* name;
-    std::string text;
-};
-const Damage kDamages[] = {
-    {"empty", ""},
-    {"no root end", "<BASEELEMENT LASTUID=\"x00000002\">" + EntryText("A.MAI", 1)},
-    {"cut in an entry", kGood.substr(0, 60)},
-    {"order of UIDs", IndexText("x00000009", EntryText("A.MAI", 5) + EntryText("B.MAI", 3))},
-    {"not an index", "MZ\x90 something else"},
-};
-
-enum class Backup { None, Good, Damaged };
-
-struct Outcome {
-    std::uint32_t status;
-    std::string identifiers;
-    std::string failure;  // behind the first line of reports
-    bool indexStays;
-    bool badCopy;
-    bool backupStays;
-};
-
-Outcome ExpectedFor(Backup backup, bool enabled) {
-    if (!enabled) return {0, "", "", true, false, backup != Backup::None};
-    if (backup == Backup::None) {
-        return {0,
-                "",
-                ". Unable to find recovery index. Recovering Index (there may be some flag loss)",
-                false,
-                true,
-                false};
-    }
-    if (backup == Backup::Good) {
-        return {3, "A.MAI:1 B.MAI:2 ", ". Successfully loaded recovery index.", true, true, true};
-    }
-    return {0, "", ". Backup Index is also corrupt.", true, true, false};
-}
-
-// Entries of a failed load are whatever was read, so they are looked at after a good one alone.
-void ExpectRecovery(const Damage& damage, Backup backup, bool enabled) {
-    const ScratchFolder folder;
-    WriteBytesTo(folder.Path("A.MAI"), "\r\n");
-    WriteBytesTo(folder.Path("B.MAI"), "\r\n");
-    WriteBytesTo(folder.Path("_index.xml"), damage.text);
-    if (backup == Backup::Good) WriteBytesTo(folder.Path("_index.xml.bak"), kGoodBackup);
-    if (backup == Backup::Damaged) WriteBytesTo(folder.Path("_index.xml.bak"), "<BASEELEMENT");
-    ReportRecorder reports;
-    StoreIndex index;
-    SerialiserOwner loader = ChooseLoader(folder.Path(), 0, {});
-    const std::uint32_t status =
-        LoadWithRecovery(loader, index, folder.Path(), 0, {}, BackupWish::Refresh);
-    const Outcome expected = ExpectedFor(backup, enabled);
-    EXPECT_EQ(status, expected.status);
-    EXPECT_EQ(index.LoadStatus(), expected.status);
-    if (status != 0) {
-        EXPECT_EQ(Identifiers(index), expected.identifiers);
-    }
-    const std::string log = reports.Joined(ReportChannel::EventLogError);
-    const std::string plain = "Failed to deserialise index: " + folder.Path();
-    // A backup that is damaged too fails by the rules of any load first.
-    const bool twice = enabled && backup == Backup::Damaged;
-    EXPECT_TRUE(log.ends_with((twice ? plain : "") + plain + expected.failure)) << log;
-    EXPECT_EQ(PathExists(folder.Path("_index.xml")), expected.indexStays);
-    EXPECT_EQ(PathExists(folder.Path("_index.xml.bak")), expected.backupStays);
-    ASSERT_EQ(PathExists(folder.Path("_index.xml.bad")), expected.badCopy);
-    if (expected.badCopy) {
-        EXPECT_EQ(ReadBytesOf(folder.Path("_index.xml.bad")), damage.text);
-    }
-}
-
-TEST(IndexRecovery, EveryDamageWithEveryBackup) {
-    const ScratchRegistry registry;
-    testing::UseStreams();
-    SetProduct("Backup Index", 1);
-    for (const Damage& damage : kDamages) {
-        for (const Backup backup : {Backup::None, Backup::Good, Backup::Damaged}) {
-            SCOPED_TRACE(std::string(damage.name) + ", backup " +
-                         std::to_string(static_cast<int>(backup)));
-            ExpectRecovery(damage, backup, true);
-        }
-    }
-}
+using testing::StoreFolder;
+using testing::TraceOf;
 
 TEST(IndexRecovery, AGoodBackupOutlivesAnIndexThatIsHeldOpen) {
+    if (!testing::IsAlone()) return;
     const ScratchRegistry registry;
-    const ScratchFolder folder;
     testing::UseStreams();
     SetProduct("Backup Index", 1);
-    WriteBytesTo(folder.Path("_index.xml"), kGood);
-    WriteBytesTo(folder.Path("_index.xml.bak"), kGoodBackup);
+    const StoreFolder folder(kMailFolder);
+    const std::string& path = folder.scratch.Path();
+    testing::WriteBytesTo(folder.index + ".bak", "backup");
+    const std::string before = ReadBytesOf(folder.index);
     {
-        const File held(folder.Path("_index.xml"), {GENERIC_READ, 0, OPEN_EXISTING});
+        const File held(folder.index, {GENERIC_READ, 0, OPEN_EXISTING});
         ASSERT_TRUE(held.IsOpen());
         ReportRecorder reports;
         StoreIndex index;
-        SerialiserOwner loader = ChooseLoader(folder.Path(), 0, {});
-        EXPECT_EQ(LoadWithRecovery(loader, index, folder.Path(), 0, {}, BackupWish::Refresh), 0U);
+        SerialiserOwner loader = ChooseLoader(path, 0, {});
+        EXPECT_EQ(LoadWithRecovery(loader, index, path, 0, {}, BackupWish::Refresh), kLoadFailed);
         EXPECT_TRUE(reports.Joined(ReportChannel::EventLogError)
-                        .ends_with("Failed to deserialise index: " + folder.Path()));
+                        .ends_with("Failed to deserialise index: " + path));
     }
-    EXPECT_EQ(ReadBytesOf(folder.Path("_index.xml")), kGood);
-    EXPECT_EQ(ReadBytesOf(folder.Path("_index.xml.bak")), kGoodBackup);
-}
-
-TEST(IndexRecovery, NoSerialiserIsAFailedLoad) {
-    StoreIndex index;
-    index.SetLoadStatus(kLoadFull);
-    SerialiserOwner none = NoSerialiser();
-    EXPECT_EQ(LoadWithRecovery(none, index, "F", 0, {}, BackupWish::Refresh), 0U);
-    EXPECT_EQ(index.LoadStatus(), kLoadFailed);
-}
-
-TEST(IndexRecovery, WithoutTheSettingADamagedIndexIsLeftAlone) {
-    const ScratchRegistry registry;
-    testing::UseStreams();
-    ExpectRecovery(kDamages[0], Backup::Good, false);
-}
-
-constexpr std::uint64_t kUnitsPerMinute = 600'000'000;
-std::uint64_t backupTime = 0;
-std::uint64_t ageMinutes = 0;
-std::uint64_t LaterClock() {
-    return backupTime + ageMinutes * kUnitsPerMinute;
-}
-
-TEST(IndexRecovery, AnOldBackupIsRefreshedByAGoodLoad) {
-    const ScratchRegistry registry;
-    testing::UseStreams();
-    SetProduct("Backup Index", 1);
-    for (const std::uint64_t age : {370U, 371U}) {
-        const ScratchFolder folder;
-        WriteBytesTo(folder.Path("_index.xml"), kGood);
-        WriteBytesTo(folder.Path("_index.xml.bak"), kGoodBackup);
-        backupTime = *File(folder.Path("_index.xml.bak"), kOpenRead).LastWriteTime();
-        ageMinutes = age;
-        SetClock(LaterClock);
-        StoreIndex index;
-        SerialiserOwner loader = ChooseLoader(folder.Path(), 0, {});
-        EXPECT_EQ(LoadWithRecovery(loader, index, folder.Path(), 0, {}, BackupWish::Refresh), 3U);
-        EXPECT_EQ(ReadBytesOf(folder.Path("_index.xml.bak")), age == 371 ? kGood : kGoodBackup);
-    }
-}
-
-TEST(IndexRecovery, TheCopiesOfAGroupFolderAreThoseOfItsOtherIndex) {
-    const ScratchFolder folder;
-    StreamXMLStoreIndexSerialiser serialiser;
-    WriteBytesTo(folder.Path("_groups.xml"), "groups");
-    WriteBytesTo(folder.Path("_index.xml"), "index");
-    serialiser.CreateBackup(folder.Path());
-    EXPECT_EQ(ReadBytesOf(folder.Path("_index.xml.bak")), "index");
-    EXPECT_EQ(folder.Names().size(), 3U);
-}
-
-TEST(IndexRecovery, TheFirstGoodLoadMakesABackupWhenItIsWished) {
-    const ScratchRegistry registry;
-    testing::UseStreams();
-    SetProduct("Backup Index", 1);
-    for (const BackupWish wish : {BackupWish::None, BackupWish::Refresh}) {
-        const ScratchFolder folder;
-        WriteBytesTo(folder.Path("_index.xml"), kGood);
-        StoreIndex index;
-        SerialiserOwner loader = ChooseLoader(folder.Path(), 0, {});
-        LoadWithRecovery(loader, index, folder.Path(), 0, {}, wish);
-        EXPECT_EQ(PathExists(folder.Path("_index.xml.bak")), wish == BackupWish::Refresh);
-    }
+    EXPECT_EQ(ReadBytesOf(folder.index), before);
+    EXPECT_EQ(ReadBytesOf(folder.index + ".bak"), "backup");
 }
 
 class ThrowingLoader final : public StoreIndexSerialiser {
   public:
-    explicit ThrowingLoader(bool loads = false) : loads_(loads) {}
+    ThrowingLoader(bool loads, bool recovers) : loads_(loads), recovers_(recovers) {}
     bool Serialise(StoreIndex&, const std::string&, std::uint32_t) override { return false; }
     std::uint32_t Deserialise(StoreIndex&, const std::string&, std::uint32_t,
                               const DeserialiseRequest&) override {
@@ -205,134 +50,84 @@ class ThrowingLoader final : public StoreIndexSerialiser {
         return kLoadFull;
     }
     bool RequiresFullLoad() override { return true; }
-    bool SupportsRecovery() override { return loads_; }
+    bool SupportsRecovery() override { return recovers_; }
     bool BackupExists(const std::string&) override { throw std::runtime_error("backup"); }
 
   private:
     bool loads_;
+    bool recovers_;
 };
 
-TEST(IndexRecovery, ABackupThatThrowsIsPrintedAndTheLoadGood) {
+TEST(IndexRecovery, WhatALoaderOrItsBackupThrowsIsTold) {
+    if (!testing::IsAlone()) return;
     const ScratchRegistry registry;
     SetProduct("Backup Index", 1);
-    const ReportRecorder reports;
-    StoreIndex index;
-    SerialiserOwner loader = MakeSerialiser<ThrowingLoader>(true);
-    EXPECT_EQ(LoadWithRecovery(loader, index, "F", 0, {}, BackupWish::Refresh), 3U);
-    EXPECT_EQ(reports.Joined(ReportChannel::StandardOutput), "Exception occured when backing up");
-}
-
-TEST(IndexRecovery, WhatALoaderThrowsIsReportedAndAFailure) {
-    const ScratchRegistry registry;
     ReportRecorder reports;
     StoreIndex index;
-    SerialiserOwner loader = MakeSerialiser<ThrowingLoader>();
-    EXPECT_EQ(LoadWithRecovery(loader, index, "F", 0, {}, BackupWish::Refresh), 0U);
-    EXPECT_EQ(reports.Joined(ReportChannel::Trace),
-              "StoreIndexSerialiser::Deserialise handled an exception; session will be "
-              "dropped.\nThe exception was: torn\nFailed to deserialise index: F");
-}
-
-struct LoaderCase {
-    const char* name;
-    bool indexExists;
-    bool flagged;
-    std::uint32_t folderType;
-    LoaderChoice choice;
-    std::uint32_t calendarMode;
-    std::string identifiers;  // with A in the index and B a file of the folder's type
-};
-
-TEST(SerialiserChoice, WrapsTheLoaderWhenTheFilesMustBeLookedAt) {
-    const LoaderCase cases[] = {
-        {"index, nothing asked", true, true, 3, {false, false}, 0, "A.TSK:1 "},
-        {"index, not flagged", true, false, 3, {true, false}, 0, "A.TSK:1 "},
-        {"index, flagged", true, true, 3, {true, false}, 0, "A.TSK:1 B.TSK:2 "},
-        {"index, forced", true, false, 3, {false, true}, 0, "A.TSK:1 B.TSK:2 "},
-        {"no index, nothing asked", false, true, 3, {false, false}, 0, ""},
-        {"no index, forced", false, true, 3, {false, true}, 0, ""},
-        {"no index, looked at", false, false, 3, {true, false}, 0, "A.TSK:1 B.TSK:2 "},
-        {"calendar", true, false, 2, {false, false}, 0, "A.CAL:1 "},
-        {"calendar, always", true, false, 2, {false, false}, 7, "A.CAL:1 B.CAL:2 "},
-        {"tasks are not calendars", true, false, 3, {false, false}, 7, "A.TSK:1 "},
-        {"groups forced", true, false, 54, {false, true}, 0, ""},
+    const auto load = [&](SerialiserOwner loader) {
+        return LoadWithRecovery(loader, index, "F", 0, {}, BackupWish::Refresh);
     };
-    for (const LoaderCase& row : cases) {
-        // Settings are read once a process, so each calendar mode needs its own.
-        if (std::to_string(row.calendarMode) != testing::Environment("TARNWICK_CALENDAR_MODE")) {
-            continue;
-        }
-        const ScratchRegistry registry;
-        const ScratchFolder folder;
-        testing::UseStreams();
-        SetProduct("Calendar ReIndex Mode", row.calendarMode);
-        const std::string extension = row.folderType == 2 ? ".CAL" : ".TSK";
-        for (const char* name : {"A", "B"}) WriteBytesTo(folder.Path(name + extension), "");
-        const std::string indexName = row.folderType == 54 ? "_groups.xml" : "_index.xml";
-        if (row.indexExists) {
-            WriteBytesTo(folder.Path(indexName),
-                         IndexText("x00000001", EntryText("A" + extension, 1)));
-        }
-        if (row.flagged) WriteBytesTo(folder.Path("_CHANGE.DTY"), "");
-        StoreIndex index;
-        SerialiserOwner loader = ChooseLoader(folder.Path(), row.folderType, row.choice);
-        EXPECT_EQ(loader->Deserialise(index, folder.Path(), row.folderType, {}), 3U) << row.name;
-        EXPECT_EQ(Identifiers(index), row.identifiers) << row.name;
-    }
-    if (testing::Environment("TARNWICK_CALENDAR_MODE").empty()) {
-        for (const char* mode : {"TARNWICK_CALENDAR_MODE=0", "TARNWICK_CALENDAR_MODE=7"}) {
-            EXPECT_EQ(testing::RunSelf("SerialiserChoice.WrapsTheLoader*", {mode}), 0U) << mode;
-        }
-    }
+    EXPECT_EQ(load(MakeSerialiser<ThrowingLoader>(true, true)), kLoadFull);
+    EXPECT_EQ(reports.Joined(ReportChannel::StandardOutput), "Exception occured when backing up");
+    EXPECT_EQ(TraceOf(reports), "");
+    const std::string thrown =
+        "StoreIndexSerialiser::Deserialise handled an exception; session will be dropped.\n"
+        "The exception was: ";
+    EXPECT_EQ(load(MakeSerialiser<ThrowingLoader>(false, false)), kLoadFailed);
+    EXPECT_EQ(TraceOf(reports), thrown + "torn\nFailed to deserialise index: F");
+    EXPECT_EQ(load(MakeSerialiser<ThrowingLoader>(false, true)), kLoadFailed);
+    EXPECT_EQ(TraceOf(reports), thrown + "torn\n" + thrown + "backup\n");
+    index.SetLoadStatus(kLoadFull);
+    EXPECT_EQ(load(NoSerialiser()), kLoadFailed);
+    EXPECT_EQ(index.LoadStatus(), kLoadFailed);
 }
 
-TEST(SerialiserChoice, AScanLoadsTheWholeIndexWhateverPartIsWished) {
+// Beside what an open asks for, which the folders' model shows.
+TEST(SerialiserChoice, LooksAtTheFilesWhenItIsForcedTo) {
+    if (!testing::IsAlone()) return;
     const ScratchRegistry registry;
-    const ScratchFolder folder;
     testing::UseStreams();
-    for (const char* name : {"A.TSK", "B.TSK"}) WriteBytesTo(folder.Path(name), "");
-    WriteBytesTo(folder.Path("_index.xml"),
-                 IndexText("x00000002", EntryText("A.TSK", 1) + EntryText("B.TSK", 2)));
+    struct Row {
+        bool exists;
+        std::uint32_t type;
+        LoaderChoice choice;
+        const char* identifiers;
+    };
+    const LoaderChoice forced{.forceReindex = true};
+    const LoaderChoice flagged{.reindexIfFlagged = true};
+    const Row rows[] = {{true, 3, {}, "A.TSK:5 B.TSK:7 "},
+                        {true, 3, flagged, "A.TSK:5 B.TSK:7 "},
+                        {true, 3, forced, "A.TSK:5 B.TSK:7 C.TSK:8 "},
+                        {false, 3, forced, ""},
+                        {false, 3, flagged, "A.TSK:2 B.TSK:3 C.TSK:4 "},
+                        {true, 54, forced, ""}};
     const IdSet known{"A.TSK"};
-    for (const bool byFilter : {false, true}) {
+    for (const Row& row : rows) {
+        const StoreFolder folder(row.type);
+        const std::string& path = folder.scratch.Path();
+        if (!row.exists) RemoveFile(folder.index);
         StoreIndex index;
-        if (byFilter) index.SetIdFilter("A.TSK");
-        SerialiserOwner loader = ChooseLoader(folder.Path(), 3, {false, true});
+        index.Add("OLD.TSK");
+        SerialiserOwner loader = ChooseLoader(path, row.type, row.choice);
+        // A scan needs the whole index, whatever part is wished.
         DeserialiseRequest request;
-        if (!byFilter) request.knownIds = &known;
-        EXPECT_EQ(loader->Deserialise(index, folder.Path(), 3, request), 3U);
-        EXPECT_EQ(Identifiers(index), "A.TSK:1 B.TSK:2 ");
-        EXPECT_TRUE(index.IsWhole());
+        if (row.choice.forceReindex) request = {.loadMode = kLoadHeader, .knownIds = &known};
+        EXPECT_EQ(loader->Deserialise(index, path, row.type, request), kLoadFull);
+        EXPECT_EQ(Identifiers(index), row.identifiers);
+        EXPECT_EQ(index.IsWhole(), true);
+        const bool stream = row.exists && !row.choice.forceReindex;
+        EXPECT_EQ(loader->SupportsRecovery(), stream);
+        EXPECT_EQ(loader->RequiresFullLoad(), !stream);
+        EXPECT_TRUE(stream || !loader->Serialise(index, path, row.type));
     }
-}
-
-TEST(SerialiserChoice, TheStreamSavesPartsToo) {
-    const ScratchRegistry registry;
-    testing::UseStreams();
     EXPECT_FALSE(SaverRequiresFullLoad());
+    const ScratchFolder folder;
+    StoreIndex index;
+    SerialiserOwner loader = ChooseLoader(folder.Path(), 9, flagged);
+    EXPECT_EQ(loader->Deserialise(index, folder.Path(), 9, {}), kLoadFailed) << "no such type";
 }
 
 static_assert(std::has_virtual_destructor_v<UnindexedStoreIndexSerialiser>);
-
-TEST(SerialiserChoice, WhatOnlyLoadsDoesNotSave) {
-    const ScratchRegistry registry;
-    const ScratchFolder folder;
-    StoreIndex index;
-    for (const bool reindex : {false, true}) {
-        SerialiserOwner loader = ChooseLoader(folder.Path(), 3, {reindex, false});
-        EXPECT_EQ(loader->Deserialise(index, folder.Path(), 3, {}), kLoadFull);
-        EXPECT_FALSE(loader->Serialise(index, folder.Path(), 3));
-        EXPECT_FALSE(loader->SupportsRecovery());
-    }
-    EXPECT_TRUE(folder.Names().empty());
-}
-
-TEST(FolderScan, AnUnknownFolderTypeFails) {
-    const ScratchFolder folder;
-    StoreIndex index;
-    SerialiserOwner loader = ChooseLoader(folder.Path(), 9, {true, false});
-    EXPECT_EQ(loader->Deserialise(index, folder.Path(), 9, {}), 0U);
-}
 
 }  // namespace
 }  // namespace tarnwick

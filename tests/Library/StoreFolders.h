@@ -47,31 +47,6 @@ struct StoreFolder {
 inline constexpr std::uint32_t kTypes[] = {kMailFolder, kContactsFolder, kCalendarFolder,
                                            kTaskFolder, kGroupsFolder};
 
-struct Damage {
-    const char* name;
-    std::string (*text)(const StoreFolder&);
-    const char* stored;  // after the mend, where something could be read
-};
-inline const Damage kDamages[] = {
-    {"order of UIDs",
-     [](const StoreFolder& folder) {
-         return IndexText("x00000009", folder.Entry("A.", 5) + folder.Entry("B.", 3));
-     },
-     "B.3+ A.5+ C.10 "},
-    {"cut in an entry",
-     [](const StoreFolder& folder) {
-         const std::string whole = ReadBytesOf(folder.index);
-         return whole.substr(0, whole.find("B."));
-     },
-     "A.5+ B.8 C.9 "},
-    {"last UID torn",
-     [](const StoreFolder& folder) {
-         return "<BASEELEMENT LASTUID=\"x00\">" + folder.Entry("B.", 7);
-     },
-     "B.7+ A.8 C.9 "},
-    {"nothing left", [](const StoreFolder&) { return std::string("<BASE"); }, "A.1 B.2 C.3 "},
-};
-
 // Asks at each call whether it is refused, and with what error; 0 lets it be made.
 class AtEachCall : public CallObserver {
   public:
@@ -106,27 +81,6 @@ class AtCalls : public AtEachCall {
 inline AtCalls::Act Refuse(std::uint32_t error) {
     return [error](int) { return error; };
 }
-
-inline constexpr const char* kMail = "From: a\r\nSubject: b\r\n\r\ntext";
-
-// A folder with the mails A and B and an index that knows A alone.
-struct MailFolder {
-    MailFolder() {
-        testing::UseStreams();
-        WriteBytesTo(scratch.Path("A.MAI"), kMail);
-        WriteBytesTo(scratch.Path("B.MAI"), kMail);
-        WriteIndex("x00000005", EntryText("A.MAI", 5, "<SUBJECT>kept</SUBJECT>"));
-    }
-    void WriteIndex(const std::string& lastUid, const std::string& entries) {
-        WriteBytesTo(scratch.Path("_index.xml"), IndexText(lastUid, entries));
-    }
-    const std::string& Path() const { return scratch.Path(); }
-    std::string Path(const std::string& name) const { return scratch.Path(name); }
-    std::string Index() const { return ReadBytesOf(Path("_index.xml")); }
-
-    ScratchRegistry registry;
-    ScratchFolder scratch;
-};
 
 inline std::string TraceOf(ReportRecorder& reports) {
     const std::string joined = reports.Joined(ReportChannel::Trace);
