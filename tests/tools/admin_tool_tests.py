@@ -352,6 +352,56 @@ def overviews():
     check("list --json", "ID", listed[0]["id"], "B\u00fcro")
 
 
+def store_card(names, nickname="", email=""):
+    return (f"BEGIN:VCARD\r\nVERSION:2.1\r\nN:{names}\r\nNICKNAME:{nickname}\r\n"
+            f"EMAIL;PREF;INTERNET:{email}\r\nEND:VCARD\r\n").encode()
+
+
+def contacts():
+    show, convert = ["contacts", "show"], ["contacts", "convert"]
+    book = WORK / "book.vcf"
+    file, out = windows_path(book), windows_path(WORK / "store.vcf")
+    anna = "BEGIN:VCARD\nVERSION:3.0\nN:Smith;Anna\nEMAIL:anna@example.net\nEND:VCARD\n"
+    ben = "BEGIN:VCARD\nVERSION:4.0\nFN:B\u00fcro\nTEL:1\nthis line\nNOTE:a\\nb\nEND:VCARD\n"
+    old = "BEGIN:VCARD\nVERSION:2.1\nN;QUOTED-PRINTABLE:=3B;C=\n=3D\nNICKNAME:n\nEND:VCARD\n"
+    book.write_bytes((anna + ben + old).encode())
+    stray = f"tarnwick-admin: {file}: line 10: the line is not a property: this line\n"
+    listing = ("NAME        E-MAIL            NICKNAME\nAnna Smith  anna@example.net\n"
+               "B\u00fcro\nC= ;                          n\n")
+    run([*show, file], out=listing.encode("cp1252"), error=stray)
+    shown = json.loads(run([*show, file, "--json"], error=stray))
+    check("show --json", "contacts", shown, [
+        {"surname": "Smith", "givenName": "Anna", "email": "anna@example.net"},
+        {"displayName": "B\u00fcro", "note": "a\r\nb"},
+        {"surname": ";", "givenName": "C=", "nickname": "n"}])
+    cards = store_card("Smith;Anna;;;", email="anna@example.net") + store_card(";;;;") + store_card(
+        "\\;;C=;;;", "n")
+    left = f"tarnwick-admin: {file}: line 6: B\xfcro: left out: FN, NOTE, TEL\n"
+    run([*convert, file, out], out="converted 3 contacts\n", error=left + stray)
+    check("store.vcf", "content", (WORK / "store.vcf").read_bytes(), cards)
+    run([*convert, file, "-"], out=cards, error=left + stray)
+    # What the store writes comes back as it is, without a note; also from UTF-16.
+    run([*convert, "-", out, "--json"], stdin=cards, out='{"converted":3}\n')
+    check("store.vcf", "content", (WORK / "store.vcf").read_bytes(), cards)
+    run(convert, stdin=anna.encode("utf-16"), out=cards[:cards.index(b"BEGIN", 1)])
+    run([*convert, "-", out], stdin=anna.encode(), out="converted 1 contact\n")
+    # A file that cannot be read as a whole replaces nothing.
+    for text, reason in (("", "line 1: BEGIN:VCARD expected"), ("N:a\n", "line 1: BEGIN:VCARD"),
+                         (anna + "BEGIN:VCARD\nN:a\n" + anna, "line 6: BEGIN:VCARD is never"),
+                         (anna + "\0", "line 6: not a text")):
+        book.write_bytes(text.encode())
+        run(show, 1, "", f"standard input: {reason}", stdin=text.encode())
+        run([*convert, file, out], 1, "", f"tarnwick-admin: {file}: {reason}")
+    check("store.vcf", "cards", (WORK / "store.vcf").read_bytes().count(b"BEGIN"), 1)
+    run([*show, windows_path(WORK / "none.vcf")], 1, "", "cannot be read")
+    run([*convert, "-", windows_path(WORK / "none" / "x.vcf")], 1, "", "cannot be written",
+        stdin=anna.encode())
+    for arguments, part in ((["contacts"], "contacts --help"), ([*show, "a", "b"], "b"),
+                            ([*convert, "a", "b", "c"], "c"), (["contacts", "sing"], '"sing"'),
+                            ([*convert, "--json"], "leave --json away")):
+        run(arguments, 2, "", part)
+
+
 def usage():
     for arguments, part in (
             ([], "--help"), (["sing"], '"sing" is not known here'), (["list"], "mailbox is required"),
@@ -379,7 +429,8 @@ def usage():
     run(["--version"], out="1.0.0\n")
     for command in (["add"], ["edit"], ["remove"], ["get"], ["list"], ["import"], ["export"],
                     ["item"], ["item", "put"], ["item", "get"], ["item", "size"],
-                    ["item", "delete"], ["freebusy"], ["calendars"]):
+                    ["item", "delete"], ["freebusy"], ["calendars"],
+                    ["contacts"], ["contacts", "show"], ["contacts", "convert"]):
         text = run([*command, "--help"]).decode()
         check(" ".join(command), "examples in its help",
               f"\n  tarnwick-admin {' '.join(command)}" in text, True)
@@ -537,7 +588,7 @@ def main():
     set_value(PRODUCT_KEY, "Mail Root", windows_path(ROOT))
     {"entries": entries, "transfers": transfers, "calendar_files": calendar_files,
      "items": items, "overviews": overviews, "usage": usage, "refusals": refusals,
-     "hosts": hosts}[GROUP]()
+     "hosts": hosts, "contacts": contacts}[GROUP]()
     return 1 if failures else 0
 
 

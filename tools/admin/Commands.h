@@ -24,6 +24,7 @@ void RegisterTransfers(CLI::App& app, const Context& context);     // import, ex
 void RegisterItems(CLI::App& app, const Context& context);         // item put|get|size|delete
 void RegisterOverviews(CLI::App& app, const Context& context);     // freebusy, calendars
 void RegisterHosts(CLI::App& app, const Context& context);         // hosts list|add|remove|test
+void RegisterContacts(CLI::App& app, const Context& context);      // contacts show|convert
 
 // The mailbox that the command line names as "postoffice/mailbox". Every command reaches its
 // mailbox through here. Throws Failure when there is no such mailbox.

@@ -19,8 +19,9 @@ void RegisterCommands(CLI::App& app, Context& context) {
     app.footer(
         "Exit status: 0 done, 1 refused or not found, 2 wrong usage, 4 an event was left out of an "
         "import; the reason is on standard error.\nEach command has its own --help with examples.");
-    for (const auto registerFamily : {RegisterEntryChanges, RegisterEntryQueries, RegisterTransfers,
-                                      RegisterItems, RegisterOverviews, RegisterHosts}) {
+    for (const auto registerFamily :
+         {RegisterEntryChanges, RegisterEntryQueries, RegisterTransfers, RegisterItems,
+          RegisterOverviews, RegisterHosts, RegisterContacts}) {
         registerFamily(app, context);
     }
 }
