@@ -134,7 +134,7 @@ std::string LineWriter::Utf8Value(const ContentLine& line) {
 
 std::string LineWriter::StandardValue(const ContentLine& line) {
     if (line.encoding == LineEncoding::Base64) return WithoutBlanks(Utf8Value(line));
-    const std::string value = Utf8Value(line);
+    std::string value = Utf8Value(line);
     if (IsStructured(line.name)) return value;
     if (escapes_ == Escapes::Modern) return EscapeText(Unescape(value, escapes_));
     if (IsOneOf(line.name, {"CATEGORIES", "RESOURCES"})) return ModernList(value);

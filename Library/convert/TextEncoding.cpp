@@ -144,7 +144,8 @@ std::string Utf8OfWindows1252(std::string_view text) {
 }
 
 std::string Utf8OrWindows1252(std::string text) {
-    return IsUtf8(text) ? text : Utf8OfWindows1252(text);
+    if (!IsUtf8(text)) text = Utf8OfWindows1252(text);
+    return text;
 }
 
 std::optional<std::string> Utf8OfUtf16(std::string_view text) {

@@ -40,6 +40,7 @@ std::string TimeText(std::int64_t seconds) {
 
 std::vector<const Schedule*> SchedulesOf(const std::vector<CalendarItem>& components) {
     std::vector<const Schedule*> schedules;
+    schedules.reserve(components.size());
     for (const CalendarItem& component : components) schedules.push_back(&component.schedule);
     return schedules;
 }
