@@ -6,59 +6,14 @@
 #include <utility>
 
 #include "Library/convert/CalendarDate.h"
-#include "Library/convert/PatternOccurrences.h"
+#include "Library/convert/EventTimes.h"
+#include "Library/convert/ZoneClock.h"
 
 namespace tarnwick {
 namespace {
 
-// No event has more; each costs every occurrence some time.
-constexpr std::size_t kMostRules = 64;
-// Times that are looked at for one event: two years of minutes, which a count may make necessary.
-constexpr int kMostTimes = 1'000'000;
-// By which a time on clocks may lie from the one in UTC, and a little.
-constexpr std::int64_t kMostOffset = 2 * kSecondsPerDay;
 // Farther than any time of a text, and far from overflow.
 constexpr std::int64_t kFarAway = std::int64_t{1} << 50;
-
-std::int64_t ToUtc(const Zone* zone, std::int64_t local) {
-    return zone != nullptr ? zone->offsets.ToUtc(local) : local;
-}
-
-// ToUtc for times that mostly follow one another.
-class ZoneClock {
-  public:
-    explicit ZoneClock(const Zone* zone) : zone_(zone) {}
-
-    std::int64_t ToUtc(std::int64_t local) {
-        if (zone_ == nullptr) return local;
-        if (local < from_ || local >= until_) {
-            from_ = local;
-            until_ = zone_->offsets.SameUntil(local);
-            offset_ = local - zone_->offsets.ToUtc(local);
-        }
-        return local - offset_;
-    }
-
-  private:
-    const Zone* zone_;
-    std::int64_t from_ = 0;  // local times from here to `until_` have the offset
-    std::int64_t until_ = 0;
-    std::int64_t offset_ = 0;
-};
-
-// What clocks in a zone show at a time in UTC. The second of two times that they show alike, which
-// no local time stands for, gives one that does not lead back to it.
-std::int64_t ToLocal(const Zone* zone, std::int64_t utc) {
-    // From behind: a skipped time has the same instant as the one that the clocks show instead.
-    std::int64_t local = utc + kSecondsPerDay;
-    for (int guess = 0; guess < 3; ++guess) local += utc - ToUtc(zone, local);
-    return local;
-}
-
-std::int64_t LocalIn(const Zone* zone, const ZonedTime& time) {
-    const bool isSame = time.zone.get() == zone && (zone == nullptr || !time.date.isUtc);
-    return isSame || time.date.isDate ? time.date.seconds : ToLocal(zone, time.ToUtc());
-}
 
 // Days move the date on the zone's clocks, the rest is exact. There are no lengths below 0.
 Occurrence OccurrenceAt(ZoneClock& clock, std::int64_t local, const DurationValue& length,
@@ -74,137 +29,6 @@ DurationValue LengthOf(const ZonedTime& start, const std::optional<ZonedTime>& e
     if (end) return {0, end->ToUtc() - start.ToUtc()};
     return length.value_or(DurationValue{start.date.isDate ? 1 : 0, 0});
 }
-
-// One RRULE or EXRULE, its next time at hand.
-class RuleTimes {
-  public:
-    RuleTimes(RecurrencePattern pattern, const ZonedTime& start, bool countsStart)
-        : clock_(start.zone.get()), isEndless_(!pattern.count && !pattern.until) {
-        if (pattern.until && pattern.until->isUtc && start.zone) {
-            untilInUtc_ = pattern.until->seconds;
-            pattern.until->seconds += kMostOffset;
-        }
-        if (pattern.count && countsStart) {
-            const auto first = PatternOccurrences(pattern, start.date).Next();
-            if (first != start.date.seconds) --*pattern.count;
-        }
-        times_.emplace(pattern, start.date);
-    }
-
-    // Before anything else; as PatternOccurrences has it.
-    void SkipTo(std::int64_t local) { times_->SkipTo(local); }
-    void Advance() {
-        do {
-            next_ = times_->Next();
-        } while (next_ && untilInUtc_ && clock_.ToUtc(*next_) > *untilInUtc_);
-    }
-    std::optional<std::int64_t> Current() const { return next_; }
-    bool IsEndless() const { return isEndless_; }
-
-  private:
-    ZoneClock clock_;
-    bool isEndless_;
-    std::optional<std::int64_t> untilInUtc_;
-    std::optional<PatternOccurrences> times_;
-    std::optional<std::int64_t> next_;
-};
-
-// A time of an event on the clocks of its zone.
-struct EventTime {
-    std::int64_t local = 0;
-    const AddedTime* addition = nullptr;  // which gives it, if one does
-    bool isEndless = false;               // a rule without end gives it
-};
-
-// The times of an event: its start, its rules and additions together, less its exception rules.
-class EventTimes {
-  public:
-    // Times before `from` need not come.
-    EventTimes(const Schedule& event, std::int64_t from) : start_{*event.start, {}, {}} {
-        const Zone* zone = event.start->zone.get();
-        isCut_ = event.rules.size() > kMostRules || event.exceptionRules.size() > kMostRules;
-        additions_.emplace_back(event.start->date.seconds, &start_);
-        for (const AddedTime& addition : event.additions) {
-            additions_.emplace_back(LocalIn(zone, addition.start), &addition);
-        }
-        std::ranges::stable_sort(additions_, {}, &Addition::first);
-        AddRules(rules_, event.rules, *event.start, from, true);
-        AddRules(exceptions_, event.exceptionRules, *event.start, from, false);
-    }
-
-    std::optional<EventTime> Next() {
-        while (left_ > 0) {
-            --left_;
-            const std::optional<EventTime> time = NextOfAll();
-            if (!time) return time;
-            // With nothing left the exceptions may not have been looked at.
-            if (!IsExcepted(time->local) && left_ > 0) return time;
-        }
-        isCut_ = true;
-        return std::nullopt;
-    }
-
-    EventTimes(const EventTimes&) = delete;
-    EventTimes& operator=(const EventTimes&) = delete;
-
-    // Whether there may be more that were not looked at.
-    bool IsCut() const { return isCut_; }
-
-  private:
-    using Addition = std::pair<std::int64_t, const AddedTime*>;
-
-    static void AddRules(std::vector<RuleTimes>& rules, std::span<const std::string> texts,
-                         const ZonedTime& start, std::int64_t from, bool countsStart) {
-        for (const std::string& text : texts.first(std::min(texts.size(), kMostRules))) {
-            const auto pattern = ParsePattern(text);
-            if (!pattern) continue;
-            rules.emplace_back(*pattern, start, countsStart);
-            rules.back().SkipTo(from);
-            rules.back().Advance();
-        }
-    }
-
-    std::optional<EventTime> NextOfAll() {
-        std::optional<EventTime> next;
-        if (addition_ < additions_.size()) {
-            next = EventTime{additions_[addition_].first, additions_[addition_].second};
-        }
-        for (const RuleTimes& rule : rules_) {
-            const auto time = rule.Current();
-            if (time && (!next || *time < next->local)) next = EventTime{*time};
-        }
-        if (!next) return next;
-        for (; addition_ < additions_.size() && additions_[addition_].first == next->local;
-             ++addition_) {
-            const AddedTime* addition = additions_[addition_].second;
-            if (addition->end || addition->length) next->addition = addition;
-        }
-        for (RuleTimes& rule : rules_) {
-            if (rule.Current() != next->local) continue;
-            next->isEndless = next->isEndless || rule.IsEndless();
-            rule.Advance();
-        }
-        return next;
-    }
-
-    bool IsExcepted(std::int64_t local) {
-        bool is = false;
-        for (RuleTimes& rule : exceptions_) {
-            const auto isBehind = [&] { return rule.Current() && *rule.Current() < local; };
-            for (; isBehind() && left_ > 0; --left_) rule.Advance();
-            is = is || rule.Current() == local;
-        }
-        return is;
-    }
-
-    AddedTime start_;
-    std::vector<RuleTimes> rules_;
-    std::vector<RuleTimes> exceptions_;
-    std::vector<Addition> additions_;  // in their order
-    std::size_t addition_ = 0;
-    int left_ = kMostTimes;
-    bool isCut_ = false;
-};
 
 // Times that EXDATE or RECURRENCE-ID name. A time means the occurrence of its instant, a date those
 // of its day; for an event of whole days either means the day.

@@ -1,0 +1,80 @@
+// The times of one event on the clocks of its zone, one after another.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Library/convert/PatternOccurrences.h"
+#include "Library/convert/Schedule.h"
+#include "Library/convert/ZoneClock.h"
+
+namespace tarnwick {
+
+// Times that are looked at for one event: two years of minutes, which a count may make necessary.
+inline constexpr int kMostTimes = 1'000'000;
+
+// One RRULE or EXRULE, its next time at hand.
+class RuleTimes {
+  public:
+    RuleTimes(RecurrencePattern pattern, const ZonedTime& start, bool countsStart);
+
+    // Before anything else; as PatternOccurrences has it.
+    void SkipTo(std::int64_t local) { times_->SkipTo(local); }
+    void Advance();
+    std::optional<std::int64_t> Current() const { return next_; }
+    bool IsEndless() const { return isEndless_; }
+
+  private:
+    ZoneClock clock_;
+    bool isEndless_;
+    std::optional<std::int64_t> untilInUtc_;
+    std::optional<PatternOccurrences> times_;
+    std::optional<std::int64_t> next_;
+};
+
+// A time of an event on the clocks of its zone.
+struct EventTime {
+    std::int64_t local = 0;
+    const AddedTime* addition = nullptr;  // which gives it, if one does
+    bool isEndless = false;               // a rule without end gives it
+};
+
+// The times of an event: its start, its rules and additions together, less its exception rules.
+class EventTimes {
+  public:
+    // Times before `from` need not come.
+    EventTimes(const Schedule& event, std::int64_t from);
+
+    std::optional<EventTime> Next();
+
+    EventTimes(const EventTimes&) = delete;
+    EventTimes& operator=(const EventTimes&) = delete;
+
+    // Whether there may be more that were not looked at.
+    bool IsCut() const { return isCut_; }
+
+  private:
+    using Addition = std::pair<std::int64_t, const AddedTime*>;
+
+    static void AddRules(std::vector<RuleTimes>& rules, std::span<const std::string> texts,
+                         const ZonedTime& start, std::int64_t from, bool countsStart);
+
+    std::optional<EventTime> NextOfAll();
+
+    bool IsExcepted(std::int64_t local);
+
+    AddedTime start_;
+    std::vector<RuleTimes> rules_;
+    std::vector<RuleTimes> exceptions_;
+    std::vector<Addition> additions_;  // in their order
+    std::size_t addition_ = 0;
+    int left_ = kMostTimes;
+    bool isCut_ = false;
+};
+
+}  // namespace tarnwick
