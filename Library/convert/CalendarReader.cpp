@@ -157,7 +157,11 @@ void CalendarPart::ReadInner(ItemReader& item, const OpenComponent& parent,
 // Reads the calendars of a text.
 class Reader {
   public:
-    explicit Reader(std::string_view text) : lines_(text), own_(text), remarks_(text) {}
+    explicit Reader(std::string_view text) : lines_(text), own_(text), remarks_(text) {
+        lines_.NoteControlsIn(remarks_);
+    }
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
 
     void Read();
     CalendarReading Take();

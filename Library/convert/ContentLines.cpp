@@ -126,8 +126,10 @@ std::string_view ContentLines::TakeLine() {
     const std::string_view line =
         text_.substr(start, end == kNotFound ? std::string_view::npos : end - start);
     if (!hasControls_) return WithoutCarriageReturns(line);
-    clean_ = line;
-    std::erase_if(clean_, IsControl);
+    clean_ = WithoutCarriageReturns(line);
+    if (std::erase_if(clean_, IsControl) != 0 && remarks_ != nullptr) {
+        remarks_->Note(lineNumber_ - 1, "control characters are left out");
+    }
     return clean_;
 }
 

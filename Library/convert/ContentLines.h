@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "Library/convert/Remarks.h"
+
 namespace tarnwick {
 
 // How a line's value says that it is encoded (the parameter ENCODING or the older lone word).
@@ -50,6 +52,9 @@ class ContentLines {
     // The older formats fold before a blank that belongs to the text; the newer ones insert one.
     void KeepFoldBlanks(bool keep) { keepFoldBlanks_ = keep; }
 
+    // Has control characters that are passed over noted, line by line.
+    void NoteControlsIn(Remarks& remarks) { remarks_ = &remarks; }
+
     // The next line that is not blank. Lines end in LF, with any number of CRs before it, or in CR
     // when the text holds no LF; blank lines before a continuation belong to the fold.
     std::optional<ContentLine> Next();
@@ -74,6 +79,7 @@ class ContentLines {
     char lineEnd_ = '\n';
     bool keepFoldBlanks_ = false;
     bool hasControls_;
+    Remarks* remarks_ = nullptr;
     std::string unfolded_;
     std::string clean_;
 };

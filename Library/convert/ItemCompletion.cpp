@@ -118,6 +118,28 @@ void Cancel(PendingItem& pending, std::vector<LineEdit>& edits) {
     edits.push_back({pending.status, "STATUS:CANCELLED\n"});
 }
 
+// No event ends before it starts: other programs refuse one that says so.
+void DropNegativeLength(PendingItem& pending, std::vector<LineEdit>& edits, Remarks& remarks) {
+    CalendarItem& item = pending.item;
+    Schedule& schedule = item.schedule;
+    if (item.kind != ItemKind::Event || pending.isOwn || !schedule.start) return;
+    if (schedule.end && schedule.end->ToUtc() < schedule.start->ToUtc()) {
+        remarks.Note(item.line, "an end before the start is left out", item.uid);
+        schedule.end.reset();
+        const LinePlace end = pending.end;
+        // The zone of a floating time would stand in the line.
+        std::erase_if(edits, [end](const LineEdit& edit) {
+            return edit.place.at >= end.at && edit.place.at < end.at + end.length;
+        });
+        edits.push_back({end, {}});
+    }
+    if (schedule.length && EndAfter(*schedule.start, *schedule.length) < schedule.start->ToUtc()) {
+        remarks.Note(item.line, "a duration below 0 is left out", item.uid);
+        schedule.length.reset();
+        edits.push_back({pending.duration, {}});
+    }
+}
+
 }  // namespace
 
 bool CompleteItem(PendingItem& pending, const CalendarFacts& calendar, Remarks& remarks) {
@@ -134,8 +156,9 @@ bool CompleteItem(PendingItem& pending, const CalendarFacts& calendar, Remarks& 
         item.schedule.length.reset();
         edits.push_back({pending.duration, {}});
     }
-    if (!edits.empty()) item.lines = Edited(item.lines, edits);
     SetDates(pending);
+    DropNegativeLength(pending, edits, remarks);
+    if (!edits.empty()) item.lines = Edited(item.lines, edits);
     if (!pending.rule.empty()) SetRule(pending);
     if (pending.isOwn) {
         item.lines = (item.kind == ItemKind::Event ? EventLines : TaskLines)(item.properties);

@@ -146,7 +146,12 @@ void ItemReader::Take(const ContentLine& line) {
     const Row* row = RowOf(line.name, pending_.item.kind);
     if (line.name.empty() || !line.hasValue || row == nullptr) return TakeInner(line);
     const bool isText = row->field == Field::Text;
-    if (isText ? line.value.empty() : TrimBlanks(line.value).empty()) return;
+    if (isText ? line.value.empty() : TrimBlanks(line.value).empty()) {
+        if (!isText && !pending_.isOwn) {
+            remarks_.Note(line.number, std::string(row->name) + " is left out; it has no value");
+        }
+        return;
+    }
     const auto place = static_cast<std::size_t>(row - kRows);
     if (row->countsOnce && seen_[place]) {
         remarks_.Note(
@@ -185,8 +190,13 @@ bool ItemReader::TakeValue(const Row& row, const ContentLine& line,
             pending_.isUnreadable = isEvent && !isRead;
             return isRead;
         }
-        case Field::End:
-            return schedule_.TakeDate(line, zone, schedule.end);
+        case Field::End: {
+            LinePlace& place = pending_.end;
+            place.at = pending_.item.lines.size();
+            const bool isRead = schedule_.TakeDate(line, zone, schedule.end);
+            place.length = pending_.item.lines.size() - place.at;
+            return isRead;
+        }
         case Field::Duration:
             return schedule_.TakeDuration(line, pending_.duration);
         case Field::Replaces:

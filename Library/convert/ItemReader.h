@@ -20,7 +20,8 @@ struct PendingItem {
     std::vector<ReadProblem> unheld;
     std::vector<LinePlace> floating;  // where the zone of a floating time would stand in the lines
     LinePlace status;                 // the line of STATUS
-    LinePlace duration;               // and of DURATION
+    LinePlace duration;               // of DURATION
+    LinePlace end;                    // and of DTEND
     bool isOwn = false;               // of a text of this system, which has neither lines nor notes
     bool isUnreadable = false;        // an event whose start cannot be read
 };

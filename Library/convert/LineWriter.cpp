@@ -120,6 +120,10 @@ std::string LineWriter::Utf8Value(const ContentLine& line) {
     const bool isEncoded = line.encoding == LineEncoding::QuotedPrintable;
     const std::string_view charset = ParameterValue(line.parameters, "CHARSET");
     std::string bytes = isEncoded ? DecodeQuotedPrintable(line.value) : std::string(line.value);
+    const auto isStray = [](char byte) { return IsControl(byte) && byte != '\r' && byte != '\n'; };
+    if (isEncoded && std::any_of(bytes.begin(), bytes.end(), isStray)) {
+        remarks_.Note(line.number, "control characters are left out");
+    }
     if (IsLatin1(charset)) return Utf8OfWindows1252(bytes);
     if (!charset.empty() && !IsOneOf(charset, {"UTF-8", "US-ASCII"})) {
         remarks_.Note(line.number, "the character set " + Excerpt(charset) +

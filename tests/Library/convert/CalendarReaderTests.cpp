@@ -410,7 +410,8 @@ TEST(CalendarReader, DamagedValues) {
          "4: DTEND is left out; not a date: 20230229\n"},
         {Event("DTEND:20230228T240000Z\n"), "",
          "4: DTEND is left out; not a date: 20230228T240000Z\n"},
-        {Event("DTEND:\x01\xFF\n"), "", "4: DTEND is left out; not a date: ?\n"},
+        {Event("DTEND:\x01\xFF\n"), "",
+         "4: control characters are left out\n4: DTEND is left out; not a date: ?\n"},
         {Event("DTEND:11111111111111111111111111111111111111111111111111\n"), "",
          "4: DTEND is left out; not a date: 1111111111111111111111111111111111111111...\n"},
         {Event("DTSTART: 20230228t0900z \nDTEND;X=1:\t20230228T235960Z\n"),
@@ -427,6 +428,11 @@ TEST(CalendarReader, DamagedValues) {
         {Event("DTSTART:20230228T090000Z\nDURATION:PT1H\nDTEND:20230228T093000Z\n"),
          "DTSTART:20230228T090000Z\nDTEND:20230228T093000Z\n",
          "3: the duration is left out beside an end\n"},
+        {Event("DTSTART:20230228T090000\nDTEND:20230228T083000\nSUMMARY:a\n"),
+         "DTSTART:20230228T090000\nSUMMARY:a\n",
+         "3: times without a zone are taken as UTC\n3: an end before the start is left out\n"},
+        {Event("DTSTART:20230228\nDURATION:-P1D\n"), "DTSTART;VALUE=DATE:20230228\n",
+         "3: a duration below 0 is left out\n"},
         {Event("DTSTART:20230228T090000Z\nSUMMARY:a\nDTSTART:20240228T090000Z\n"),
          "DTSTART:20230228T090000Z\nSUMMARY:a\n",
          "6: DTSTART stands twice; this one is left out: 20240228T090000Z\n"},
@@ -447,13 +453,16 @@ TEST(CalendarReader, DamagedValues) {
         {Task("DTSTART:soon\nDUE:later\nSUMMARY:a\n"), "SUMMARY:a\n",
          "4: DTSTART is left out; not a date: soon\n5: DUE is left out; not a date: later\n"},
         {Event("SUMMARY\nX-NO-VALUE;A=B\nUID:\nDTSTART:\n"), "",
-         "4: the line is not a property: SUMMARY\n5: the line is not a property: X-NO-VALUE;A=B\n"},
+         "4: the line is not a property: SUMMARY\n5: the line is not a property: X-NO-VALUE;A=B\n"
+         "7: DTSTART is left out; it has no value\n"},
         {Event("X-FOO/BAR:1\nSUMMARY:one\n\ntwo three\n=\n"), "SUMMARY:one\n",
          "4: the line is not a property: X-FOO/BAR:1\n7: the line is not a property: two three\n8: "
          "the line is not a property: =\n"},
         {Event("SUMMARY:a\x07"
                "b\x7F\r\x0C\n\x1A\n"),
-         "SUMMARY:ab\n", "5: the line is not a property: (blank)\n"},
+         "SUMMARY:ab\n",
+         "4: control characters are left out\n5: control characters are left out\n"
+         "5: the line is not a property: (blank)\n"},
         {Event("BEGIN:VALARM\nTRIGGER:-PT5M\nno property\nEND:VALARM\n"),
          "BEGIN:VALARM\nTRIGGER:-PT5M\nEND:VALARM\n",
          "6: the line is not a property: no property\n"},
@@ -463,6 +472,8 @@ TEST(CalendarReader, DamagedValues) {
         {Event("SUMMARY:Caf\xC3\r\n \xA9\n"), "SUMMARY:Caf\xC3\xA9\n", ""},
         {Event("SUMMARY;ENCODING=QUOTED-PRINTABLE;LANGUAGE=en:one=0D=0Atwo, =C3=A9\n"),
          "SUMMARY;LANGUAGE=en:one\\ntwo\\, \xC3\xA9\n", ""},
+        {Event("SUMMARY;ENCODING=QUOTED-PRINTABLE:a=07b\n"), "SUMMARY:ab\n",
+         "4: control characters are left out\n"},
     });
 }
 
@@ -557,7 +568,8 @@ TEST(CalendarReader, DamagedTexts) {
          "\nbye\n\x1A\nBEGIN:VCALENDAR\nEND:VCALENDAR\nX-A:1\n",
          "",
          "1: text outside of calendars is passed over: From: a@b\n7: text outside of calendars is "
-         "passed over: bye\n11: text outside of calendars is passed over: X-A:1\n"},
+         "passed over: bye\n8: control characters are left out\n11: text outside of calendars is "
+         "passed over: X-A:1\n"},
         {"BEGIN:VCALENDAR\r\r\nBEGIN:VEVENT\r\r\nSUMMARY:a\r\r\n "
          "b\r\r\nEND:VEVENT\r\r\nEND:VCALENDAR\r\r\n",
          "SUMMARY:ab\n", ""},
