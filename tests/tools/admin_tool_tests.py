@@ -219,6 +219,7 @@ def calendar_files():
         b"BEGIN:VEVENT", b"UID:Review", b"DTSTART;VALUE=DATE:20250301",
         b"DTEND;VALUE=DATE:20250302", b"SUMMARY:Review", b"END:VEVENT"])
     series_in_the_store(into, last)
+    what_the_mailbox_has(into)
     damaged_files(into)
 
 
@@ -262,6 +263,42 @@ def series_in_the_store(into, last):
                  error="the item series.ICS of the entry")
     check("unread", "subject", unread.count(b"SUMMARY:series\r\n"), 1)
     run(["import", "sales/ben", "--from", "2026-01-01"], 2, "", "are for calendar files", stdin=b"")
+
+
+def what_the_mailbox_has(into):
+    event = lambda uid, day, *more: calendar([f"UID:{uid}", f"DTSTART:202608{day}T080000Z", *more])
+    parts = lambda text, *names: tuple(text.count(name) for name in names)
+    august = ["export", "sales/ben", "--ics", "--month", "2026-08"]
+    # One entry of a series moves neither the series nor another component's texts.
+    run(into("ben", "--until", "2026-12-31"), out="1 added\n", error="1 occurrence lies beyond",
+        stdin=event("yearly", "01", "RRULE:FREQ=YEARLY;COUNT=2"))
+    master = ["UID:daily", "DTSTART:20260801T080000Z", "SUMMARY:Tea", "RRULE:FREQ=DAILY;COUNT=2",
+              "EXDATE:20260802T080000Z"]
+    run(into("ben"), out="1 added\n", stdin=calendar(
+        master, ["UID:daily", "RECURRENCE-ID:20260801T080000Z", "DTSTART:20260803T080000Z",
+                 "SUMMARY:Coffee"]))
+    for uid in ("yearly", "daily"):
+        run(["edit", "sales/ben", uid, "--start", "2026-08-09T08:00Z", "--end", "2026-08-09T09:00Z"])
+    moved = run(august, error='"yearly" was edited since')
+    check("moved", "lines", parts(moved, b"BEGIN:VEVENT", b"RRULE", b"Tea", b"Coffee"), (2, 0, 0, 1))
+    run(["remove", "sales/ben", "--all", "--month", "2026-08"])
+    # UIDs that differ in case alone have items of their own, also when they come one by one.
+    for uid, status in (("letters", 0), ("LETTERS", 0), ("LETTERS", 1)):
+        run(into("ben"), status, error="already" if status else "",
+            stdin=event(uid, "04" if uid == "letters" else "05", f"SUMMARY:of {uid}"))
+    check("letters", "texts", parts(run(august), b"UID:letters\r\n", b"of letters", b"UID:LETTERS\r\n",
+                                    b"of LETTERS"), (1, 1, 1, 1))
+    # A later window makes the item's wider; --strict refuses what the mailbox has.
+    tea = event("tea-time", "10", "RRULE:FREQ=DAILY;COUNT=9")
+    run(into("ben", "--until", "2026-08-11"), out="2 added\n", error="7 occurrences", stdin=tea)
+    run(into("ben", "--strict"), 1, "", "--strict", stdin=tea)
+    run(into("ben", "--until", "2026-08-13"), 1, "2 added, 2 refused\n", "already", stdin=tea)
+    run(into("ben", "--from", "2026-08-14", "--until", "2026-08-14"), 0, "1 added\n", "4 occ", stdin=tea)
+    check("tea", "rule", parts(run(august), b"COUNT=9", b"UID:tea-time"), (1, 1))
+    run(["item", "put", "sales/ben", "agenda1.ICS"], stdin=b"1. Tea")
+    agenda = event("agenda1", "20")
+    run(into("ben", "--strict"), 1, "", "held something else", stdin=agenda)
+    run(into("ben"), 0, "1 added\n", "held something else", stdin=agenda)
 
 
 def damaged_files(into):

@@ -38,6 +38,17 @@ std::string TimeText(std::int64_t seconds) {
     return fileTime ? DateText(*fileTime) + "Z" : std::string();
 }
 
+const std::string& ItemHead() {
+    static const std::string head =
+        "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:" + std::string(kItemProducer) + "\r\n";
+    return head;
+}
+
+std::string EnteredLine(const OccurrenceWindow& window) {
+    return std::string(kEntered) + (window.from ? TimeText(*window.from) : "") + "/" +
+           TimeText(window.until);
+}
+
 std::vector<const Schedule*> SchedulesOf(const std::vector<CalendarItem>& components) {
     std::vector<const Schedule*> schedules;
     schedules.reserve(components.size());
@@ -125,8 +136,7 @@ void EventPlanner::PlanGroup(Group& group) {
     const Occurrences occurrences = OccurrencesIn(group, window);
     PlannedEvent event;
     event.line = first.line;
-    const std::string id = MakeId(group);
-    std::map<std::string, std::size_t> inCalendar;
+    event.uid = first.uid;
     std::size_t unfit = 0;
     for (const Occurrence& occurrence : occurrences.within) {
         auto entry = EntryOf(occurrence);
@@ -134,11 +144,9 @@ void EventPlanner::PlanGroup(Group& group) {
             ++unfit;
             continue;
         }
-        const std::string calendar = places_.calendarOf(entry->start, entry->end);
-        const std::size_t number = ++inCalendar[calendar];
-        entry->id = number == 1 ? id : NumberedId(id, number);
-        event.entries.push_back({calendar, std::move(*entry)});
+        event.entries.push_back({places_.calendarOf(entry->start, entry->end), std::move(*entry)});
     }
+    SetId(event, MakeId(group));
     file_.beyond += occurrences.beyond;
     file_.endless += occurrences.isEndless ? 1 : 0;
     const bool hasStart = std::any_of(group.components.begin(), group.components.end(),
@@ -162,16 +170,17 @@ void EventPlanner::PlanGroup(Group& group) {
     }
     group.isLeftOut = !hasStart || (unfit != 0 && event.entries.empty());
     if (event.entries.empty()) return;
+    if (first.uid.empty()) {
+        NoteAbout(first, "an event without a UID; it is entered as " + event.id);
+    }
     CalendarFile item(kItemProducer);
     const bool isSingle = occurrences.within.size() == 1 && occurrences.beyond == 0 &&
                           !occurrences.isEndless && !window.from;
     if (!isSingle) {
-        item.AddProperty(std::string(kEntered) + (window.from ? TimeText(*window.from) : "") + "/" +
-                         TimeText(window.until));
+        item.AddProperty(EnteredLine(window));
     }
     for (const CalendarItem& component : group.components)
         item.Add(component.lines, component.zones);
-    event.itemName = EventItemNames(id).front();
     event.itemText = item.Text();
     file_.events.push_back(std::move(event));
 }
@@ -203,10 +212,8 @@ EventFile EventPlanner::Plan(CalendarReading reading) {
 
 // The window of an item that import wrote; nothing for another text.
 std::optional<OccurrenceWindow> WindowOf(std::string_view itemText) {
-    const std::string head =
-        "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:" + std::string(kItemProducer) + "\r\n";
-    if (!itemText.starts_with(head)) return std::nullopt;
-    itemText.remove_prefix(head.size());
+    if (!itemText.starts_with(ItemHead())) return std::nullopt;
+    itemText.remove_prefix(ItemHead().size());
     OccurrenceWindow window{std::nullopt, std::numeric_limits<std::int64_t>::max()};
     if (!itemText.starts_with(kEntered)) return window;
     itemText.remove_prefix(kEntered.size());
@@ -247,6 +254,35 @@ EventFile ParseEventFile(std::string_view text, const EntryWindow& window,
     return EventPlanner(window, places).Plan(std::move(reading));
 }
 
+void SetId(PlannedEvent& event, const std::string& id) {
+    event.id = id;
+    event.itemName = EventItemNames(id).front();
+    std::map<std::string, std::size_t> inCalendar;
+    for (PlacedEntry& placed : event.entries) {
+        const std::size_t number = ++inCalendar[placed.calendar];
+        placed.entry.id = number == 1 ? id : NumberedId(id, number);
+    }
+}
+
+std::optional<std::string> JoinedItem(std::string_view held, std::string_view added) {
+    const auto one = WindowOf(held);
+    const auto other = WindowOf(added);
+    // The event itself, behind the line of the window.
+    const auto behind = [](std::string_view text) {
+        const std::string_view rest = text.substr(std::min(ItemHead().size(), text.size()));
+        return rest.starts_with(kEntered) ? rest.substr(rest.find('\n') + 1) : std::string_view();
+    };
+    const std::string_view event = behind(held);
+    if (!one || !other || event.empty() || event != behind(added)) return std::nullopt;
+    const auto isBehind = [](const OccurrenceWindow& left, const OccurrenceWindow& right) {
+        return left.from && *left.from > right.until;
+    };
+    if (isBehind(*one, *other) || isBehind(*other, *one)) return std::nullopt;
+    OccurrenceWindow both{std::nullopt, std::max(one->until, other->until)};
+    if (one->from && other->from) both.from = std::min(*one->from, *other->from);
+    return ItemHead() + EnteredLine(both) + "\r\n" + std::string(event);
+}
+
 KeptEvent ReadKeptEvent(std::string_view itemText) {
     CalendarReading reading = ReadCalendarText(itemText);
     if (reading.failure) {
@@ -262,6 +298,12 @@ KeptEvent ReadKeptEvent(std::string_view itemText) {
     event.isSeries = window.has_value();
     if (window) event.window = *window;
     return event;
+}
+
+bool TakesPlaceOnce(const KeptEvent& event) {
+    const Schedule& schedule = event.components.front().schedule;
+    return event.components.size() == 1 && schedule.rules.empty() && schedule.additions.empty() &&
+           !schedule.replaces;
 }
 
 std::vector<KeptEntry> EntriesOf(const KeptEvent& event, const EntryPlaces& places) {

@@ -33,6 +33,8 @@ struct EntryWindow {
 // All events of one UID: the entries that they become, and the item that belongs to them.
 struct PlannedEvent {
     std::size_t line = 0;  // of the first BEGIN
+    std::string uid;
+    std::string id;  // of its first entry in each calendar
     std::vector<PlacedEntry> entries;
     std::string itemName;
     std::string itemText;
@@ -56,6 +58,13 @@ struct EventFile {
 EventFile ParseEventFile(std::string_view text, const EntryWindow& window,
                          const EntryPlaces& places);
 
+// Gives the event an ID, which its item is named after.
+void SetId(PlannedEvent& event, const std::string& id);
+
+// The item for all the occurrences that two items enter, when they hold the same event and nothing
+// lies between their windows; no value otherwise.
+std::optional<std::string> JoinedItem(std::string_view held, std::string_view added);
+
 // An item file read back.
 struct KeptEvent {
     std::vector<CalendarItem> components;
@@ -66,6 +75,9 @@ struct KeptEvent {
 
 // Throws Failure (Refused) with the reason when the text holds no event.
 KeptEvent ReadKeptEvent(std::string_view itemText);
+
+// Whether it is one event without recurrence, which an entry that was moved can move whole.
+bool TakesPlaceOnce(const KeptEvent& event);
 
 // An entry that an event was entered as, without its ID, and the component that it is of.
 struct KeptEntry {

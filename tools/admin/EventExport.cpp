@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "common/Clock.h"
+#include "common/Text.h"
 #include "Library/convert/CalendarDate.h"
 #include "tools/admin/Buckets.h"
 #include "tools/admin/Console.h"
@@ -25,6 +26,21 @@ struct ExportedEvent {
     std::vector<KeptEntry> expected;
 };
 
+// IDs and the names of files do not differ by the case of letters.
+struct NameOrder {
+    bool operator()(std::string_view left, std::string_view right) const {
+        return std::ranges::lexicographical_compare(left, right, {}, LowerAscii, LowerAscii);
+    }
+};
+struct ItemOrder {
+    using Key = std::pair<std::string, std::string>;
+    bool operator()(const Key& left, const Key& right) const {
+        const NameOrder order;
+        if (order(left.first, right.first)) return true;
+        return !order(right.first, left.first) && left.second < right.second;
+    }
+};
+
 class EventExport {
   public:
     explicit EventExport(const MailboxStore& store) : store_(store), now_(CurrentFileTime()) {}
@@ -39,6 +55,7 @@ class EventExport {
     bool IsAsImported(const ExportedEvent& event) const;
     void WriteWhole(const ExportedEvent& event);
     void WriteMoved(const ExportedEvent& event);
+    const CalendarItem& ComponentOf(const ExportedEvent& event, const PlacedEntry& placed) const;
     void WriteEach(const ExportedEvent& event);
     std::string MakeUid(const Entry& entry);
 
@@ -47,8 +64,8 @@ class EventExport {
     std::vector<ExportedEvent> events_;
     // By item name and, for calendars that a person named, the calendar; null stands for an item
     // that is missing or cannot be read.
-    std::map<std::pair<std::string, std::string>, std::size_t> eventOfItem_;
-    std::map<std::string, bool> isItem_;
+    std::map<std::pair<std::string, std::string>, std::size_t, ItemOrder> eventOfItem_;
+    std::map<std::string, bool, NameOrder> isItem_;
     std::set<std::string> calendars_;
     std::set<std::string> uids_;
     CalendarFile file_{kExportProducer};
@@ -153,6 +170,28 @@ std::string EventExport::MakeUid(const Entry& entry) {
     return uid;
 }
 
+// The component that an entry is of: that of its times, or for one that was moved that of an entry
+// that is no longer where it was, best one of the same calendar.
+const CalendarItem& EventExport::ComponentOf(const ExportedEvent& event,
+                                             const PlacedEntry& placed) const {
+    const KeptEntry* chosen = nullptr;
+    for (const KeptEntry& expected : event.expected) {
+        if (TakesPlaceLike(placed, expected.placed)) {
+            return event.kept->components[expected.component];
+        }
+    }
+    for (const KeptEntry& expected : event.expected) {
+        const bool isThere = std::any_of(
+            event.entries.begin(), event.entries.end(),
+            [&expected](const auto& entry) { return TakesPlaceLike(entry, expected.placed); });
+        if (isThere) continue;
+        const bool isNear = expected.placed.calendar == placed.calendar;
+        if (chosen == nullptr || isNear) chosen = &expected;
+        if (isNear) break;
+    }
+    return event.kept->components[chosen == nullptr ? 0 : chosen->component];
+}
+
 void EventExport::WriteEach(const ExportedEvent& event) {
     for (const PlacedEntry& placed : event.entries) {
         Entry entry = placed.entry;
@@ -162,12 +201,7 @@ void EventExport::WriteEach(const ExportedEvent& event) {
             file_.Add(CompleteLines(LinesOfEntry(entry, uid, {}), uid, now_), {});
             continue;
         }
-        const auto like = std::find_if(event.expected.begin(), event.expected.end(),
-                                       [&placed](const KeptEntry& expected) {
-                                           return TakesPlaceLike(placed, expected.placed);
-                                       });
-        const CalendarItem& component =
-            event.kept->components[like == event.expected.end() ? 0 : like->component];
+        const CalendarItem& component = ComponentOf(event, placed);
         file_.Add(CompleteLines(LinesOfEntry(entry, uid, component.lines), uid, now_),
                   component.zones);
     }
@@ -187,14 +221,17 @@ std::string EventExport::Write(const std::vector<PlacedEntry>& entries) {
         const ExportedEvent& event = events_[number];
         if (isWhole[number] != 0) {
             WriteWhole(event);
-        } else if (event.kept && event.expected.size() <= 1 && event.entries.size() == 1) {
+        } else if (event.kept && TakesPlaceOnce(*event.kept) && event.entries.size() == 1) {
             WriteMoved(event);
         } else {
             if (event.kept) {
                 Note("\"" + event.entries.front().entry.id +
                      "\" was edited since it was imported; " +
-                     Counted(event.entries.size(), "entry is", "entries are") +
-                     " written as events of their own");
+                     (event.entries.size() == 1
+                          ? "its entry is written as an event of its own, without the recurrence"
+                          : std::to_string(event.entries.size()) +
+                                " entries are written as events of their own, without the "
+                                "recurrence"));
             }
             WriteEach(event);
         }

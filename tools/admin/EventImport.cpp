@@ -7,6 +7,7 @@
 #include "tools/admin/Buckets.h"
 #include "tools/admin/Console.h"
 #include "tools/admin/EventEntries.h"
+#include "tools/admin/EventIds.h"
 #include "tools/admin/Failure.h"
 #include "tools/admin/Import.h"
 #include "tools/admin/ItemLayout.h"
@@ -43,33 +44,64 @@ bool HasEntryOf(const MailboxStore& store, const PlannedEvent& event) {
     return false;
 }
 
-// Says what an earlier import entered and this one does not.
-void NoteWhatStays(const PlannedEvent& event, const std::string& heldItem,
-                   const EntryPlaces& places) try {
+// What an item holds; nothing for one that cannot be read.
+std::optional<KeptEvent> ReadHeld(const std::string& itemText) try {
+    return ReadKeptEvent(itemText);
+} catch (const Failure&) {
+    return std::nullopt;
+}
+
+bool IsOfOther(const std::optional<KeptEvent>& held, const PlannedEvent& event) {
+    const std::string uid = held ? held->components.front().uid : std::string();
+    return !uid.empty() && !event.uid.empty() && uid != event.uid;
+}
+
+// The item that is in the place of the event's. When it is another event's, whose UID differs in
+// the case of letters, this one gets the ID that it would have behind the other in one file.
+std::optional<std::string> FindHeld(const MailboxStore& store, PlannedEvent& event) {
+    auto held = store.ReadItem(event.itemName);
+    if (!held || *held == event.itemText || !IsOfOther(ReadHeld(*held), event)) return held;
+    UniqueIds ids;
+    ids.MakeUnique(event.id);
+    SetId(event, ids.MakeUnique(event.id));
+    return store.ReadItem(event.itemName);
+}
+
+// What there is to say of an item that the event's takes the place of; empty for nothing.
+std::string WhatIsReplaced(const PlannedEvent& event, const std::string& heldItem,
+                           const EntryPlaces& places) {
+    const auto heldEvent = ReadHeld(heldItem);
+    if (!heldEvent) return "the item " + event.itemName + " held something else; it is replaced";
     std::size_t stays = 0;
-    for (const KeptEntry& held : EntriesOf(ReadKeptEvent(heldItem), places)) {
+    for (const KeptEntry& held : EntriesOf(*heldEvent, places)) {
         const auto isHeld = [&held](const PlacedEntry& placed) {
             return TakesPlaceLike(placed, held.placed);
         };
         stays += std::none_of(event.entries.begin(), event.entries.end(), isHeld) ? 1 : 0;
     }
-    if (stays == 0) return;
-    Note(AtLine(event.line) + Counted(stays, "entry", "entries") + " of an earlier import of \"" +
-         event.entries.front().entry.id + "\" " + (stays == 1 ? "is" : "are") +
-         " not in this file and not removed");
-} catch (const Failure&) {
-    // What it was is not known.
+    if (stays == 0) return {};
+    return Counted(stays, "entry", "entries") + " of an earlier import of \"" + event.id + "\" " +
+           (stays == 1 ? "is" : "are") +
+           " not in this file and not removed; what the item held of " +
+           (stays == 1 ? "it" : "them") + " is replaced";
 }
 
 // Writes the item before its entries: an import that is cut off between them is completed by the
 // next, and an item that cannot be written leaves no entry without one.
-void ImportItem(const MailboxStore& store, const PlannedEvent& event, bool replace,
+void ImportItem(const MailboxStore& store, PlannedEvent& event, bool replace,
                 const EntryPlaces& places, const ImportCounts& counts) {
-    const auto held = store.ReadItem(event.itemName);
+    const auto held = FindHeld(store, event);
     if (held == event.itemText) return;
-    // The entries that the other item belongs to stay, and so does it.
-    if (held && !replace && HasEntryOf(store, event)) return;
-    if (held) NoteWhatStays(event, *held, places);
+    const auto joined = held && !replace ? JoinedItem(*held, event.itemText) : std::nullopt;
+    if (joined) {
+        if (joined == held) return;
+        event.itemText = *joined;
+    } else if (held) {
+        // The entries that the other item belongs to stay, and so does it.
+        if (!replace && HasEntryOf(store, event)) return;
+        const std::string text = WhatIsReplaced(event, *held, places);
+        if (!text.empty()) Note(AtLine(event.line) + text);
+    }
     try {
         PutItem(store, event.itemName, LaidOutForChunks(event.itemText));
     } catch (const Failure& failure) {
@@ -78,7 +110,7 @@ void ImportItem(const MailboxStore& store, const PlannedEvent& event, bool repla
     }
 }
 
-void ImportEvent(const MailboxStore& store, const PlannedEvent& event, bool replace,
+void ImportEvent(const MailboxStore& store, PlannedEvent& event, bool replace,
                  const EntryPlaces& places, ImportCounts& counts) {
     ImportItem(store, event, replace, places, counts);
     std::size_t existing = 0;
@@ -93,6 +125,22 @@ void ImportEvent(const MailboxStore& store, const PlannedEvent& event, bool repl
     if (existing > 1) {
         Note(AtLine(event.line) + "the same holds for " +
              Counted(existing - 1, "more entry", "more entries") + " of this event");
+    }
+}
+
+// What --strict refuses beside the notes of the file: those on what the mailbox has already.
+void RefuseWhatIsThere(const MailboxStore& store, EventFile& file, bool replace,
+                       const EntryPlaces& places) {
+    for (PlannedEvent& event : file.events) {
+        const auto held = FindHeld(store, event);
+        std::string text;
+        if (!replace && HasEntryOf(store, event)) {
+            text = "there is an entry \"" + event.id + "\" of this event already";
+        } else if (held && held != event.itemText && !JoinedItem(*held, event.itemText)) {
+            text = WhatIsReplaced(event, *held, places);
+        }
+        if (text.empty()) continue;
+        throw Refusal(AtLine(event.line) + text + "; nothing was imported (--strict)");
     }
 }
 
@@ -146,14 +194,15 @@ void ImportEvents(const ImportOptions& options, const Context& context) {
         },
         FromUtf8};
     const std::string name = options.file == "-" ? "standard input" : options.file;
-    const EventFile file = ParseEventFile(ReadInput(options.file), window, places);
+    EventFile file = ParseEventFile(ReadInput(options.file), window, places);
     if (options.strict && !file.notes.empty()) {
         throw Refusal(NoteText(name, file.notes.front()) + "; nothing was imported (--strict)");
     }
+    if (options.strict) RefuseWhatIsThere(store, file, options.replace, places);
     for (const ReadProblem& note : file.notes) Note(NoteText(name, note));
     ImportCounts counts;
     Progress progress("import", file.events.size(), !options.quiet);
-    for (const PlannedEvent& event : file.events) {
+    for (PlannedEvent& event : file.events) {
         ImportEvent(store, event, options.replace, places, counts);
         progress.Step();
     }
