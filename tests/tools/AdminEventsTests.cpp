@@ -175,6 +175,12 @@ TEST(EventFiles, IdsAreUniqueAndFit) {
         }
     }
     EXPECT_EQ(8U, ids.size());
+    // A UID that ends like the ID of another's second entry makes way for it, if there can be one.
+    const std::string ends = Event("UID:x#2\n" + at);
+    EXPECT_EQ("x#2", Parse(Calendar(Event("UID:x\n" + at) + ends)).events.at(1).id);
+    const EventFile both = Parse(Calendar(ends + Event("UID:x\nRRULE:FREQ=DAILY\n" + at)));
+    const auto names = EventItemNames("x#2");
+    EXPECT_EQ(0, std::count(names.begin(), names.end(), both.events.at(0).itemName));
     EXPECT_TRUE(ids.contains("x") && ids.contains("x#2")) << AllEntries(file);
 }
 

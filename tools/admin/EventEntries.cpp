@@ -56,6 +56,11 @@ std::vector<const Schedule*> SchedulesOf(const std::vector<CalendarItem>& compon
     return schedules;
 }
 
+bool CanRepeat(const std::vector<CalendarItem>& components) {
+    const Schedule& schedule = components.front().schedule;
+    return components.size() > 1 || !schedule.rules.empty() || !schedule.additions.empty();
+}
+
 // The events of a file, those of one UID together, in the order of their first ones.
 class EventPlanner {
   public:
@@ -72,6 +77,7 @@ class EventPlanner {
 
     void Collect(std::vector<CalendarItem> items);
     void PlanGroup(Group& group);
+    bool IsNumberOfOther(std::string_view uid) const;
     std::string MakeId(const Group& group);
     Occurrences OccurrencesIn(const Group& group, OccurrenceWindow& window) const;
     void CountNotes();
@@ -106,10 +112,18 @@ void EventPlanner::Collect(std::vector<CalendarItem> items) {
     }
 }
 
+// Whether a UID is what the second entry of another event in one calendar has as its ID.
+bool EventPlanner::IsNumberOfOther(std::string_view uid) const {
+    const auto other = groupOfUid_.find(WithoutNumber(uid).value_or(""));
+    return other != groupOfUid_.end() && CanRepeat(groups_[other->second].components);
+}
+
 std::string EventPlanner::MakeId(const Group& group) {
     const CalendarItem& first = group.components.front();
     if (first.uid.empty()) return ids_.MakeUnique("event~" + Fingerprint(first.lines));
     const auto uid = places_.toCodePage(first.uid);
+    // Its replaced name is that of the item which the other's second entry would look for.
+    if (IsNumberOfOther(first.uid)) return ids_.MakeUnique(ReplacedName(first.uid + "#1"));
     return ids_.MakeUnique(uid && ProblemWithId(*uid).empty() ? *uid : ReplacedName(first.uid));
 }
 
@@ -301,9 +315,7 @@ KeptEvent ReadKeptEvent(std::string_view itemText) {
 }
 
 bool TakesPlaceOnce(const KeptEvent& event) {
-    const Schedule& schedule = event.components.front().schedule;
-    return event.components.size() == 1 && schedule.rules.empty() && schedule.additions.empty() &&
-           !schedule.replaces;
+    return !CanRepeat(event.components) && !event.components.front().schedule.replaces;
 }
 
 std::vector<KeptEntry> EntriesOf(const KeptEvent& event, const EntryPlaces& places) {
