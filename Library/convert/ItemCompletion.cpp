@@ -123,8 +123,14 @@ void DropNegativeLength(PendingItem& pending, std::vector<LineEdit>& edits, Rema
     CalendarItem& item = pending.item;
     Schedule& schedule = item.schedule;
     if (item.kind != ItemKind::Event || pending.isOwn || !schedule.start) return;
-    if (schedule.end && schedule.end->ToUtc() < schedule.start->ToUtc()) {
-        remarks.Note(item.line, "an end before the start is left out", item.uid);
+    const auto isLate = [&schedule](const ZonedTime& end) {
+        const std::int64_t length = end.ToUtc() - schedule.start->ToUtc();
+        // What ends on the day on which it starts would have no day at all.
+        const bool areDays = schedule.start->date.isDate && end.date.isDate;
+        return areDays ? length > 0 : length >= 0;
+    };
+    if (schedule.end && !isLate(*schedule.end)) {
+        remarks.Note(item.line, "an end that is not behind the start is left out", item.uid);
         schedule.end.reset();
         const LinePlace end = pending.end;
         // The zone of a floating time would stand in the line.

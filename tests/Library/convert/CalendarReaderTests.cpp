@@ -430,7 +430,10 @@ TEST(CalendarReader, DamagedValues) {
          "3: the duration is left out beside an end\n"},
         {Event("DTSTART:20230228T090000\nDTEND:20230228T083000\nSUMMARY:a\n"),
          "DTSTART:20230228T090000\nSUMMARY:a\n",
-         "3: times without a zone are taken as UTC\n3: an end before the start is left out\n"},
+         "3: times without a zone are taken as UTC\n3: an end that is not behind the start is left "
+         "out\n"},
+        {Event("DTSTART:20230228\nDTEND:20230228\n"), "DTSTART;VALUE=DATE:20230228\n",
+         "3: an end that is not behind the start is left out\n"},
         {Event("DTSTART:20230228\nDURATION:-P1D\n"), "DTSTART;VALUE=DATE:20230228\n",
          "3: a duration below 0 is left out\n"},
         {Event("DTSTART:20230228T090000Z\nSUMMARY:a\nDTSTART:20240228T090000Z\n"),
