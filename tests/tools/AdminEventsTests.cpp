@@ -201,6 +201,8 @@ TEST(EventFiles, CountsWhatIsNotedAndLeftOut) {
     EXPECT_TRUE(NotesText(file).ends_with(
         "17 4: what lies before 1901 or after 2038 is left out: 1 occurrence\n"))
         << NotesText(file);
+    const EventFile never = Parse(Calendar(Event("UID:1\nDTSTART:20260301\nEXDATE:20260301\n")));
+    EXPECT_EQ(1U, never.leftOut) << NotesText(never);
     EXPECT_THROW(Parse("some agenda"), Failure);
 }
 

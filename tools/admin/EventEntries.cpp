@@ -182,7 +182,12 @@ void EventPlanner::PlanGroup(Group& group) {
         NoteAbout(first, "occurrences beyond the first " + std::to_string(kMostOccurrences) +
                              " are left out");
     }
-    group.isLeftOut = !hasStart || (unfit != 0 && event.entries.empty());
+    const bool neverTakesPlace = hasStart && !window.from && occurrences.within.empty() &&
+                                 occurrences.beyond == 0 && !occurrences.isEndless;
+    if (neverTakesPlace) {
+        NoteAbout(first, "an event is left out; each of its occurrences is excluded");
+    }
+    group.isLeftOut = !hasStart || neverTakesPlace || (unfit != 0 && event.entries.empty());
     if (event.entries.empty()) return;
     if (first.uid.empty()) {
         NoteAbout(first, "an event without a UID; it is entered as " + event.id);
