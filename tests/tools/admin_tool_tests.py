@@ -262,7 +262,9 @@ def series_in_the_store(into, last):
     unread = run(["export", "sales/ben", "--ics", "--day", "2026-12-01"], 1,
                  error="the item series.ICS of the entry")
     check("unread", "subject", unread.count(b"SUMMARY:series\r\n"), 1)
-    run(["import", "sales/ben", "--from", "2026-01-01"], 2, "", "are for calendar files", stdin=b"")
+    for options in (["--from", "2026-01-01"], ["--until", "2026-01-01"], ["--strict"]):
+        run(["import", "sales/ben", *options], 2, "", "are for calendar files", stdin=b"")
+    run(into("ben", "--from", "2026-01-02", "--until", "2026-01-01"), 2, "", "lies behind", stdin=b"")
 
 
 def what_the_mailbox_has(into):

@@ -27,6 +27,9 @@ EntryWindow WindowOf(const ImportOptions& options) {
     EntryWindow window;
     if (!options.from.empty()) window.from = TimeOption(options.from);
     if (!options.until.empty()) window.until = UntilOption(options.until);
+    if (window.from && window.until && *window.from >= *window.until) {
+        throw WrongUsage("--from lies behind --until");
+    }
     const std::int64_t today = CurrentUnixTime() / kSecondsPerDay;
     window.defaultUntil = (today + kDaysEntered + 1) * kSecondsPerDay;
     return window;

@@ -30,8 +30,8 @@ void PrintCounts(const ImportCounts& counts, const Context& context) {
 }
 
 void ImportLines(const ImportOptions& options, const Context& context) {
-    if (!options.from.empty() || !options.until.empty()) {
-        throw WrongUsage("--from and --until are for calendar files");
+    if (!options.from.empty() || !options.until.empty() || options.strict) {
+        throw WrongUsage("--from, --until and --strict are for calendar files");
     }
     const MailboxStore store = OpenMailbox(options.mailbox, context);
     const std::vector<NumberedEntry> entries = ParseEntryLines(ReadInput(options.file));
