@@ -83,8 +83,12 @@ std::string RenameZone(std::string_view lines, std::string_view name, std::strin
         std::string line(TakeLine(lines));
         const auto [at, length] = PlaceOfParameter(line, "TZID");
         if (at != std::string::npos) {
-            const std::string_view value = std::string_view(line).substr(at, length);
-            if (value == name || value == '"' + std::string(name) + '"') {
+            std::string_view value = std::string_view(line).substr(at, length);
+            if (value.size() > 1 && value.starts_with('"') && value.ends_with('"')) {
+                value = value.substr(1, value.size() - 2);
+            }
+            // Lines may have blanks around the name, and escape it.
+            if (Unescape(TrimBlanks(value), Escapes::Modern) == name) {
                 line.replace(at, length, '"' + std::string(newName) + '"');
             }
         }

@@ -243,6 +243,28 @@ TEST(CalendarFileText, IsEscapedAndFolded) {
         CalendarFileText({&item, 1}, 0));
 }
 
+// Two definitions under one name are told apart, however the lines write that name.
+TEST(CalendarFileText, KeepsZonesOfOneNameApart) {
+    const auto calendar = [](const std::string& written, const char* offset) {
+        return "BEGIN:VCALENDAR\nBEGIN:VTIMEZONE\nTZID:A\\, B\nBEGIN:STANDARD\n"
+               "DTSTART:19700101T000000\nTZOFFSETFROM:" +
+               std::string(offset) + "\nTZOFFSETTO:" + offset +
+               "\nEND:STANDARD\nEND:VTIMEZONE\nBEGIN:VEVENT\nDTSTART;TZID=" + written +
+               ":20240305T080000\nEND:VEVENT\nEND:VCALENDAR\n";
+    };
+    for (const char* const written : {"\"A, B\"", "\"A\\, B\"", "A\\, B", " A, B", "\"A, B \""}) {
+        const auto reading =
+            ReadCalendarText(calendar(written, "+0100") + calendar(written, "+0500"));
+        const auto again = ReadCalendarText(CalendarFileText(reading.items, 0));
+        ASSERT_EQ(2U, again.items.size()) << written;
+        for (std::size_t number = 0; number < 2; ++number) {
+            EXPECT_EQ(reading.items[number].schedule.start->ToUtc(),
+                      again.items[number].schedule.start->ToUtc())
+                << written;
+        }
+    }
+}
+
 TEST(RoundTrip, ContactsReadBackToTheSameProperties) {
     Generator generator("ab :,\"=@\t\xE9");
     for (int round = 0; round < kRounds; ++round) {
