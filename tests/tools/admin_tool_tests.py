@@ -301,6 +301,20 @@ def what_the_mailbox_has(into):
     agenda = event("agenda1", "20")
     run(into("ben", "--strict"), 1, "", "held something else", stdin=agenda)
     run(into("ben"), 0, "1 added\n", "held something else", stdin=agenda)
+    # Of a series that an earlier version kept, the entry is the first; moved, it takes all along.
+    run(["item", "put", "sales/ben", "earlier.ICS"], stdin=(
+        b"BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Tarnwick//Tarnwick//EN\r\nBEGIN:VEVENT\r\n"
+        b"DTSTART:20260901T080000Z\r\nDTEND:20260901T090000Z\r\nUID:earlier\r\nLOCATION:\r\n"
+        b"DESCRIPTION:\r\nSUMMARY:Tea\r\nRRULE:FREQ=DAILY\r\nLAST-MODIFIED:\r\nEND:VEVENT\r\n"
+        b"END:VCALENDAR\r\n"))
+    for start, error in (("08:00", ""), ("08:30", "its recurrence is written as it was")):
+        run(["add", "sales/ben", "earlier", "--start", f"2026-09-01T{start}Z", "--end",
+             "2026-09-01T09:00Z"])
+        moved = run(["export", "sales/ben", "--ics", "--day", "2026-09-01"], error=error)
+        check("an earlier item", "lines",
+              (f"DTSTART:20260901T{start.replace(':', '')}00Z\r\n".encode() in moved,
+               b"RRULE:FREQ=DAILY" in moved), (True, True))
+        run(["remove", "sales/ben", "earlier"])
 
 
 def damaged_files(into):

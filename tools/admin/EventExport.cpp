@@ -151,11 +151,21 @@ void EventExport::WriteWhole(const ExportedEvent& event) {
     }
 }
 
+// Whether the event has one entry, whatever it recurs: earlier versions entered the first day
+// alone.
+bool IsOneEntrys(const KeptEvent& event) {
+    return TakesPlaceOnce(event) || (!event.isSeries && event.components.size() == 1);
+}
+
 void EventExport::WriteMoved(const ExportedEvent& event) {
     const Entry& entry = event.entries.front().entry;
     const CalendarItem& component = event.kept->components.front();
     const std::string id = ToUtf8(entry.id);
     uids_.insert(component.uid.empty() ? id : component.uid);
+    if (!TakesPlaceOnce(*event.kept)) {
+        Note("\"" + entry.id +
+             "\" was edited since it was imported; its recurrence is written as it was");
+    }
     file_.Add(CompleteLines(LinesOfMovedEvent(entry, component.lines), id, now_), component.zones);
 }
 
@@ -221,7 +231,7 @@ std::string EventExport::Write(const std::vector<PlacedEntry>& entries) {
         const ExportedEvent& event = events_[number];
         if (isWhole[number] != 0) {
             WriteWhole(event);
-        } else if (event.kept && TakesPlaceOnce(*event.kept) && event.entries.size() == 1) {
+        } else if (event.kept && IsOneEntrys(*event.kept) && event.entries.size() == 1) {
             WriteMoved(event);
         } else {
             if (event.kept) {
