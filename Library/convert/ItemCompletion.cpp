@@ -122,7 +122,7 @@ void Cancel(PendingItem& pending, std::vector<LineEdit>& edits) {
 void DropNegativeLength(PendingItem& pending, std::vector<LineEdit>& edits, Remarks& remarks) {
     CalendarItem& item = pending.item;
     Schedule& schedule = item.schedule;
-    if (item.kind != ItemKind::Event || pending.isOwn || !schedule.start) return;
+    if (item.kind != ItemKind::Event || !schedule.start) return;
     const auto isLate = [&schedule](const ZonedTime& end) {
         const std::int64_t length = end.ToUtc() - schedule.start->ToUtc();
         // What ends on the day on which it starts would have no day at all.
@@ -146,6 +146,20 @@ void DropNegativeLength(PendingItem& pending, std::vector<LineEdit>& edits, Rema
     }
 }
 
+// What the properties of an own item mean, in the standard's lines and in its schedule.
+void Restate(PendingItem& pending, Remarks& remarks) {
+    CalendarItem& item = pending.item;
+    item.lines = (item.kind == ItemKind::Event ? EventLines : TaskLines)(item.properties);
+    std::string rule = RuleOf(item.properties);
+    if (!rule.empty()) {
+        item.schedule.rules.push_back(std::move(rule));
+    } else if (!pending.rule.empty()) {
+        remarks.Note(item.line,
+                     "a recurrence that is not understood is left out: " + Excerpt(pending.rule),
+                     item.uid);
+    }
+}
+
 }  // namespace
 
 bool CompleteItem(PendingItem& pending, const CalendarFacts& calendar, Remarks& remarks) {
@@ -166,9 +180,7 @@ bool CompleteItem(PendingItem& pending, const CalendarFacts& calendar, Remarks& 
     DropNegativeLength(pending, edits, remarks);
     if (!edits.empty()) item.lines = Edited(item.lines, edits);
     if (!pending.rule.empty()) SetRule(pending);
-    if (pending.isOwn) {
-        item.lines = (item.kind == ItemKind::Event ? EventLines : TaskLines)(item.properties);
-    }
+    if (pending.isOwn) Restate(pending, remarks);
     NameItem(pending.unheld, 0, item.uid);
     remarks.unheld.insert(remarks.unheld.end(), pending.unheld.begin(), pending.unheld.end());
     std::erase_if(item.zones, [](const auto& zone) { return zone->offsets.IsEmpty(); });

@@ -88,9 +88,15 @@ void AppendDays(std::string& rule, PropertySource& item, bool hasPositions) {
     if ((mask & 127) != 0) rule += ";WKST=SU";
 }
 
-// The value of the RRULE that the recurrence properties mean; empty when there is none. The store's
-// own rule texts lose intervals, carry two ends and positions that no reader knows.
-std::string StandardRule(PropertySource& item) {
+// The standard wants a whole number of percent.
+std::string WholePercent(PropertySource& item) {
+    const double percent = item.Double(property::kPercentComplete).value_or(-1);
+    return percent >= 0 && percent <= 100 ? std::to_string(std::lround(percent)) : std::string();
+}
+
+}  // namespace
+
+std::string RuleOf(PropertySource& item) {
     if (item.NumberOr(property::kIsRecurring, 0) == 0) return {};
     const auto type = static_cast<RecurrenceType>(item.NumberOr(property::kRecurrenceType, 0));
     const char* const frequency = FrequencyOf(type);
@@ -111,24 +117,18 @@ std::string StandardRule(PropertySource& item) {
     return rule;
 }
 
-// The standard wants a whole number of percent.
-std::string WholePercent(PropertySource& item) {
-    const double percent = item.Double(property::kPercentComplete).value_or(-1);
-    return percent >= 0 && percent <= 100 ? std::to_string(std::lround(percent)) : std::string();
-}
-
-}  // namespace
-
 std::string EventLines(PropertySource& event) {
     ItemLines lines(event);
     lines.Line("BEGIN:VEVENT");
     lines.Text("UID:", property::kAppointmentUid);
     lines.Date("DTSTART:", property::kEventStart);
-    lines.Date("DTEND:", property::kEventEnd);
+    const auto end = event.FileTime(property::kEventEnd);
+    // No event ends before it starts: other programs refuse one that says so.
+    if (end >= event.FileTime(property::kEventStart)) lines.Date("DTEND:", property::kEventEnd);
     lines.Text("SUMMARY:", property::kSubject);
     lines.Text("DESCRIPTION:", property::kBody);
     lines.Text("LOCATION:", property::kLocation);
-    lines.Word("RRULE:", StandardRule(event));
+    lines.Word("RRULE:", RuleOf(event));
     lines.Modified();
     lines.Line("END:VEVENT");
     return lines.Take();

@@ -235,9 +235,11 @@ bool ItemReader::TakeText(const char* property, const ContentLine& line) {
 bool ItemReader::TakeRule(const Row& row, const ContentLine& line) {
     std::vector<std::string>& rules = pending_.item.schedule.rules;
     // An own rule goes into the properties whatever it is: they are what it was written from.
-    if (pending_.isOwn) pending_.rule = line.value;
+    if (pending_.isOwn) {
+        pending_.rule = line.value;
+        return true;
+    }
     if (!schedule_.TakeRule(line, rules)) return false;
-    if (pending_.isOwn) return true;
     if (pending_.item.kind != ItemKind::Event || rules.size() > 1) {
         Unheld(line, (rules.size() > 1 ? "a second " : "") + std::string(row.name));
     } else {

@@ -265,6 +265,11 @@ def series_in_the_store(into, last):
     for options in (["--from", "2026-01-01"], ["--until", "2026-01-01"], ["--strict"]):
         run(["import", "sales/ben", *options], 2, "", "are for calendar files", stdin=b"")
     run(into("ben", "--from", "2026-01-02", "--until", "2026-01-01"), 2, "", "lies behind", stdin=b"")
+    # A change that comes without its event takes nothing of the event's place.
+    run(into("ben", "--until", "2026-12-31"), out="4 added\n", stdin=series.replace(b"UID:series", b"UID:kept-1"))
+    change = calendar(["UID:kept-1", "RECURRENCE-ID:20261202T080000Z", "DTSTART:20261202T110000Z"])
+    run(into("ben", "--until", "2026-12-31"), 4, "0 added, 1 left out\n", "import all of it with --replace", stdin=change)
+    run(into("ben", "--until", "2026-12-31"), out="1 added\n", stdin=change.replace(b"kept-1", b"kept-2"))
 
 
 def what_the_mailbox_has(into):

@@ -16,7 +16,7 @@ import sys
 
 SOURCE, BINARY = sys.argv[1:3]
 SEED = int(sys.argv[3]) if len(sys.argv) > 3 else 20261122
-sys.path.insert(0, f"{SOURCE}/tests/support")
+sys.path.insert(0, f"{SOURCE}/tests/tools")
 import foreign_calendar as foreign  # noqa: E402
 
 WORK = pathlib.Path(BINARY) / "tools-tests" / "round-trips"

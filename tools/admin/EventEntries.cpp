@@ -150,6 +150,8 @@ void EventPlanner::PlanGroup(Group& group) {
     const Occurrences occurrences = OccurrencesIn(group, window);
     PlannedEvent event;
     event.line = first.line;
+    event.isChange = std::all_of(group.components.begin(), group.components.end(),
+                                 [](const auto& item) { return item.schedule.replaces; });
     event.uid = first.uid;
     std::size_t unfit = 0;
     for (const Occurrence& occurrence : occurrences.within) {

@@ -35,6 +35,8 @@ struct PlannedEvent {
     std::size_t line = 0;  // of the first BEGIN
     std::string uid;
     std::string id;  // of its first entry in each calendar
+    // Whether the file has changed occurrences alone, and not the event that they are of.
+    bool isChange = false;
     std::vector<PlacedEntry> entries;
     std::string itemName;
     std::string itemText;

@@ -70,6 +70,26 @@ std::optional<std::string> FindHeld(const MailboxStore& store, PlannedEvent& eve
     return store.ReadItem(event.itemName);
 }
 
+// A changed occurrence alone would take the place of the whole event that an earlier import kept.
+void LeaveOutLoneChanges(const MailboxStore& store, EventFile& file) {
+    const auto isLone = [&store, &file](PlannedEvent& event) {
+        if (!event.isChange) return false;
+        const auto item = FindHeld(store, event);
+        const auto held = item ? ReadHeld(*item) : std::nullopt;
+        const auto isWhole = [](const CalendarItem& component) {
+            return !component.schedule.replaces;
+        };
+        if (!held || std::ranges::none_of(held->components, isWhole)) return false;
+        file.notes.push_back({event.line,
+                              "a changed occurrence is left out; the event that it is of was "
+                              "imported before, import all of it with --replace",
+                              event.uid});
+        ++file.leftOut;
+        return true;
+    };
+    std::erase_if(file.events, isLone);
+}
+
 // What there is to say of an item that the event's takes the place of; empty for nothing.
 std::string WhatIsReplaced(const PlannedEvent& event, const std::string& heldItem,
                            const EntryPlaces& places) {
@@ -198,6 +218,7 @@ void ImportEvents(const ImportOptions& options, const Context& context) {
         FromUtf8};
     const std::string name = options.file == "-" ? "standard input" : options.file;
     EventFile file = ParseEventFile(ReadInput(options.file), window, places);
+    LeaveOutLoneChanges(store, file);
     if (options.strict && !file.notes.empty()) {
         throw Refusal(NoteText(name, file.notes.front()) + "; nothing was imported (--strict)");
     }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -75,6 +76,11 @@ class Generator {
     std::string alphabet_;
     bool breaksArePairs_;
 };
+
+// An end before its start is noted, and the properties keep it.
+bool IsOfTheEnd(const ReadProblem& note) {
+    return note.reason == "an end that is not behind the start is left out";
+}
 
 void AddRecurrence(Generator& generator, ItemPropertyContainer& item) {
     static constexpr std::int32_t kTypes[] = {0, 1, 2, 3, 5, 6};
@@ -165,7 +171,8 @@ TEST(RoundTrip, EventsAndTasksReadBackToTheSameProperties) {
         const std::string text = OwnText(item);
         const CalendarReading reading = ReadCalendarText(text);
         ASSERT_EQ(std::nullopt, reading.failure) << round << "\n" << text;
-        ASSERT_TRUE(reading.notes.empty() && reading.unheld.empty()) << text;
+        ASSERT_TRUE(reading.unheld.empty() && std::ranges::all_of(reading.notes, IsOfTheEnd))
+            << text;
         ASSERT_EQ(1U, reading.items.size()) << round;
         ASSERT_EQ(item.kind, reading.items[0].kind) << round;
         ASSERT_TRUE(SameProperties(item.properties, reading.items[0].properties))
@@ -201,7 +208,8 @@ TEST(RoundTrip, CalendarFilesReadBackToTheSameProperties) {
         const bool isEvent = item.kind == ItemKind::Event;
         item.properties.Set(isEvent ? property::kAppointmentUid : property::kItemId, "uid");
         // An event without an end of its own would get its start's.
-        if (isEvent) item.properties.Set(property::kEventEnd, generator.Date());
+        const std::uint64_t start = item.properties.FileTime(property::kEventStart).value_or(0);
+        if (isEvent) item.properties.Set(property::kEventEnd, std::max(start, generator.Date()));
         // A position says something in a month or year alone.
         if (item.properties.NumberOr(property::kRecurrenceType, 2) < 2) {
             item.properties.Set(property::kRecurrenceInstance, kEveryInstance);
