@@ -6,9 +6,9 @@
 #include "bench/BenchReport.h"
 #include "bench/CodecPeers.h"
 #include "bench/CodecSamples.h"
+#include "bench/PlainLzw.h"
 #include "remote/Lzw.h"
 #include "remote/shared/Base64.h"
-#include "tests/remote/PlainLzw.h"
 
 namespace tarnwick::bench {
 namespace {

@@ -1,10 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <iterator>
+#include <sstream>
+
 #include "remote/Envelope.h"
-#include "remote/Lzw.h"
 #include "remote/shared/Base64.h"
 #include "tests/remote/CodecBytes.h"
+#include "tests/remote/PlainCodec.h"
 #include "tests/support/FailingAllocations.h"
+#include "tests/support/Model.h"
 #include "tests/support/ReportRecorder.h"
 
 namespace tarnwick {
@@ -17,85 +21,120 @@ using testing::FailingAllocations;
 using testing::Noise;
 using testing::ReportRecorder;
 
-std::string TextIn(const std::vector<char>& area) {
-    return {area.data()};
-}
-
-// The value text of `data`: what a peer writes.
-std::string ValueText(const Bytes& data) {
-    Bytes stream(LzwWorstSize(data.size()));
-    stream.resize(LzwCompress(data, stream));
-    return Base64EncodeAlloc(stream);
-}
-
-std::string Element(const std::string& number, const std::string& value) {
-    return "<PARAMETER" + number + " SIZE=4>" + value + "</PARAMETER" + number + ">";
-}
-
+using Tokens = std::vector<std::string>;
+constexpr auto kNone = std::string::npos;
 const std::string kKept = "kept";
 
-// What a reply leaves in a record of four bytes that held "kept", and the traces of that.
-std::pair<std::string, std::string> Received(const std::string& reply) {
+std::string ValueText(const std::string& data) {
+    const std::string stream = testing::PlainCompress(data);
+    const auto [length, area] = testing::PlainEncode(stream, 2 * kRemoteTextSize);
+    return area.substr(0, static_cast<std::size_t>(length));
+}
+
+std::string Element(const std::string& number, const std::string& value, int size = 4) {
+    const std::string name = "PARAMETER" + number;
+    return "<" + name + " SIZE=" + std::to_string(size) + ">" + value + "</" + name + ">";
+}
+
+std::string Cut(const std::string& text, std::size_t size) {
+    return text.substr(0, size - 1);
+}
+
+// A request behind adding a parameter, and the trace of that.
+std::pair<std::string, std::string> PlainAdded(std::string request, std::size_t room, int number,
+                                               const std::string& data) {
+    const std::string stream = testing::PlainCompress(data);
+    const auto [length, area] = testing::PlainEncode(stream, kRemoteTextSize);
+    const std::string text = length < 0 ? "" : area.substr(0, static_cast<std::size_t>(length));
+    std::string trace = "compressing...\nCompressed size: " + std::to_string(stream.size()) +
+                        "\nResult of base64 encoding: " + text +
+                        "\nSize:" + std::to_string(length) + "\n" +
+                        (text.empty() ? "Warning: Serialising returned empty buffer\n" : "");
+    const std::string element =
+        Element(std::to_string(number), text, static_cast<int>(data.size()));
+    const std::size_t place = request.find("</PARAMETERS>");
+    if (place == kNone) return {request, trace + "{" + request + "}\n"};
+    return {Cut(request.insert(place, Cut(element, kRemoteTextSize)), room), trace};
+}
+
+std::optional<std::pair<std::string, long long>> PlainFound(std::string reply) {
+    reply.resize(std::min(reply.find('\0'), reply.size()));
+    const std::size_t start = reply.find("<PARAMETER1");
+    const std::size_t close = reply.find('>', start);
+    const std::size_t size = reply.substr(0, close).find("SIZE=", start);
+    const std::size_t end = close == kNone ? close : reply.find("</PARAMETER1>", close + 1);
+    if (end == kNone || size == kNone) return std::nullopt;
+    const long long number = std::strtoll(reply.substr(size + 5, 255).c_str(), nullptr, 10);
+    return {{Cut(reply.substr(close + 1, end - close - 1), kRemoteTextSize),
+             std::clamp<long long>(number, INT32_MIN, INT32_MAX)}};
+}
+
+// What a reply leaves in a record of four bytes that held "kept", and the one report of it.
+std::pair<std::string, std::string> PlainReceived(const std::string& reply) {
+    const auto found = PlainFound(reply);
+    const std::string text = found ? found->first : "";
+    const auto [count, area] = testing::PlainDecode(text, text.size());
+    const std::string trace = "decompressing\nB64Source length: " + std::to_string(text.size()) +
+                              " parameter size=4\nDecoded size=" + std::to_string(count) + "\n";
+    if (count < 0) return {kKept, trace};
+    const std::string stream = area.substr(0, static_cast<std::size_t>(count));
+    const auto [bytes, fault] = testing::PlainExpand(stream, 4);
+    return {fault == LzwFault::None && bytes.size() == 4 ? bytes : kKept,
+            trace + (fault == LzwFault::LostString ? "Something wrong\n" : "") +
+                "Uncompressed size=" + std::to_string(bytes.size()) + "\nFreeing\n"};
+}
+
+std::string ReplyDifference(const Tokens& tokens) {
+    std::string reply;
+    for (const std::string& token : tokens) reply += token;
+    const auto found = FindResponseParameter(reply, 1);
+    const auto plain = PlainFound(reply);
+    if (found.has_value() != plain.has_value()) return "whether it is found";
+    if (found && found->valueText != plain->first) return "the value";
+    if (found && found->size != plain->second) return "the size";
     ReportRecorder reports;
     Bytes record = BytesOf(kKept);
-    const bool received = GetResponseParameter(reply, 1, record);
-    EXPECT_TRUE(received || testing::TextOf(record) == kKept) << reply;
+    const bool isFilled = GetResponseParameter(reply, 1, record);
+    const auto [expected, trace] = PlainReceived(reply);
+    if (testing::TextOf(record) != expected) return "the record";
+    if (isFilled != (expected != kKept)) return "the result";
     const auto taken = reports.Take();
-    EXPECT_EQ(taken.size(), 1U) << "one report for all steps";
-    return {testing::TextOf(record), taken.front().second};
+    return taken.size() == 1 && taken[0].second == trace ? "" : "the trace";
 }
 
 TEST(Request, IsTheEnvelopeCutToItsArea) {
     const std::string whole =
         "<DATA><METHOD>EXEC</METHOD><FUNCTION>F</FUNCTION><PARAMETERS></PARAMETERS></DATA>";
-    for (std::size_t size = 0; size <= whole.size() + 2; ++size) {
-        std::vector<char> request(size, '#');
-        EXPECT_TRUE(BuildExecRequest(request, "F"));
-        EXPECT_TRUE(size == 0 || TextIn(request) == whole.substr(0, size - 1)) << size;
-    }
     const std::string_view text = "a</PARAMETERS>b</PARAMETERS>";
-    for (std::size_t size = 1; size < 40; ++size) {
-        std::vector<char> result(size, '#');
-        EXPECT_TRUE(InsertBeforeParametersEnd(text, "b", "[x]", result));
-        EXPECT_EQ(TextIn(result),
-                  std::string("a[x]</PARAMETERS>b</PARAMETERS>").substr(0, size - 1));
-        EXPECT_FALSE(InsertBeforeParametersEnd("a</parameters>", "a", "[x]", result));
-        EXPECT_EQ(TextIn(result), std::string("a</parameters>").substr(0, size - 1));
+    EXPECT_TRUE(BuildExecRequest({}, "F"));
+    for (std::size_t size = 1; size <= whole.size() + 2; ++size) {
+        std::vector<char> area(size, '#');
+        EXPECT_TRUE(BuildExecRequest(area, "F"));
+        EXPECT_EQ(area.data(), Cut(whole, size));
+        EXPECT_TRUE(InsertBeforeParametersEnd(text, "b", "[x]", area));
+        EXPECT_EQ(area.data(), Cut("a[x]</PARAMETERS>b</PARAMETERS>", size));
+        EXPECT_FALSE(InsertBeforeParametersEnd("a</parameters>", "a", "[x]", area));
+        EXPECT_EQ(area.data(), Cut("a</parameters>", size));
     }
 }
 
-TEST(Request, ParametersAreTracedAsTheyAreAdded) {
-    const std::string large = Noise(16000, 1);
-    Bytes stream(LzwWorstSize(large.size()));
-    const std::string largeSize = std::to_string(LzwCompress(BytesOf(large), stream));
-    const struct {
-        std::string value;
-        std::string element;  // none: the request has no place for it
-        std::string trace;
-    } rows[] = {
-        {"AAA", "<PARAMETER12 SIZE=3>QQAAAQ==</PARAMETER12>",
-         "compressing...\nCompressed size: 4\nResult of base64 encoding: QQAAAQ==\nSize:8\n"},
-        {"", "<PARAMETER12 SIZE=0></PARAMETER12>",
-         "compressing...\nCompressed size: 0\nResult of base64 encoding: \nSize:0\n"
-         "Warning: Serialising returned empty buffer\n"},
-        {large, "<PARAMETER12 SIZE=16000></PARAMETER12>",
-         "compressing...\nCompressed size: " + largeSize +
-             "\nResult of base64 encoding: \nSize:-1\n"
-             "Warning: Serialising returned empty buffer\n"},
-        {"A", "",
-         "compressing...\nCompressed size: 2\nResult of base64 encoding: QQA=\nSize:4\n"
-         "{<DATA><METHOD>EXEC</METHOD>}\n"},
-    };
-    for (const auto& row : rows) {
-        const ReportRecorder reports;
-        std::vector<char> request(kRemoteTextSize);
-        BuildExecRequest(request, "F");
-        if (row.element.empty()) request[27] = '\0';
-        std::string expected = TextIn(request);
-        expected.insert(row.element.empty() ? 0 : expected.find("</PARAMETERS>"), row.element);
-        EXPECT_TRUE(AddRequestParameter(request, 12, BytesOf(row.value)));
-        EXPECT_EQ(TextIn(request), expected);
-        EXPECT_EQ(reports.Joined(ReportChannel::StandardOutput), row.trace);
+TEST(Request, ParametersAreAddedAndTracedLikePlainOnes) {
+    Tokens values = {"AAA", "", std::string(16000, 'a'), Noise(16000, 1)};
+    for (std::size_t size = 12330; size < 12350; ++size) values.push_back(Noise(size, 7));
+    std::mt19937 random(1);
+    while (values.size() < 40) values.push_back(testing::MixedText(random));
+    for (const std::string& value : values) {
+        for (const std::size_t room : {100U, 150U, 20000U, 32768U}) {
+            const ReportRecorder reports;
+            const int number = static_cast<int>(random() % 12);  // 0: no place for parameters
+            std::vector<char> request(room);
+            BuildExecRequest(request, "F");
+            if (number == 0) request[27] = '\0';
+            const auto [expected, trace] = PlainAdded(request.data(), room, number, value);
+            EXPECT_TRUE(AddRequestParameter(request, number, BytesOf(value)));
+            ASSERT_EQ(request.data(), expected) << value.size();
+            ASSERT_EQ(reports.Joined(ReportChannel::StandardOutput), trace);
+        }
     }
 }
 
@@ -107,91 +146,46 @@ TEST(Request, TheLargestRecordsFitWhateverTheyHold) {
         BuildExecRequest(request, "AppointmentItemWriteNextChunk");
         ASSERT_TRUE(AddRequestParameter(request, 1, record));
         Bytes back(size);
-        ASSERT_TRUE(GetResponseParameter(TextIn(request), 1, back)) << size;
+        ASSERT_TRUE(GetResponseParameter(request.data(), 1, back)) << size;
         EXPECT_EQ(back, record) << size;
     }
 }
 
-TEST(Reply, HasTheFirstElementWhoseTagBeginsSo) {
-    const std::string huge(40000, 'A');
-    const std::string zeros(254, '0');
-    const struct {
-        std::string reply;
-        std::optional<std::string> value;
-        int size = 0;
-    } cases[] = {
-        {"<DATA><PARAMETER1 SIZE=4>QQ==</PARAMETER1></DATA>", "QQ==", 4},
-        {"<X/><PARAMETER1 SIZE=648 >v</PARAMETER1>", "v", 648},
-        {"<PARAMETER1 SIZE=-5>v</PARAMETER1>", "v", -5},
-        {"<PARAMETER1 SIZE=99999999999>v</PARAMETER1>", "v", 2147483647},
-        {"<PARAMETER1 SIZE= 12x>v</PARAMETER1>", "v", 12},
-        {"<PARAMETER1 SIZE=>v</PARAMETER1>", "v", 0},
-        {"<PARAMETER1SIZE=4>v</PARAMETER1>", "v", 4},
-        {"<PARAMETER1 SIZE=" + zeros + "79>v</PARAMETER1>", "v", 7},
-        {Element("1", huge), huge.substr(0, kRemoteTextSize - 1), 4},
-        // No size, or no end of the start tag, in the element itself.
-        {"<PARAMETER1>v</PARAMETER1><PARAMETER1 SIZE=4>w</PARAMETER1>", {}},
-        {"<PARAMETER1 SIZE=4", {}},
-        {"<PARAMETER1 size=4>v</PARAMETER1>", {}},
-        // No end tag behind the value.
-        {"<PARAMETER1 SIZE=4>v", {}},
-        {"<PARAMETER1 SIZE=4>v</PARAMETER1", {}},
-        {"<PARAMETER1 SIZE=4>v" + std::string(1, '\0') + "</PARAMETER1>", {}},
-        {"</PARAMETER1><PARAMETER1 SIZE=4>v</PARAMETER2>", {}},
-        {"", {}},
-        // Nested, and number 10 in front.
-        {"<PARAMETER0 SIZE=4>a<PARAMETER1 SIZE=5>b</PARAMETER1>c</PARAMETER0>", "b", 5},
-        {"<PARAMETER1 SIZE=4>a<PARAMETER1 SIZE=5>b</PARAMETER1></PARAMETER1>",
-         "a<PARAMETER1 SIZE=5>b", 4},
-        {Element("10", "ten") + Element("1", "one"), "ten</PARAMETER10><PARAMETER1 SIZE=4>one", 4},
-    };
-    for (const auto& row : cases) {
-        const auto found = FindResponseParameter(row.reply, 1);
-        ASSERT_EQ(found.has_value(), row.value.has_value()) << row.reply;
-        if (!found) continue;
-        EXPECT_EQ(found->valueText, *row.value) << row.reply;
-        EXPECT_EQ(found->size, row.size) << row.reply;
+TEST(Reply, IsReadLikeAPlainOne) {
+    using std::string_literals::operator""s;
+    const std::string good = ValueText("good");
+    const std::string goody = ValueText("goody");
+    // Values that fill the record, and all that may be wrong with one.
+    Tokens values = {good,  " " + good + "\r\n", "", "????????????", ValueText("goo"), goody,
+                     "QQ=="};
+    for (const auto& stream : {"g\0o\0o\0\xFF\xFF"s, "g\0o\0\x2C\x01"s, "g\0o\0o\0d\0\xE7\x03"s}) {
+        values.push_back(Base64EncodeAlloc(BytesOf(stream)));
     }
-}
-
-TEST(Reply, FillsARecordOnlyWhole) {
-    const std::string good = ValueText(BytesOf("good"));
-    const auto codes = [](std::string_view stream) { return Base64EncodeAlloc(BytesOf(stream)); };
-    using std::string_view_literals::operator""sv;
-    const std::string counts = "decompressing\nB64Source length: 12 parameter size=4\n";
-    const struct {
-        const char* what;
-        std::string reply;
-        std::string record;
-        std::string trace = "";  // empty: any
-    } cases[] = {
-        {"whole", Element("1", good), "good",
-         counts + "Decoded size=8\nUncompressed size=4\nFreeing\n"},
-        {"white space in the value", Element("1", " " + good + "\r\n"), "good"},
-        {"SIZE bounds nothing", "<PARAMETER1 SIZE=-1>" + good + "</PARAMETER1>", "good"},
-        {"the first of two", Element("1", good) + Element("1", ValueText(BytesOf("late"))), "good"},
-        {"none", "", kKept,
-         "decompressing\nB64Source length: 0 parameter size=4\nDecoded size=0\n"
-         "Uncompressed size=0\nFreeing\n"},
-        {"empty value", Element("1", ""), kKept},
-        {"no base64", Element("1", "????????????"), kKept, counts + "Decoded size=-1\n"},
-        {"expands short", Element("1", ValueText(BytesOf("goo"))), kKept},
-        {"expands beyond the record", Element("1", ValueText(BytesOf("goody"))), kKept},
-        {"half a code", Element("1", "QQ=="), kKept},
-        {"lost string", Element("1", codes("g\0o\0o\0\xFF\xFF"sv)), kKept,
-         counts + "Decoded size=8\nSomething wrong\nUncompressed size=3\nFreeing\n"},
-        {"code above the count", Element("1", codes("g\0o\0\x2C\x01"sv)), kKept},
-        {"fault behind a whole record", Element("1", codes("g\0o\0o\0d\0\xE7\x03"sv)), kKept},
-    };
-    for (const auto& row : cases) {
-        const auto [record, trace] = Received(row.reply);
-        EXPECT_EQ(record, row.record) << row.what;
-        EXPECT_TRUE(row.trace.empty() || trace == row.trace) << row.what << ": " << trace;
+    for (const std::size_t size : {32766U, 32767U, 32768U}) values.emplace_back(size, 'A');
+    for (const std::string& value : values) {
+        EXPECT_EQ(ReplyDifference({Element("1", value)}), "") << value;
     }
+    EXPECT_EQ(PlainReceived(Element("1", good)).first, "good");
     const std::string whole = Element("1", good);
     for (std::size_t cut = 0; cut < whole.size(); ++cut) {
-        EXPECT_EQ(Received(whole.substr(0, cut)).first, kKept) << cut;
+        EXPECT_EQ(ReplyDifference({whole.substr(0, cut)}), "") << cut;
     }
+    std::istringstream words(
+        "<PARAMETER1 SIZE= 4 > " + good +
+        " </PARAMETER1> 0 -5 99999999999 size= </PARAMETER1 <PARAMETER <PARAMETER1SIZE=4> " +
+        std::string(254, '0') + " " + Element("10", good) + " " + Element("1", goody));
+    Tokens tokens(std::istream_iterator<std::string>(words), {});
+    tokens.insert(tokens.end(), {" ", "\0"s});
+    testing::ExpectAgreement(
+        20000,
+        [&](std::mt19937& random) {
+            Tokens reply(1 + random() % 9);
+            for (std::string& token : reply) token = tokens[random() % tokens.size()];
+            const std::size_t right = std::min<std::size_t>(random() % 7, reply.size());
+            std::copy_n(tokens.begin(), right, reply.begin());
+            return reply;
+        },
+        ReplyDifference);
 }
 
 class Silence : public ReportSink {
@@ -207,14 +201,14 @@ TEST(Envelope, WithoutMemoryNothingIsAddedOrFilled) {
     const int adding = FailEachAllocation([&](int number, bool andAllAfter) {
         std::vector<char> request(kRemoteTextSize);
         BuildExecRequest(request, "AppointmentAdd");
-        const std::string before = TextIn(request);
+        const std::string before = request.data();
         const FailingAllocations failing(number, andAllAfter);
         const bool added = AddRequestParameter(request, 1, record);
         EXPECT_EQ(before == request.data(), !added) << number;
         return !added;
     });
     EXPECT_GE(adding, 3);
-    const std::string reply = Element("1", ValueText(record));
+    const std::string reply = Element("1", ValueText(testing::TextOf(record)));
     const int filling = FailEachAllocation([&](int number, bool andAllAfter) {
         Bytes area(record.size());
         const FailingAllocations failing(number, andAllAfter);

@@ -1,5 +1,5 @@
 // The parameter codec straight from its rules, with slots of 64 bytes and a linear search: what the
-// quick one must agree with code for code, and is measured against.
+// quick one is measured against.
 #pragma once
 
 #include <cstddef>
