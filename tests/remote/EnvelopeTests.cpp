@@ -105,26 +105,27 @@ std::string ReplyDifference(const Tokens& tokens) {
 TEST(Request, IsTheEnvelopeCutToItsArea) {
     const std::string whole =
         "<DATA><METHOD>EXEC</METHOD><FUNCTION>F</FUNCTION><PARAMETERS></PARAMETERS></DATA>";
-    const std::string_view text = "a</PARAMETERS>b</PARAMETERS>";
+    const std::string_view text = "a</PARAMETERS b</PARAMETERS>c</PARAMETERS>";
     EXPECT_TRUE(BuildExecRequest({}, "F"));
     for (std::size_t size = 1; size <= whole.size() + 2; ++size) {
         std::vector<char> area(size, '#');
         EXPECT_TRUE(BuildExecRequest(area, "F"));
         EXPECT_EQ(area.data(), Cut(whole, size));
         EXPECT_TRUE(InsertBeforeParametersEnd(text, "b", "[x]", area));
-        EXPECT_EQ(area.data(), Cut("a[x]</PARAMETERS>b</PARAMETERS>", size));
+        EXPECT_EQ(area.data(), Cut("a</PARAMETERS b[x]</PARAMETERS>c</PARAMETERS>", size));
         EXPECT_FALSE(InsertBeforeParametersEnd("a</parameters>", "a", "[x]", area));
         EXPECT_EQ(area.data(), Cut("a</parameters>", size));
     }
 }
 
 TEST(Request, ParametersAreAddedAndTracedLikePlainOnes) {
+    // Noise whose texts end around the bounds.
     Tokens values = {"AAA", "", std::string(16000, 'a'), Noise(16000, 1)};
-    for (std::size_t size = 12330; size < 12350; ++size) values.push_back(Noise(size, 7));
+    for (std::size_t size = 12404; size < 12424; ++size) values.push_back(Noise(size, 7));
     std::mt19937 random(1);
     while (values.size() < 40) values.push_back(testing::MixedText(random));
     for (const std::string& value : values) {
-        for (const std::size_t room : {100U, 150U, 20000U, 32768U}) {
+        for (const std::size_t room : {100U, 150U, 32768U, 70000U}) {
             const ReportRecorder reports;
             const int number = static_cast<int>(random() % 12);  // 0: no place for parameters
             std::vector<char> request(room);
@@ -140,6 +141,8 @@ TEST(Request, ParametersAreAddedAndTracedLikePlainOnes) {
 
 TEST(Request, TheLargestRecordsFitWhateverTheyHold) {
     const ReportRecorder unseen;
+    std::vector<char> larger(2 * kRemoteTextSize);
+    EXPECT_EQ(EncodeParameter(BytesOf(Noise(16000, 1)), larger), 0U) << "whatever the area";
     for (const std::size_t size : {1U, 513U, 648U, 1023U, 1024U, 5388U, 8772U}) {
         const Bytes record = BytesOf(Noise(size, 99));
         std::vector<char> request(kRemoteTextSize);

@@ -1,10 +1,7 @@
-#include "tests/remote/modules/PassThroughs.h"
 #include "tests/remote/modules/StandIns.h"
 
 #include <functional>
-#include <iterator>
 #include <set>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -105,64 +102,33 @@ TEST(OptionsModule, AnswersAsFarAsItsEntriesGo) {
               StandIns::Calls("TWAISO.DLL"));
 }
 
-// In the order of binding, written down apart from the table that the product goes by.
-constexpr const char* kBindingOrder =
-    "StoreLibrary_Init StoreLibrary_UnInit StoreLibrary_ThreadInit "
-    "StoreLibrary_ThreadRelease StoreFolder_Open StoreFolder_Close StoreFolder_Save "
-    "StoreFolder_OpenItem StoreFolder_SelectItem StoreFolder_SelectItemByField "
-    "StoreFolder_SelectItemByField_Ex StoreFolder_Lock StoreFolder_UnLock "
-    "StoreFolder_DeleteItem StoreFolder_CreateItem StoreItem_GetProperty "
-    "StoreItem_SetProperty StoreIndex_GetItemPropertyItem StoreIndex_SetItemPropertyItem "
-    "StoreItem_FreeProperty StoreItem_SaveToStore Store_Save StoreFolder_FindFirstItem "
-    "StoreFolder_FindNextItem StoreFolder_FindClose GetMailboxSize GetMailboxSize_Ex "
-    "StoreFolderAdd StoreFolderGet StoreFolderGet_Ex StoreFolderRemove StoreFolderEdit "
-    "StoreFolderCopy StoreFolderFindNext StoreFolderFindFirst StoreFolderFindClose "
-    "StoreLibrary_SetAffinity StoreItemProperty_GetType Memory_Allocate Memory_Free "
-    "StoreFolder_GetHierarchyModificationDate StoreFolder_GetContentsModificationDate "
-    "StoreIndex_SetPaths StoreIndexItem_Clear StoreIndex_Open StoreIndex_Init "
-    "StoreIndex_Close StoreIndex_Release StoreIndex_Get StoreIndex_Save "
-    "GetStoreItemByMessageID Direct_StoreIndex_UpdateItem Direct_StoreIndex_InsertItem "
-    "Direct_StoreIndex_InsertItemEx Direct_StoreIndex_RemoveItem StoreIndex_UpdateItem "
-    "StoreIndex_InsertItem StoreIndex_RemoveItem RemoveMailboxShares";
-
-constexpr std::int32_t kNarrow = 0x3456'7890;
-constexpr std::uint64_t kWide = 0x12'3456'7890;
-
 TEST(StoreProvider, ItsEntriesAreBoundInOrderAndGivenTheirArguments) {
     StandIns modules;
     EntryHider hider;
     const std::uint64_t first = 7;
     const std::uint64_t second = 9;
     // Those that never load, and a release without a module.
-#define CHECK_ROW(operation) EXPECT_EQ(0, operation(first, second)) << #operation;
-    LOADED_ONLY_PASS_THROUGHS(CHECK_ROW)
-#undef CHECK_ROW
+#define NOTHING(operation)
+#define IS_ZERO(operation) EXPECT_EQ(0, operation(first, second)) << #operation;
+    STORE_ENTRIES(NOTHING, NOTHING, NOTHING, IS_ZERO, NOTHING)
     EXPECT_EQ(0, StoreLibrary_UnInit());
     EXPECT_TRUE(hider.LookedUp().empty());
 
-    std::istringstream names(kBindingOrder);
-    Names expected = {StandIns::Directory() + "\\TWAISP.DLL"};
-    expected.insert(expected.end(), std::istream_iterator<std::string>(names), {});
+#define NAME(operation) #operation,
+    const Names expected = {StandIns::Directory() + "\\TWAISP.DLL",
+                            STORE_ENTRIES(NAME, NAME, NAME, NAME, NAME)};
     EXPECT_EQ(1, LoadStoreProvider(providerModule));
     EXPECT_EQ(1, LoadStoreProvider(providerModule)) << "loaded before";
     EXPECT_EQ(expected, hider.LookedUp());
     std::string calls;
-    const auto check = [&](const auto& operation, const std::string& name) {
-        const auto result = operation(first, second);
-        using Result = std::remove_const_t<decltype(result)>;
-        if constexpr (std::is_pointer_v<Result>) {
-            EXPECT_EQ(reinterpret_cast<Result>(kWide), result) << name;
-        } else if constexpr (sizeof(Result) == sizeof kWide) {
-            EXPECT_EQ(kWide, result) << name;
-        } else {
-            EXPECT_EQ(kNarrow, result) << name;
-        }
-        EXPECT_EQ(calls += name + " 7 9\n", StandIns::Calls("TWAISP.DLL"));
+    const auto check = [&](const auto& operation, const char* name, auto result) {
+        EXPECT_EQ(result, operation(first, second)) << name;
+        EXPECT_EQ(calls += name + std::string(" 7 9\n"), StandIns::Calls("TWAISP.DLL"));
     };
-#define CHECK_ROW(operation) check(operation, #operation);
-    LOADING_PASS_THROUGHS(CHECK_ROW)
-    LOADED_ONLY_PASS_THROUGHS(CHECK_ROW)
-#undef CHECK_ROW
+#define IS_STATUS(operation) check(operation, #operation, std::int32_t{0x3456'7890});
+#define IS_WIDE(operation) check(operation, #operation, std::uint64_t{0x12'3456'7890});
+#define IS_POINTER(operation) check(operation, #operation, reinterpret_cast<void*>(0x12'3456'7890));
+    STORE_ENTRIES(IS_STATUS, IS_WIDE, IS_POINTER, IS_STATUS, NOTHING)
     StoreLibrary_UnInit();
 }
 
@@ -185,6 +151,7 @@ TEST(StoreProvider, WithoutTheFileOrAnEntryAForwardingGivesZero) {
 TEST(StoreProvider, ReleaseUnloadsAndNoEntryOfTheReleasedModuleIsCalled) {
     StandIns modules;
     EXPECT_EQ(1, StoreFolder_Close());
+    StandIns::SetResult("StoreLibrary_UnInit", 77);
     EXPECT_EQ(77, StoreLibrary_UnInit());
     EXPECT_EQ(nullptr, GetModuleHandleA("TWAISP.DLL"));
     EXPECT_EQ(nullptr, providerModule.load());

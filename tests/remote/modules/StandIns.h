@@ -2,9 +2,11 @@
 // speaks with them.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 
+#include "tests/remote/modules/StandIn.h"
 #include "tests/support/WindowsFixtures.h"
 
 #include "common/Registry.h"
@@ -23,40 +25,28 @@ class StandIns {
     // Where the stand-ins lie; the name ends in the "64" that the loader appends.
     static std::string Directory() {
         std::string directory = "Z:" TARNWICK_BINARY_DIR "/modules64";
-        for (char& character : directory) {
-            if (character == '/') character = '\\';
-        }
+        std::replace(directory.begin(), directory.end(), '/', '\\');
         return directory;
     }
 
-    // The calls of a loaded module so far, a line each.
-    static std::string Calls(const char* module) {
-        return Entry<const char*()>(module, "StandIn_Calls")();
+    // What a loaded module shows.
+    static StandInState& State(const char* module = "TWAISP.DLL") {
+        const FARPROC entry = GetProcAddress(GetModuleHandleA(module), "StandIn_State");
+        return *reinterpret_cast<StandInState* (*)()>(reinterpret_cast<void (*)()>(entry))();
     }
+    static std::string Calls(const char* module) { return State(module).calls; }
 
     // What the store provider's next calls find. It must be loaded.
-    static void ClearCalls() { Store<void()>("StandIn_ClearCalls")(); }
-    static void SetResult(const char* name, std::int32_t result) {
-        Store<void(const char*, std::int32_t)>("StandIn_SetResult")(name, result);
-    }
+    static void ClearCalls() { State().calls.clear(); }
+    static void SetResult(const char* name, std::int32_t result) { State().results[name] = result; }
     // Kind and code are the provider's numbers; null `bytes` make a property without a value.
     static void SetProperty(const char* name, std::uint32_t kind, std::int32_t code,
                             const void* bytes, std::size_t size) {
-        Store<void(const char*, std::uint32_t, std::int32_t, const void*, std::size_t)>(
-            "StandIn_SetProperty")(name, kind, code, bytes, size);
+        auto& property = State().properties[name] = {kind, code, std::nullopt};
+        if (bytes != nullptr) property.bytes.emplace(static_cast<const char*>(bytes), size);
     }
 
   private:
-    template <typename Signature>
-    static Signature* Entry(const char* module, const char* name) {
-        const FARPROC entry = GetProcAddress(GetModuleHandleA(module), name);
-        return reinterpret_cast<Signature*>(reinterpret_cast<void (*)()>(entry));
-    }
-    template <typename Signature>
-    static Signature* Store(const char* name) {
-        return Entry<Signature>("TWAISP.DLL", name);
-    }
-
     ScratchRegistry registry_;
 };
 

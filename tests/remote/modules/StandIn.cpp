@@ -1,0 +1,90 @@
+// Stands in for the options module and the store provider: records every call. Options are answered
+// with their call's name; the one item has the properties that the test gives it.
+#include "tests/remote/modules/StandIn.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#define ENTRY extern "C" __declspec(dllexport)
+
+namespace {
+
+tarnwick::testing::StandInState state;
+
+std::string ArgumentText(const char* text) {
+    return text == nullptr ? "null" : "'" + std::string(text) + "'";
+}
+template <typename Number>
+std::string ArgumentText(Number number) {
+    return std::to_string(number);
+}
+
+// Records the call and gives its result.
+template <typename... Arguments>
+std::int32_t Call(const char* name, Arguments... arguments) {
+    state.calls += name;
+    ((state.calls += " " + ArgumentText(arguments)), ...);
+    state.calls += "\n";
+    const auto found = state.results.find(name);
+    return found == state.results.end() ? 1 : found->second;
+}
+
+std::int32_t Answer(const char* objectName, char* value, const char* text) {
+    if (std::strncmp(objectName, "unknown", 7) == 0) return 0;
+    std::strcpy(value, text);
+    return 1;
+}
+
+}  // namespace
+
+ENTRY void* StandIn_State() {
+    return &state;
+}
+
+ENTRY int GetOption(int scope, const char* object, const char* option, char* value) {
+    Call("GetOption", scope, object, option);
+    return Answer(object, value, "plain answer");
+}
+ENTRY int GetOption_Ex(int scope, const char* object, const char* option, char* value,
+                       unsigned size) {
+    Call("GetOption_Ex", scope, object, option, size);
+    return Answer(object, value, "extended answer");
+}
+ENTRY int SetOption() {
+    return Call("SetOption");
+}
+
+ENTRY int StoreFolder_Open(std::uint64_t first, std::uint64_t second, std::uint64_t third, int one,
+                           int two) {
+    return Call("StoreFolder_Open", first, second, third, one, two);
+}
+ENTRY int StoreFolder_Close() {
+    return Call("StoreFolder_Close");
+}
+ENTRY int StoreFolder_SelectItem(const char* identifier) {
+    return Call("StoreFolder_SelectItem", identifier);
+}
+ENTRY int StoreFolder_SelectItemByField(const char* field, const char* value) {
+    return Call("StoreFolder_SelectItemByField", field, value);
+}
+ENTRY int StoreItem_GetProperty(const char* name, unsigned kind, void** value) {
+    Call("StoreItem_GetProperty", name, kind);
+    const auto found = state.properties.find(name);
+    if (found == state.properties.end() || found->second.kind != kind) return 0;
+    const auto& bytes = found->second.bytes;
+    *value = bytes ? std::malloc(bytes->size() + 1) : nullptr;
+    if (bytes) std::memcpy(*value, bytes->c_str(), bytes->size() + 1);
+    return found->second.code;
+}
+ENTRY int StoreLibrary_UnInit() {
+    return Call("StoreLibrary_UnInit");
+}
+
+// The result is wider than 32 bits, so that a test sees how wide it is taken.
+#define HANDED(name)                                                 \
+    ENTRY std::uint64_t name(std::uint64_t one, std::uint64_t two) { \
+        Call(#name, one, two);                                       \
+        return 0x12'3456'7890;                                       \
+    }
+#define NOTHING(name)
+STORE_ENTRIES(HANDED, HANDED, HANDED, HANDED, NOTHING)
