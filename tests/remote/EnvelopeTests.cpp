@@ -191,15 +191,8 @@ TEST(Reply, IsReadLikeAPlainOne) {
         ReplyDifference);
 }
 
-class Silence : public ReportSink {
-  public:
-    Silence() { SetReportSink(this); }
-    ~Silence() override { SetReportSink(nullptr); }
-    void Report(ReportChannel /*channel*/, std::string_view /*text*/) override {}
-};
-
 TEST(Envelope, WithoutMemoryNothingIsAddedOrFilled) {
-    const Silence silence;
+    const testing::ReportWatcher silence;
     const Bytes record = BytesOf(Noise(648, 99));
     const int adding = FailEachAllocation([&](int number, bool andAllAfter) {
         std::vector<char> request(kRemoteTextSize);

@@ -4,8 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <map>
 #include <optional>
+#include <sstream>
 #include <thread>
 
 #include "tests/remote/SessionWorld.h"
@@ -29,6 +31,12 @@ constexpr GateResult kFailed = GateResult::ConnectFailed;
 const std::string kSuccess(kSuccessReply);
 const std::string kAsk = "<DATA><METHOD>X</METHOD></DATA>";
 
+using Words = std::vector<std::string>;
+Words WordsOf(const std::string& text) {
+    std::istringstream words(text);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
 // A session as simple as its rules. Its peers are "a" and "b", and answer what `answers` says for a
 // method: success if nothing, by hanging up if nothing is in it.
 struct NaiveSession {
@@ -39,16 +47,16 @@ struct NaiveSession {
     char socket = 'n';  // none, closed, or that to a peer
     bool isDead = true;
     std::map<std::string, std::string> answers;
-    std::map<char, std::string> wire;
+    std::map<char, Words> wire;
 
     void Close() {
-        if (!isDead) wire[socket] += "close, ";
+        if (!isDead) wire[socket].push_back("close");
         if (socket != 'n') socket = 'c';
         isDead = true;
     }
     std::string Send(const std::string& request) {
         if (isDead) return "";
-        wire[socket] += request + ", ";
+        wire[socket].push_back(request);
         const auto found = answers.find(request.substr(0, 4));
         if (found == answers.end()) return kSuccess;
         isDead = found->second.empty();
@@ -60,6 +68,10 @@ struct NaiveSession {
     }
     bool IsReady() const {
         return EqualsIgnoreCase(host, connected) && EqualsIgnoreCase(library, loaded);
+    }
+    // Whether there is an answer to be late, and it does not come for the next message.
+    bool MayBeLate() const {
+        return !isDead && !isOwn && !host.empty() && !(IsReady() && host == "127.0.0.1");
     }
     GateResult Gate(bool isLate) {
         if (isOwn) return GateResult::Local;
@@ -76,7 +88,7 @@ struct NaiveSession {
             socket = isA ? 'a' : isB ? 'b' : 'c';
             isDead = socket == 'c';
             if (isDead) return connected = "", kFailed;
-            wire[socket] += "connect, ";
+            wire[socket].push_back("connect");
         } else {
             connected = "";
         }
@@ -117,122 +129,90 @@ struct World : testing::SessionWorld {
         return session.CurrentHost() + "/" + std::string(session.ConnectedHost()) + "/" +
                std::string(session.LoadedLibrary()) + "/" + kind;
     }
-    std::string WireOf(ScriptedPeer& peer) {
-        std::string wire;
-        for (const std::string& event : peer.TakeEvents()) wire += event + ", ";
-        return wire;
-    }
-
     // Plays events on a fresh session beside a naive one; nothing when they agree.
-    std::string Difference(const std::vector<std::string>& events) {
+    std::string Difference(const Words& events) {
         NaiveSession naive;
         made.emplace();
-        for (ScriptedPeer* peer : {&a, &b}) {
-            peer->TakeEvents();
-            peer->SetScript([answers = &naive.answers](const std::string& request) -> PeerAnswer {
-                const auto found = answers->find(testing::NameOfRequest(request).substr(0, 4));
-                if (found == answers->end()) return testing::AcceptingAnswer(request);
-                return {found->second, found->second.empty()};
-            });
-        }
+        a.TakeEvents(), b.TakeEvents();
+        SetScripts([&naive](const std::string& request) -> PeerAnswer {
+            const auto found = naive.answers.find(testing::NameOfRequest(request).substr(0, 4));
+            if (found == naive.answers.end()) return testing::AcceptingAnswer(request);
+            return {found->second, found->second.empty()};
+        });
         std::string difference;
         for (std::size_t at = 0; at < events.size() && difference.empty(); ++at) {
-            difference = StepDifference(naive, events[at], events[at].substr(1));
+            difference = Play(naive, events[at][0], events[at].substr(1));
         }
-        for (const auto& [peer, name] : {std::pair(&a, 'a'), std::pair(&b, 'b')}) {
-            const std::string wire = WireOf(*peer);
-            if (difference.empty() && wire != naive.wire[name]) difference = "wire " + wire;
-            peer->SetScript(testing::AcceptingAnswer);
-        }
+        const std::string wires = Joined(a.TakeEvents()) + "|" + Joined(b.TakeEvents());
+        SetScripts(testing::AcceptingAnswer);
         testing::ForceDefaultHost(0);
         library = "TWAICP.DLL", program = testing::kTestProgram;
         Gate("");
-        return difference;
+        if (!difference.empty()) return difference;
+        return wires == Joined(naive.wire['a']) + "|" + Joined(naive.wire['b']) ? "" : wires;
     }
-    std::string StepDifference(NaiveSession& naive, const std::string& event,
-                               const std::string& value) {
+    void SetScripts(const ScriptedPeer::Script& script) {
+        a.SetScript(script), b.SetScript(script);
+    }
+    std::string Play(NaiveSession& naive, char event, const std::string& value) {
         const ReportRecorder reports;
-        switch (event[0]) {
-            case 'H':
-                session.SetCurrentHost(naive.host = value);
-                break;
-            case 'L':
-                library = naive.library = value;
-                break;
-            case 'P':
-                program = value, naive.isOwn = value[0] != 'C';
-                break;
-            case 'F':
-                testing::ForceDefaultHost(std::stoul(value)), naive.isForced = value != "0";
-                break;
-            case 'A':
-                naive.answers[value.substr(0, 4)] = value.substr(4);
-                break;
-            case 'S':
-                naive.answers.clear();
-                break;
-            case 'D':
-                a.CloseAll(), b.CloseAll(), naive.isDead = true;
-                break;
-            case 'X':
-                if (naive.Send("X") != Exchange()) return "exchange";
-                break;
-            default: {
-                // Where there is an answer to be late, and it does not come for the next message.
-                const bool isLate = event == "late" && !naive.isDead && !naive.isOwn &&
-                                    !naive.host.empty() &&
-                                    !(naive.IsReady() && naive.host == "127.0.0.1");
-                const GateResult result = naive.Gate(isLate);
-                if ((isLate ? LateGate() : Gate()) != result) return "the gate's answer";
-            }
+        if (event == 'H') session.SetCurrentHost(naive.host = value);
+        if (event == 'L') library = naive.library = value;
+        if (event == 'P') program = value, naive.isOwn = value.starts_with("tw");
+        if (event == 'F')
+            testing::ForceDefaultHost(std::stoul(value)), naive.isForced = value != "0";
+        if (event == 'A') naive.answers[value.substr(0, 4)] = value.substr(4);
+        if (event == 'S') naive.answers.clear();
+        if (event == 'D') a.CloseAll(), b.CloseAll(), naive.isDead = true;
+        if (event == 'X' && naive.Send("X") != Exchange()) return "what is exchanged";
+        if (event == 'G' || event == 'g') {
+            const bool isLate = event == 'g' && naive.MayBeLate();
+            if (naive.Gate(isLate) != (isLate ? LateGate() : Gate())) return "the gate's answer";
         }
         if (State(naive.socket) != naive.State()) return State(naive.socket);
         return reports.Joined(ReportChannel::StandardOutput);
     }
 };
 
+// Events: G a gate, g one whose PING is answered late, X an exchange; H a host, L a library, P a
+// program, F the switch; A a method and its answer, S success to all again, D hang up.
 TEST(RemoteSession, EventsSendAnswerAndLeaveWhatTheyDoToANaiveOne) {
     World world;
-    const auto difference = [&](const std::vector<std::string>& events) {
-        return world.Difference(events);
+    const auto difference = [&](const Words& events) { return world.Difference(events); };
+    const Words kinds[] = {
+        WordsOf("G g X D S"),
+        WordsOf("HA HA Ha HB HB H H127.0.0.1 H127.0.0.1 H127.0.0.10 Hdead Hunknown Haddressless "
+                "Hnowhere"),
+        WordsOf("LTWAICP.DLL Ltwaicp.dll LOTHER.DLL L"),
+        WordsOf("PC:\\a.exe Ptwserv.EXE F0 F1 F2147483648"),
+        WordsOf("AAUTH<DATA></DATA> AAUTH ALOAD<DATA></DATA> ALOAD APING<DATA></DATA> APING")};
+    const auto one = [](const Words& words, std::mt19937& random) {
+        return words[random() % words.size()];
     };
-    const std::vector<std::string> kinds[] = {
-        {"gate", "late", "X", "D", "S"},
-        {"HA", "HA", "Ha", "HB", "HB", "H", "H127.0.0.1", "H127.0.0.1", "H127.0.0.10", "Hdead",
-         "Hunknown", "Haddressless", "Hnowhere"},
-        {"LTWAICP.DLL", "Ltwaicp.dll", "LOTHER.DLL", "L"},
-        {"PC:\\a.exe", "PTWSERV.EXE", "F0", "F1", "F2147483648"},
-        {"AAUTH<DATA></DATA>", "AAUTH", "ALOAD<DATA></DATA>", "ALOAD", "APING<DATA></DATA>",
-         "APING"}};
-    testing::ExpectAgreement(
-        400,
-        [&](std::mt19937& random) {
-            std::vector<std::string> events;
-            for (std::size_t count = 2 + random() % 10; events.size() < count;
-                 events.push_back("gate")) {
-                const auto& kind = kinds[random() % std::size(kinds)];
-                events.push_back(kind[random() % kind.size()]);
-                if (random() % 2 == 0) events.push_back(kinds[1][random() % kinds[1].size()]);
-                if (random() % 4 == 0) events.push_back("late");
-            }
-            return events;
-        },
-        difference);
+    const auto make = [&](std::mt19937& random) {
+        Words events;
+        for (std::size_t count = 2 + random() % 10; events.size() < count; events.push_back("G")) {
+            events.push_back(one(kinds[random() % std::size(kinds)], random));
+            if (random() % 2 == 0) events.push_back(one(kinds[1], random));
+            if (random() % 4 == 0) events.push_back("g");
+        }
+        return events;
+    };
+    testing::ExpectAgreement(1000, make, difference);
     // AUTH and LOAD want the whole text before a NUL and within the buffer, PING any byte. Whatever
     // it was, the next operation but one is whole again.
-    std::vector<std::string> replies = {"noise" + kSuccess + "noise",
-                                        std::string(2048 - kSuccess.size(), '.') + kSuccess,
-                                        std::string(2049 - kSuccess.size(), '.') + kSuccess,
-                                        '\0' + kSuccess,
-                                        "<DATA><STATUS>SUCCESS</STATUS><X></X></DATA>",
-                                        "<data><status>success</status></data>"};
+    Words replies = WordsOf(
+        "noise" + kSuccess +
+        "noise <DATA><STATUS>SUCCESS</STATUS><X></X></DATA> <data><status>success</status></data>");
+    for (const std::size_t size : {2048U, 2049U})
+        replies.push_back(std::string(size - kSuccess.size(), '.') + kSuccess);
+    replies.push_back('\0' + kSuccess);
     for (std::size_t cut = 0; cut <= kSuccess.size(); ++cut)
         replies.push_back(kSuccess.substr(0, cut));
-    for (const std::string method : {"AUTH", "LOAD", "PING"}) {
+    for (const std::string method : {"AAUTH", "ALOAD", "APING"}) {
         for (const std::string& reply : replies) {
-            const std::vector<std::string> events = {
-                "HB",   "gate", "A" + method + reply, "LOTHER.DLL", "HA", "gate",
-                "gate", "S",    "LTWAICP.DLL",        "gate",       "X"};
+            Words events = WordsOf("HB G LOTHER.DLL HA * G G S LTWAICP.DLL G X");
+            events[4] = method + reply;
             ASSERT_TRUE(testing::Agrees(events, difference));
         }
     }
@@ -243,27 +223,23 @@ void SetHostText(const char* value, const std::string& text) {
 }
 
 TEST(RemoteSession, ControlMessagesAreTheseBytes) {
-    const struct {
-        std::string protocol, credentials;
-        std::string sentProtocol, sentCredentials;
-    } cases[] = {
-        {"", "", "", ""},
-        {"PLAIN", "ann:secret", "PLAIN", "ann:secret"},
-        {"<P>", "a&b</DATA", "<P>", "a&b</DATA"},  // nothing is escaped
-        {std::string(256, 'p'), std::string(1000, 'c'), std::string(255, 'p'),
-         std::string(255, 'c')},
-        {std::string(1024, 'p'), "c", "", "c"},  // too long to be read
-    };
-    for (const auto& row : cases) {
+    const std::string longest(255, 'p');
+    // Protocol, credentials and what is sent of them: nothing is escaped, and what is too long to
+    // be read counts as missing.
+    const std::string cases[][4] = {{"", "", "", ""},
+                                    {"<P>", "a&b</DATA", "<P>", "a&b</DATA"},
+                                    {longest + "p", longest + longest, longest, longest},
+                                    {std::string(1024, 'p'), "c", "", "c"}};
+    for (const auto& [protocol, credentials, sentProtocol, sentCredentials] : cases) {
         World world;
-        if (!row.protocol.empty()) SetHostText(kProtocolValue, row.protocol);
-        if (!row.credentials.empty()) SetHostText(kCredentialsValue, row.credentials);
+        if (!protocol.empty()) SetHostText(kProtocolValue, protocol);
+        if (!credentials.empty()) SetHostText(kCredentialsValue, credentials);
         world.Gate("A");
         world.session.SetCurrentHost("unknown");
         world.LateGate();
         EXPECT_EQ(world.a.Received(),
-                  "<DATA><METHOD>AUTH</METHOD><PROTOCOL>" + row.sentProtocol +
-                      "</PROTOCOL><CREDENTIALS>" + row.sentCredentials +
+                  "<DATA><METHOD>AUTH</METHOD><PROTOCOL>" + sentProtocol +
+                      "</PROTOCOL><CREDENTIALS>" + sentCredentials +
                       "</CREDENTIALS><REALM></REALM><Library>TWAIAU.DLL</Library></DATA>"
                       "<DATA><METHOD>LOAD</METHOD><LIBRARY>TWAICP.DLL</LIBRARY></DATA>"
                       "<DATA><METHOD>PING</METHOD></DATA><DATA><METHOD>QUIT</METHOD></DATA>");
@@ -293,20 +269,16 @@ TEST(RemoteSession, HostSettingsComeFromTheRegistry) {
 TEST(RemoteSession, ReceivesTimeOutAfterAMinuteAndNoOtherOptionIsSet) {
     World world;
     ASSERT_EQ(world.Gate("A"), kReady);
-    const struct {
-        int level;
-        int option;
-        DWORD value;
-    } options[] = {{SOL_SOCKET, SO_RCVTIMEO, 60000},
-                   {SOL_SOCKET, SO_SNDTIMEO, 0},
-                   {SOL_SOCKET, SO_KEEPALIVE, 0},
-                   {IPPROTO_TCP, TCP_NODELAY, 0}};
-    for (const auto& row : options) {
-        DWORD value = 0;
+    const int options[][3] = {{SOL_SOCKET, SO_RCVTIMEO, 60000},
+                              {SOL_SOCKET, SO_SNDTIMEO, 0},
+                              {SOL_SOCKET, SO_KEEPALIVE, 0},
+                              {IPPROTO_TCP, TCP_NODELAY, 0}};
+    for (const auto& [level, option, expected] : options) {
+        int value = 0;
         int size = sizeof value;
-        getsockopt(world.session.AdminSocket(), row.level, row.option,
-                   reinterpret_cast<char*>(&value), &size);
-        EXPECT_EQ(value, row.value) << row.level << " " << row.option;
+        getsockopt(world.session.AdminSocket(), level, option, reinterpret_cast<char*>(&value),
+                   &size);
+        EXPECT_EQ(value, expected) << level << " " << option;
     }
     world.a.CloseAll();
     WSASetLastError(WSAEWOULDBLOCK);
@@ -363,30 +335,19 @@ TEST(RemoteSession, ASplitReplyDoesNotLeaveLaterAnswersOneBehind) {
               "connect, AUTH, LOAD TWAICP.DLL, , PING, , PING, , PING, , PING, , PING, ");
 }
 
-// Sends 4096 bytes each time the gate asks whether any are waiting.
-class EndlessTalker : public CallObserver {
-  public:
-    explicit EndlessTalker(World& world) : world_(world) { SetCallObserver(this); }
-    ~EndlessTalker() override { SetCallObserver(nullptr); }
-    std::uint32_t BeforeCall(const SystemCall& call) override {
-        if (call.name != "ioctlsocket" || ++asked_ > 1000) return 0;
-        world_.a.SendLate(std::string(4096, '.'));
-        AwaitArrival(world_.session.AdminSocket(), 4096);
-        return 0;
-    }
-    int Asked() const { return asked_; }
-
-  private:
-    World& world_;
-    int asked_ = 0;
-};
-
 TEST(RemoteSession, APeerThatSendsWithoutEndIsNotListenedToForLong) {
     World world;
     world.Gate("A");
-    const EndlessTalker talker(world);
+    int asked = 0;
+    CallRecorder calls;
+    calls.onCall = [&](const SystemCall& call) -> std::uint32_t {
+        if (call.name != "ioctlsocket" || ++asked > 1000) return 0;
+        world.a.SendLate(std::string(4096, '.'));
+        AwaitArrival(world.session.AdminSocket(), 4096);
+        return 0;
+    };
     EXPECT_EQ(world.Gate(), kReady);
-    EXPECT_EQ(talker.Asked(), (1 << 20) / 4096);
+    EXPECT_EQ(asked, (1 << 20) / 4096);
 }
 
 // Every socket call of three operations fails once; after each the next operation but one is whole.

@@ -1,6 +1,7 @@
 // Keeps what the system reports while it lives, byte for byte.
 #pragma once
 
+#include <functional>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -39,6 +40,21 @@ class ReportRecorder : public ReportSink {
   private:
     mutable std::mutex mutex_;
     std::vector<std::pair<ReportChannel, std::string>> reports_;
+};
+
+// Keeps nothing and needs no memory; acts on each report if it is told how.
+class ReportWatcher : public ReportSink {
+  public:
+    explicit ReportWatcher(std::function<void(std::string_view)> act = {}) : act_(std::move(act)) {
+        SetReportSink(this);
+    }
+    ~ReportWatcher() override { SetReportSink(nullptr); }
+    void Report(ReportChannel /*channel*/, std::string_view text) override {
+        if (act_) act_(text);
+    }
+
+  private:
+    std::function<void(std::string_view)> act_;
 };
 
 }  // namespace tarnwick::testing

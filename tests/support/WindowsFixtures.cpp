@@ -120,7 +120,7 @@ std::uint32_t CallRecorder::BeforeCall(const SystemCall& call) {
     if (Count() == failNumber_ || isNamed) {
         return failError_;
     }
-    return 0;
+    return onCall ? onCall(call) : 0;
 }
 
 ObjectHandle StartSelf(const std::string& filter, const std::vector<std::string>& environment) {

@@ -85,6 +85,8 @@ class CallRecorder : public CallObserver {
         failName_ = name, failError_ = error;
     }
     void DieAtCall(int number) { dieNumber_ = number; }
+    // Acts in front of each call, and gives the error with which it is to fail.
+    std::function<std::uint32_t(const SystemCall&)> onCall;
 
     const std::vector<std::string>& Calls() const { return calls_; }
     int Count() const { return static_cast<int>(calls_.size()); }

@@ -1,6 +1,5 @@
 #include "tests/remote/modules/StandIns.h"
 
-#include <functional>
 #include <set>
 
 #include <gtest/gtest.h>
@@ -15,24 +14,17 @@ using namespace store_provider;
 using testing::StandIns;
 
 // Lets the named entries seem to be missing, and records what was looked up.
-class EntryHider : public CallObserver {
-  public:
-    explicit EntryHider(std::set<std::string> hidden = {}) : hidden_(std::move(hidden)) {
-        SetCallObserver(this);
+struct EntryHider : testing::CallRecorder {
+    explicit EntryHider(const std::set<std::string>& hidden = {}) {
+        onCall = [this, hidden](const SystemCall& call) -> std::uint32_t {
+            if (call.name != "GetProcAddress" && call.name != "LoadLibrary") return 0;
+            lookedUp.emplace_back(call.path);
+            if (onLookUp) onLookUp();
+            return hidden.contains(lookedUp.back()) ? ERROR_PROC_NOT_FOUND : 0;
+        };
     }
-    ~EntryHider() override { SetCallObserver(nullptr); }
-    std::uint32_t BeforeCall(const SystemCall& call) override {
-        if (call.name != "GetProcAddress" && call.name != "LoadLibrary") return 0;
-        lookedUp_.emplace_back(call.path);
-        if (onLookUp) onLookUp();
-        return hidden_.contains(std::string(call.path)) ? ERROR_PROC_NOT_FOUND : 0;
-    }
-    const std::vector<std::string>& LookedUp() const { return lookedUp_; }
+    std::vector<std::string> lookedUp;
     std::function<void()> onLookUp;
-
-  private:
-    std::set<std::string> hidden_;
-    std::vector<std::string> lookedUp_;
 };
 
 using Names = std::vector<std::string>;
@@ -51,12 +43,7 @@ TEST(ProgramDirectory, GetsTheDigitsRightBehindTheRegistryText) {
 TEST(OptionsModule, AnswersAsFarAsItsEntriesGo) {
     constexpr const char* kPlain = "GetOption 2 'post/box' 'TimeZone'\n";
     constexpr const char* kExtended = "GetOption_Ex 2 'post/box' 'TimeZone' 1024\n";
-    const struct {
-        std::set<std::string> hidden;
-        int loads;
-        std::optional<std::string> answer;
-        std::string call;
-    } rows[] = {
+    const std::tuple<std::set<std::string>, int, std::optional<std::string>, std::string> rows[] = {
         {{}, 1, "extended answer", kExtended},
         {{"GetOption_Ex"}, 1, "plain answer", kPlain},
         {{"SetOption"}, 0, "extended answer", kExtended},
@@ -73,16 +60,16 @@ TEST(OptionsModule, AnswersAsFarAsItsEntriesGo) {
     {
         EntryHider hider({"SetOption"});
         EXPECT_EQ(std::nullopt, MailboxTimeZone("post", "box"));
-        EXPECT_EQ(hider.LookedUp(), (Names{StandIns::Directory() + "\\TWAISO.DLL", "GetOption",
-                                           "GetOption_Ex", "SetOption"}));
+        EXPECT_EQ(hider.lookedUp, (Names{StandIns::Directory() + "\\TWAISO.DLL", "GetOption",
+                                         "GetOption_Ex", "SetOption"}));
         EXPECT_EQ("extended answer", MailboxTimeZone("post", "box")) << "loaded it is asked";
     }
     std::string calls = StandIns::Calls("TWAISO.DLL");
-    for (const auto& row : rows) {
-        EntryHider hider(row.hidden);
-        EXPECT_EQ(row.loads, LoadOptionModule());
-        EXPECT_EQ(row.answer, MailboxTimeZone("post", "box"));
-        EXPECT_EQ(calls += row.call, StandIns::Calls("TWAISO.DLL"));
+    for (const auto& [hidden, loads, answer, call] : rows) {
+        EntryHider hider(hidden);
+        EXPECT_EQ(loads, LoadOptionModule());
+        EXPECT_EQ(answer, MailboxTimeZone("post", "box"));
+        EXPECT_EQ(calls += call, StandIns::Calls("TWAISO.DLL"));
     }
     EXPECT_EQ(1, LoadOptionModule());
     EXPECT_EQ(std::nullopt, MailboxTimeZone("unknown", "box"));
@@ -112,14 +99,14 @@ TEST(StoreProvider, ItsEntriesAreBoundInOrderAndGivenTheirArguments) {
 #define IS_ZERO(operation) EXPECT_EQ(0, operation(first, second)) << #operation;
     STORE_ENTRIES(NOTHING, NOTHING, NOTHING, IS_ZERO, NOTHING)
     EXPECT_EQ(0, StoreLibrary_UnInit());
-    EXPECT_TRUE(hider.LookedUp().empty());
+    EXPECT_TRUE(hider.lookedUp.empty());
 
 #define NAME(operation) #operation,
     const Names expected = {StandIns::Directory() + "\\TWAISP.DLL",
                             STORE_ENTRIES(NAME, NAME, NAME, NAME, NAME)};
     EXPECT_EQ(1, LoadStoreProvider(providerModule));
     EXPECT_EQ(1, LoadStoreProvider(providerModule)) << "loaded before";
-    EXPECT_EQ(expected, hider.LookedUp());
+    EXPECT_EQ(expected, hider.lookedUp);
     std::string calls;
     const auto check = [&](const auto& operation, const char* name, auto result) {
         EXPECT_EQ(result, operation(first, second)) << name;
@@ -159,7 +146,7 @@ TEST(StoreProvider, ReleaseUnloadsAndNoEntryOfTheReleasedModuleIsCalled) {
     // What another thread finds between the handle and the entries of a second load.
     EntryHider hider;
     hider.onLookUp = [&] {
-        if (hider.LookedUp().back() != "StoreLibrary_Init") return;
+        if (hider.lookedUp.back() != "StoreLibrary_Init") return;
         EXPECT_EQ(0, StoreFolder_Close());
     };
     EXPECT_EQ(1, StoreFolder_Close());
