@@ -8,6 +8,7 @@
 
 #include "common/WindowsApi.h"
 #include "tests/provider/NaiveLines.h"
+#include "tests/support/WindowsFixtures.h"
 #include "twaicp.h"
 
 namespace tarnwick::testing {
@@ -38,11 +39,10 @@ class NaiveCalendar {
     std::int32_t ItemReadOffset() const { return offset_; }
 
     std::uint32_t Add(Records& with) {
-        CreateDirectoryA(Folder(with.entry).c_str(), nullptr);
         if (IsNowhere(with.entry)) return 0;
         const Change change = Rewrite(with.entry, 'a', with.entry);
         if (change.existed) return change.matched ? 0 : 1;
-        std::FILE* const file = Open(with.entry, ".CAL", "w");
+        std::FILE* const file = std::fopen(Path(with.entry, ".CAL").c_str(), "w");
         std::fprintf(file, "%ld\t%ld\t%s", long{with.entry.start}, long{with.entry.end},
                      Text(with.entry.appointmentId).c_str());
         std::fclose(file);
@@ -51,9 +51,7 @@ class NaiveCalendar {
     }
 
     std::uint32_t Remove(Records& with) {
-        if (with.entry.postoffice[0] == '\0') return 0;
-        CreateDirectoryA(Folder(with.entry).c_str(), nullptr);
-        if (IsNowhere(with.entry)) return 0;
+        if (with.entry.postoffice[0] == '\0' || IsNowhere(with.entry)) return 0;
         const Change change = Rewrite(with.entry, 'd', with.entry);
         if (!change.existed) return 0;
         if (change.matched && change.lines == 0) std::remove(Path(with.entry, ".CAL").c_str());
@@ -62,24 +60,18 @@ class NaiveCalendar {
     }
 
     std::uint32_t Edit(Records& with) {
-        CreateDirectoryA(Folder(with.entry).c_str(), nullptr);
         if (IsNowhere(with.entry) || !Rewrite(with.entry, 'r', with.replacement).existed) return 0;
         Announce(with.entry);
         return 1;
     }
 
+    // The last of those that match, of lines with a text.
     std::uint32_t Get(Records& with) {
         if (with.entry.postoffice[0] == '\0') return 0;
-        CreateDirectoryA(Folder(with.entry).c_str(), nullptr);
-        std::FILE* const file = Open(with.entry, ".CAL", "r");
-        if (file == nullptr) return 0;
         std::uint32_t found = 0;
-        NaiveParser parser;
-        for (std::string text; ReadLine(file, text);) {
-            if (text.empty()) continue;
-            found |= Take(with.entry, parser.Take(text));
+        for (const NaiveLine& line : Lines(with.entry)) {
+            if (!line.isBlank) found |= Take(with.entry, line);
         }
-        std::fclose(file);
         return found;
     }
 
@@ -88,21 +80,15 @@ class NaiveCalendar {
         return FindNext(with);
     }
 
+    // Lines that are passed over lend their fields to nobody.
     std::uint32_t FindNext(Records& with) {
-        CreateDirectoryA(Folder(with.entry).c_str(), nullptr);
+        const std::vector<NaiveLine> lines = Lines(with.entry, position_);
         if (with.entry.postoffice[0] == '\0') return 0;
-        std::FILE* const file = Open(with.entry, ".CAL", "r");
-        if (file == nullptr) return 0;
-        std::uint32_t found = 0;
-        std::int32_t number = 0;
-        NaiveParser parser;
-        for (std::string text; found == 0 && ReadLine(file, text);) {
-            if (++number <= position_) continue;
-            position_ = number;
-            found = Take(with.entry, parser.Take(text));
+        for (const NaiveLine& line : lines) {
+            position_ = std::max(position_, 0) + 1;
+            if (Take(with.entry, line) != 0) return 1;
         }
-        std::fclose(file);
-        return found;
+        return 0;
     }
 
     std::uint32_t SetPosition(Records& with) {
@@ -182,26 +168,32 @@ class NaiveCalendar {
     std::string ItemPath(const AppointmentItemRecord& item) const {
         return Folder(item) + "\\" + Text(item.itemFileName);
     }
-    std::FILE* Open(const AppointmentRecord& record, const char* extension,
-                    const char* mode) const {
-        return std::fopen(Path(record, extension).c_str(), mode);
+    // The lines of a calendar behind those passed over, after its folder was made; none if it does
+    // not open.
+    std::vector<NaiveLine> Lines(const AppointmentRecord& record, std::int32_t passed = 0) const {
+        CreateDirectoryA(Folder(record).c_str(), nullptr);
+        std::vector<NaiveLine> lines;
+        std::FILE* const file = std::fopen(Path(record, ".CAL").c_str(), "r");
+        if (file == nullptr) return lines;
+        NaiveParser parser;
+        for (char line[1024]; std::fgets(line, sizeof line, file) != nullptr;) {
+            if (--passed >= 0) continue;
+            std::string text = line;
+            if (text.ends_with('\n')) text.pop_back();
+            lines.push_back(parser.Take(text));
+        }
+        std::fclose(file);
+        return lines;
     }
     // No postoffice, or no folder in which a block file could be made.
     bool IsNowhere(const AppointmentRecord& record) const {
-        return record.postoffice[0] == '\0' ||
-               GetFileAttributesA(Folder(record).c_str()) == INVALID_FILE_ATTRIBUTES;
+        CreateDirectoryA(Folder(record).c_str(), nullptr);
+        return record.postoffice[0] == '\0' || !PathExists(Folder(record));
     }
     void Announce(const AppointmentRecord& record) const {
         std::FILE* const flag = std::fopen((Folder(record) + "\\_CHANGE.DTY").c_str(), "w");
         std::fputs("This file has been written to denote configuration change\n", flag);
         std::fclose(flag);
-    }
-    static bool ReadLine(std::FILE* file, std::string& text) {
-        char line[1024];
-        if (std::fgets(line, sizeof line, file) == nullptr) return false;
-        text = line;
-        if (text.ends_with('\n')) text.pop_back();
-        return true;
     }
     static std::uint32_t Take(AppointmentRecord& record, const NaiveLine& line) {
         if (!NaiveMatch(Text(record.appointmentId), line.id)) return 0;
@@ -214,19 +206,16 @@ class NaiveCalendar {
     // Adds `entry` unless the key matches, drops what matches, or puts `entry` in its place.
     Change Rewrite(const AppointmentRecord& key, char action,
                    const AppointmentRecord& entry) const {
-        std::FILE* const calendar = Open(key, ".CAL", "r");
-        if (calendar == nullptr) return {};
+        if (!PathExists(Path(key, ".CAL"))) return {};
         Change change{true};
-        std::FILE* const made = Open(key, ".TMP", "w");
+        std::FILE* const made = std::fopen(Path(key, ".TMP").c_str(), "w");
         const auto print = [&](long start, long end, const std::string& id) {
             std::fprintf(made, "%s%ld\t%ld\t%s", change.lines++ == 0 ? "" : "\n", start, end,
                          id.c_str());
         };
         const auto printEntry = [&] { print(entry.start, entry.end, Text(entry.appointmentId)); };
-        NaiveParser parser;
-        for (std::string text; ReadLine(calendar, text);) {
-            if (text.empty()) continue;
-            const NaiveLine line = parser.Take(text);
+        for (const NaiveLine& line : Lines(key)) {
+            if (line.isBlank) continue;
             const bool matches = NaiveMatch(Text(key.appointmentId), line.id);
             change.matched = change.matched || matches;
             if (!matches || action == 'a') print(line.start, line.end, line.id);
@@ -234,7 +223,6 @@ class NaiveCalendar {
         }
         if (action == 'a' && !change.matched) printEntry();
         std::fclose(made);
-        std::fclose(calendar);
         CopyFileA(Path(key, ".CAL").c_str(), Path(key, ".BAK").c_str(), FALSE);
         std::remove(Path(key, ".CAL").c_str());
         std::rename(Path(key, ".TMP").c_str(), Path(key, ".CAL").c_str());
