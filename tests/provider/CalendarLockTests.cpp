@@ -38,29 +38,21 @@ class CalendarLock : public testing::AttachedCalendarTest {
     }
 };
 
-bool Acquire() {
-    return AcquireCalendarBlock(kKey);
-}
-bool AcquireNowhere() {
+constexpr auto Acquire = [] { return AcquireCalendarBlock(kKey); };
+constexpr auto AcquireNowhere = [] {
     return AcquireCalendarBlock("PO\\MAILROOT\\nobody\\Calendar\\Y11M08");
-}
-bool Release() {
-    return ReleaseCalendarBlock(kKey);
-}
-bool Wait() {
-    return WaitForCalendarUnblocked(kKey);
-}
-bool Add() {
-    return AddAppointment(MakeRecord(1, 2, "A"));
-}
-bool ChangeAnything() {
+};
+constexpr auto Release = [] { return ReleaseCalendarBlock(kKey); };
+constexpr auto Wait = [] { return WaitForCalendarUnblocked(kKey); };
+constexpr auto Add = [] { return AddAppointment(MakeRecord(1, 2, "A")); };
+constexpr auto ChangeAnything = [] {
     const AppointmentRecord any = MakeRecord(0, 0, "");
     return Add() || RemoveAppointment(any) || EditAppointment(any, MakeRecord(1, 2, "A"));
-}
-bool Read() {
+};
+constexpr auto Read = [] {
     AppointmentRecord record = MakeRecord(0, 0, "B");
     return GetAppointment(record) && record.start == 5;
-}
+};
 
 // A calendar with an entry B, and something in the way: "!" if somebody holds it open. It goes in
 // the middle of a wait, or the timeout becomes 0 there (0: never). All other timeouts are 0.

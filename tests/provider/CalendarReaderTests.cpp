@@ -29,12 +29,7 @@ TEST(CalendarReader, ReadsLongTextsAsTheRuntimeDoes) {
 }
 
 TEST(CalendarBucketName, IsTheSmallestThatHoldsBothTimes) {
-    struct Row {
-        std::int32_t start;
-        std::int32_t end;
-        const char* name;
-    };
-    const Row rows[] = {
+    const std::tuple<std::int32_t, std::int32_t, const char*> rows[] = {
         {1312329600, 1312415999, "Y11M08D03"},  // the first and last second of a day
         {1312329599, 1312329600, "Y11M08"},     // one second to either side of midnight
         {1312156799, 1312156800, "Y11"},        // of a month's end
@@ -47,10 +42,10 @@ TEST(CalendarBucketName, IsTheSmallestThatHoldsBothTimes) {
         {-2147483647 - 1, -2147483647 - 1, "Y-99M12D13"},
         {1312415999, 1312329600, "Y11M08D03"},  // the order does not matter
     };
-    for (const Row& row : rows) {
+    for (const auto& [start, end, expected] : rows) {
         char name[64];
-        EXPECT_EQ(MakeCalendarBucketName(row.start, row.end, name), 1);
-        EXPECT_STREQ(name, row.name) << row.start << " to " << row.end;
+        EXPECT_EQ(MakeCalendarBucketName(start, end, name), 1);
+        EXPECT_STREQ(name, expected) << start << " to " << end;
     }
     char small[4] = "xyz";
     MakeCalendarBucketName(1312329600, 1312329600, small);

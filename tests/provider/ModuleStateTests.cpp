@@ -26,21 +26,15 @@ class ModuleState : public ::testing::Test {
 };
 
 TEST_F(ModuleState, SettingsAreReadWhenTheModuleIsLoaded) {
-    const struct {
-        const char* value;
-        const char* text;
-        const char* root;
-    } rows[] = {
-        {"Application Directory", "C:\\unused", ""},
-        {"Data Directory", "D:\\Data", "D:\\Data\\Postoffices"},
-        {"Mail Root", "E:\\Mail", "E:\\Mail"},
-        {"Mail Root", "", ""},  // a value that is there and empty was read
-    };
-    for (const auto& row : rows) {
-        Set(row.value, row.text);
+    const char* const rows[][3] = {{"Application Directory", "C:\\unused", ""},
+                                   {"Data Directory", "D:\\Data", "D:\\Data\\Postoffices"},
+                                   {"Mail Root", "E:\\Mail", "E:\\Mail"},
+                                   {"Mail Root", "", ""}};  // there and empty, it was read
+    for (const auto& [value, text, root] : rows) {
+        Set(value, text);
         Attach();
-        EXPECT_EQ(MailRoot(), row.root);
-        EXPECT_EQ(LockRoot(), row.root);
+        EXPECT_EQ(MailRoot(), root);
+        EXPECT_EQ(LockRoot(), root);
     }
     EXPECT_EQ(StoreEventNotificationMode(), 0U);
     ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Store Event Notification Mode", 2);
@@ -53,10 +47,9 @@ TEST_F(ModuleState, SettingsAreReadWhenTheModuleIsLoaded) {
 }
 
 TEST_F(ModuleState, AttachFailsWhenNoSlotIsLeft) {
-    std::vector<DWORD> slots;
-    for (DWORD slot = TlsAlloc(); slot != TLS_OUT_OF_INDEXES; slot = TlsAlloc()) {
-        slots.push_back(slot);
-    }
+    std::vector<DWORD> slots = {TlsAlloc()};
+    while (slots.back() != TLS_OUT_OF_INDEXES) slots.push_back(TlsAlloc());
+    slots.pop_back();
     EXPECT_FALSE(OnModuleNotification(DLL_PROCESS_ATTACH));
     EXPECT_TRUE(OnModuleNotification(DLL_PROCESS_DETACH));
     TlsFree(slots.back());
