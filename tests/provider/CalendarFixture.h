@@ -4,12 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
-#include <filesystem>
 #include <string>
-#include <system_error>
-#include <vector>
 
 #include "common/Registry.h"
 #include "common/Text.h"
@@ -19,16 +15,6 @@
 #include "twaicp.h"
 
 namespace tarnwick::testing {
-
-inline std::vector<std::string> SortedNamesIn(const std::string& folder) {
-    std::vector<std::string> names;
-    std::error_code missing;
-    for (const auto& entry : std::filesystem::directory_iterator(folder, missing)) {
-        names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
 
 inline AppointmentRecord MakeRecord(std::int32_t start, std::int32_t end, std::string_view id,
                                     std::string_view calendar = "Y11M08") {
@@ -56,7 +42,7 @@ class CalendarTest : public ::testing::Test {
     // Names in the Calendar folder, sorted, each with a space behind it.
     std::string NamesInFolder() const {
         std::string names;
-        for (const std::string& name : SortedNamesIn(folder_)) names += name + " ";
+        for (const std::string& name : NamesIn(folder_)) names += name + " ";
         return names;
     }
     void Put(const std::string& name, const std::string& bytes) const {

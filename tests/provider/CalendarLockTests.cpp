@@ -28,7 +28,7 @@ class CalendarLock : public testing::AttachedCalendarTest {
     // The files in the folder; of a calendar that is not what it was, its content.
     std::string State() const {
         std::string state;
-        for (const std::string& name : testing::SortedNamesIn(folder_)) {
+        for (const std::string& name : testing::NamesIn(folder_)) {
             state += name.substr(name.find('.') + 1);
             if (name == "Y11M08.CAL" && ContentOf(name) != "5\t6\tB")
                 state += "=" + ContentOf(name);
@@ -105,7 +105,7 @@ const struct {
 TEST_F(CalendarLock, WaitsAsLongAsItsTimeoutsSay) {
     for (const auto& row : kWaits) {
         SCOPED_TRACE(std::string(row.name) + ", " + row.timeout);
-        for (const std::string& name : testing::SortedNamesIn(folder_)) RemoveFile(InFolder(name));
+        for (const std::string& name : testing::NamesIn(folder_)) RemoveFile(InFolder(name));
         for (const char* name : {kWriting, kReading, kUnBlock, kApply}) SetTimeout(name, 0);
         if (row.seconds) {
             SetTimeout(row.timeout, *row.seconds);

@@ -1,6 +1,7 @@
 // Sequences of the exported operations on two equal folders: the product's and the model's.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <map>
 
 #include "provider/AppointmentItems.h"

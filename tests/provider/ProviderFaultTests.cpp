@@ -106,7 +106,7 @@ class RefusingOnce : public CallObserver {
 class ProviderFaults : public testing::AttachedCalendarTest {
   protected:
     void Prepare(const Operation& operation) {
-        for (const std::string& name : testing::SortedNamesIn(folder_)) RemoveFile(InFolder(name));
+        for (const std::string& name : testing::NamesIn(folder_)) RemoveFile(InFolder(name));
         if (operation.calendar != nullptr) Put("Y11M08D03.CAL", operation.calendar);
         Put("a.itm", "old item");
         const File item(InFolder("a.itm"), {FILE_WRITE_ATTRIBUTES, kShareReadWrite, OPEN_EXISTING});
@@ -133,7 +133,7 @@ class ProviderFaults : public testing::AttachedCalendarTest {
     std::string State(const Operation& operation, const std::string& whole, const Records& before,
                       std::uint32_t result) const {
         std::string outcome = std::to_string(result);
-        for (const std::string& name : testing::SortedNamesIn(folder_)) {
+        for (const std::string& name : testing::NamesIn(folder_)) {
             const std::string content = ContentOf(name);
             if (name == "a.itm" && content == "old item") continue;
             const std::string kind = " " + name.substr(name.find('.') + 1);

@@ -31,6 +31,9 @@ class ScratchRegistry {
     std::string base_;
 };
 
+// Names (not paths) of what lies in a folder, sorted; none if there is no folder.
+std::vector<std::string> NamesIn(const std::string& folder);
+
 // A fresh empty folder with a Windows path, removed with its content at the end.
 class ScratchFolder {
   public:
@@ -44,7 +47,7 @@ class ScratchFolder {
     std::string Path(const std::string& name) const { return path_ + "\\" + name; }
 
     // Names (not paths) of what lies in the folder, sorted.
-    std::vector<std::string> Names() const;
+    std::vector<std::string> Names() const { return NamesIn(path_); }
     // Each file's name and bytes.
     std::string Contents() const;
     void Clear() const;
