@@ -132,7 +132,9 @@ class CalendarModel : public testing::AttachedCalendarTest {
                 return name + " gives " + std::to_string(result);
             }
             if (std::memcmp(&product, &expected, sizeof product) != 0) return name + "'s record";
-            if (FindPosition() != model.FindPosition()) return name + "'s position";
+            // Below the first line all positions are one.
+            if (std::max(FindPosition(), 0) != std::max(model.FindPosition(), 0))
+                return name + "'s position";
             if (AppointmentItemGetCurrentOffset() != model.ItemReadOffset())
                 return name + "'s offset " + std::to_string(AppointmentItemGetCurrentOffset());
         }
@@ -153,7 +155,8 @@ Steps RandomSteps(std::mt19937& random) {
     Steps steps;
     for (std::size_t count = 4 + random() % 16; steps.size() < count;) {
         Step step{static_cast<int>(random() % std::size(kOperations)), one(ids)};
-        if (random() % 2 == 0) step.operation = static_cast<int>(kAdd + random() % 6);
+        if (random() % 2 == 0) step.operation = static_cast<int>(kAdd + random() % 7);
+        if (!steps.empty() && steps.back().operation == kSetPosition) step.operation = kFindNext;
         step.newId = one({"N", "", "a\nb", "A"});
         constexpr std::int32_t kNumbers[] = {9, 0, 1, 2, 3, 2147483647, -7};
         step.number = kNumbers[random() % std::size(kNumbers)];
