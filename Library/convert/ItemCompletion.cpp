@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <utility>
 
 #include "Library/convert/CalendarDate.h"
 #include "Library/convert/ItemLines.h"
@@ -85,7 +86,9 @@ struct LineEdit {
 
 std::string Edited(const std::string& lines, std::vector<LineEdit>& edits) {
     std::sort(edits.begin(), edits.end(), [](const LineEdit& left, const LineEdit& right) {
-        return left.place.at < right.place.at;
+        // What is put in stands before what is replaced.
+        return std::pair(left.place.at, left.place.length) <
+               std::pair(right.place.at, right.place.length);
     });
     std::string edited;
     std::size_t from = 0;
@@ -135,7 +138,7 @@ void DropNegativeLength(PendingItem& pending, std::vector<LineEdit>& edits, Rema
         const LinePlace end = pending.end;
         // The zone of a floating time would stand in the line.
         std::erase_if(edits, [end](const LineEdit& edit) {
-            return edit.place.at >= end.at && edit.place.at < end.at + end.length;
+            return edit.place.at > end.at && edit.place.at < end.at + end.length;
         });
         edits.push_back({end, {}});
     }
@@ -149,10 +152,15 @@ void DropNegativeLength(PendingItem& pending, std::vector<LineEdit>& edits, Rema
 // What the properties of an own item mean, in the standard's lines and in its schedule.
 void Restate(PendingItem& pending, Remarks& remarks) {
     CalendarItem& item = pending.item;
-    item.lines = (item.kind == ItemKind::Event ? EventLines : TaskLines)(item.properties);
+    const bool isEvent = item.kind == ItemKind::Event;
+    item.lines = (isEvent ? EventLines : TaskLines)(item.properties);
+    const auto holds = [&item](const char* name) { return item.properties.Find(name) != nullptr; };
+    Schedule& schedule = item.schedule;
+    if (!holds(isEvent ? property::kEventStart : property::kTaskStart)) schedule.start.reset();
+    if (!holds(isEvent ? property::kEventEnd : property::kDueDate)) schedule.end.reset();
     std::string rule = RuleOf(item.properties);
     if (!rule.empty()) {
-        item.schedule.rules.push_back(std::move(rule));
+        schedule.rules.push_back(std::move(rule));
     } else if (!pending.rule.empty()) {
         remarks.Note(item.line,
                      "a recurrence that is not understood is left out: " + Excerpt(pending.rule),

@@ -65,7 +65,7 @@ std::string EscapeText(std::string_view text) {
         if (byte == '\r' && at + 1 < text.size() && text[at + 1] == '\n') continue;
         if (byte == '\n' || byte == '\r') {
             escaped += "\\n";
-        } else if (static_cast<unsigned char>(byte) >= ' ' || byte == '\t') {
+        } else if ((static_cast<unsigned char>(byte) >= ' ' && byte != '\x7F') || byte == '\t') {
             if (byte == '\\' || byte == ',' || byte == ';') escaped += '\\';
             escaped += byte;
         }

@@ -589,6 +589,9 @@ TEST(CalendarReader, DamagedTexts) {
          "CANCELLED\nRECURRENCE-ID:20240101T000000Z\n",
          "*9: the properties do not hold RECURRENCE-ID\n*14: the "
          "properties do not hold RECURRENCE-ID\n"},
+        {Calendar("METHOD:CANCEL\nBEGIN:VEVENT\nDTEND:20240305\nDTSTART:20240306\nEND:VEVENT\n"),
+         "STATUS:CANCELLED\nDTSTART;VALUE=DATE:20240306\n",
+         "4: an end that is not behind the start is left out\n"},
         {Event("STATUS:cancelled\n"), "STATUS:cancelled\n", ""},
         {Task("STATUS:CANCELLED\n"), "STATUS:CANCELLED\n", ""},
         {OldEvent("CATEGORIES:a;b\\;c,d\nLOCATION;QUOTED-PRINTABLE:a=\n "
