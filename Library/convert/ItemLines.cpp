@@ -42,22 +42,6 @@ class ItemLines {
     std::string text_;
 };
 
-const char* FrequencyOf(RecurrenceType type) {
-    switch (type) {
-        case RecurrenceType::Daily:
-            return "DAILY";
-        case RecurrenceType::Weekly:
-            return "WEEKLY";
-        case RecurrenceType::MonthlyOnDay:
-        case RecurrenceType::MonthlyOnWeekday:
-            return "MONTHLY";
-        case RecurrenceType::YearlyOnDay:
-        case RecurrenceType::YearlyOnWeekday:
-            return "YEARLY";
-    }
-    return nullptr;
-}
-
 void AppendPart(std::string& rule, const char* name, std::int32_t number) {
     rule += name;
     AppendDecimal(rule, number);
@@ -98,22 +82,18 @@ std::string WholePercent(PropertySource& item) {
 
 std::string RuleOf(PropertySource& item) {
     if (item.NumberOr(property::kIsRecurring, 0) == 0) return {};
-    const auto type = static_cast<RecurrenceType>(item.NumberOr(property::kRecurrenceType, 0));
-    const char* const frequency = FrequencyOf(type);
-    if (frequency == nullptr) return {};
-    std::string rule = std::string("FREQ=") + frequency;
+    const std::int32_t type = item.NumberOr(property::kRecurrenceType, 0);
+    const std::string frequency = FrequencyWord(type);
+    if (frequency.empty()) return {};
+    std::string rule = "FREQ=" + frequency;
     const std::int32_t interval = item.NumberOr(property::kRecurrenceInterval, 0);
     if (interval > 0) AppendPart(rule, ";INTERVAL=", interval);
     AppendEnd(rule, item);
-    const bool isMonthly =
-        type == RecurrenceType::MonthlyOnDay || type == RecurrenceType::MonthlyOnWeekday;
-    const bool isYearly =
-        type == RecurrenceType::YearlyOnDay || type == RecurrenceType::YearlyOnWeekday;
-    AppendDays(rule, item, isMonthly || isYearly);
+    AppendDays(rule, item, IsMonthly(type) || IsYearly(type));
     const std::int32_t day = item.NumberOr(property::kRecurrenceDayOfMonth, 0);
-    if (isMonthly && day != 0) AppendPart(rule, ";BYMONTHDAY=", day);
+    if (IsMonthly(type) && day != 0) AppendPart(rule, ";BYMONTHDAY=", day);
     const std::int32_t month = item.NumberOr(property::kRecurrenceMonth, 0);
-    if (isYearly && month != 0) AppendPart(rule, ";BYMONTH=", month);
+    if (IsYearly(type) && month != 0) AppendPart(rule, ";BYMONTH=", month);
     return rule;
 }
 

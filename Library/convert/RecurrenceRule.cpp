@@ -7,23 +7,6 @@
 namespace tarnwick {
 namespace {
 
-// Empty for a type without a word, which leaves "FREQ=" with nothing behind it.
-const char* FrequencyWord(std::int32_t type) {
-    switch (static_cast<RecurrenceType>(type)) {
-        case RecurrenceType::Daily:
-            return "DAILY";
-        case RecurrenceType::Weekly:
-            return "WEEKLY";
-        case RecurrenceType::MonthlyOnDay:
-        case RecurrenceType::MonthlyOnWeekday:
-            return "MONTHLY";
-        case RecurrenceType::YearlyOnDay:
-        case RecurrenceType::YearlyOnWeekday:
-            return "YEARLY";
-    }
-    return "";
-}
-
 std::string DayList(std::int32_t mask) {
     std::string list;
     for (int day = 0; day < 7; ++day) {
@@ -56,6 +39,22 @@ void AppendDays(std::string& rule, std::int32_t mask, std::optional<std::int32_t
 }
 
 }  // namespace
+
+const char* FrequencyWord(std::int32_t type) {
+    switch (static_cast<RecurrenceType>(type)) {
+        case RecurrenceType::Daily:
+            return "DAILY";
+        case RecurrenceType::Weekly:
+            return "WEEKLY";
+        case RecurrenceType::MonthlyOnDay:
+        case RecurrenceType::MonthlyOnWeekday:
+            return "MONTHLY";
+        case RecurrenceType::YearlyOnDay:
+        case RecurrenceType::YearlyOnWeekday:
+            return "YEARLY";
+    }
+    return "";
+}
 
 bool IsMonthly(std::int32_t type) {
     return type == static_cast<std::int32_t>(RecurrenceType::MonthlyOnDay) ||

@@ -27,6 +27,9 @@ enum class RecurrenceType : std::int32_t {
     YearlyOnWeekday = 6,
 };
 
+// "DAILY" to "YEARLY"; empty for a type without a word, which leaves "FREQ=" with nothing behind
+// it.
+const char* FrequencyWord(std::int32_t type);
 bool IsMonthly(std::int32_t type);
 bool IsYearly(std::int32_t type);
 
