@@ -42,7 +42,7 @@ void ExpectReadBack(const std::string& message, const std::string& data, const s
     std::filesystem::remove_all(folder);
 }
 
-TEST(ReadAttachmentBack, AfterNestedParts) {
+TEST(ReadAttachmentBack, AfterNestedPartsAndThoseOfRealMessages) {
     const std::string message = OnDisk(
         "From: a@b\nMIME-Version: 1.0\nContent-Type: multipart/mixed;\n\tboundary=\"outer\"\n\n"
         "preamble\n--outer\nContent-Type: multipart/alternative;\n boundary=\"in\"\n\n"
@@ -53,20 +53,18 @@ TEST(ReadAttachmentBack, AfterNestedParts) {
     for (const std::size_t size : {0U, 1U, 57U, 58U, 29183U, 29184U, 29185U, 100000U}) {
         ExpectReadBack(message, AllBytes(size), std::to_string(size) + " bytes");
     }
-}
-
-// Real multipart messages, with the boundary on a line of its own as most programs fold it.
-TEST(ReadAttachmentBack, AfterThePartsOfRealMessages) {
+    // Real ones where there are some, with the boundary on a line of its own as most programs fold
+    // it.
     const auto folder = testing::SharedDataFolder("messages");
-    if (!std::filesystem::exists(folder)) GTEST_SKIP() << "no real messages here";
+    if (!std::filesystem::exists(folder)) return;
     for (const char* name :
          {"msg_02.txt", "msg_04.txt", "msg_07.txt", "msg_10.txt", "msg_21.txt"}) {
-        std::string message = testing::ReadBytes(folder / name);
+        std::string real = testing::ReadBytes(folder / name);
         const std::string unfolded = "multipart/mixed; boundary=";
-        const std::size_t at = message.find(unfolded);
+        const std::size_t at = real.find(unfolded);
         ASSERT_NE(at, std::string::npos) << name;
-        message.replace(at, unfolded.size(), "multipart/mixed;\n\tboundary=");
-        ExpectReadBack(OnDisk(message), AllBytes(5000), name);
+        real.replace(at, unfolded.size(), "multipart/mixed;\n\tboundary=");
+        ExpectReadBack(OnDisk(real), AllBytes(5000), name);
     }
 }
 
