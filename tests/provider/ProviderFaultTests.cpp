@@ -161,6 +161,7 @@ class ProviderFaults : public testing::AttachedCalendarTest {
     }
 
     Records records_;
+    std::string whole_;
     testing::CountingSleeper sleeper_;
 };
 
@@ -180,14 +181,16 @@ TEST_F(ProviderFaults, EachOperationIsTheseCallsAndHasTheseOutcomesWhenOneFails)
         for (std::size_t at; (at = made.find("Y11M08D03")) != std::string::npos;) made.erase(at, 9);
         EXPECT_EQ(made, operation.calls) << operation.name;
         const std::string whole = ContentOf("Y11M08D03.CAL");
-        EXPECT_EQ(testing::OutcomesOfFailures(
-                      ERROR_ACCESS_DENIED, [&] { Prepare(operation); },
-                      [&] {
-                          const Records before = records_;
-                          return State(operation, whole, before, operation.run(records_));
-                      }),
-                  operation.outcomes)
-            << operation.name;
+        Records before;
+        testing::ExpectOutcomes(
+            {{operation.name,
+              [&](const std::string&) { Prepare(operation), before = records_; },
+              [&](const std::string&) { return std::to_string(operation.run(records_)); },
+              {{testing::Fault::Call, operation.outcomes}},
+              [&](const testing::Trial& trial) {
+                  return State(operation, whole, before,
+                               static_cast<std::uint32_t>(std::stoul(trial.result)));
+              }}});
     }
 }
 
@@ -226,42 +229,41 @@ TEST_F(ProviderFaults, AnOffsetThatWrapsAroundReadsNothing) {
     EXPECT_EQ(AppointmentItemGetCurrentOffset(), -2147483647 - 1);
 }
 
-// The process that dies: it runs an operation on the folder of the test that started it.
-TEST(ProviderFaultsChild, DiesAtACall) {
-    if (testing::Environment("TARNWICK_DIE_AT").empty()) return;
-    // One key for all, since nobody is left to delete it.
-    HKEY machine = nullptr;
-    RegCreateKeyExA(HKEY_CURRENT_USER, "Software\\TarnwickTests\\FaultChild", 0, nullptr, 0,
-                    KEY_ALL_ACCESS, nullptr, &machine, nullptr);
-    RegOverridePredefKey(HKEY_LOCAL_MACHINE, machine);
-    testing::ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root",
-                                        testing::Environment("TARNWICK_SHARED_FOLDER"));
-    ASSERT_TRUE(OnModuleNotification(DLL_PROCESS_ATTACH));
-    const int number = std::stoi(testing::Environment("TARNWICK_MACHINE"));
-    Records records;
-    records.entry = testing::MakeRecord(7, 8, kOperations[number].id, "Y11M08D03");
-    testing::DieWhereAsked([&] { kOperations[number].run(records); });
-}
+// The process that dies finds its mail root where the other prepared it.
+class ProviderDeath : public ProviderFaults {
+  protected:
+    ProviderDeath() {
+        testing::ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root",
+                                            testing::FaultFolder());
+        OnModuleNotification(DLL_PROCESS_DETACH);
+        EXPECT_TRUE(OnModuleNotification(DLL_PROCESS_ATTACH));
+        folder_ = testing::FaultFolder() + "\\PO\\MAILROOT\\box\\Calendar";
+    }
+};
 
-TEST_F(ProviderFaults, ADeathLeavesOldOrNewContentWhole) {
+TEST_F(ProviderDeath, LeavesOldOrNewContentWhole) {
+    std::vector<testing::Operation> operations;
     for (const int number : {0, 1, 2}) {
         const Operation& operation = kOperations[number];
-        Prepare(operation);
-        operation.run(records_);
-        const std::string whole = ContentOf("Y11M08D03.CAL");
         const std::string before = operation.calendar == nullptr ? "" : operation.calendar;
-        testing::DieAtEachCall(
-            "ProviderFaultsChild.DiesAtACall",
-            {"TARNWICK_MACHINE=" + std::to_string(number),
-             "TARNWICK_SHARED_FOLDER=" + root_.Path()},
-            [&] { Prepare(operation); },
-            [&](int call) {
-                const std::string calendar = ContentOf("Y11M08D03.CAL");
-                EXPECT_TRUE(calendar == before || ContentOf("Y11M08D03.BAK") == before ||
-                            (calendar == whole && !calendar.empty()))
-                    << operation.name << ", call " << call << ": " << calendar;
-            });
+        operations.push_back(
+            {operation.name,
+             [&](const std::string&) { Prepare(operation); },
+             [&](const std::string&) {
+                 records_.entry = testing::MakeRecord(7, 8, operation.id, "Y11M08D03");
+                 const std::string result = std::to_string(operation.run(records_));
+                 whole_ = ContentOf("Y11M08D03.CAL");
+                 return result;
+             },
+             {{testing::Fault::Death, "1 whole|"}},
+             [this, before](const testing::Trial&) {
+                 const std::string calendar = ContentOf("Y11M08D03.CAL");
+                 const bool isWhole = calendar == before || ContentOf("Y11M08D03.BAK") == before ||
+                                      (calendar == whole_ && !calendar.empty());
+                 return isWhole ? "whole" : calendar;
+             }});
     }
+    testing::ExpectOutcomes(operations);
 }
 
 }  // namespace

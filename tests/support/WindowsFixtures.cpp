@@ -27,8 +27,11 @@ void Redirect(HKEY root, const std::string& key) {
     RegCloseKey(scratch);
 }
 
-// On a disk in memory where there is one: writing a file anew waits for a real one.
+// Of a process that is to die, in the folder of the one that clears up behind it; else on a disk in
+// memory where there is one: writing a file anew waits for a real one.
 std::string ScratchParent() {
+    const std::string victims = Environment("TARNWICK_VICTIM_FOLDER");
+    if (!victims.empty()) return victims + "\\..\\";
     std::string parent = "Z:\\dev\\shm\\";
     if (PathExists(parent)) return parent;
     char temp[MAX_PATH];

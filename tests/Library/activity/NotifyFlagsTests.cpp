@@ -6,7 +6,7 @@
 
 #include "Library/activity/NotifyFlags.h"
 #include "tests/Library/activity/ActivityFixtures.h"
-#include "tests/support/FaultSweep.h"
+#include "tests/support/Faults.h"
 #include "tests/support/Model.h"
 #include "tests/support/ReportRecorder.h"
 
@@ -173,28 +173,24 @@ TEST(NotifyFlags, MarkersAreNumberedOnAndReplaceTheEarlierOnes) {
 TEST(NotifyFlags, WithoutMemoryNothingWasDone) {
     static const Postoffice office;
     static const std::string kMarker = office.In("MAILROOT\\BOB\\_1.NEW");
-    struct NoReports : ReportSink {
-        void Report(ReportChannel, std::string_view) override {}
-    } none;
-    SetReportSink(&none);
-    const CountingSleeper sleeper;
     using Call = int (*)();
     const Call kCalls[] = {[] { return FlagFolderChanged(office.Name(), "BOB", "Inbox"); },
                            [] { return ConsumeFolderChangeFlags(office.Name(), "BOB", "Inbox"); },
                            [] { return WriteNewMailMarker(office.Name(), "BOB", "x"); },
                            [] { return GetNewMessageCount(office.Name(), "BOB", {}); }};
-    std::vector<testing::FaultyOperation> operations;
+    std::vector<testing::Operation> operations;
     for (const Call call : kCalls) {
-        operations.push_back({"", [](const std::string&) { DeleteFileA(kMarker.c_str()); },
-                              [call](const std::string&) { return std::to_string(call()); }, "",
-                              ""});
+        // Counting has an edge of its own, so that the first marker may be written without a count.
+        operations.push_back({"",
+                              [](const std::string&) { DeleteFileA(kMarker.c_str()); },
+                              [call](const std::string&) { return std::to_string(call()); },
+                              {{testing::Fault::Memory, "0|"}},
+                              [](const testing::Trial& trial) {
+                                  const bool written = trial.result == "1" && PathExists(kMarker);
+                                  return written ? "0" : trial.result;
+                              }});
     }
-    // Counting has an edge of its own, so that the first marker may be written without a count.
-    testing::FailEachAllocationOf(operations, "0",
-                                  [](const auto&, const std::string& result, const auto&) {
-                                      return result == "1" && PathExists(kMarker) ? "0" : result;
-                                  });
-    SetReportSink(nullptr);
+    testing::ExpectOutcomes(operations);
 }
 
 }  // namespace
