@@ -1,6 +1,7 @@
 // The operations on an activity file, each on files on which it has something to do.
 #pragma once
 
+#include "Library/activity/ActivityStore.h"
 #include "Library/activity/ClientNotification.h"
 #include "Library/activity/ClientState.h"
 #include "Library/activity/NotifyRemote.h"
@@ -13,10 +14,27 @@ inline const std::string kMine = "srv\tIMAP\tbob\t10.0.0.1\t143\t7\tInbox\t7\tru
 inline const std::string kMyOld = "SRV\tIMAP\tbob\t10.0.0.1\t143\t6\tInbox\t7\trun2";
 inline const std::string kBoth = kMyOld + "\r\n" + kOther;
 
+// DOS date and time of the last write by the directory entry, without an allocation; 0 without a
+// file.
+inline std::uint32_t StampOnDisk(const std::string& folder) {
+    char path[MAX_PATH];
+    std::snprintf(path, sizeof path, "%s\\_activity.tab", folder.c_str());
+    WIN32_FIND_DATAA found;
+    const HANDLE search = FindFirstFileA(path, &found);
+    if (search == INVALID_HANDLE_VALUE) return 0;
+    FindClose(search);
+    WORD date = 0;
+    WORD time = 0;
+    FileTimeToDosDateTime(&found.ftLastWriteTime, &date, &time);
+    return (static_cast<std::uint32_t>(date) << 16) | time;
+}
+
+// 1 when the session's stamp is that of the file, 0 when it is as before.
 inline std::string SetMine(const std::string& folder) {
     SessionContext session{"bob", 1, 7, "Inbox", 99, nullptr};
     SetClientState(&session, folder, "srv", "10.0.0.1", 143, "IMAP", "bob", "Inbox", "run2");
-    return session.activityStamp != 99 ? "1" : "0";
+    const std::uint32_t stamp = StampOnDisk(folder);
+    return session.activityStamp == stamp ? "1" : session.activityStamp == 99 ? "0" : "wrong";
 }
 inline std::string CloseMine(const std::string& folder) {
     return std::to_string(

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "Library/activity/ModuleLog.h"
 #include "tests/support/ReportRecorder.h"
 
@@ -11,35 +9,23 @@ namespace {
 using testing::ReportRecorder;
 using Reported = std::vector<std::pair<ReportChannel, std::string>>;
 
-TEST(ModuleLog, ReplacesPlaceholdersInOrder) {
-    struct Case {
-        const char* format;
-        std::initializer_list<LogArgument> arguments;
-        const char* text;
-    };
-    const std::string text = "x";
-    const Case cases[] = {
-        {"[%ld] %s (%d)\n", {-1, text, 2147483647}, "[-1] x (2147483647)\n"},
-        {"%s%s", {"%ld", "b"}, "%ldb"},
-        {"100%, %x, %s", {"y"}, "100%, %x, y"},
-        {"%s and %s", {"one"}, "one and %s"},
-        {"%", {"unused"}, "%"},
-        {"%ld", {4294967295U}, "-1"},
-    };
-    for (const Case& row : cases) {
-        ReportRecorder reports;
-        LogMessage(row.format, row.arguments);
-        EXPECT_EQ(reports.Joined(ReportChannel::Trace), row.text) << row.format;
-    }
+std::string Logged(std::string_view format, std::initializer_list<LogArgument> arguments) {
+    ReportRecorder reports;
+    LogMessage(format, arguments);
+    return reports.Joined(ReportChannel::Trace);
 }
 
-TEST(ModuleLog, CutsToItsBuffer) {
-    for (const std::size_t length : {1021U, 1022U, 1023U, 5000U}) {
-        ReportRecorder reports;
-        LogMessage("%s\n", {std::string(length, 'a')});
-        EXPECT_EQ(reports.Joined(ReportChannel::Trace).size(),
-                  std::min<std::size_t>(length + 1, 1023));
-    }
+TEST(ModuleLog, ReplacesPlaceholdersInOrderAndCutsToItsBuffer) {
+    const std::string text = "x", many(5000, 'a'), most(1022, 'a');
+    EXPECT_EQ(Logged("[%ld] %s (%d)\n", {-1, text, 2147483647}), "[-1] x (2147483647)\n");
+    EXPECT_EQ(Logged("%s%s", {"%ld", "b"}), "%ldb");
+    EXPECT_EQ(Logged("100%, %x, %s", {"y"}), "100%, %x, y");
+    EXPECT_EQ(Logged("%s and %s", {"one"}), "one and %s");
+    EXPECT_EQ(Logged("%", {"unused"}), "%");
+    EXPECT_EQ(Logged("%ld", {4294967295U}), "-1");
+    EXPECT_EQ(Logged("%s\n", {most}), most + "\n");
+    EXPECT_EQ(Logged("%s\n", {most + "a"}), most + "a");
+    EXPECT_EQ(Logged("%s\n", {many}), most + "a");
 }
 
 TEST(ModuleLog, GoesToTheTraceAndToTheEventLogByItsCode) {
