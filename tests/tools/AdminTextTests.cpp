@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "tools/admin/EntryLines.h"
-#include "tools/admin/EntryListing.h"
+#include "tools/admin/EntryText.h"
 #include "tools/admin/Failure.h"
 #include "tools/admin/ItemLayout.h"
 #include "tools/admin/Names.h"
@@ -76,20 +75,6 @@ TEST(EntryLines, NameTheLineThatIsNone) {
         EXPECT_EQ(outcome.substr(0, 2), "1 ") << text;
         EXPECT_NE(outcome.find(problem), std::string::npos) << text << ": " << outcome;
     }
-}
-
-TEST(EntryListing, IsEmptyWithoutEntriesAndEscapesForPrograms) {
-    EXPECT_EQ(EntryTable({}), "");
-    EXPECT_EQ(EntryListJson({}), "[]\n");
-    EXPECT_EQ(EntryJson({"Y", {-1, 0, "say \"two\" \xFF"}}),
-              "{\n"
-              "  \"calendar\": \"Y\",\n"
-              "  \"id\": \"say \\\"two\\\" \xEF\xBF\xBD\",\n"
-              "  \"start\": -1,\n"
-              "  \"end\": 0,\n"
-              "  \"startTime\": \"1969-12-31T23:59:59Z\",\n"
-              "  \"endTime\": \"1970-01-01T00:00:00Z\"\n"
-              "}\n");
 }
 
 TEST(ItemLayout, SurvivesTheSkippedBytesAtEverySize) {

@@ -67,6 +67,16 @@ def run(arguments, status=0, out=None, error="", stdin=b""):
     return done.stdout
 
 
+def run_json(arguments, status=0, error="", stdin=b""):
+    """One row with --json: the objects behind the header, which names the command."""
+    text = run([*arguments, "--json"], status, None, error, stdin).decode()
+    header, *objects = map(json.loads, text.splitlines())
+    words = [word for word in arguments if not word.startswith("-")]
+    check(" ".join(arguments), "header", (header["formatVersion"], words[:len(header["command"].split())]),
+          (1, header["command"].split()))
+    return objects
+
+
 def check_file(name, wanted):
     path = FOLDER / name
     check(name, "content", path.read_bytes() if path.exists() else None, wanted)
@@ -101,8 +111,8 @@ def entries():
             out=f'added "{name}" to {bucket}\n')
     run(["add", "sales/anna", "Own", "--on", "2025-03-01", "--calendar", "Own Days"],
         out='added "Own" to Own Days\n')
-    listed = run(["--json", "list", "sales/anna"])
-    check("list", "calendars", [e["calendar"] for e in json.loads(listed)],
+    listed = run_json(["list", "sales/anna"])
+    check("list", "calendars", [e["calendar"] for e in listed],
           ["Y", "Y-31M12D31", "Y5", "Y25", "Y25M03", "Y25M03D01"])
     run(["list", "sales/anna", "--day", "2025-03-01"], out=table(review))
     fair = ("Y25M03", "2025-03-03T00:00:00Z", "2025-03-07T00:00:00Z", "Fair")
@@ -115,9 +125,9 @@ def entries():
         out='changed "Review" in Y25M03D01\n')
     check_file("Y25M03D01.CAL", b"1740821400\t1740826800\tReview 2")
     run(["edit", "sales/anna", "Review 2", "--on", "2025-03-02", "--json"], out=(
-        '{\n  "result": "moved",\n  "calendar": "Y25M03D02",\n  "id": "Review 2",\n'
-        '  "start": 1740873600,\n  "end": 1740959999,\n  "startTime": "2025-03-02T00:00:00Z",\n'
-        '  "endTime": "2025-03-02T23:59:59Z"\n}\n'))
+        '{"formatVersion":1,"command":"edit"}\n{"result":"moved","calendar":"Y25M03D02","id":"Review 2"'
+        ',"start":1740873600,"end":1740959999,"startTime":"2025-03-02T00:00:00Z",'
+        '"endTime":"2025-03-02T23:59:59Z"}\n'))
     check_names("Y25M03D0*.CAL", ["Y25M03D02.CAL"])
     run(["edit", "sales/anna", "Own", "--calendar", "Own Days", "--on", "2025-06-01"],
         out='changed "Own" in Own Days\n')
@@ -129,13 +139,15 @@ def entries():
     run(["remove", "sales/anna", "Second"], 1, "", "several calendars have an entry")
     run(["edit", "sales/anna", "Second", "--day", "2025-03-05", "--on", "2025-03-02"], 1, "",
         "already")
-    run(["remove", "sales/anna", "Second", "--day", "2025-03-05"],
+    run(["remove", "sales/anna", "Second", "--day", "2025-03-05"], 1, "", "--force")
+    run(["remove", "sales/anna", "Second", "--day", "2025-03-05", "--force"],
         out='removed "Second" from Y25M03D05\n')
     check_names("Y25M03D05.*", ["Y25M03D05.BAK"])
     run(["remove", "sales/anna", "Second", "--day", "2025-03-05"], 1, "", 'no entry "Second"')
-    run(["remove", "sales/anna", "--all", "--month", "2025-03"], out="removed 3 entries\n")
+    run(["remove", "sales/anna", "--all", "--month", "2025-03"], 1, "", "--force")
+    run(["remove", "sales/anna", "--all", "--month", "2025-03", "--force"], out="removed 3 entries\n")
     check_names("Y25M03*.CAL", [])
-    run(["remove", "sales/anna", "--all", "--calendar", "Own Days"], out="removed 1 entry\n")
+    run(["remove", "sales/anna", "--all", "--calendar", "Own Days", "--force"], out="removed 1 entry\n")
     check_names("Own*.CAL", [])
 
 
@@ -160,10 +172,10 @@ def transfers():
     run(["import", "sales/anna", "-", "--calendar", "Own"], stdin=new,
         out="added 2, replaced 0, refused 0\n")
     check_file("Own.CAL", (DAY + "one\r\n" + DAY + "two").encode())
-    run(["import", "sales/anna", "--calendar", "Own"], 1, stdin=(f"1\t2\tTWO\n{DAY}three").encode(),
+    run(["import", "sales/anna", "--calendar", "Own"], 4, stdin=(f"1\t2\tTWO\n{DAY}three").encode(),
         out="added 1, replaced 0, refused 1\n", error='line 1: calendar Own has an entry "TWO"')
     run(["--json", "import", "sales/anna", "--calendar", "Own", "--replace"],
-        stdin=b"1\t2\tTWO\n5\t6\tfour", out='{"added":1,"replaced":1,"refused":0}\n')
+        stdin=b"1\t2\tTWO\n5\t6\tfour", out='{"formatVersion":1,"command":"import"}\n{"added":1,"replaced":1,"refused":0}\n')
     wanted = DAY + "one\n1\t2\tTWO\n" + DAY + "three\n5\t6\tfour"
     check_file("Own.CAL", wanted.replace("\n", "\r\n").encode())
     run(["export", "sales/anna", "--calendar", "Own"], out=wanted + "\n")
@@ -241,8 +253,8 @@ def series_in_the_store(into, last):
     # What a run that was cut off lacks is completed: an item, and entries.
     folder = FOLDER.parent.parent / "ben" / "Calendar"
     (folder / "series.ICS").unlink()
-    run(["remove", "sales/ben", "series", "--day", "2026-12-03"])
-    run(into("ben", *last), 1, "1 added, 3 refused\n", "2 more entries", stdin=series)
+    run(["remove", "sales/ben", "series", "--day", "2026-12-03", "--force"])
+    run(into("ben", *last), 4, "1 added, 3 refused\n", "2 more entries", stdin=series)
     check("the item", "is back", run(["export", "sales/ben", "--ics"]).count(b"BEGIN:VEVENT"), 1)
     # Edited, its entries stand for themselves.
     run(["edit", "sales/ben", "series", "--day", "2026-12-02", "--end", "2026-12-02T10:00Z"])
@@ -259,7 +271,7 @@ def series_in_the_store(into, last):
     check("no entry", "calendars", sorted(path.name for path in folder.glob("Y26M06*")), [])
     (folder / "series.ICS").rmdir()
     run(["item", "put", "sales/ben", "series.ICS"], stdin=b"some agenda")
-    unread = run(["export", "sales/ben", "--ics", "--day", "2026-12-01"], 1,
+    unread = run(["export", "sales/ben", "--ics", "--day", "2026-12-01"], 4,
                  error="the item series.ICS of the entry")
     check("unread", "subject", unread.count(b"SUMMARY:series\r\n"), 1)
     for options in (["--from", "2026-01-01"], ["--until", "2026-01-01"], ["--strict"]):
@@ -288,7 +300,7 @@ def what_the_mailbox_has(into):
         run(["edit", "sales/ben", uid, "--start", "2026-08-09T08:00Z", "--end", "2026-08-09T09:00Z"])
     moved = run(august, error='"yearly" was edited since')
     check("moved", "lines", parts(moved, b"BEGIN:VEVENT", b"RRULE", b"Tea", b"Coffee"), (2, 0, 0, 1))
-    run(["remove", "sales/ben", "--all", "--month", "2026-08"])
+    run(["remove", "sales/ben", "--all", "--month", "2026-08", "--force"])
     # UIDs that differ in case alone have items of their own, also when they come one by one.
     for uid, status in (("letters", 0), ("LETTERS", 0), ("LETTERS", 1)):
         run(into("ben"), status, error="already" if status else "",
@@ -299,7 +311,7 @@ def what_the_mailbox_has(into):
     tea = event("tea-time", "10", "RRULE:FREQ=DAILY;COUNT=9")
     run(into("ben", "--until", "2026-08-11"), out="2 added\n", error="7 occurrences", stdin=tea)
     run(into("ben", "--strict"), 1, "", "--strict", stdin=tea)
-    run(into("ben", "--until", "2026-08-13"), 1, "2 added, 2 refused\n", "already", stdin=tea)
+    run(into("ben", "--until", "2026-08-13"), 4, "2 added, 2 refused\n", "already", stdin=tea)
     run(into("ben", "--from", "2026-08-14", "--until", "2026-08-14"), 0, "1 added\n", "4 occ", stdin=tea)
     check("tea", "rule", parts(run(august), b"COUNT=9", b"UID:tea-time"), (1, 1))
     run(["item", "put", "sales/ben", "agenda1.ICS"], stdin=b"1. Tea")
@@ -319,7 +331,7 @@ def what_the_mailbox_has(into):
         check("an earlier item", "lines",
               (f"DTSTART:20260901T{start.replace(':', '')}00Z\r\n".encode() in moved,
                b"RRULE:FREQ=DAILY" in moved), (True, True))
-        run(["remove", "sales/ben", "earlier"])
+        run(["remove", "sales/ben", "earlier", "--force"])
 
 
 def damaged_files(into):
@@ -329,7 +341,7 @@ def damaged_files(into):
     run(into("ben", "--strict"), 1, "", note, stdin=damaged)
     run(["list", "sales/ben", "--month", "2026-05"], error="no entries", out="")
     run(into("ben"), 4, "2 added, 1 with notes, 1 left out\n", note, stdin=damaged)
-    counted = json.loads(run(["--json", *into("ben", "--replace")], 4, error=note, stdin=damaged))
+    counted = run_json(into("ben", "--replace"), 4, error=note, stdin=damaged)[0]
     notes = counted.pop("notes")
     check("--json", "counts", counted, {"added": 0, "replaced": 2, "refused": 0, "leftOut": 1,
                                         "beyond": 0, "endless": 0})
@@ -351,13 +363,13 @@ def items():
     check_file("review.txt", text[:8192] + filler + text[8192:16384] + filler + text[16384:])
     run(["item", "get", "sales/anna", "review.txt"], out=text)
     run(["item", "size", "sales/anna", "review.txt", "--json"],
-        out='{"result":"found","item":"review.txt","size":20000}\n')
+        out='{"formatVersion":1,"command":"item size"}\n{"result":"found","item":"review.txt","size":20000}\n')
     # Without fillers the file is as given, and the reader loses the bytes between its chunks.
     run(["item", "put", "sales/anna", "raw.txt", "--raw"], stdin=text,
         out="written raw.txt, 20000 bytes\n")
     check_file("raw.txt", text)
     lost = text[:8192] + text[8193:16385] + text[16386:]
-    run(["item", "get", "sales/anna", "raw.txt"], 1, lost, "its byte at offset 8192")
+    run(["item", "get", "sales/anna", "raw.txt"], 4, lost, "its byte at offset 8192")
     run(["item", "size", "sales/anna", "raw.txt"], out="19998\n")
     run(["item", "put", "sales/anna", "binary.txt"], 1, "", "offset 3 is NUL", stdin=b"abc\0def")
     check_names("binary.txt", [])
@@ -395,18 +407,18 @@ def overviews():
         ("Y25M03D01", *day, "one"), ("Y25M03D01", *day, "two"),
         ("Y25M03D14", "2025-03-14T00:00:00Z", "2025-03-14T00:00:00Z", "three")))
     run(["freebusy", "sales/anna", "2025-03", "--json"],
-        out='{"month":"2025-03","busyDays":[1,14]}\n')
+        out='{"formatVersion":1,"command":"freebusy"}\n{"month":"2025-03","busyDays":[1,14]}\n')
     counted = "Y25M03\t1\nY25M03D01\t2\nY25M03D14\t1\n"
     run(["calendars", "sales/anna"], out=counted + "Y25M04D01\t1\n")
     run(["calendars", "sales/anna", "--month", "2025-03"], out=counted)
     run(["calendars", "sales/anna", "--day", "2025-04-01", "--json"],
-        out='[\n  {\n    "calendar": "Y25M04D01",\n    "entries": 1\n  }\n]\n')
+        out='{"formatVersion":1,"command":"calendars"}\n{"calendar":"Y25M04D01","entries":1}\n')
     # Text in the code page of the machine (Windows-1252 here) is UTF-8 in JSON.
     (FOLDER / "Own.CAL").write_bytes(b"1\t2\tB\xfcro")
     (FOLDER / "Y25M03D31.CAL").write_bytes(b"")
     run(["calendars", "sales/anna"], out=counted + "Y25M03D31\t0\nY25M04D01\t1\n",
         error='names of their own, which --calendar reaches: "Own"')
-    listed = json.loads(run(["list", "sales/anna", "--calendar", "Own", "--json"]))
+    listed = run_json(["list", "sales/anna", "--calendar", "Own"])
     check("list --json", "ID", listed[0]["id"], "B\u00fcro")
 
 
@@ -427,7 +439,7 @@ def contacts():
     listing = ("NAME        E-MAIL            NICKNAME\nAnna Smith  anna@example.net\n"
                "B\u00fcro\nC= ;                          n\n")
     run([*show, file], out=listing.encode("cp1252"), error=stray)
-    shown = json.loads(run([*show, file, "--json"], error=stray))
+    shown = run_json([*show, file], error=stray)
     check("show --json", "contacts", shown, [
         {"surname": "Smith", "givenName": "Anna", "email": "anna@example.net"},
         {"displayName": "B\u00fcro", "note": "a\r\nb"},
@@ -439,7 +451,7 @@ def contacts():
     check("store.vcf", "content", (WORK / "store.vcf").read_bytes(), cards)
     run([*convert, file, "-"], out=cards, error=left + stray)
     # What the store writes comes back as it is, without a note; also from UTF-16.
-    run([*convert, "-", out, "--json"], stdin=cards, out='{"converted":3}\n')
+    run([*convert, "-", out, "--json"], stdin=cards, out='{"formatVersion":1,"command":"contacts convert"}\n{"converted":3}\n')
     check("store.vcf", "content", (WORK / "store.vcf").read_bytes(), cards)
     run(convert, stdin=anna.encode("utf-16"), out=cards[:cards.index(b"BEGIN", 1)])
     run([*convert, "-", out], stdin=anna.encode(), out="converted 1 contact\n")
@@ -506,8 +518,8 @@ def refusals():
     block.write_bytes(b"")
     os.utime(block, (os.stat(block).st_mtime - 200, os.stat(block).st_mtime - 200))
     refused = "is blocked: " + windows_path(block) + " has been there for 3 min 2"
-    run(["add", "sales/anna", "x", "--on", "2025-03-01"], 1, error=refused)
-    run(["import", "sales/anna", "--quiet"], 1, stdin=f"2025-03-02\t2025-03-02\ty\n{DAY}x".encode(),
+    run(["add", "sales/anna", "x", "--on", "2025-03-01"], 5, error=refused)
+    run(["import", "sales/anna", "--quiet"], 4, stdin=f"2025-03-02\t2025-03-02\ty\n{DAY}x".encode(),
         error="delete the file and try again. 1 entry was imported before it")
     check("the block file", "is there", block.exists(), True)
     (FOLDER / "Y25M03D01.CAL").write_bytes((DAY + "x").encode())
@@ -520,8 +532,8 @@ def refusals():
     calendar = FOLDER / "Y25M03D01.CAL"
     calendar.chmod(0o444)
     for arguments in (["add", "sales/anna", "z", "--on", "2025-03-01"],
-                      ["edit", "sales/anna", "x", "--id", "z"], ["remove", "sales/anna", "x"]):
-        run(arguments, 1, "", "can be written")
+                      ["edit", "sales/anna", "x", "--id", "z"], ["remove", "sales/anna", "x", "--force"]):
+        run(arguments, 6, "", "can be written")
     check_file("Y25M03D01.CAL", (DAY + "x").encode())
     calendar.chmod(0o644)
     delete_values(PROVIDERS_KEY, "Apply Timeout")
@@ -573,7 +585,7 @@ def host_tests(port):
                                  ("PING", "127.0.0.1", served(0, [success, success]))):
         add_host("odd", address, at)
         before = steps[:steps.index(failing)]
-        run(["hosts", "test", "odd"], 1, error=f"tarnwick-admin: {failing}: ",
+        run(["hosts", "test", "odd"], 7, error=f"tarnwick-admin: {failing}: ",
             out="".join(f"{step}\tok\n" for step in before) + f"{failing}\tfailed\n")
         run(["hosts", "remove", "odd"], out="removed host odd\n")
 
@@ -587,7 +599,7 @@ def remote_calls():
     check_file("Y25M03D01.CAL", (DAY + "Review").encode())
     run([*north, "add", "sales/anna", "review", "--on", "2025-03-01"], 1, "", "already")
     run([*north, "list", "sales/anna", "--day", "2025-03-01"], out=table(row))
-    run([*north, "remove", "sales/anna", "Review", "--day", "2025-03-01"])
+    run([*north, "remove", "sales/anna", "Review", "--day", "2025-03-01", "--force"])
     check_names("*.CAL", [])
     run([*north, "list", "sales/anna"], 2, "", "leave --host away")
     content = WORK / "content.txt"
@@ -605,7 +617,7 @@ def shut_host(port):
     """A call that no service takes is refused: its finding nothing would look like no entries."""
     (WORK / "wrong.txt").write_text("ann:wrong\n", encoding="ascii")
     add_host("shut", "127.0.0.1", port, "wrong.txt")
-    run(["--host", "shut", "list", "sales/anna", "--day", "2025-03-01"], 1, "",
+    run(["--host", "shut", "list", "sales/anna", "--day", "2025-03-01"], 7, "",
         "nothing was called on host shut: AUTH: ")
     run(["hosts", "remove", "shut"], out="removed host shut\n")
 
@@ -634,7 +646,7 @@ def hosts():
     finally:
         service.send_signal(signal.SIGINT)
         check("the service", "exit status", service.wait(60), 0)
-    run(["--host", "north", "add", "sales/anna", "x", "--on", "2025-03-01"], 1, "",
+    run(["--host", "north", "add", "sales/anna", "x", "--on", "2025-03-01"], 7, "",
         "hosts test north")
     run(["hosts", "remove", "north"], out="removed host north\n")
 

@@ -197,7 +197,8 @@ def round_trip(label, data):
     compare(label, "properties", foreign.properties(exported), foreign.properties(data))
     wanted = foreign.occurrences(data, BEGIN, END)
     compare(label, "occurrences", foreign.occurrences(exported, BEGIN, END), wanted)
-    listing = json.loads(admin("list", f"sales/{mailbox}", "--json").stdout or b"[]")
+    listed = admin("list", f"sales/{mailbox}", "--json").stdout.splitlines()
+    listing = [json.loads(line) for line in listed[1:]]
     entered = sorted((e["startTime"], e["endTime"]) for e in listing if e["startTime"] >= "2025")
     in_day = lambda start, end: end if end <= start or end.time() != dt.time() else end - dt.timedelta(seconds=1)
     compare(label, "entries", entered,

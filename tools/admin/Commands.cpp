@@ -1,10 +1,11 @@
 #include "tools/admin/Commands.h"
 
 #include "tools/admin/Buckets.h"
+#include "tools/admin/CalendarLibrary.h"
 #include "tools/admin/Console.h"
 #include "tools/admin/Diagnosis.h"
-#include "tools/admin/Failure.h"
 #include "tools/admin/HostEntries.h"
+#include "tools/admin/Json.h"
 
 namespace tarnwick::admin {
 namespace {
@@ -23,15 +24,21 @@ std::chrono::year YearOption(const std::string& text) {
 
 MailboxStore OpenMailbox(const std::string& text, const Context& context) {
     Mailbox mailbox = ParseMailbox(text);
+    mailbox.host = context.host;
+    LoadCalendarLibrary(context.root);
     if (!context.host.empty()) {
         UseHost(context.host);
-        mailbox.host = context.host;
-        return MailboxStore(mailbox);
+    } else {
+        RequireMailboxFolder(mailbox);
     }
-    RequireMailboxFolder(mailbox);
-    return MailboxStore(mailbox, [mailbox](const std::string& calendar) {
-        if (const auto notice = BlockNotice(mailbox, calendar)) Note(*notice + "; waiting");
+    MailboxStore store(mailbox, [mailbox, &context](const std::string& calendar) {
+        const auto notice = BlockNotice(mailbox, calendar);
+        // A reader that has waited long enough deletes the block file.
+        if (notice && context.dryRun) throw Failure(ExitStatus::Busy, *notice);
+        if (notice) Note(*notice + "; waiting");
     });
+    if (context.dryRun) store.BeginDryRun(!HasCalendarFolder(mailbox));
+    return store;
 }
 
 CLI::App* AddCommand(CLI::App& app, const char* name, const CommandHelp& help) {
@@ -43,6 +50,14 @@ CLI::App* AddCommand(CLI::App& app, const char* name, const CommandHelp& help) {
 
 void AddMailboxOption(CLI::App& command, std::string& mailbox) {
     command.add_option("mailbox", mailbox, "The mailbox, as postoffice/mailbox")->required();
+}
+
+void AddDryRunOption(CLI::App& command, Context& context) {
+    command.add_flag("--dry-run", context.dryRun, "Only say what would be done; write nothing");
+}
+
+void PrintDone(const std::string& text, const Context& context) {
+    Print((context.dryRun ? "dry run: " : "") + text + "\n");
 }
 
 void AddSelectionOptions(CLI::App& command, Selection& selection) {
@@ -97,14 +112,16 @@ std::vector<PlacedEntry> FindEntries(const MailboxStore& store, const Selection&
 
 void PrintEntries(const std::vector<PlacedEntry>& entries, const Context& context) {
     if (!context.json) return Print(EntryTable(entries));
-    std::vector<PlacedEntry> converted;
-    for (const PlacedEntry& entry : entries) converted.push_back(InUtf8(entry));
-    Print(EntryListJson(converted));
+    JsonLines lines(context);
+    for (const PlacedEntry& entry : entries) lines.Add(EntryJson(InUtf8(entry)));
 }
 
 void PrintChange(const std::string& change, const std::string& text, const PlacedEntry& entry,
                  const Context& context) {
-    Print(context.json ? ChangeJson(change, InUtf8(entry)) : text + "\n");
+    if (!context.json) return PrintDone(text, context);
+    Json json{{"result", change}};
+    json.update(EntryJson(InUtf8(entry)));
+    JsonLines(context).Add(json);
 }
 
 std::int32_t TimeOption(const std::string& text) {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/admin/EntryListing.h"
+#include "tools/admin/EntryText.h"
 #include "tools/admin/MailboxStore.h"
 #include "tools/admin/Times.h"
 
@@ -15,16 +15,19 @@ namespace tarnwick::admin {
 // What stands on the command line in front of, or behind, every command.
 struct Context {
     bool json = false;
-    std::string host;  // the server that carries out the calls; empty: this machine
+    bool dryRun = false;
+    std::string host;     // the server that carries out the calls; empty: this machine
+    std::string root;     // the folder of the postoffices; empty: the registry's
+    std::string command;  // "list", "item put"
 };
 
-void RegisterEntryChanges(CLI::App& app, const Context& context);  // add, edit, remove
-void RegisterEntryQueries(CLI::App& app, const Context& context);  // get, list
-void RegisterTransfers(CLI::App& app, const Context& context);     // import, export
-void RegisterItems(CLI::App& app, const Context& context);         // item put|get|size|delete
-void RegisterOverviews(CLI::App& app, const Context& context);     // freebusy, calendars
-void RegisterHosts(CLI::App& app, const Context& context);         // hosts list|add|remove|test
-void RegisterContacts(CLI::App& app, const Context& context);      // contacts show|convert
+void RegisterEntryChanges(CLI::App& app, Context& context);  // add, edit, remove
+void RegisterEntryQueries(CLI::App& app, Context& context);  // get, list
+void RegisterTransfers(CLI::App& app, Context& context);     // import, export
+void RegisterItems(CLI::App& app, Context& context);         // item put|get|size|delete
+void RegisterOverviews(CLI::App& app, Context& context);     // freebusy, calendars
+void RegisterHosts(CLI::App& app, Context& context);         // hosts list|add|remove|test
+void RegisterContacts(CLI::App& app, Context& context);      // contacts show|convert
 
 // The mailbox that the command line names as "postoffice/mailbox". Every command reaches its
 // mailbox through here. Throws Failure when there is no such mailbox.
@@ -45,6 +48,13 @@ void AddMailboxOption(CLI::App& command, std::string& mailbox);
 
 // Writes an item's file and reads it back. Throws Failure when it is not what was written.
 void PutItem(const MailboxStore& store, const std::string& name, const std::string& file);
+
+// For every command that changes a store or a setting: --dry-run. The mailbox that it opens keeps
+// its changes to itself then; what it changes elsewhere it leaves out when the context says so.
+void AddDryRunOption(CLI::App& command, Context& context);
+
+// Prints what a command did: a line, which tells when it was a dry run.
+void PrintDone(const std::string& text, const Context& context);
 
 // Which calendars a command works on, as given by its options.
 struct Selection {
@@ -70,7 +80,7 @@ std::vector<PlacedEntry> SelectedEntries(const MailboxStore& store, const Select
 std::vector<PlacedEntry> FindEntries(const MailboxStore& store, const Selection& selection,
                                      const std::string& id);
 
-// Prints entries as the command line wants them: a table, or JSON.
+// Prints entries as the command line wants them: a table, or JSON lines.
 void PrintEntries(const std::vector<PlacedEntry>& entries, const Context& context);
 
 // Prints what became of an entry: `text`, or JSON in which `change` names it in one word.

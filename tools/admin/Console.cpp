@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "common/Files.h"
-#include "tools/admin/Failure.h"
 
 namespace tarnwick::admin {
 namespace {
@@ -46,46 +45,79 @@ std::string FromWide(const std::wstring& wide, UINT codePage, DWORD flags, BOOL*
     return text;
 }
 
-}  // namespace
-
-void UseBinaryStreams() {
-    for (std::FILE* stream : {stdin, stdout, stderr}) _setmode(_fileno(stream), _O_BINARY);
+// Whether texts are converted for the console that the tool runs on.
+bool IsForUtf8Console() {
+    static const bool isForUtf8Console = GetConsoleOutputCP() == CP_UTF8 && GetACP() != CP_UTF8;
+    return isForUtf8Console;
 }
 
-void KeepStandardOutputForPrint() {
-    if (output != stdout) return;
-    std::fflush(stdout);
+bool IsUtf8(std::string_view text) {
+    return text.empty() || !ToWide(text, CP_UTF8, MB_ERR_INVALID_CHARS).empty();
+}
+
+}  // namespace
+
+void TakeStandardStreams() {
+    for (std::FILE* stream : {stdin, stdout, stderr}) _setmode(_fileno(stream), _O_BINARY);
     std::FILE* kept = _fdopen(_dup(_fileno(stdout)), "wb");
     const int nowhere = _open("NUL", _O_WRONLY);
-    if (kept == nullptr || nowhere < 0 || _dup2(nowhere, _fileno(stdout)) != 0) {
-        throw Refusal("the standard output cannot be kept free of the library's traces");
-    }
+    // A program that was started without a standard output has nothing to keep.
+    if (kept == nullptr || nowhere < 0 || _dup2(nowhere, _fileno(stdout)) != 0) return;
     _close(nowhere);
     output = kept;
 }
 
 void Print(std::string_view text) {
-    const bool written = std::fwrite(text.data(), 1, text.size(), output) == text.size();
-    if (!written || std::fflush(output) != 0) throw Refusal("standard output cannot be written");
+    PrintBytes(IsForUtf8Console() ? ToUtf8(text) : text);
+}
+
+void PrintBytes(std::string_view bytes) {
+    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), output) == bytes.size();
+    if (written && std::fflush(output) == 0) return;
+    throw SystemFailure("standard output cannot be written");
 }
 
 void Note(std::string_view text) {
-    const std::string line = "tarnwick-admin: " + std::string(text) + "\n";
+    const std::string shown(IsForUtf8Console() && !IsUtf8(text) ? ToUtf8(text) : text);
+    const std::string line = "tarnwick-admin: " + shown + "\n";
     std::fwrite(line.data(), 1, line.size(), stderr);
     std::fflush(stderr);
+}
+
+std::string AtLine(std::size_t line) {
+    return "line " + std::to_string(line) + ": ";
+}
+
+ExitStatus StatusOfError(std::uint32_t error) {
+    switch (error) {
+        case ERROR_SHARING_VIOLATION:
+        case ERROR_LOCK_VIOLATION:
+        case ERROR_BUSY:
+            return ExitStatus::Busy;
+        case ERROR_ACCESS_DENIED:
+        case ERROR_WRITE_PROTECT:
+        case ERROR_PRIVILEGE_NOT_HELD:
+            return ExitStatus::NotAllowed;
+        default:
+            return ExitStatus::Refused;
+    }
+}
+
+Failure SystemFailure(const std::string& text) {
+    return {StatusOfError(GetLastError()), text};
 }
 
 std::string ReadInput(const std::string& path) {
     if (path == "-") return ReadStandardInput();
     if (const auto text = ReadWholeFile(path)) return *text;
-    throw Refusal("the file " + path + " cannot be read; check its name and its rights");
+    throw SystemFailure("the file " + path + " cannot be read; check its name and its rights");
 }
 
 void WriteOutput(const std::string& path, std::string_view bytes) {
-    if (path == "-") return Print(bytes);
+    if (path == "-") return PrintBytes(bytes);
     File file(path, kOpenTruncate);
     if (file.IsOpen() && file.Write(bytes) && file.Close()) return;
-    throw Refusal("the file " + path + " cannot be written; check its folder and its rights");
+    throw SystemFailure("the file " + path + " cannot be written; check its folder and its rights");
 }
 
 bool IsCommandLineWhole() {

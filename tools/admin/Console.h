@@ -2,27 +2,39 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "tools/admin/Failure.h"
+
 namespace tarnwick::admin {
 
-// Takes the translation of line breaks off the standard streams: what the tool writes is the same
-// on a console, in a pipe and in a file.
-void UseBinaryStreams();
+// To be called first. Takes the translation of line breaks off the standard streams, so that what
+// the tool writes is the same on a console, in a pipe and in a file; and leaves the standard output
+// to Print: the library traces its calls there, which would stand in the middle of the answers.
+void TakeStandardStreams();
 
-// From here on what Print writes is all that reaches the standard output: the library traces its
-// remote calls there, which would stand in the middle of the answers.
-void KeepStandardOutputForPrint();
-
-// Writes to standard output; throws Failure (Refused) when that fails.
+// Writes a text of the system code page to standard output, as UTF-8 when that is the console's
+// code page. Throws Failure when it cannot be written, as do the others.
 void Print(std::string_view text);
+// Writes the bytes as they are.
+void PrintBytes(std::string_view bytes);
 
-// A line on standard error, with the tool's name in front.
+// A line on standard error, with the tool's name in front. The text is that of the system code page
+// or UTF-8, as files have it.
 void Note(std::string_view text);
 
-// The whole of a file; "-" is standard input. Throws Failure (Refused) when it cannot be read.
+// "line 3: "
+std::string AtLine(std::size_t line);
+
+// What an error of the system means for the exit status: Busy, NotAllowed or Refused.
+ExitStatus StatusOfError(std::uint32_t error);
+// A failure because of the thread's last error.
+Failure SystemFailure(const std::string& text);
+
+// The whole of a file; "-" is standard input. Throws Failure when it cannot be read.
 std::string ReadInput(const std::string& path);
 // Replaces a file; "-" is standard output.
 void WriteOutput(const std::string& path, std::string_view bytes);

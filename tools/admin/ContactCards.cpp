@@ -334,18 +334,13 @@ std::string ContactTable(const std::vector<ItemPropertyContainer>& contacts,
     return table;
 }
 
-std::string ContactListJson(const std::vector<ItemPropertyContainer>& contacts) {
-    using Json = nlohmann::ordered_json;
-    Json list = Json::array();
-    for (const ItemPropertyContainer& contact : contacts) {
-        Json object = Json::object();
-        for (const ContactProperty& property : kProperties) {
-            const std::string_view text = TextOf(contact, property.name);
-            if (!text.empty()) object[property.key] = Utf8OrWindows1252(std::string(text));
-        }
-        list.push_back(std::move(object));
+nlohmann::ordered_json ContactJson(const ItemPropertyContainer& contact) {
+    nlohmann::ordered_json object = nlohmann::ordered_json::object();
+    for (const ContactProperty& property : kProperties) {
+        const std::string_view text = TextOf(contact, property.name);
+        if (!text.empty()) object[property.key] = Utf8OrWindows1252(std::string(text));
     }
-    return list.dump(2) + "\n";
+    return object;
 }
 
 StoreCard ToStoreCard(const ItemPropertyContainer& contact) {

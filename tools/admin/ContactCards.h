@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,15 +22,15 @@ using ToCodePage = std::function<std::optional<std::string>(std::string_view utf
 std::string ContactTable(const std::vector<ItemPropertyContainer>& contacts,
                          const ToCodePage& toCodePage);
 
-// An array of one object a contact, with the properties that it has, in UTF-8. Values that are not
-// UTF-8 are taken for Windows-1252.
-std::string ContactListJson(const std::vector<ItemPropertyContainer>& contacts);
+// An object of the properties that the contact has, in UTF-8. Values that are not UTF-8 are taken
+// for Windows-1252.
+nlohmann::ordered_json ContactJson(const ItemPropertyContainer& contact);
 
 // The store's card of a contact.
 struct StoreCard {
     // A property whose value is not written as it was read, and what it reads back as.
     struct Change {
-        const char* property;  // as ContactListJson names it
+        const char* property;  // as ContactJson names it
         std::string value;
     };
     std::string text;

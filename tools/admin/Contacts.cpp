@@ -1,12 +1,10 @@
 // contacts show, convert
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "tools/admin/Commands.h"
 #include "tools/admin/Console.h"
 #include "tools/admin/ContactCards.h"
-#include "tools/admin/Failure.h"
-#include "tools/admin/Import.h"
+#include "tools/admin/Json.h"
 
 namespace tarnwick::admin {
 namespace {
@@ -34,8 +32,9 @@ ContactReading ReadContacts(const ContactOptions& options, std::string_view text
 void Show(const ContactOptions& options, const Context& context) {
     const ContactReading reading = ReadContacts(options, ReadInput(options.file));
     NoteAll(options, reading.notes);
-    Print(context.json ? ContactListJson(reading.contacts)
-                       : ContactTable(reading.contacts, FromUtf8));
+    if (!context.json) return Print(ContactTable(reading.contacts, FromUtf8));
+    JsonLines lines(context);
+    for (const ItemPropertyContainer& contact : reading.contacts) lines.Add(ContactJson(contact));
 }
 
 void Convert(const ContactOptions& options, const Context& context) {
@@ -50,8 +49,8 @@ void Convert(const ContactOptions& options, const Context& context) {
     WriteOutput(options.output, converted.text);
     if (isPrinted) return;
     const std::size_t count = reading.contacts.size();
-    Print(context.json ? nlohmann::ordered_json{{"converted", count}}.dump() + "\n"
-                       : "converted " + Counted(count, "contact", "contacts") + "\n");
+    if (context.json) return JsonLines(context).Add({{"converted", count}});
+    Print("converted " + Counted(count, "contact", "contacts") + "\n");
 }
 
 CLI::App* AddContactCommand(CLI::App& contacts, const char* name, const CommandHelp& help,
@@ -92,7 +91,7 @@ void RegisterConvert(CLI::App& contacts, const Context& context) {
 
 }  // namespace
 
-void RegisterContacts(CLI::App& app, const Context& context) {
+void RegisterContacts(CLI::App& app, Context& context) {
     CLI::App* contacts = AddCommand(app, "contacts",
                                     {"Show or convert the contacts of card files (.vcf)",
 

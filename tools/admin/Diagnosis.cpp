@@ -7,7 +7,8 @@
 #include "common/Registry.h"
 #include "provider/CalendarPaths.h"
 #include "provider/ModuleState.h"
-#include "tools/admin/Failure.h"
+#include "tools/admin/Console.h"
+#include "tools/admin/HostEntries.h"
 #include "tools/admin/Times.h"
 
 namespace tarnwick::admin {
@@ -15,20 +16,13 @@ namespace {
 
 constexpr std::uint64_t kFileTimeUnitsPerSecond = 10'000'000;
 
-// The mail root as the library finds it. This program holds the provider's path rules too, in a
-// copy of its own that reads the registry when told that it is attached.
-std::string LocalMailRoot() {
-    static const bool attached = OnModuleNotification(DLL_PROCESS_ATTACH);
-    return attached ? std::string(MailRoot()) : std::string();
-}
-
+// The provider's path rules, of which this program holds a copy, know the mail root since the
+// library was loaded.
 std::string FolderOf(const Mailbox& mailbox) {
-    LocalMailRoot();
     return CalendarFolder({mailbox.postoffice, mailbox.name, {}});
 }
 
 std::string FileIn(const Mailbox& mailbox, const std::string& name) {
-    LocalMailRoot();
     return FileInCalendarFolder(mailbox.postoffice, mailbox.name, name);
 }
 
@@ -46,16 +40,17 @@ std::string AgeOf(const FoundFile& file) {
 }  // namespace
 
 void RequireMailboxFolder(const Mailbox& mailbox) {
-    if (LocalMailRoot().empty()) {
+    if (MailRoot().empty()) {
         throw Refusal(std::string("the mail root is not set. Set it with\n  reg add \"HKLM\\") +
                       kProductKey + "\" /v \"Mail Root\" /d C:\\Path\\Of\\Postoffices");
     }
     const std::string folder = ParentOf(FolderOf(mailbox));
     if (FileExists(folder)) return;
-    throw Refusal("the mailbox folder " + folder +
-                  " does not exist. Create it, or correct the name or the value \"Mail Root\" of "
-                  "HKLM\\" +
-                  kProductKey);
+    throw SystemFailure(
+        "the mailbox folder " + folder +
+        " does not exist. Create it, or correct the name or the value \"Mail Root\" of "
+        "HKLM\\" +
+        kProductKey);
 }
 
 std::optional<std::string> BlockNotice(const Mailbox& mailbox, const std::string& calendar) {
@@ -66,17 +61,45 @@ std::optional<std::string> BlockNotice(const Mailbox& mailbox, const std::string
     return "calendar " + calendar + " is blocked: " + path + " has been there for " + AgeOf(*found);
 }
 
-std::string ExplainRefusal(const Mailbox& mailbox, const std::string& calendar) {
+Failure RefusedChange(const Mailbox& mailbox, const std::string& calendar) {
     if (!mailbox.host.empty()) {
-        return "the call on host " + mailbox.host + " failed or was refused; hosts test " +
-               mailbox.host + " tells whether its service can be reached";
+        const bool answers = TestHost(RequireHost(mailbox.host)).back().fault.empty();
+        return {answers ? ExitStatus::Refused : ExitStatus::NotReached,
+                "the call on host " + mailbox.host + " failed or was refused; hosts test " +
+                    mailbox.host + " tells whether its service can be reached"};
     }
     if (const auto notice = BlockNotice(mailbox, calendar)) {
-        return *notice +
-               ". When no program is writing that calendar, delete the file and try again";
+        return {
+            ExitStatus::Busy,
+            *notice + ". When no program is writing that calendar, delete the file and try again"};
     }
-    return "the library refused and gives no reason; check that files in " + FolderOf(mailbox) +
-           " can be written, and that none of them is held open by another program";
+    return {StatusOfFile(mailbox, calendar + ".CAL"),
+            "the library refused and gives no reason; check that files in " + FolderOf(mailbox) +
+                " can be written, and that none of them is held open by another program"};
+}
+
+ExitStatus StatusOfFile(const Mailbox& mailbox, const std::string& name) {
+    const auto statusOf = [](const std::string& path, DWORD access) {
+        // Folders too are opened this way.
+        const FileHandle file(CreateFileA(path.c_str(), access, kShareReadWrite | FILE_SHARE_DELETE,
+                                          nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS,
+                                          nullptr));
+        return file.IsValid() ? ExitStatus::Refused : StatusOfError(GetLastError());
+    };
+    if (!mailbox.host.empty()) return ExitStatus::Refused;
+    const std::string path = FileIn(mailbox, name);
+    const DWORD attributes = GetFileAttributesA(path.c_str());
+    constexpr DWORD kKinds = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_DIRECTORY;
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & kKinds) == FILE_ATTRIBUTE_READONLY) {
+        return ExitStatus::NotAllowed;
+    }
+    const ExitStatus status = statusOf(path, GENERIC_WRITE | DELETE);
+    if (status != ExitStatus::Refused) return status;
+    return statusOf(FolderOf(mailbox), FILE_ADD_FILE);
+}
+
+bool HasCalendarFolder(const Mailbox& mailbox) {
+    return !mailbox.host.empty() || FileExists(FolderOf(mailbox));
 }
 
 std::string ItemPath(const Mailbox& mailbox, const std::string& name) {

@@ -6,19 +6,27 @@
 #include <string>
 #include <vector>
 
+#include "tools/admin/Failure.h"
 #include "tools/admin/Names.h"
 
 namespace tarnwick::admin {
 
-// Throws Failure (Refused) when the mail root is not set or the mailbox has no folder: the library
+// Throws Failure when the mail root is not set or the mailbox has no folder: the library
 // would find nothing there, which looks like an empty mailbox.
 void RequireMailboxFolder(const Mailbox& mailbox);
 
 // "calendar X is blocked: FILE has been there for 3 min 20 s"; no value when it is not.
 std::optional<std::string> BlockNotice(const Mailbox& mailbox, const std::string& calendar);
 
-// Why a change to the calendar was refused, and what to do.
-std::string ExplainRefusal(const Mailbox& mailbox, const std::string& calendar);
+// Why a change to the calendar was refused, and what to do: Busy, NotAllowed, NotReached, or
+// Refused when nothing else is seen.
+Failure RefusedChange(const Mailbox& mailbox, const std::string& calendar);
+
+// What keeps a file from being written or deleted: Busy, NotAllowed, or Refused for neither.
+ExitStatus StatusOfFile(const Mailbox& mailbox, const std::string& name);
+
+// Whether the mailbox has its Calendar folder; the first call for an entry makes it.
+bool HasCalendarFolder(const Mailbox& mailbox);
 
 // Full path of the item's file.
 std::string ItemPath(const Mailbox& mailbox, const std::string& name);

@@ -61,7 +61,7 @@ void AddNew(const MailboxStore& store, const PlacedEntry& placed) {
         throw Refusal("calendar " + placed.calendar + " has an entry " + Quoted(placed.entry.id) +
                       " already; edit or remove that one, or take another ID");
     }
-    throw Refusal(ExplainRefusal(store.Owner(), placed.calendar));
+    throw RefusedChange(store.Owner(), placed.calendar);
 }
 
 struct AddOptions {
@@ -86,7 +86,7 @@ void Add(const AddOptions& options, const Context& context) {
     PrintChange("added", "added " + Quoted(options.id) + " to " + placed.calendar, placed, context);
 }
 
-void RegisterAdd(CLI::App& app, const Context& context) {
+void RegisterAdd(CLI::App& app, Context& context) {
     auto options = std::make_shared<AddOptions>();
     CLI::App* command = AddCommand(
         app, "add",
@@ -100,6 +100,7 @@ void RegisterAdd(CLI::App& app, const Context& context) {
          "  tarnwick-admin add sales/anna \"Fair\" --start 2025-03-03 --end 2025-03-07T18:00\n"
          "  tarnwick-admin add sales/anna \"Holiday\" --on 2025-05-01 --calendar Holidays\n"});
     AddMailboxOption(*command, options->mailbox);
+    AddDryRunOption(*command, context);
     command->add_option("id", options->id, "ID of the entry, at most 63 characters")->required();
     AddTimeOptions(*command, options->times);
     command->add_option("--calendar", options->calendar,
@@ -130,8 +131,9 @@ PlacedEntry FindOne(const MailboxStore& store, const Selection& selection, const
 void Move(const MailboxStore& store, const PlacedEntry& from, const PlacedEntry& to) {
     AddNew(store, to);
     if (store.Remove(from.calendar, from.entry.id)) return;
-    throw Refusal("the entry is in " + to.calendar + " now, and still in " + from.calendar + ": " +
-                  ExplainRefusal(store.Owner(), from.calendar));
+    throw Failure(ExitStatus::PartlyDone, "the entry is in " + to.calendar + " now, and still in " +
+                                              from.calendar + ": " +
+                                              RefusedChange(store.Owner(), from.calendar).what());
 }
 
 void Replace(const MailboxStore& store, const PlacedEntry& from, const PlacedEntry& to) {
@@ -141,7 +143,7 @@ void Replace(const MailboxStore& store, const PlacedEntry& from, const PlacedEnt
                       " already; take another ID");
     }
     if (store.Edit(to.calendar, from.entry.id, to.entry)) return;
-    throw Refusal(ExplainRefusal(store.Owner(), to.calendar));
+    throw RefusedChange(store.Owner(), to.calendar);
 }
 
 void Edit(const EditOptions& options, const Context& context) {
@@ -171,7 +173,7 @@ void Edit(const EditOptions& options, const Context& context) {
     }
 }
 
-void RegisterEdit(CLI::App& app, const Context& context) {
+void RegisterEdit(CLI::App& app, Context& context) {
     auto options = std::make_shared<EditOptions>();
     CLI::App* command = AddCommand(
         app, "edit",
@@ -184,6 +186,7 @@ void RegisterEdit(CLI::App& app, const Context& context) {
          "  tarnwick-admin edit sales/anna \"Review\" --id \"Review with Ben\"\n"
          "  tarnwick-admin edit sales/anna \"Holiday\" --calendar Holidays --on 2025-05-02\n"});
     AddMailboxOption(*command, options->mailbox);
+    AddDryRunOption(*command, context);
     command->add_option("id", options->id, "ID of the entry")->required();
     AddTimeOptions(*command, options->times);
     command->add_option("--id", options->newId, "Its new ID");
@@ -195,13 +198,18 @@ struct RemoveOptions {
     std::string mailbox;
     std::string id;
     bool all = false;
+    bool force = false;
     Selection selection;
 };
 
 void RemoveOne(const MailboxStore& store, const RemoveOptions& options, const Context& context) {
     const PlacedEntry placed = FindOne(store, options.selection, options.id);
+    if (!options.force && !store.HasOthers(placed.calendar, placed.entry.id)) {
+        throw Refusal(Quoted(placed.entry.id) + " is the last entry of calendar " +
+                      placed.calendar + ", which goes with it; --force removes it");
+    }
     if (!store.Remove(placed.calendar, placed.entry.id)) {
-        throw Refusal(ExplainRefusal(store.Owner(), placed.calendar));
+        throw RefusedChange(store.Owner(), placed.calendar);
     }
     PrintChange("removed", "removed " + Quoted(placed.entry.id) + " from " + placed.calendar,
                 placed, context);
@@ -210,14 +218,24 @@ void RemoveOne(const MailboxStore& store, const RemoveOptions& options, const Co
 void RemoveEverything(const MailboxStore& store, const RemoveOptions& options,
                       const Context& context) {
     const std::vector<PlacedEntry> entries = SelectedEntries(store, options.selection);
+    if (!options.force && !entries.empty()) {
+        throw Refusal("this would remove " + Counted(entries.size(), "entry", "entries") +
+                      ", and their calendars with them; --force does it");
+    }
     std::string calendar;
     for (const PlacedEntry& placed : entries) {
         if (placed.calendar == calendar) continue;
+        if (!store.RemoveAll(placed.calendar)) {
+            const Failure reason = RefusedChange(store.Owner(), placed.calendar);
+            if (calendar.empty()) throw reason;
+            throw Failure(
+                ExitStatus::PartlyDone,
+                std::string(reason.what()) + ". The calendars up to " + calendar + " are removed");
+        }
         calendar = placed.calendar;
-        if (!store.RemoveAll(calendar)) throw Refusal(ExplainRefusal(store.Owner(), calendar));
     }
     if (context.json) return PrintEntries(entries, context);
-    Print("removed " + Counted(entries.size(), "entry", "entries") + "\n");
+    PrintDone("removed " + Counted(entries.size(), "entry", "entries"), context);
 }
 
 void Remove(const RemoveOptions& options, const Context& context) {
@@ -232,27 +250,31 @@ void Remove(const RemoveOptions& options, const Context& context) {
                        : RemoveOne(store, options, context);
 }
 
-void RegisterRemove(CLI::App& app, const Context& context) {
+void RegisterRemove(CLI::App& app, Context& context) {
     auto options = std::make_shared<RemoveOptions>();
-    CLI::App* command = AddCommand(
-        app, "remove",
-        {"Remove an entry, or all of a calendar",
+    CLI::App* command =
+        AddCommand(app, "remove",
+                   {"Remove an entry, or all of a calendar",
 
-         "A calendar goes with its last entry. --all takes every entry of the calendars chosen.\n",
+                    "A calendar goes with its last entry, which needs --force. --all takes every "
+                    "entry of the\n"
+                    "calendars chosen.\n",
 
-         "  tarnwick-admin remove sales/anna \"Review\"\n"
-         "  tarnwick-admin remove sales/anna \"Review\" --day 2025-03-01\n"
-         "  tarnwick-admin remove sales/anna --all --month 2025-03\n"});
+                    "  tarnwick-admin remove sales/anna \"Review\"\n"
+                    "  tarnwick-admin remove sales/anna \"Review\" --day 2025-03-01\n"
+                    "  tarnwick-admin remove sales/anna --all --month 2025-03 --force\n"});
     AddMailboxOption(*command, options->mailbox);
+    AddDryRunOption(*command, context);
     command->add_option("id", options->id, "ID of the entry");
     command->add_flag("--all", options->all, "Every entry");
+    command->add_flag("--force", options->force, "Also the last entry of a calendar, or all");
     AddSelectionOptions(*command, options->selection);
     command->callback([options, &context] { Remove(*options, context); });
 }
 
 }  // namespace
 
-void RegisterEntryChanges(CLI::App& app, const Context& context) {
+void RegisterEntryChanges(CLI::App& app, Context& context) {
     RegisterAdd(app, context);
     RegisterEdit(app, context);
     RegisterRemove(app, context);

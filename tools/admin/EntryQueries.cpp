@@ -57,7 +57,7 @@ void RegisterList(CLI::App& app, const Context& context) {
 
 }  // namespace
 
-void RegisterEntryQueries(CLI::App& app, const Context& context) {
+void RegisterEntryQueries(CLI::App& app, Context& context) {
     RegisterGet(app, context);
     RegisterList(app, context);
 }

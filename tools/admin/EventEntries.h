@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "Library/convert/CalendarFileText.h"
-#include "tools/admin/EntryListing.h"
+#include "tools/admin/EntryText.h"
 
 namespace tarnwick::admin {
 

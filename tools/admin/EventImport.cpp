@@ -1,6 +1,5 @@
 // import of calendar files
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "common/Clock.h"
 #include "Library/convert/CalendarDate.h"
@@ -11,6 +10,7 @@
 #include "tools/admin/Failure.h"
 #include "tools/admin/Import.h"
 #include "tools/admin/ItemLayout.h"
+#include "tools/admin/Json.h"
 
 namespace tarnwick::admin {
 namespace {
@@ -128,8 +128,7 @@ void ImportItem(const MailboxStore& store, PlannedEvent& event, bool replace,
     try {
         PutItem(store, event.itemName, LaidOutForChunks(event.itemText));
     } catch (const Failure& failure) {
-        throw Failure(failure.Status(),
-                      AtLine(event.line) + failure.what() + ImportedBefore(counts));
+        throw CutOff(failure, event.line, counts);
     }
 }
 
@@ -176,12 +175,11 @@ std::string CountText(const ImportCounts& counts, const EventFile& file) {
     add(counts.refused, " refused");
     add(file.withNotes, " with notes");
     add(file.leftOut, " left out");
-    return text + "\n";
+    return text;
 }
 
-nlohmann::ordered_json CountJson(const ImportCounts& counts, const EventFile& file,
-                                 const std::string& name) {
-    nlohmann::ordered_json notes = nlohmann::ordered_json::array();
+Json CountJson(const ImportCounts& counts, const EventFile& file, const std::string& name) {
+    Json notes = Json::array();
     for (const ReadProblem& note : file.notes) {
         notes.push_back(
             {{"file", name}, {"line", note.line}, {"uid", note.uid}, {"text", note.reason}});
@@ -232,18 +230,11 @@ void ImportEvents(const ImportOptions& options, const Context& context) {
     }
     TellWhatLiesBeyond(file, window);
     if (context.json) {
-        Print(CountJson(counts, file, name)
-                  .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) +
-              "\n");
+        JsonLines(context).Add(CountJson(counts, file, name));
     } else {
-        Print(CountText(counts, file));
+        PrintDone(CountText(counts, file), context);
     }
-    if (file.leftOut != 0) {
-        throw Failure(ExitStatus::LeftOut,
-                      Counted(file.leftOut, "event was", "events were") + " left out");
-    }
-    if (counts.refused == 0) return;
-    throw Refusal(Counted(counts.refused, "entry was", "entries were") + " refused");
+    RequireWhole(counts, file.leftOut);
 }
 
 }  // namespace tarnwick::admin

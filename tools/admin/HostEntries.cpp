@@ -6,10 +6,8 @@
 #include "common/Scan.h"
 #include "remote/AdminHost.h"
 #include "remote/Socket.h"
+#include "tools/admin/CalendarLibrary.h"
 #include "tools/admin/Console.h"
-#include "tools/admin/Failure.h"
-#include "tools/admin/HostTest.h"
-#include "twaicp.h"
 
 namespace tarnwick::admin {
 namespace {
@@ -24,13 +22,18 @@ RegistryKey OpenHostKey(const std::string& key) {
     return RegistryKey(native);
 }
 
+Failure RegistryFailure(const std::string& text, LSTATUS status) {
+    return {StatusOfError(static_cast<std::uint32_t>(status)),
+            text + ": error " + std::to_string(status)};
+}
+
 void WriteValue(const RegistryKey& key, const char* name, DWORD type, const void* bytes,
                 std::size_t size) {
     const LSTATUS status = RegSetValueExA(key.Get(), name, 0, type, static_cast<const BYTE*>(bytes),
                                           static_cast<DWORD>(size));
     if (status != ERROR_SUCCESS) {
-        throw Refusal(std::string("the registry value ") + name + " cannot be written: error " +
-                      std::to_string(status));
+        throw RegistryFailure(std::string("the registry value ") + name + " cannot be written",
+                              status);
     }
 }
 
@@ -38,8 +41,9 @@ void WriteValue(const RegistryKey& key, const char* name, DWORD type, const void
 void RequireService(const HostEntry& entry) {
     const TestStep last = TestHost(entry).back();
     if (last.fault.empty()) return;
-    throw Refusal("nothing was called on host " + entry.name + ": " + last.name + ": " +
-                  last.fault + "; hosts test " + entry.name + " tries again");
+    throw Failure(ExitStatus::NotReached, "nothing was called on host " + entry.name + ": " +
+                                              last.name + ": " + last.fault + "; hosts test " +
+                                              entry.name + " tries again");
 }
 
 void WriteText(const RegistryKey& key, const char* name, const std::string& text) {
@@ -76,8 +80,7 @@ void WriteHostEntry(const HostEntry& entry) {
                                            nullptr, 0, KEY_SET_VALUE, nullptr, &native, nullptr);
     const RegistryKey key(status == ERROR_SUCCESS ? native : nullptr);
     if (!key.IsValid()) {
-        throw Refusal("the registry key of the host cannot be created: error " +
-                      std::to_string(status));
+        throw RegistryFailure("the registry key of the host cannot be created", status);
     }
     const std::uint32_t port = entry.port;
     WriteText(key, kAddressValue, entry.address);
@@ -86,8 +89,10 @@ void WriteHostEntry(const HostEntry& entry) {
     WriteText(key, kProtocolValue, entry.protocol);
 }
 
-bool RemoveHostEntry(const std::string& name) {
-    return RegDeleteKeyA(HKEY_CURRENT_USER, HostKey(name).c_str()) == ERROR_SUCCESS;
+void RemoveHostEntry(const std::string& name) {
+    const LSTATUS status = RegDeleteKeyA(HKEY_CURRENT_USER, HostKey(name).c_str());
+    if (status == ERROR_SUCCESS) return;
+    throw RegistryFailure("the registry key of the host cannot be deleted", status);
 }
 
 HostEntry RequireHost(const std::string& name) {
@@ -101,8 +106,7 @@ void UseHost(const std::string& name) {
     // The library does not start Winsock; it is the program's, to its end.
     static const StartedWinsock winsock;
     RequireService(entry);
-    KeepStandardOutputForPrint();
-    SetCurrentHost(name.c_str());
+    Library().setCurrentHost(name.c_str());
 }
 
 void CheckHostName(std::string_view name) {

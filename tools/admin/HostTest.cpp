@@ -1,7 +1,6 @@
-#include "tools/admin/HostTest.h"
-
 #include "remote/AdminHost.h"
 #include "remote/AdminProtocol.h"
+#include "tools/admin/HostEntries.h"
 
 namespace tarnwick::admin {
 namespace {

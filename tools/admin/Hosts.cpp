@@ -1,6 +1,6 @@
 // hosts list, add, remove, test
 #include <memory>
-#include <nlohmann/json.hpp>
+#include <optional>
 
 #include "common/Scan.h"
 #include "remote/AdminProtocol.h"
@@ -8,35 +8,38 @@
 #include "tools/admin/Commands.h"
 #include "tools/admin/Console.h"
 #include "tools/admin/Failure.h"
-#include "tools/admin/HostTest.h"
+#include "tools/admin/HostEntries.h"
+#include "tools/admin/Json.h"
 
 namespace tarnwick::admin {
 namespace {
-
-using nlohmann::ordered_json;
 
 struct HostOptions {
     HostEntry entry;
     std::string credentialsFile;
 };
 
-std::string Line(const ordered_json& json) {
-    return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+void PrintResult(const std::string& result, const std::string& host, const Context& context) {
+    if (!context.json) return PrintDone(result + " host " + host, context);
+    JsonLines(context).Add({{"result", result}, {"host", ToUtf8(host)}});
 }
 
 void List(const Context& context) {
-    ordered_json json = ordered_json::array();
+    std::optional<JsonLines> lines;
+    if (context.json) lines.emplace(context);
     std::string table;
     for (const std::string& name : HostNames()) {
         const HostEntry entry = ReadHostEntry(name).value_or(HostEntry{});
-        json.push_back({{"host", ToUtf8(name)},
+        if (lines) {
+            lines->Add({{"host", ToUtf8(name)},
                         {"address", ToUtf8(entry.address)},
                         {"port", entry.port},
                         {"credentials", !entry.credentials.empty()}});
+        }
         table += name + "\t" + entry.address + ":" + std::to_string(entry.port) +
                  (entry.credentials.empty() ? "\tno credentials\n" : "\n");
     }
-    Print(context.json ? Line(json) : table);
+    if (!lines) Print(table);
 }
 
 // The first line of the file: secrets on a command line are seen by everybody on the machine.
@@ -57,17 +60,14 @@ void Add(HostOptions options, const Context& context) {
     }
     const bool existed = ReadHostEntry(options.entry.name).has_value();
     options.entry.credentials = ReadSecret(options.credentialsFile);
-    WriteHostEntry(options.entry);
-    const std::string result = existed ? "replaced" : "added";
-    Print(context.json ? Line({{"result", result}, {"host", ToUtf8(options.entry.name)}})
-                       : result + " host " + options.entry.name + "\n");
+    if (!context.dryRun) WriteHostEntry(options.entry);
+    PrintResult(existed ? "replaced" : "added", options.entry.name, context);
 }
 
 void Remove(const std::string& name, const Context& context) {
     RequireHost(name);
-    if (!RemoveHostEntry(name)) throw Refusal("the registry key of the host cannot be deleted");
-    Print(context.json ? Line({{"result", "removed"}, {"host", ToUtf8(name)}})
-                       : "removed host " + name + "\n");
+    if (!context.dryRun) RemoveHostEntry(name);
+    PrintResult("removed", name, context);
 }
 
 void Test(const std::string& name, const Context& context) {
@@ -75,9 +75,9 @@ void Test(const std::string& name, const Context& context) {
     const std::vector<TestStep> steps = TestHost(RequireHost(name));
     const TestStep& last = steps.back();
     if (context.json) {
-        ordered_json json{{"host", ToUtf8(name)}, {"failed", nullptr}};
+        Json json{{"host", ToUtf8(name)}, {"failed", nullptr}};
         if (!last.fault.empty()) json["failed"] = last.name;
-        Print(Line(json));
+        JsonLines(context).Add(json);
     } else {
         std::string table;
         for (const TestStep& step : steps) {
@@ -85,10 +85,11 @@ void Test(const std::string& name, const Context& context) {
         }
         Print(table);
     }
-    if (!last.fault.empty()) throw Refusal(std::string(last.name) + ": " + last.fault);
+    if (last.fault.empty()) return;
+    throw Failure(ExitStatus::NotReached, std::string(last.name) + ": " + last.fault);
 }
 
-void RegisterAdd(CLI::App& hosts, const Context& context) {
+void RegisterAdd(CLI::App& hosts, Context& context) {
     auto options = std::make_shared<HostOptions>();
     options->entry.port = kAdminPort;
     CLI::App* command = AddCommand(
@@ -109,20 +110,23 @@ void RegisterAdd(CLI::App& hosts, const Context& context) {
     command->add_option("--credentials-file", options->credentialsFile,
                         "File whose first line the service wants; - is standard input");
     command->add_option("--protocol", options->entry.protocol, "Authentication protocol");
+    AddDryRunOption(*command, context);
     command->callback([options, &context] { Add(*options, context); });
 }
 
-void RegisterNamed(CLI::App& hosts, const Context& context, const char* name,
-                   const CommandHelp& help, void (*action)(const std::string&, const Context&)) {
+CLI::App& RegisterNamed(CLI::App& hosts, const Context& context, const char* name,
+                        const CommandHelp& help,
+                        void (*action)(const std::string&, const Context&)) {
     auto host = std::make_shared<std::string>();
     CLI::App* command = AddCommand(hosts, name, help);
     command->add_option("name", *host, "Name of the host")->required();
     command->callback([host, &context, action] { action(*host, context); });
+    return *command;
 }
 
 }  // namespace
 
-void RegisterHosts(CLI::App& app, const Context& context) {
+void RegisterHosts(CLI::App& app, Context& context) {
     CLI::App* hosts = AddCommand(app, "hosts",
                                  {"List, add, remove or test the servers that --host may name",
 
@@ -133,14 +137,16 @@ void RegisterHosts(CLI::App& app, const Context& context) {
     AddCommand(*hosts, "list", {"List the hosts", "", "  tarnwick-admin hosts list --json\n"})
         ->callback([&context] { List(context); });
     RegisterAdd(*hosts, context);
-    RegisterNamed(*hosts, context, "remove",
-                  {"Remove a host", "", "  tarnwick-admin hosts remove north\n"}, Remove);
+    AddDryRunOption(
+        RegisterNamed(*hosts, context, "remove",
+                      {"Remove a host", "", "  tarnwick-admin hosts remove north\n"}, Remove),
+        context);
     RegisterNamed(
         *hosts, context, "test",
         {"Talk to a host's service, step by step",
 
          "The steps are address, connect, AUTH, LOAD and PING; the first that fails ends\n"
-         "the test with status 1 and its reason.\n",
+         "the test with status 7 and its reason.\n",
 
          "  tarnwick-admin hosts test north\n"},
         Test);

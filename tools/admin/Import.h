@@ -29,15 +29,16 @@ struct ImportCounts {
 // What became of an entry.
 enum class Imported { Added, Replaced, Refused };
 
-// Adds an entry, or changes the one that is there with --replace. Throws Failure (Refused) when
-// nothing can be written; the text counts what was imported before.
+// Adds an entry, or changes the one that is there with --replace. Throws what CutOff gives when
+// nothing can be written.
 Imported ImportEntry(const MailboxStore& store, const PlacedEntry& placed, std::size_t line,
                      bool replace, ImportCounts& counts);
 
-// "line 3: "
-std::string AtLine(std::size_t line);
-// ". 12 entries were imported before it"
-std::string ImportedBefore(const ImportCounts& counts);
+// The failure that ends an import at a line; it counts what was imported before.
+Failure CutOff(const Failure& reason, std::size_t line, const ImportCounts& counts);
+
+// Ends the import with a Failure when entries were refused or events left out.
+void RequireWhole(const ImportCounts& counts, std::size_t leftOut);
 
 // Imports a calendar file.
 void ImportEvents(const ImportOptions& options, const Context& context);

@@ -1,6 +1,5 @@
 // item put, get, size, delete
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "common/Files.h"
 #include "common/Scan.h"
@@ -9,6 +8,7 @@
 #include "tools/admin/Diagnosis.h"
 #include "tools/admin/Failure.h"
 #include "tools/admin/ItemLayout.h"
+#include "tools/admin/Json.h"
 
 namespace tarnwick::admin {
 namespace {
@@ -34,12 +34,11 @@ std::string ReadExisting(const MailboxStore& store, const std::string& name) {
 void PrintResult(const char* result, const ItemOptions& options, std::size_t size,
                  const Context& context) {
     if (!context.json) {
-        return Print(std::string(result) + " " + options.name + ", " +
-                     Counted(size, "byte", "bytes") + "\n");
+        return PrintDone(
+            std::string(result) + " " + options.name + ", " + Counted(size, "byte", "bytes"),
+            context);
     }
-    const nlohmann::ordered_json json{
-        {"result", result}, {"item", ToUtf8(options.name)}, {"size", size}};
-    Print(json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+    JsonLines(context).Add({{"result", result}, {"item", ToUtf8(options.name)}, {"size", size}});
 }
 
 void Put(const ItemOptions& options, const Context& context) {
@@ -61,10 +60,11 @@ void RequireNoLoss(const Mailbox& mailbox, const ItemOptions& options, std::size
     const std::string path = ItemPath(mailbox, options.name);
     const auto lost = FirstLostByte(ReadWholeFile(path).value_or(std::string()));
     if (!lost) return;
-    throw Refusal("the item was not put by this tool: its byte at offset " + std::to_string(*lost) +
-                  " lies between two chunks, where the library's reader skips one, and is missing "
-                  "in the output. The whole of it is in " +
-                  path);
+    throw Failure(ExitStatus::PartlyDone,
+                  "the item was not put by this tool: its byte at offset " + std::to_string(*lost) +
+                      " lies between two chunks, where the library's reader skips one, and is "
+                      "missing in the output. The whole of it is in " +
+                      path);
 }
 
 void Get(const ItemOptions& options, const Context& context) {
@@ -87,8 +87,9 @@ void Delete(const ItemOptions& options, const Context& context) {
     const std::size_t size = ReadExisting(store, options.name).size();
     store.DeleteItem(options.name);
     if (store.ReadItem(options.name)) {
-        throw Refusal("the item was not deleted; check that no program holds " +
-                      ItemPath(store.Owner(), options.name) + " open");
+        throw Failure(StatusOfFile(store.Owner(), options.name),
+                      "the item was not deleted; check that no program holds " +
+                          ItemPath(store.Owner(), options.name) + " open");
     }
     PrintResult("deleted", options, size, context);
 }
@@ -104,7 +105,7 @@ std::shared_ptr<ItemOptions> AddItemCommand(CLI::App& command, const Context& co
     return options;
 }
 
-void RegisterPut(CLI::App& item, const Context& context) {
+void RegisterPut(CLI::App& item, Context& context) {
     CLI::App* command = AddCommand(
         item, "put",
         {"Write an item file, replacing it",
@@ -118,6 +119,7 @@ void RegisterPut(CLI::App& item, const Context& context) {
          "  tarnwick-admin item put sales/anna review.txt < agenda.txt\n"});
     const auto options = AddItemCommand(*command, context, Put);
     command->add_option("file", options->file, "The content; - or nothing is standard input");
+    AddDryRunOption(*command, context);
     command->add_flag("--raw", options->raw,
                       "No filler bytes: for programs that open the file themselves");
 }
@@ -128,7 +130,7 @@ void RegisterGet(CLI::App& item, const Context& context) {
         {"Read an item through the library",
 
          "Of an item over 8192 bytes that was written without filler bytes (item put --help), one\n"
-         "byte after each chunk is lost; get then says so and ends with status 1.\n",
+         "byte after each chunk is lost; get then says so and ends with status 4.\n",
 
          "  tarnwick-admin item get sales/anna review.txt\n"
          "  tarnwick-admin item get sales/anna review.txt agenda.txt\n"});
@@ -147,11 +149,13 @@ void PutItem(const MailboxStore& store, const std::string& name, const std::stri
     store.WriteItem(name, file);
     // The writer never tells that it failed.
     if (store.ReadItem(name) == ReadInChunks(file)) return;
-    throw Refusal("the item was not written as it should be; check that " +
-                  ItemPath(store.Owner(), name) + " can be written and that the disk is not full");
+    throw Failure(StatusOfFile(store.Owner(), name),
+                  "the item was not written as it should be; check that " +
+                      ItemPath(store.Owner(), name) +
+                      " can be written and that the disk is not full");
 }
 
-void RegisterItems(CLI::App& app, const Context& context) {
+void RegisterItems(CLI::App& app, Context& context) {
     CLI::App* item =
         AddCommand(app, "item",
                    {"Write, read, measure or delete item files",
@@ -167,11 +171,12 @@ void RegisterItems(CLI::App& app, const Context& context) {
 
                                 "  tarnwick-admin item size sales/anna review.txt\n"}),
                    context, Size);
-    AddItemCommand(*AddCommand(*item, "delete",
-                               {"Delete an item file", "",
+    CLI::App* remove = AddCommand(*item, "delete",
+                                  {"Delete an item file", "",
 
-                                "  tarnwick-admin item delete sales/anna review.txt\n"}),
-                   context, Delete);
+                                   "  tarnwick-admin item delete sales/anna review.txt\n"});
+    AddItemCommand(*remove, context, Delete);
+    AddDryRunOption(*remove, context);
 }
 
 }  // namespace tarnwick::admin

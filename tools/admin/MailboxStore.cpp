@@ -1,10 +1,12 @@
 #include "tools/admin/MailboxStore.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "common/Text.h"
+#include "tools/admin/CalendarLibrary.h"
 #include "tools/admin/Failure.h"
-#include "twaicp.h"
+#include "tools/admin/ItemLayout.h"
 
 namespace tarnwick::admin {
 namespace {
@@ -64,23 +66,67 @@ AppointmentRecord MailboxStore::RecordFor(const std::string& calendar, std::stri
     return record;
 }
 
+void MailboxStore::BeginDryRun(bool isEmpty) {
+    dryRun_ = std::make_shared<DryRun>();
+    dryRun_->isEmpty = isEmpty;
+}
+
+void MailboxStore::Visit(const std::string& calendar,
+                         const std::function<bool(const Entry&)>& visit) const {
+    AppointmentRecord record = RecordFor(calendar, {});
+    std::uint32_t found = Library().findFirst(&record);
+    while (found != 0 && visit(EntryOf(record))) {
+        // A match leaves its ID in the record, and the next one would have to have it too.
+        StoreField(record.appointmentId, {});
+        found = Library().findNext(&record);
+    }
+}
+
+std::vector<Entry>& MailboxStore::Rehearsed(const std::string& calendar) const {
+    const auto [at, isNew] = dryRun_->calendars.try_emplace(calendar);
+    std::vector<Entry>& entries = at->second;
+    if (isNew && !dryRun_->isEmpty) {
+        Visit(calendar, [&entries](const Entry& entry) {
+            entries.push_back(entry);
+            return true;
+        });
+    }
+    return entries;
+}
+
 bool MailboxStore::Add(const std::string& calendar, const Entry& entry) const {
+    if (dryRun_) {
+        if (Get(calendar, entry.id)) return false;
+        Rehearsed(calendar).push_back(entry);
+        return true;
+    }
     AppointmentRecord record = RecordFor(calendar, {});
     StoreEntry(record, entry);
-    return AppointmentAdd(&record) != 0 && Get(calendar, entry.id) == entry;
+    return Library().add(&record) != 0 && Get(calendar, entry.id) == entry;
 }
 
 bool MailboxStore::Edit(const std::string& calendar, const std::string& id,
                         const Entry& replacement) const {
+    if (dryRun_) {
+        for (Entry& entry : Rehearsed(calendar)) {
+            if (EqualsIgnoreCase(entry.id, id)) entry = replacement;
+        }
+        return Get(calendar, replacement.id) == replacement;
+    }
     AppointmentRecord key = RecordFor(calendar, id);
     AppointmentRecord record = key;
     StoreEntry(record, replacement);
-    return AppointmentEdit(&key, &record) != 0 && Get(calendar, replacement.id) == replacement;
+    return Library().edit(&key, &record) != 0 && Get(calendar, replacement.id) == replacement;
 }
 
 bool MailboxStore::Remove(const std::string& calendar, const std::string& id) const {
+    if (dryRun_) {
+        return std::erase_if(Rehearsed(calendar), [&id](const Entry& entry) {
+                   return id.empty() || EqualsIgnoreCase(entry.id, id);
+               }) != 0;
+    }
     AppointmentRecord record = RecordFor(calendar, id);
-    return AppointmentRemove(&record) != 0 && !Get(calendar, id);
+    return Library().remove(&record) != 0 && !Get(calendar, id);
 }
 
 bool MailboxStore::RemoveAll(const std::string& calendar) const {
@@ -88,27 +134,43 @@ bool MailboxStore::RemoveAll(const std::string& calendar) const {
 }
 
 std::optional<Entry> MailboxStore::Get(const std::string& calendar, const std::string& id) const {
+    if (dryRun_) {
+        for (const Entry& entry : Rehearsed(calendar)) {
+            if (EqualsIgnoreCase(entry.id, id)) return entry;
+        }
+        return std::nullopt;
+    }
     AppointmentRecord record = RecordFor(calendar, id);
-    if (AppointmentGet(&record) == 0) return std::nullopt;
+    if (Library().get(&record) == 0) return std::nullopt;
     return EntryOf(record);
 }
 
 std::vector<Entry> MailboxStore::Entries(const std::string& calendar) const {
+    if (dryRun_) return Rehearsed(calendar);
     std::vector<Entry> entries;
-    AppointmentRecord record = RecordFor(calendar, {});
-    std::uint32_t found = AppointmentFindFirst(&record);
-    while (found != 0) {
-        entries.push_back(EntryOf(record));
-        // A match leaves its ID in the record, and the next one would have to have it too.
-        StoreField(record.appointmentId, {});
-        found = AppointmentFindNext(&record);
-    }
+    Visit(calendar, [&entries](const Entry& entry) {
+        entries.push_back(entry);
+        return true;
+    });
     return entries;
 }
 
 bool MailboxStore::HasEntries(const std::string& calendar) const {
-    AppointmentRecord record = RecordFor(calendar, {});
-    return AppointmentFindFirst(&record) != 0;
+    return HasOthers(calendar, {});
+}
+
+bool MailboxStore::HasOthers(const std::string& calendar, const std::string& id) const {
+    bool found = false;
+    const auto isSame = [&found, &id](const Entry& entry) {
+        found = !EqualsIgnoreCase(entry.id, id);
+        return !found;
+    };
+    if (!dryRun_) {
+        Visit(calendar, isSame);
+    } else {
+        found = !std::ranges::all_of(Rehearsed(calendar), isSame);
+    }
+    return found;
 }
 
 std::optional<std::vector<std::string>> MailboxStore::Scan(const std::string& prefix) const {
@@ -119,40 +181,52 @@ std::optional<std::vector<std::string>> MailboxStore::Scan(const std::string& pr
     StoreField(record.postoffice, mailbox_.postoffice);
     StoreField(record.namePrefix, prefix);
     record.resultLength = kNotStored;
-    GetFreeBusyData(&record);
+    Library().getFreeBusyData(&record);
     if (record.resultLength == kNotStored) return std::nullopt;
     return SplitAtCommas(FieldText(record.result));
 }
 
 void MailboxStore::WriteItem(const std::string& name, std::string_view file) const {
+    if (dryRun_) {
+        dryRun_->items[name] = ReadInChunks(file);
+        return;
+    }
     // Only the calls for entries make the Calendar folder in which items lie too.
     HasEntries(name);
     AppointmentItemRecord record = ItemRecordFor(mailbox_, name);
     StoreField(record.data, file.substr(0, kWriteSize));
-    AppointmentItemWriteFirstChunk(&record);
+    Library().writeFirstChunk(&record);
     for (std::size_t at = kWriteSize; at < file.size(); at += kWriteSize) {
         StoreField(record.data, file.substr(at, kWriteSize));
-        AppointmentItemWriteNextChunk(&record);
+        Library().writeNextChunk(&record);
     }
 }
 
 std::optional<std::string> MailboxStore::ReadItem(const std::string& name) const {
+    if (dryRun_) {
+        const auto found = dryRun_->items.find(name);
+        if (found != dryRun_->items.end()) return found->second;
+    }
     AppointmentItemRecord record = ItemRecordFor(mailbox_, name);
     std::string content;
-    std::uint32_t found = AppointmentItemGetFirstChunk(&record);
+    std::uint32_t found = Library().readFirstChunk(&record);
     // An empty file stores its length of 0, a missing one stores nothing.
     if (found == 0 && record.length == kNotStored) return std::nullopt;
     while (found != 0) {
         content.append(record.data, static_cast<std::size_t>(record.length));
-        found = AppointmentItemGetNextChunk(&record);
+        found = Library().readNextChunk(&record);
     }
     return content;
 }
 
 void MailboxStore::DeleteItem(const std::string& name) const {
     RequireLocal(mailbox_, "items are deleted");
+    if (dryRun_) {
+        dryRun_->items[name] = std::nullopt;
+        return;
+    }
     AppointmentItemRecord record = ItemRecordFor(mailbox_, name);
-    AppointmentItemDelete(&record);
+    Library().deleteItem(&record);
 }
 
 }  // namespace tarnwick::admin

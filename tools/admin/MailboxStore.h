@@ -2,12 +2,14 @@
 #pragma once
 
 #include <functional>
+#include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "tools/admin/EntryLines.h"
+#include "tools/admin/EntryText.h"
 #include "tools/admin/Names.h"
 
 struct AppointmentRecord;
@@ -20,6 +22,11 @@ class MailboxStore {
     using Notice = std::function<void(const std::string& calendar)>;
 
     explicit MailboxStore(Mailbox mailbox, Notice beforeCall = {});
+
+    // From here on changes are kept in memory, where this object finds them again, and nothing is
+    // written. An empty mailbox has no folder, which reading would make.
+    void BeginDryRun(bool isEmpty);
+    bool IsDryRun() const { return dryRun_ != nullptr; }
 
     const Mailbox& Owner() const { return mailbox_; }
 
@@ -34,6 +41,8 @@ class MailboxStore {
     // All entries of the calendar in its order; none when there is no such calendar.
     std::vector<Entry> Entries(const std::string& calendar) const;
     bool HasEntries(const std::string& calendar) const;
+    // Whether the calendar has an entry with another ID.
+    bool HasOthers(const std::string& calendar, const std::string& id) const;
 
     // What the free/busy scan gives for the calendars whose names begin with `prefix`: the text
     // between "D" and the extension of each that has one. No value when no calendar begins so.
@@ -47,10 +56,21 @@ class MailboxStore {
     void DeleteItem(const std::string& name) const;
 
   private:
+    struct DryRun {
+        bool isEmpty = false;
+        std::map<std::string, std::vector<Entry>> calendars;
+        std::map<std::string, std::optional<std::string>> items;
+    };
+
     AppointmentRecord RecordFor(const std::string& calendar, std::string_view id) const;
+    // Calls `visit` with each entry until it gives false.
+    void Visit(const std::string& calendar, const std::function<bool(const Entry&)>& visit) const;
+    // The calendar as the dry run has made it.
+    std::vector<Entry>& Rehearsed(const std::string& calendar) const;
 
     Mailbox mailbox_;
     Notice beforeCall_;
+    std::shared_ptr<DryRun> dryRun_;
 };
 
 }  // namespace tarnwick::admin

@@ -1,24 +1,42 @@
 // tarnwick-admin: the calendars of the mail server for the people who run it.
 #include <exception>
+#include <sstream>
 
 #include "tools/admin/Commands.h"
 #include "tools/admin/Console.h"
-#include "tools/admin/Failure.h"
 
 namespace tarnwick::admin {
 namespace {
+
+constexpr const char* kFooter =
+    "Exit status: 0 done, nothing found wrong; 1 refused or not found; 2 wrong usage; 3 problems\n"
+    "found; 4 partly done; 5 busy, another program holds the lock; 6 not allowed; 7 server not\n"
+    "reached. The reason is on standard error.\n"
+    "Each command has its own --help with examples.";
+
+// "item put": the subcommands, as far as the command line was understood.
+std::string CommandPath(const CLI::App& app) {
+    const auto chosen = app.get_subcommands();
+    if (chosen.empty()) return {};
+    const std::string rest = CommandPath(*chosen.front());
+    return chosen.front()->get_name() + (rest.empty() ? "" : " ") + rest;
+}
 
 void RegisterCommands(CLI::App& app, Context& context) {
     // Paths may begin with a slash.
     app.allow_windows_style_options(false);
     app.require_subcommand(1);
     app.set_version_flag("--version", TARNWICK_VERSION);
-    app.add_flag("--json", context.json, "Answers as JSON, for programs");
-    app.add_option("--host", context.host,
-                   "Lets this server carry out the calls (hosts list shows those there are)");
-    app.footer(
-        "Exit status: 0 done, 1 refused or not found, 2 wrong usage, 4 an event was left out of an "
-        "import; the reason is on standard error.\nEach command has its own --help with examples.");
+    app.add_flag("--json", context.json, "Answers as JSON lines, for programs");
+    CLI::Option* host =
+        app.add_option("--host", context.host,
+                       "Lets this server carry out the calls (hosts list shows those there are)");
+    app.add_option("--root", context.root,
+                   "Works on this folder of postoffices, a copy for one, not on the registry's")
+        ->check([](const std::string& folder) { return folder.empty() ? "is empty" : ""; })
+        ->excludes(host);
+    app.footer(kFooter);
+    app.parse_complete_callback([&app, &context] { context.command = CommandPath(app); });
     for (const auto registerFamily :
          {RegisterEntryChanges, RegisterEntryQueries, RegisterTransfers, RegisterItems,
           RegisterOverviews, RegisterHosts, RegisterContacts}) {
@@ -26,16 +44,11 @@ void RegisterCommands(CLI::App& app, Context& context) {
     }
 }
 
-// "tarnwick-admin item put": as far as the command line was understood.
-std::string CommandPath(const CLI::App& app) {
-    const auto chosen = app.get_subcommands();
-    if (chosen.empty()) return app.get_name();
-    return app.get_name() + " " + CommandPath(*chosen.front());
-}
-
 ExitStatus ExplainUsage(const CLI::App& app, const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) {  // the help or the version was asked for
-        app.exit(error);
+        std::ostringstream text;
+        app.exit(error, text, text);
+        Print(text.str());
         return ExitStatus::Done;
     }
     const std::vector<std::string> unknown = app.remaining(true);
@@ -43,7 +56,8 @@ ExitStatus ExplainUsage(const CLI::App& app, const CLI::ParseError& error) {
     const std::string problem = noCommand && !unknown.empty()
                                     ? "\"" + unknown.front() + "\" is not known here"
                                     : std::string(error.what());
-    Note(problem + "; see " + CommandPath(app) + " --help");
+    const std::string command = CommandPath(app);
+    Note(problem + "; see " + app.get_name() + (command.empty() ? "" : " ") + command + " --help");
     return ExitStatus::WrongUsage;
 }
 
@@ -72,6 +86,6 @@ ExitStatus Run(int count, char** arguments) {
 }  // namespace tarnwick::admin
 
 int main(int count, char** arguments) {
-    tarnwick::admin::UseBinaryStreams();
+    tarnwick::admin::TakeStandardStreams();
     return static_cast<int>(tarnwick::admin::Run(count, arguments));
 }

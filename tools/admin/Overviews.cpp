@@ -1,13 +1,14 @@
 // freebusy, calendars
 #include <algorithm>
 #include <memory>
-#include <nlohmann/json.hpp>
+#include <optional>
 
 #include "common/Text.h"
 #include "tools/admin/Buckets.h"
 #include "tools/admin/Commands.h"
 #include "tools/admin/Console.h"
 #include "tools/admin/Diagnosis.h"
+#include "tools/admin/Json.h"
 #include "tools/admin/MonthGrid.h"
 
 namespace tarnwick::admin {
@@ -24,8 +25,7 @@ void FreeBusy(const FreeBusyOptions& options, const Context& context) {
     const MailboxStore store = OpenMailbox(options.mailbox, context);
     const std::set<unsigned> busy = BusyDaysOf(store, month);
     if (context.json) {
-        const nlohmann::ordered_json json{{"month", options.month}, {"busyDays", busy}};
-        return Print(json.dump() + "\n");
+        return JsonLines(context).Add({{"month", options.month}, {"busyDays", busy}});
     }
     Print(MonthGrid(month, busy, store.Owner().Text()));
     if (!options.entries) return;
@@ -77,14 +77,15 @@ void NoteOtherCalendars(const Mailbox& mailbox, const std::vector<std::string>& 
 void Calendars(const CalendarsOptions& options, const Context& context) {
     const MailboxStore store = OpenMailbox(options.mailbox, context);
     const std::vector<std::string> names = SelectedCalendars(store, options.selection);
-    nlohmann::ordered_json json = nlohmann::ordered_json::array();
+    std::optional<JsonLines> lines;
+    if (context.json) lines.emplace(context);
     std::string table;
     for (const std::string& name : names) {
         const std::size_t count = store.Entries(name).size();
-        json.push_back({{"calendar", ToUtf8(name)}, {"entries", count}});
+        if (lines) lines->Add({{"calendar", ToUtf8(name)}, {"entries", count}});
         table += name + "\t" + std::to_string(count) + "\n";
     }
-    Print(context.json ? json.dump(2) + "\n" : table);
+    if (!lines) Print(table);
     if (options.selection.IsEmpty()) NoteOtherCalendars(store.Owner(), names);
 }
 
@@ -106,7 +107,7 @@ void RegisterCalendars(CLI::App& app, const Context& context) {
 
 }  // namespace
 
-void RegisterOverviews(CLI::App& app, const Context& context) {
+void RegisterOverviews(CLI::App& app, Context& context) {
     RegisterFreeBusy(app, context);
     RegisterCalendars(app, context);
 }

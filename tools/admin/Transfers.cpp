@@ -1,14 +1,14 @@
 // import, export
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "common/Text.h"
 #include "tools/admin/Buckets.h"
 #include "tools/admin/Console.h"
 #include "tools/admin/Diagnosis.h"
-#include "tools/admin/EntryLines.h"
+#include "tools/admin/EntryText.h"
 #include "tools/admin/Failure.h"
 #include "tools/admin/Import.h"
+#include "tools/admin/Json.h"
 
 namespace tarnwick::admin {
 namespace {
@@ -21,12 +21,12 @@ bool IsCalendarFileName(std::string_view name) {
 
 void PrintCounts(const ImportCounts& counts, const Context& context) {
     if (context.json) {
-        const nlohmann::ordered_json json{
-            {"added", counts.added}, {"replaced", counts.replaced}, {"refused", counts.refused}};
-        return Print(json.dump() + "\n");
+        return JsonLines(context).Add(
+            {{"added", counts.added}, {"replaced", counts.replaced}, {"refused", counts.refused}});
     }
-    Print("added " + std::to_string(counts.added) + ", replaced " +
-          std::to_string(counts.replaced) + ", refused " + std::to_string(counts.refused) + "\n");
+    PrintDone("added " + std::to_string(counts.added) + ", replaced " +
+                  std::to_string(counts.replaced) + ", refused " + std::to_string(counts.refused),
+              context);
 }
 
 void ImportLines(const ImportOptions& options, const Context& context) {
@@ -48,8 +48,7 @@ void ImportLines(const ImportOptions& options, const Context& context) {
         progress.Step();
     }
     PrintCounts(counts, context);
-    if (counts.refused == 0) return;
-    throw Refusal(Counted(counts.refused, "entry was", "entries were") + " refused");
+    RequireWhole(counts, 0);
 }
 
 void Import(const ImportOptions& options, const Context& context) {
@@ -58,7 +57,7 @@ void Import(const ImportOptions& options, const Context& context) {
     return isCalendarFile ? ImportEvents(options, context) : ImportLines(options, context);
 }
 
-void RegisterImport(CLI::App& app, const Context& context) {
+void RegisterImport(CLI::App& app, Context& context) {
     auto options = std::make_shared<ImportOptions>();
     CLI::App* command = AddCommand(
         app, "import",
@@ -70,13 +69,14 @@ void RegisterImport(CLI::App& app, const Context& context) {
          "Of a calendar file each occurrence of an event becomes an entry in the calendar of its\n"
          "date, the event's UID its ID, and the event an item file that keeps all of it. What is\n"
          "not understood or left out is named with its line. Exit status 4: an event was left\n"
-         "out, the others are in.\n",
+         "out or an entry refused, the others are in.\n",
 
          "  tarnwick-admin import sales/anna year.tsv\n"
          "  tarnwick-admin import sales/anna holidays.ics --until 2027-12-31\n"
          "  tarnwick-admin export sales/anna | tarnwick-admin import sales/ben\n"
          "  tarnwick-admin import sales/anna year.tsv --calendar Holidays --replace\n"});
     AddMailboxOption(*command, options->mailbox);
+    AddDryRunOption(*command, context);
     command->add_option("file", options->file, "The lines; - or nothing is standard input");
     command->add_option("--calendar", options->calendar,
                         "Put all entries there (left out: each into that of its date)");
@@ -119,7 +119,7 @@ void Export(const ExportOptions& options, const Context& context) {
         Print("exported " + Counted(entries.size(), "entry", "entries") + "\n");
     }
     if (unread == 0) return;
-    throw Refusal(Counted(unread, "item", "items") + " could not be read");
+    throw Failure(ExitStatus::PartlyDone, Counted(unread, "item", "items") + " could not be read");
 }
 
 void RegisterExport(CLI::App& app, const Context& context) {
@@ -146,13 +146,22 @@ void RegisterExport(CLI::App& app, const Context& context) {
 
 }  // namespace
 
-std::string AtLine(std::size_t line) {
-    return "line " + std::to_string(line) + ": ";
+Failure CutOff(const Failure& reason, std::size_t line, const ImportCounts& counts) {
+    const std::size_t imported = counts.added + counts.replaced;
+    return {imported == 0 ? reason.Status() : ExitStatus::PartlyDone,
+            AtLine(line) + reason.what() + ". " + Counted(imported, "entry was", "entries were") +
+                " imported before it"};
 }
 
-std::string ImportedBefore(const ImportCounts& counts) {
-    return ". " + Counted(counts.added + counts.replaced, "entry was", "entries were") +
-           " imported before it";
+void RequireWhole(const ImportCounts& counts, std::size_t leftOut) {
+    if (leftOut != 0) {
+        throw Failure(ExitStatus::PartlyDone,
+                      Counted(leftOut, "event was", "events were") + " left out");
+    }
+    if (counts.refused == 0) return;
+    throw Failure(
+        counts.added + counts.replaced == 0 ? ExitStatus::Refused : ExitStatus::PartlyDone,
+        Counted(counts.refused, "entry was", "entries were") + " refused");
 }
 
 Imported ImportEntry(const MailboxStore& store, const PlacedEntry& placed, std::size_t line,
@@ -166,14 +175,13 @@ Imported ImportEntry(const MailboxStore& store, const PlacedEntry& placed, std::
     const bool blocked = BlockNotice(store.Owner(), calendar).has_value();
     const bool existing = !blocked && store.Get(calendar, entry.id).has_value();
     if (!existing || (replace && !store.Edit(calendar, entry.id, entry))) {
-        throw Refusal(AtLine(line) + ExplainRefusal(store.Owner(), calendar) +
-                      ImportedBefore(counts));
+        throw CutOff(RefusedChange(store.Owner(), calendar), line, counts);
     }
     ++(replace ? counts.replaced : counts.refused);
     return replace ? Imported::Replaced : Imported::Refused;
 }
 
-void RegisterTransfers(CLI::App& app, const Context& context) {
+void RegisterTransfers(CLI::App& app, Context& context) {
     RegisterImport(app, context);
     RegisterExport(app, context);
 }

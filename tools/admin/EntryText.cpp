@@ -1,4 +1,7 @@
-#include "tools/admin/EntryLines.h"
+#include "tools/admin/EntryText.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
 
 #include "common/Scan.h"
 #include "tools/admin/Failure.h"
@@ -7,6 +10,8 @@
 
 namespace tarnwick::admin {
 namespace {
+
+constexpr std::string_view kCalendarHeading = "CALENDAR";
 
 Failure BadLine(std::size_t number, const std::string& problem) {
     return Refusal("line " + std::to_string(number) + ": " + problem +
@@ -35,6 +40,11 @@ std::string TimeText(std::int32_t seconds, TimeStyle style) {
     return style == TimeStyle::Iso ? FormatTime(seconds) : std::to_string(seconds);
 }
 
+std::string Padded(std::string text, std::size_t width) {
+    text.resize(std::max(width, text.size()), ' ');
+    return text;
+}
+
 }  // namespace
 
 std::string FormatEntryLine(const Entry& entry, TimeStyle style) {
@@ -53,6 +63,33 @@ std::vector<NumberedEntry> ParseEntryLines(std::string_view text) {
         entries.push_back({number, ParseEntry(number, line)});
     }
     return entries;
+}
+
+std::string EntryTable(const std::vector<PlacedEntry>& entries) {
+    if (entries.empty()) return {};
+    std::size_t width = kCalendarHeading.size();
+    for (const PlacedEntry& placed : entries) width = std::max(width, placed.calendar.size());
+    const std::size_t timeWidth = FormatTime(0).size() + 2;
+    std::string table = Padded(std::string(kCalendarHeading), width + 2) +
+                        Padded("START", timeWidth) + Padded("END", timeWidth) + "ID\n";
+    for (const auto& [calendar, entry] : entries) {
+        table += Padded(calendar, width + 2) + Padded(FormatTime(entry.start), timeWidth) +
+                 Padded(FormatTime(entry.end), timeWidth) + entry.id + "\n";
+    }
+    return table;
+}
+
+nlohmann::ordered_json EntryJson(const PlacedEntry& placed) {
+    return {{"calendar", placed.calendar},
+            {"id", placed.entry.id},
+            {"start", placed.entry.start},
+            {"end", placed.entry.end},
+            {"startTime", FormatTime(placed.entry.start)},
+            {"endTime", FormatTime(placed.entry.end)}};
+}
+
+std::string Counted(std::size_t count, const std::string& one, const std::string& many) {
+    return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
 }  // namespace tarnwick::admin
