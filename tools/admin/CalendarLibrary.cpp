@@ -6,6 +6,7 @@
 #include "common/Handle.h"
 #include "common/Registry.h"
 #include "common/Text.h"
+#include "Library/activity/StoreSettings.h"
 #include "provider/ModuleState.h"
 #include "remote/AdminHost.h"
 #include "tools/admin/Console.h"
@@ -116,8 +117,10 @@ CalendarLibrary Load(const std::string& mailRoot) {
         throw Refusal(std::string(kLibrary) + " cannot be loaded: error " +
                       std::to_string(GetLastError()) + "; it lies beside this program");
     }
-    // The copy reads the registry when it is told that it is attached.
+    // The copies read the registry now: the provider's when it is told that it is attached, the
+    // store library's when it is first asked.
     if (!OnModuleNotification(DLL_PROCESS_ATTACH)) throw Refusal("no thread-local slot is left");
+    PostofficeDirectory({});
     CalendarLibrary library{};
     Bind(module, "AppointmentAdd", library.add);
     Bind(module, "AppointmentEdit", library.edit);

@@ -25,11 +25,12 @@ struct CalendarLibrary {
     decltype(&::SetCurrentHost) setCurrentHost;
 };
 
-// Loads the library, and with it the copy of the provider's path rules that this program holds, on
-// the folder `mailRoot`; empty: on that of the registry. The first call decides for the process.
-// Throws Failure when there is no such folder or no library. `mailRoot` is lent: the library reads
-// its root in the moment it is loaded, and for that moment alone this process sees a copy of the
-// product's settings that has another "Mail Root"; everything else it reads where it always is.
+// Loads the library, and with it the copies of the provider's and the store library's path rules
+// that this program holds, on the folder `mailRoot`; empty: on that of the registry. The first call
+// decides for the process. Throws Failure when there is no such folder or no library. `mailRoot` is
+// lent: the library reads its root in the moment it is loaded, and for that moment alone this
+// process sees a copy of the product's settings that has another "Mail Root"; everything else it
+// reads where it always is.
 const CalendarLibrary& LoadCalendarLibrary(const std::string& mailRoot);
 
 // The library, once it is loaded.
