@@ -42,28 +42,32 @@ Words WordsOf(const std::string& text) {
 struct NaiveSession {
     std::string host, connected, loaded;
     std::string library = "TWAICP.DLL";
+    std::string protocol, credentials;  // of "a"
     bool isOwn = false;
     bool isForced = false;
     char socket = 'n';  // none, closed, or that to a peer
     bool isDead = true;
     std::map<std::string, std::string> answers;
-    std::map<char, Words> wire;
+    std::map<char, Words> events;
+    std::map<char, std::string> bytes;  // that reached the peer
 
     void Close() {
-        if (!isDead) wire[socket].push_back("close");
+        if (!isDead) events[socket].push_back("close");
         if (socket != 'n') socket = 'c';
         isDead = true;
     }
-    std::string Send(const std::string& request) {
+    std::string Send(const std::string& method, const std::string& rest = "") {
         if (isDead) return "";
-        wire[socket].push_back(request);
-        const auto found = answers.find(request.substr(0, 4));
-        if (found == answers.end()) return request == "X" ? "asked" : kSuccess;
+        const std::string request = "<DATA><METHOD>" + method + "</METHOD>" + rest + "</DATA>";
+        events[socket].push_back(testing::NameOfRequest(request));
+        bytes[socket] += request;
+        const auto found = answers.find(method);
+        if (found == answers.end()) return method == "X" ? "asked" : kSuccess;
         isDead = found->second.empty();
         return found->second.substr(0, 2048);
     }
-    bool IsAccepted(const std::string& request) {
-        const std::string answer = Send(request);
+    bool IsAccepted(const std::string& method, const std::string& rest) {
+        const std::string answer = Send(method, rest);
         return answer.substr(0, answer.find('\0')).find(kSuccess) != std::string::npos;
     }
     bool IsReady() const {
@@ -81,18 +85,21 @@ struct NaiveSession {
         const bool answered = !Send("PING").empty() && !isLate;
         if (wasReady && answered) return kReady;
         if (!wasReady && !answered) Send("QUIT"), Close();
+        const bool isA = EqualsIgnoreCase(host, "A");
         if (host != "127.0.0.1") {
             Close();
-            const bool isA = EqualsIgnoreCase(host, "A");
             const bool isB = EqualsIgnoreCase(host, "B") || host == "Default";
             socket = isA ? 'a' : isB ? 'b' : 'c';
             isDead = socket == 'c';
             if (isDead) return connected = "", kFailed;
-            wire[socket].push_back("connect");
+            events[socket].push_back("connect");
         } else {
             connected = "";
         }
-        if (IsAccepted("AUTH") && (library.empty() || IsAccepted("LOAD " + library))) {
+        if (IsAccepted("AUTH", "<PROTOCOL>" + (isA ? protocol : "") + "</PROTOCOL><CREDENTIALS>" +
+                                   (isA ? credentials : "") +
+                                   "</CREDENTIALS><REALM></REALM><Library>TWAIAU.DLL</Library>") &&
+            (library.empty() || IsAccepted("LOAD", "<LIBRARY>" + library + "</LIBRARY>"))) {
             connected = host;
             if (!library.empty()) loaded = library;
         }
@@ -101,6 +108,10 @@ struct NaiveSession {
     }
     std::string State() const { return host + "/" + connected + "/" + loaded + "/" + socket; }
 };
+
+void SetHostText(const char* value, const std::string& text) {
+    ScratchRegistry::SetString(HKEY_CURRENT_USER, HostKey("A"), value, text);
+}
 
 ScriptedPeer::Script Answering(const std::map<std::string, std::string>& answers) {
     return [answers](const std::string& request) -> PeerAnswer {
@@ -150,19 +161,22 @@ struct World : testing::SessionWorld {
     std::string Difference(const Words& events) {
         NaiveSession naive;
         made.emplace();
-        a.TakeEvents(), b.TakeEvents();
+        for (ScriptedPeer* peer : {&a, &b}) peer->TakeEvents(), peer->TakeBytes();
+        for (const char* value : {kProtocolValue, kCredentialsValue}) SetHostText(value, "");
         SetScripts(Answering({}));
         std::string difference;
         for (std::size_t at = 0; at < events.size() && difference.empty(); ++at) {
             difference = Play(naive, events[at][0], events[at].substr(1));
         }
         const std::string wires = Joined(a.TakeEvents()) + "|" + Joined(b.TakeEvents());
+        const bool isSame = a.TakeBytes() == naive.bytes['a'] && b.TakeBytes() == naive.bytes['b'];
         SetScripts(testing::AcceptingAnswer);
         testing::ForceDefaultHost(0);
         library = "TWAICP.DLL", program = testing::kTestProgram;
         Gate("");
         if (!difference.empty()) return difference;
-        return wires == Joined(naive.wire['a']) + "|" + Joined(naive.wire['b']) ? "" : wires;
+        if (!isSame) return "the bytes of a message";
+        return wires == Joined(naive.events['a']) + "|" + Joined(naive.events['b']) ? "" : wires;
     }
     void SetScripts(const ScriptedPeer::Script& script) {
         a.SetScript(script), b.SetScript(script);
@@ -174,6 +188,8 @@ struct World : testing::SessionWorld {
         if (event == 'P') program = value, naive.isOwn = value.starts_with("tw");
         if (event == 'F')
             testing::ForceDefaultHost(std::stoul(value)), naive.isForced = value != "0";
+        if (event == 'T') SetHostText(kProtocolValue, naive.protocol = value);
+        if (event == 'C') SetHostText(kCredentialsValue, naive.credentials = value);
         if (event == 'A') naive.answers[value.substr(0, 4)] = value.substr(4);
         if (event == 'S') naive.answers.clear();
         if (event == 'A' || event == 'S') SetScripts(Answering(naive.answers));
@@ -194,7 +210,7 @@ struct World : testing::SessionWorld {
 
 // Events: G a gate, g one whose PING is answered late, R one behind the late rest of a reply, which
 // must not be taken for an answer, X an exchange; H a host, L a library, P a program, F the switch;
-// A a method and its answer, S success to all again, D hang up.
+// T a protocol, C credentials; A a method and its answer, S success to all again, D hang up.
 TEST(RemoteSession, EventsSendAnswerAndLeaveWhatTheyDoToANaiveOne) {
     World world;
     const auto difference = [&](const Words& events) { return world.Difference(events); };
@@ -203,7 +219,8 @@ TEST(RemoteSession, EventsSendAnswerAndLeaveWhatTheyDoToANaiveOne) {
         WordsOf("HA HA Ha HB HB H H127.0.0.1 H127.0.0.1 H127.0.0.10 Hdead Hunknown Haddressless "
                 "Hnowhere"),
         WordsOf("LTWAICP.DLL Ltwaicp.dll LOTHER.DLL L"),
-        WordsOf("PC:\\a.exe Ptwserv.EXE F0 F1 F2147483648"),
+        WordsOf("PC:\\a.exe Ptwserv.EXE F0 F1 F2147483648 T<P> Ca&b</DATA T" +
+                std::string(255, 'p')),
         WordsOf("AAUTH<DATA></DATA> AAUTH ALOAD<DATA></DATA> ALOAD APING<DATA></DATA> APING")};
     const auto one = [](const Words& words, std::mt19937& random) {
         return words[random() % words.size()];
@@ -237,35 +254,7 @@ TEST(RemoteSession, EventsSendAnswerAndLeaveWhatTheyDoToANaiveOne) {
     }
 }
 
-void SetHostText(const char* value, const std::string& text) {
-    ScratchRegistry::SetString(HKEY_CURRENT_USER, HostKey("A"), value, text);
-}
-
-TEST(RemoteSession, ControlMessagesAreTheseBytes) {
-    const std::string longest(255, 'p');
-    // Protocol, credentials and what is sent of them: nothing is escaped, and what is too long to
-    // be read counts as missing.
-    const std::string cases[][4] = {{"", "", "", ""},
-                                    {"<P>", "a&b</DATA", "<P>", "a&b</DATA"},
-                                    {longest + "p", longest + longest, longest, longest},
-                                    {std::string(1024, 'p'), "c", "", "c"}};
-    for (const auto& [protocol, credentials, sentProtocol, sentCredentials] : cases) {
-        World world;
-        if (!protocol.empty()) SetHostText(kProtocolValue, protocol);
-        if (!credentials.empty()) SetHostText(kCredentialsValue, credentials);
-        world.Gate("A");
-        world.session.SetCurrentHost("unknown");
-        world.LateGate();
-        EXPECT_EQ(world.a.Received(),
-                  "<DATA><METHOD>AUTH</METHOD><PROTOCOL>" + sentProtocol +
-                      "</PROTOCOL><CREDENTIALS>" + sentCredentials +
-                      "</CREDENTIALS><REALM></REALM><Library>TWAIAU.DLL</Library></DATA>"
-                      "<DATA><METHOD>LOAD</METHOD><LIBRARY>TWAICP.DLL</LIBRARY></DATA>"
-                      "<DATA><METHOD>PING</METHOD></DATA><DATA><METHOD>QUIT</METHOD></DATA>");
-    }
-}
-
-TEST(RemoteSession, HostSettingsComeFromTheRegistry) {
+TEST(RemoteSession, SettingsAndMessagesHaveTheirCapacity) {
     const ScratchRegistry registry;
     EXPECT_EQ(ReadHostAddress("A"), std::nullopt);
     EXPECT_EQ(ReadHostPort("A"), 8081);
@@ -276,13 +265,25 @@ TEST(RemoteSession, HostSettingsComeFromTheRegistry) {
     EXPECT_EQ(ReadHostPort("A"), 0x1F92) << "the low 16 bits";
     SetHostText(kPortValue, "9000");
     EXPECT_EQ(ReadHostPort("A"), 8081) << "not a number of 4 bytes";
-    EXPECT_EQ(IsDefaultHostForced("C:\\a.exe"), 0U);
+    SetHostText(kCredentialsValue, std::string(1024, 'c'));
+    EXPECT_EQ(ReadHostCredentials("A"), "") << "too long to be read";
     testing::ForceDefaultHost(7);
     EXPECT_EQ(IsDefaultHostForced("C:\\a.exe"), 7U);
     EXPECT_EQ(IsDefaultHostForced("TWA.EXE"), 0U);
     RemoteSession session;
     session.SetCurrentHost(std::string(3000, 'h'));
     EXPECT_EQ(session.CurrentHost(), std::string(1023, 'h'));
+    const std::string longest(255, 'x');
+    EXPECT_TRUE(AuthMessage(longest, longest).ends_with("</DATA>"));
+    EXPECT_EQ(LoadMessage(std::string(5000, 'x')).size(), 2047U);
+    for (const char* path : {"TWSERV.EXE", "TW.exe", "tW\\sub\\any.Exe"}) {
+        EXPECT_TRUE(IsOwnProgram(path)) << path;
+    }
+    for (const char* path :
+         {"C:\\TW\\TWSERV.EXE", "\\\\?\\TWSERV.EXE", "TWSERV.EXE.EXE", "TW1.0\\SERV.EXE",
+          "TWSERV.EXE ", "TWSERV.COM", "TWSERV", "T.EXE", "T", ".EXE", ""}) {
+        EXPECT_FALSE(IsOwnProgram(path)) << path;
+    }
 }
 
 TEST(RemoteSession, ReceivesTimeOutAfterAMinuteAndNoOtherOptionIsSet) {

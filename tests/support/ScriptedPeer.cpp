@@ -88,10 +88,10 @@ std::vector<std::string> ScriptedPeer::TakeEvents() {
     return std::exchange(events_, {});
 }
 
-std::string ScriptedPeer::Received() {
+std::string ScriptedPeer::TakeBytes() {
     std::unique_lock lock(mutex_);
     WaitUntilQuiet(lock);
-    return received_;
+    return std::exchange(received_, {});
 }
 
 void ScriptedPeer::SendLate(const std::string& text) {

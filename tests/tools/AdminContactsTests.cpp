@@ -128,25 +128,5 @@ TEST(ContactCards, TellWhatIsLeftOut) {
               ConvertContacts(text, ReadContactText(text), ToTestCodePage).notes.front().reason);
 }
 
-TEST(ContactCards, AreShownOnOneLineInTheCodePage) {
-    const auto read = ReadContactText(
-        "BEGIN:VCARD\nFN:M\xC3\xBCller\\n\xE2\x82\xAC\nNICKNAME:M\xFC\nEND:VCARD\n"
-        "BEGIN:VCARD\nEMAIL:b@example.net\nEND:VCARD\n"
-        "BEGIN:VCARD\nN:wide" +
-        std::string(40, ' ') + "\nNICKNAME:n\nEND:VCARD\n");
-    const std::string gap(40, ' ');
-    EXPECT_EQ("NAME" + gap.substr(2) +
-                  "E-MAIL         NICKNAME\n"
-                  "M\xFCller ?" +
-                  gap.substr(6) + std::string(15, ' ') +
-                  "M\xFC\n"
-                  "(no name)" +
-                  gap.substr(7) +
-                  "b@example.net\n"
-                  "wide" +
-                  gap + std::string(17, ' ') + "n\n",
-              ContactTable(read.contacts, ToTestCodePage));
-}
-
 }  // namespace
 }  // namespace tarnwick::admin
