@@ -1,18 +1,22 @@
-"""Recurrence rules, and events that recur in time zones, against python-dateutil and the system's
-zones: thousands of random ones, occurrence by occurrence.
+"""Events that recur, alone and in time zones, against python-dateutil and the system's zones:
+thousands of random ones, occurrence by occurrence.
 
-usage: occurrences_against_dateutil.py OCCURRENCES_TOOL [SEED]
+usage: occurrences_against_dateutil.py CONVERT_TOOL [SEED]
+       occurrences_against_dateutil.py --record FOLDER COUNT SEED   occurrences.ics and .txt there
 """
 import datetime
+import itertools
+import pathlib
 import random
 import subprocess
 import sys
+import tempfile
 import zoneinfo
 
 import dateutil.rrule
 
-tool = sys.argv[1]
-seed = int(sys.argv[2]) if len(sys.argv) > 2 else random.SystemRandom().randrange(10**9)
+recording = sys.argv[1] == "--record"
+seed = int(sys.argv[-1]) if len(sys.argv) > 2 else random.SystemRandom().randrange(10**9)
 rng = random.Random(seed)
 UTC = datetime.timezone.utc
 DAY = datetime.timedelta(days=1)
@@ -32,7 +36,16 @@ def listed(values):
     return ",".join(map(str, values))
 
 
-# --- Patterns alone ---------------------------------------------------------------------------
+def rule_text(parts):
+    items = [f"{name}={value}" for name, value in parts.items()]
+    rng.shuffle(items)
+    return ";".join(items)
+
+
+# Each case is the lines of its events, a list for each, and the words of the answer; the answer's
+# last word tells of what is beyond the window, "?" of what is not compared.
+
+# --- Rules alone ------------------------------------------------------------------------------
 
 def random_start():
     return datetime.datetime(rng.randint(1990, 2035), 1, 1) + datetime.timedelta(
@@ -86,54 +99,56 @@ def random_pattern(start):
     return parts
 
 
-def rule_text(parts):
-    items = [f"{name}={value}" for name, value in parts.items()]
-    rng.shuffle(items)
-    return ";".join(items)
+def counted(rule, start):
+    """The rule less the start, which counts whether the rule gives it or not."""
+    if rule._count and next(iter(rule), None) != start:
+        return rule.replace(count=rule._count - 1) if rule._count > 1 else []
+    return rule
 
 
 def times_there(parts, start, count, last_year):
-    """The first times of a rule by dateutil, which is kept from searching to the year 9999."""
+    """The start and the first times of a rule by dateutil, which is kept from searching to the year
+    9999."""
     parts = dict(parts)
     if len(str(parts.get("UNTIL", ""))) == 8:
         parts["UNTIL"] += "T235959"
     dateutil.rrule.datetime.MAXYEAR = last_year
-    times = []
+    times = {start}
     try:
-        for time in dateutil.rrule.rrulestr(rule_text(parts), dtstart=start):
-            if len(times) == count or time.year > last_year:
+        rule = counted(dateutil.rrule.rrulestr(rule_text(parts), dtstart=start), start)
+        for time in itertools.takewhile(lambda time: time.year <= last_year, rule):
+            times.add(time)
+            if len(times) == count:
                 break
-            times.append(stamp(time))
     except ValueError as error:
         # Hours, minutes or seconds that the interval never meets.
         assert "empty" in str(error), error
-    return times
+    return sorted(times)
 
 
 def pattern_case():
     start = random_start()
     parts = random_pattern(start)
-    span = (24, 12, 6, 4, 2, 1, 1)[FREQUENCIES.index(parts["FREQ"])]
-    last_year = start.year + span
+    last_year = start.year + (24, 12, 6, 4, 2, 1, 1)[FREQUENCIES.index(parts["FREQ"])]
     there = times_there(parts, start, 8, last_year)
-    line = f"P {stamp(start)}|8|{last_year}1231|{rule_text(parts)}"
-
-    def check(answer):
-        return answer == " ".join(there), there
-    return [line], check
+    until = there[7] if len(there) == 8 else datetime.datetime(last_year + 1, 1, 1)
+    from_ = rng.choice(there) if rng.random() < 0.3 else start
+    lines = [f"X-WINDOW:{stamp(from_)}/{stamp(until)}", f"DTSTART:{stamp(start)}Z",
+             "RRULE:" + rule_text(parts)]
+    return [lines], [f"{stamp(time)}/{stamp(time)}/0" for time in there if from_ <= time < until] + ["?"]
 
 
 def week_case(week):
     """All days of a week by its number, of those that random_pattern leaves out."""
-    start = datetime.date(1990, 1, 1)
-    there = []
-    for day in (start + n * DAY for n in range(365 * 40)):
+    days = [datetime.date(1990, 1, 1) + n * DAY for n in range(365 * 40)]
+    there = {days[0]}
+    for day in days:
         year, number, _ = day.isocalendar()
         weeks = datetime.date(year, 12, 28).isocalendar().week
         if week in (number, number - weeks - 1):
-            there.append(stamp(day))
-    line = f"P {start:%Y%m%d}|5000|{start + (365 * 40 - 1) * DAY:%Y%m%d}|FREQ=DAILY;BYWEEKNO={week}"
-    return [line], lambda answer: (answer == " ".join(there), there)
+            there.add(day)
+    lines = [f"X-WINDOW:/{days[-1]:%Y%m%d}", "DTSTART:19900101", f"RRULE:FREQ=DAILY;BYWEEKNO={week}"]
+    return [lines], [f"{stamp(day)}/{stamp(day + DAY)}/0" for day in sorted(there - {days[-1]})] + ["?"]
 
 
 # --- Events in zones --------------------------------------------------------------------------
@@ -145,15 +160,23 @@ ZONES = {
                          "20071104T020000|-0400|-0500|FREQ=YEARLY;BYMONTH=11;BYDAY=1SU"),
     "Australia/Lord_Howe": ("20081005T020000|+1030|+1100|FREQ=YEARLY;BYMONTH=10;BYDAY=1SU",
                             "20080406T020000|+1100|+1030|FREQ=YEARLY;BYMONTH=4;BYDAY=1SU"),
-    "Asia/Kolkata": ("19700101T000000|+0530|+0530|",),
+    "Asia/Kolkata": ("19700101T000000|+0530|+0530|FREQ=YEARLY",),
 }
+
+
+def zone_lines(name):
+    for observance in ZONES[name]:
+        start, before, after, rule = observance.split("|")
+        yield from ("BEGIN:STANDARD", "DTSTART:" + start, "TZOFFSETFROM:" + before,
+                    "TZOFFSETTO:" + after, "RRULE:" + rule, "END:STANDARD")
 
 
 class Clock:
     """Times of an event: local ones are naive, those in UTC too."""
 
-    def __init__(self):
-        self.name = rng.choice((None, *ZONES))
+    def __init__(self, all_day):
+        self.all_day = all_day
+        self.name = None if all_day else rng.choice((None, *ZONES))
         self.zone = zoneinfo.ZoneInfo(self.name) if self.name else UTC
 
     def utc(self, local):
@@ -161,6 +184,15 @@ class Clock:
 
     def local(self, utc):
         return utc.replace(tzinfo=UTC).astimezone(self.zone).replace(tzinfo=None)
+
+    def text(self, moment):
+        if self.all_day:
+            return moment.strftime("%Y%m%d")
+        return stamp(moment) + ("" if self.name else "Z")
+
+    def line(self, name, value):
+        zone = f";TZID={self.name}" if self.name else ""
+        return f"{name}{zone}:{value if isinstance(value, str) else self.text(value)}"
 
 
 def simple_rule(start, finite, often):
@@ -182,12 +214,9 @@ def simple_rule(start, finite, often):
 def occurrences_of_rule(parts, start, clock, until_is_utc, horizon, counts_start):
     parts = dict(parts)
     until = parts.pop("UNTIL", None)
-    text = rule_text(parts)
-    rule = dateutil.rrule.rrulestr(text, dtstart=start)
-    if "COUNT" in parts and counts_start and next(iter(rule)) != start:
-        rule = rule.replace(count=parts["COUNT"] - 1)
+    rule = dateutil.rrule.rrulestr(rule_text(parts), dtstart=start)
     times = []
-    for time in rule:
+    for time in counted(rule, start) if counts_start else rule:
         if time > horizon or (until and time > until + 2 * DAY):
             break
         if not until or (clock.utc(time) if until_is_utc else time) <= until:
@@ -197,10 +226,8 @@ def occurrences_of_rule(parts, start, clock, until_is_utc, horizon, counts_start
 
 def event_case():
     dateutil.rrule.datetime.MAXYEAR = 9999
-    clock = Clock()
     all_day = rng.random() < 0.15
-    if all_day:
-        clock.name, clock.zone = None, UTC
+    clock = Clock(all_day)
     start = datetime.datetime(2020, 1, 1) + datetime.timedelta(
         days=rng.randrange(2000), hours=0 if all_day else rng.choice((0, 1, 2, 3, 9, 23)),
         minutes=0 if all_day else rng.choice((0, 30)))
@@ -208,24 +235,19 @@ def event_case():
     from_ = rng.choice((None, min(until, clock.utc(start) + rng.randrange(30) * DAY)))
     finite = rng.random() < 0.6
     horizon = until + (50000 if finite else 5 * 366) * DAY
-    mark = "Z" if clock.name is None else ""
-
-    def zoned(moment):
-        return moment.strftime("%Y%m%d") if all_day else stamp(moment) + mark
-
-    lines = ["Z"] + ["O " + observance for observance in ZONES[clock.name]] if clock.name else []
-    lines += ["E", "S " + zoned(start)]
+    lines = [f"X-WINDOW:{stamp(from_) if from_ else ''}/{stamp(until)}", clock.line("DTSTART", start)]
+    events = [lines]
 
     # The length: exact, nominal, or none.
     kind = rng.choice("DL-")
     end = start + (rng.randint(1, 3) * DAY if all_day else datetime.timedelta(minutes=rng.choice((30, 90, 1500))))
     nominal, exact = 0, datetime.timedelta(0)
     if kind == "D":
-        lines.append("D " + zoned(end))
+        lines.append(clock.line("DTEND", end))
         exact = clock.utc(end) - clock.utc(start)
     elif kind == "L":
         nominal, exact = rng.randrange(3), datetime.timedelta(hours=0 if all_day else rng.randrange(30))
-        lines.append(f"L P{nominal}DT{exact // datetime.timedelta(hours=1)}H")
+        lines.append(f"DURATION:P{nominal}DT{exact // datetime.timedelta(hours=1)}H")
     elif all_day:
         nominal = 1
 
@@ -236,34 +258,35 @@ def event_case():
     places = {clock.utc(start): (start, False)}
     ends = {}
 
-    def rule(letter, finite):
+    def rule(name, finite):
         parts = simple_rule(start, finite, finite and not all_day)
         until_is_utc = clock.name is not None and rng.random() < 0.5
         text = dict(parts)
         if "UNTIL" in parts:
-            text["UNTIL"] = stamp(parts["UNTIL"]) + ("Z" if until_is_utc else mark)
-        lines.append(f"{letter} {rule_text(text)}")
-        return occurrences_of_rule(parts, start, clock, until_is_utc, horizon, letter == "R")
+            text["UNTIL"] = stamp(parts["UNTIL"]) + ("Z" if until_is_utc or not clock.name else "")
+        lines.append(f"{name}:{rule_text(text)}")
+        return occurrences_of_rule(parts, start, clock, until_is_utc, horizon, name == "RRULE")
 
     for _ in range(rng.choice((0, 1, 1, 1, 2))):
-        for local in rule("R", finite):
+        for local in rule("RRULE", finite):
             places.setdefault(clock.utc(local), (local, not finite))
-    if rng.random() < 0.1:
-        for local in rule("X", True):
+    excludes = rng.random() < 0.1
+    if excludes:
+        for local in rule("EXRULE", True):
             if clock.utc(local) in places and places[clock.utc(local)][0] == local:
                 del places[clock.utc(local)]
     for _ in range(rng.choice((0, 0, 0, 1, 2))):
         local = start + datetime.timedelta(days=rng.randrange(60), hours=0 if all_day else rng.randrange(24))
-        if any(line.startswith("X") for line in lines) or clock.utc(local) in places:
+        if excludes or clock.utc(local) in places:
             continue
-        if all_day or rng.random() < 0.5:
-            lines.append("A " + zoned(local))
-        elif rng.random() < 0.5:
-            lines.append(f"A {zoned(local)}/PT45M")
-            ends[clock.utc(local)] = clock.utc(local) + datetime.timedelta(minutes=45)
-        else:
-            lines.append(f"A {zoned(local)}/{zoned(local + datetime.timedelta(hours=2))}")
-            ends[clock.utc(local)] = max(clock.utc(local), clock.utc(local + datetime.timedelta(hours=2)))
+        text = clock.text(local)
+        if not all_day and rng.random() < 0.5:
+            later = local + datetime.timedelta(hours=2)
+            short = rng.random() < 0.5
+            text += "/PT45M" if short else "/" + clock.text(later)
+            ends[clock.utc(local)] = clock.utc(local) + datetime.timedelta(minutes=45) if short \
+                else max(clock.utc(local), clock.utc(later))
+        lines.append(clock.line("RDATE", text))
         places[clock.utc(local)] = (local, False)
 
     def name_one():
@@ -274,42 +297,42 @@ def event_case():
         if all_day or rng.random() < 0.2:
             return (local.strftime("%Y%m%d"),
                     [one for one, (when, _) in places.items() if when.date() == local.date()], local)
-        text = stamp(utc) + "Z" if rng.random() < 0.5 or clock.utc(local) != utc else zoned(local)
+        text = stamp(utc) + "Z" if rng.random() < 0.5 or clock.utc(local) != utc else clock.text(local)
         return text, [utc] if utc in places else [], local
 
     for _ in range(rng.choice((0, 0, 1, 3))):
         text, gone, _ = name_one()
-        lines.append("N " + text)
+        lines.append(clock.line("EXDATE", text))
         for utc in gone:
             del places[utc]
 
-    replacements, following, number, named = [], None, 0, set()
+    replacements, following, named = [], None, set()
     for _ in range(rng.choice((0, 0, 1, 2))):
         text, gone, local = name_one()
         if local.date() in named:
             continue
         named.add(local.date())
-        number += 1
         cancelled = rng.random() < 0.2
         by_day = len(text) == 8
         moved = local + datetime.timedelta(days=rng.randint(-2, 9), hours=0 if all_day else rng.choice((0, 1, 13)))
         length = DAY if all_day else datetime.timedelta(minutes=rng.choice((0, 20)))
         moved_end = clock.utc(moved) + length
-        lines += ["E", "S " + zoned(moved), "I " + text,
-                  "D " + (moved_end.strftime("%Y%m%d") if all_day else stamp(moved_end) + "Z")]
-        if cancelled:
-            lines.append("C")
         # Behind a day without an occurrence the shift has nothing to start from.
-        if following is None and gone and local in [places[utc][0] for utc in gone] and rng.random() < 0.4 \
-                and (not by_day or local.time() == start.time()):
-            lines.append("F")
-            named_utc = clock.utc(local)
-            last = clock.utc(datetime.datetime.combine(local.date(), datetime.time(23, 59, 59))) if by_day else named_utc
+        moves_rest = following is None and gone and local in [places[utc][0] for utc in gone] and \
+            rng.random() < 0.4 and (not by_day or local.time() == start.time())
+        events.append([clock.line("DTSTART", moved),
+                       clock.line("RECURRENCE-ID" + ";RANGE=THISANDFUTURE" * bool(moves_rest), text),
+                       "DTEND:" + (moved_end.strftime("%Y%m%d") if all_day else stamp(moved_end) + "Z"),
+                       *["STATUS:CANCELLED"] * cancelled])
+        number = len(events) - 1
+        if moves_rest:
+            last = clock.utc(datetime.datetime.combine(local.date(), datetime.time(23, 59, 59))) \
+                if by_day else clock.utc(local)
             following = (last, moved - local, length, number, cancelled)
         for utc in gone:
             del places[utc]
         if not cancelled:
-            replacements.append((clock.utc(moved), moved_end, number))
+            replacements.append(((clock.utc(moved), moved_end, number), False))
 
     found = []
     for utc, (local, endless) in places.items():
@@ -320,30 +343,49 @@ def event_case():
             shifted = local + following[1]
             one = (clock.utc(shifted), clock.utc(shifted) + following[2], following[3])
         found.append((one, endless))
-    found += [(one, False) for one in replacements]
+    found += replacements
     within = sorted(one for one, _ in found if one[0] < until and (not from_ or one[0] >= from_))
     beyond = [endless for one, endless in found if one[0] >= until]
-    tail = "0 endless" if any(beyond) else str(len(beyond))
-    there = " ".join([f"{stamp(a)}/{stamp(b)}/{n}" for a, b, n in within] + [tail])
-    lines.append(f"W {stamp(from_) if from_ else ''}|{stamp(until)}")
-    return lines, lambda answer: (answer == there, there)
+    return events, [f"{stamp(a)}/{stamp(b)}/{n}" for a, b, n in within] + \
+        (["0", "endless"] if any(beyond) else [str(len(beyond))])
 
+
+# --- All of them in one calendar ---------------------------------------------------------------
+
+def calendar_of(cases):
+    lines = ["BEGIN:VCALENDAR", "VERSION:2.0"]
+    for name in ZONES:
+        lines += ["BEGIN:VTIMEZONE", "TZID:" + name, *zone_lines(name), "END:VTIMEZONE"]
+    for number, (events, _) in enumerate(cases):
+        for event in events:
+            lines += ["BEGIN:VEVENT", f"UID:{number}", *event, "END:VEVENT"]
+    return "\r\n".join([*lines, "END:VCALENDAR", ""]).encode()
+
+
+if recording:
+    folder, count = pathlib.Path(sys.argv[2]), int(sys.argv[3])
+    cases = (rng.choice((pattern_case, event_case))() for _ in itertools.count())
+    cases = list(itertools.islice((one for one in cases if 1 < len(one[1]) < 20), count))
+    (folder / "occurrences.ics").write_bytes(calendar_of(cases))
+    (folder / "occurrences.txt").write_text("".join(" ".join(there) + "\n" for _, there in cases))
+    sys.exit(0)
 
 cases = [pattern_case() for _ in range(5000)] + [event_case() for _ in range(1000)]
 cases += [week_case(week) for week in (52, 53, -52, -53)]
-text = "\n".join(line for lines, _ in cases for line in lines) + "\n"
-answers = subprocess.run([tool], input=text, capture_output=True, text=True, check=True).stdout.splitlines()
+with tempfile.NamedTemporaryFile(suffix=".ics") as file:
+    file.write(calendar_of(cases))
+    file.flush()
+    text = subprocess.run([sys.argv[1], "items", file.name], capture_output=True, text=True, check=True).stdout
+answers = [line[4:].split() for line in text.splitlines() if line.startswith("  > ")]
 failures = []
-alive = 0
-for (lines, check), answer in zip(cases, answers, strict=True):
-    same, there = check(answer.strip())
-    alive += bool(there)
-    if not same:
-        here, there = answer.split(), there if isinstance(there, list) else there.split()
+for (events, there), answer in zip(cases, answers, strict=True):
+    here = [word for word in answer if "/" in word] + ["?"] if there[-1] == "?" else answer
+    if here != there:
         failures.append("\n".join([
-            *lines, f"  only here   {' '.join(word for word in here if word not in there)}"[:300],
+            *sum(events, []), f"  only here   {' '.join(word for word in here if word not in there)}"[:300],
             f"  only there  {' '.join(word for word in there if word not in here)}"[:300]]))
-print(f"seed {seed}: {len(cases)} cases, {alive} of them with occurrences, {len(failures)} failures")
+alive = sum(len(there) > 2 for _, there in cases)
+print(f"seed {seed}: {len(cases)} cases, {alive} of them recur, {len(failures)} failures")
 if failures:
     print(min(failures, key=len))
 sys.exit(1 if failures or alive < len(cases) // 2 else 0)
