@@ -370,7 +370,7 @@ if recording:
     (folder / "occurrences.txt").write_text("".join(" ".join(there) + "\n" for _, there in cases))
     sys.exit(0)
 
-cases = [pattern_case() for _ in range(5000)] + [event_case() for _ in range(1000)]
+cases = [pattern_case() for _ in range(2000)] + [event_case() for _ in range(800)]
 cases += [week_case(week) for week in (52, 53, -52, -53)]
 with tempfile.NamedTemporaryFile(suffix=".ics") as file:
     file.write(calendar_of(cases))
