@@ -7,9 +7,6 @@
 namespace tarnwick {
 namespace {
 
-constexpr std::uint64_t kUnitsPerSecond = 10'000'000;
-constexpr std::int64_t kSecondsFrom1601To1970 = 11'644'473'600;
-
 std::atomic<std::uint64_t (*)()> installedClock{nullptr};
 
 }  // namespace
@@ -26,7 +23,8 @@ std::uint64_t CurrentFileTime() {
 }
 
 std::int64_t CurrentUnixTime() {
-    return static_cast<std::int64_t>(CurrentFileTime() / kUnitsPerSecond) - kSecondsFrom1601To1970;
+    return static_cast<std::int64_t>(CurrentFileTime() / kFileTimeUnitsPerSecond) -
+           kSecondsFrom1601To1970;
 }
 
 }  // namespace tarnwick

@@ -1,16 +1,15 @@
-// Dates of the Gregorian calendar, extended backwards, and their forms in calendar texts.
+// Dates of the Gregorian calendar, extended backwards, their forms in the store and in calendar
+// texts, and the other values of iCalendar properties that are not text (RFC 5545 section 3.3).
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace tarnwick {
 
 inline constexpr std::int64_t kSecondsPerDay = 86400;
-// From 1601-01-01, where file times begin, to 1970-01-01.
-inline constexpr std::int64_t kSecondsFrom1601To1970 = 11'644'473'600;
-inline constexpr std::int64_t kFileTimeUnitsPerSecond = 10'000'000;
 
 struct CivilDate {
     std::int64_t year;
@@ -47,8 +46,8 @@ std::optional<CalendarFields> FieldsOfFileTime(std::uint64_t fileTime);
 // to 0. The hour 24 stays.
 std::string DateText(const CalendarFields& fields);
 
-// The text of a file time; empty when it cannot be converted.
-std::string DateText(std::uint64_t fileTime);
+// The text of a file time; empty when there is none or it cannot be converted.
+std::string DateText(std::optional<std::uint64_t> fileTime);
 
 // Seconds since 1970 as a file time, and back (cut to whole seconds).
 std::uint64_t FileTimeOfSeconds(std::int32_t secondsSince1970);
@@ -56,5 +55,30 @@ std::int64_t SecondsOfFileTime(std::uint64_t fileTime);
 
 // The file time of any point from 1601 to the last that DateText can write.
 std::optional<std::uint64_t> FileTimeOfUnixSeconds(std::int64_t secondsSince1970);
+
+// A DATE or DATE-TIME: the seconds since 1970 at which a clock that shows UTC would show it.
+struct DateValue {
+    std::int64_t seconds = 0;
+    bool isDate = false;  // midnight, without a time of its own
+    bool isUtc = false;
+};
+
+// No value for what is neither, a day its month does not have, or a time the day does not have. A
+// leap second counts as the second before it; years have four digits or five. "t" and "z" pass, and
+// so does a time without seconds.
+std::optional<DateValue> ParseDateValue(std::string_view value);
+
+// The date as the standard writes it.
+std::string DateValueText(const DateValue& date);
+
+// Seconds east of UTC, from "+hhmm" or "-hhmmss".
+std::optional<std::int32_t> ParseUtcOffset(std::string_view value);
+
+// Days (and weeks) move the date, the rest the time.
+struct DurationValue {
+    std::int64_t days = 0;
+    std::int64_t seconds = 0;
+};
+std::optional<DurationValue> ParseDuration(std::string_view value);
 
 }  // namespace tarnwick

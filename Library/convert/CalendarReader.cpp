@@ -79,23 +79,22 @@ void CalendarPart::Finish() {
 }
 
 void CalendarPart::TakeLine(const ContentLine& line) {
-    const auto is = [&line](std::string_view name) { return EqualsIgnoreCase(line.name, name); };
     const std::string_view value = TrimBlanks(line.value);
-    if (line.name.empty() || !line.hasValue) {
+    if (!line.IsProperty()) {
         remarks_.Note(line.number, NotAProperty(line));
-    } else if (is("VERSION") && value == "1.0") {
+    } else if (line.Is("VERSION") && value == "1.0") {
         escapes_ = Escapes::Old;
         writer_.SetEscapes(escapes_);
         lines_.KeepFoldBlanks(true);
-    } else if (is("METHOD")) {
+    } else if (line.Is("METHOD")) {
         facts_.isCancelled = EqualsIgnoreCase(value, "CANCEL");
-    } else if (is("X-WR-TIMEZONE")) {
+    } else if (line.Is("X-WR-TIMEZONE")) {
         zoneName_ = Unescape(value, escapes_);
-    } else if (is("TZ")) {
+    } else if (line.Is("TZ")) {
         TakeOffset(line);
-    } else if (is("DAYLIGHT") && !EqualsIgnoreCase(value, "FALSE")) {
+    } else if (line.Is("DAYLIGHT") && !EqualsIgnoreCase(value, "FALSE")) {
         remarks_.Note(line.number, "daylight saving is left out: " + Excerpt(value));
-    } else if (is("CALSCALE") && !EqualsIgnoreCase(value, "GREGORIAN")) {
+    } else if (line.Is("CALSCALE") && !EqualsIgnoreCase(value, "GREGORIAN")) {
         remarks_.Note(line.number, "the dates are taken as Gregorian, not as " + Excerpt(value));
     }
 }
@@ -223,17 +222,12 @@ CalendarReading Reader::Take() {
 
 }  // namespace
 
-CalendarReading ReadCalendarText(std::string_view text) try {
-    const std::optional<std::string> converted = Utf8OfUtf16(text);
-    if (converted) text = *converted;
-    RequireText(text);
-    Reader reader(text);
-    reader.Read();
-    return reader.Take();
-} catch (const ReadFailure& failure) {
-    CalendarReading failed;
-    failed.failure = failure.problem;
-    return failed;
+CalendarReading ReadCalendarText(std::string_view text) {
+    return ReadingOf<CalendarReading>(text, [](std::string_view utf8) {
+        Reader reader(utf8);
+        reader.Read();
+        return reader.Take();
+    });
 }
 
 }  // namespace tarnwick

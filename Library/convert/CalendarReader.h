@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "Library/convert/ItemProperties.h"
-#include "Library/convert/ReadProblem.h"
+#include "Library/convert/Remarks.h"
 #include "Library/convert/Schedule.h"
 
 namespace tarnwick {

@@ -10,10 +10,6 @@ namespace {
 
 constexpr std::size_t kDeepestNesting = 32;
 
-bool IsNamed(const ContentLine& line, std::string_view name) {
-    return line.hasValue && EqualsIgnoreCase(line.name, name);
-}
-
 }  // namespace
 
 void RequireText(std::string_view text) {
@@ -38,12 +34,12 @@ std::string NotAProperty(const ContentLine& line) {
 }
 
 std::optional<OpenComponent> BeginningOf(const ContentLine& line) {
-    if (!IsNamed(line, "BEGIN")) return std::nullopt;
+    if (!line.hasValue || !line.Is("BEGIN")) return std::nullopt;
     return OpenComponent{std::string(TrimBlanks(line.value)), line.number};
 }
 
 bool IsEndOf(const ContentLine& line, const OpenComponent& open) {
-    if (!IsNamed(line, "END")) return false;
+    if (!line.hasValue || !line.Is("END")) return false;
     if (open.Is(TrimBlanks(line.value))) return true;
     throw ReadFailure(line.number, "END:" + Excerpt(TrimBlanks(line.value)) + " where the " +
                                        Excerpt(open.name) + " of line " +

@@ -7,7 +7,8 @@
 
 #include "common/Text.h"
 #include "Library/convert/ContentLines.h"
-#include "Library/convert/ReadProblem.h"
+#include "Library/convert/Remarks.h"
+#include "Library/convert/TextEncoding.h"
 
 namespace tarnwick {
 
@@ -25,8 +26,22 @@ std::optional<OpenComponent> BeginningOf(const ContentLine& line);
 // Whether a line is the END of `open`. Throws ReadFailure for the END of something else.
 bool IsEndOf(const ContentLine& line, const OpenComponent& open);
 
-// Throws ReadFailure for bytes that are no text: those with a NUL among them.
+// Throws ReadFailure for bytes with a NUL among them.
 void RequireText(std::string_view text);
+
+// What `read` makes of a text, which is in UTF-16 where its byte order mark says so; a Reading with
+// the failure when that or RequireText throws ReadFailure.
+template <typename Reading>
+Reading ReadingOf(std::string_view text, Reading (*read)(std::string_view)) try {
+    const std::optional<std::string> converted = Utf8OfUtf16(text);
+    if (converted) text = *converted;
+    RequireText(text);
+    return read(text);
+} catch (const ReadFailure& failure) {
+    Reading failed;
+    failed.failure = failure.problem;
+    return failed;
+}
 
 // A short form of file text that is fit to be shown.
 std::string Excerpt(std::string_view text);

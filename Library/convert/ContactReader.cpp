@@ -71,22 +71,21 @@ class CardReader {
 };
 
 void CardReader::Take(const ContentLine& line) {
-    const auto is = [&line](std::string_view name) { return EqualsIgnoreCase(line.name, name); };
-    if (line.name.empty() || !line.hasValue) {
+    if (!line.IsProperty()) {
         notes_.push_back({line.number, NotAProperty(line)});
-    } else if (is("VERSION")) {
+    } else if (line.Is("VERSION")) {
         if (TrimBlanks(line.value) != "2.1") return;
         escapes_ = Escapes::Old;
         lines_.KeepFoldBlanks(true);
-    } else if (is("N")) {
+    } else if (line.Is("N")) {
         TakeName(line);
-    } else if (is("EMAIL")) {
+    } else if (line.Is("EMAIL")) {
         TakeEmail(line);
-    } else if (is("FN")) {
+    } else if (line.Is("FN")) {
         SetText(property::kDisplayName, line.value, line);
-    } else if (is("NICKNAME")) {
+    } else if (line.Is("NICKNAME")) {
         SetText(property::kNickname, line.value, line);
-    } else if (is("NOTE")) {
+    } else if (line.Is("NOTE")) {
         SetText(property::kBody, line.value, line);
     }
 }
@@ -135,15 +134,8 @@ ContactReading ReadCards(std::string_view text) {
 
 }  // namespace
 
-ContactReading ReadContactText(std::string_view text) try {
-    const std::optional<std::string> converted = Utf8OfUtf16(text);
-    if (converted) text = *converted;
-    RequireText(text);
-    return ReadCards(text);
-} catch (const ReadFailure& failure) {
-    ContactReading failed;
-    failed.failure = failure.problem;
-    return failed;
+ContactReading ReadContactText(std::string_view text) {
+    return ReadingOf(text, ReadCards);
 }
 
 }  // namespace tarnwick

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Library/convert/ItemProperties.h"
-#include "Library/convert/ReadProblem.h"
+#include "Library/convert/Remarks.h"
 
 namespace tarnwick {
 

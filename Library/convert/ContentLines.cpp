@@ -98,9 +98,9 @@ std::string_view ParameterValue(std::string_view parameters, std::string_view na
     return {};
 }
 
-std::optional<std::string_view> NextListItem(std::string_view& list) {
+std::optional<std::string_view> NextListItem(std::string_view& list, char delimiter) {
     if (list.empty()) return std::nullopt;
-    const std::size_t end = FindByte(list, ',');
+    const std::size_t end = FindByte(list, delimiter);
     const std::string_view item = list.substr(0, end);
     list.remove_prefix(end == kNotFound ? list.size() : end + 1);
     return item;

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "common/Text.h"
 #include "Library/convert/Remarks.h"
 
 namespace tarnwick {
@@ -23,6 +24,9 @@ struct ContentLine {
     std::string_view value;       // what follows the ":"
     bool hasValue = false;        // whether there is a ":"
     LineEncoding encoding = LineEncoding::None;
+
+    bool IsProperty() const { return hasValue && !name.empty(); }
+    bool Is(std::string_view other) const { return EqualsIgnoreCase(name, other); }
 };
 
 // A parameter; in the older formats a word can stand without a name and is then the value.
@@ -37,8 +41,8 @@ std::optional<Parameter> NextParameter(std::string_view& parameters);
 // The value of the first parameter of that name; empty when there is none.
 std::string_view ParameterValue(std::string_view parameters, std::string_view name);
 
-// Takes the next of the items that a comma separates; nothing when none is left.
-std::optional<std::string_view> NextListItem(std::string_view& list);
+// Takes the next of the items that the delimiter separates; nothing when none is left.
+std::optional<std::string_view> NextListItem(std::string_view& list, char delimiter = ',');
 
 // Without the blanks and tabs around it.
 std::string_view TrimBlanks(std::string_view text);

@@ -2,10 +2,11 @@
 #include <utility>
 
 #include "Library/convert/CalendarDate.h"
-#include "Library/convert/ItemLines.h"
 #include "Library/convert/ItemReader.h"
+#include "Library/convert/ItemText.h"
 #include "Library/convert/PropertyNames.h"
 #include "Library/convert/RecurrenceReader.h"
+#include "Library/convert/RecurrenceRule.h"
 
 namespace tarnwick {
 namespace {
@@ -158,7 +159,7 @@ void Restate(PendingItem& pending, Remarks& remarks) {
     Schedule& schedule = item.schedule;
     if (!holds(isEvent ? property::kEventStart : property::kTaskStart)) schedule.start.reset();
     if (!holds(isEvent ? property::kEventEnd : property::kDueDate)) schedule.end.reset();
-    std::string rule = RuleOf(item.properties);
+    std::string rule = StandardRecurrenceRule(item.properties);
     if (!rule.empty()) {
         schedule.rules.push_back(std::move(rule));
     } else if (!pending.rule.empty()) {

@@ -137,14 +137,14 @@ void ItemReader::Unheld(const ContentLine& line, const std::string& what) {
 }
 
 void ItemReader::TakeInner(const ContentLine& line) {
-    if (line.name.empty() || !line.hasValue) return remarks_.Note(line.number, NotAProperty(line));
+    if (!line.IsProperty()) return remarks_.Note(line.number, NotAProperty(line));
     if (!line.parameters.empty() && zones_.Of(line)) zones_.Keep(number_, pending_.item.zones);
     Keep(line);
 }
 
 void ItemReader::Take(const ContentLine& line) {
     const Row* row = RowOf(line.name, pending_.item.kind);
-    if (line.name.empty() || !line.hasValue || row == nullptr) return TakeInner(line);
+    if (!line.IsProperty() || row == nullptr) return TakeInner(line);
     const bool isText = row->field == Field::Text;
     if (isText ? line.value.empty() : TrimBlanks(line.value).empty()) {
         if (!isText && !pending_.isOwn) {

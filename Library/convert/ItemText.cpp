@@ -1,11 +1,15 @@
 #include "Library/convert/ItemText.h"
 
 #include <charconv>
+#include <cmath>
+#include <utility>
 
 #include "common/Text.h"
 #include "Library/convert/CalendarDate.h"
 #include "Library/convert/PropertyNames.h"
 #include "Library/convert/RecurrenceRule.h"
+#include "Library/convert/TextEncoding.h"
+#include "Library/convert/ValueText.h"
 
 namespace tarnwick {
 namespace {
@@ -17,16 +21,14 @@ std::string CalendarBeginning() {
 // An event's date, marked as UTC; a date that is missing or cannot be written stays empty. No
 // date of an event stands for a missing one: kept for compatibility.
 std::string EventDate(PropertySource& source, const char* name) {
-    const auto fileTime = source.FileTime(name);
-    std::string text = fileTime ? DateText(*fileTime) : std::string();
+    std::string text = DateText(source.FileTime(name));
     if (!text.empty()) text += 'Z';
     return text;
 }
 
 // In UTC without a mark of it: kept for compatibility.
 std::string TaskDate(PropertySource& source, const char* name) {
-    const auto fileTime = source.FileTime(name);
-    std::string text = fileTime ? DateText(*fileTime) : std::string();
+    std::string text = DateText(source.FileTime(name));
     if (text == kNoDateText) text.clear();
     return text;
 }
@@ -83,8 +85,6 @@ std::string PercentText(PropertySource& source) {
     return {digits, result.ptr};
 }
 
-}  // namespace
-
 std::string ClassWord(PropertySource& source) {
     return Word(source, property::kSensitivity, WordOfSensitivity);
 }
@@ -96,6 +96,41 @@ std::string StatusWord(PropertySource& source) {
 std::string PriorityWord(PropertySource& source) {
     return Word(source, property::kImportance, WordOfImportance);
 }
+
+class ItemLines {
+  public:
+    explicit ItemLines(PropertySource& item) : item_(item) {}
+
+    void Line(std::string_view line) { text_.append(line).append("\n"); }
+    // A value that needs no escaping; no line when it is empty.
+    void Word(const std::string& name, const std::string& word) {
+        if (!word.empty()) Line(name + word);
+    }
+    void Text(const char* name, const char* property) {
+        Word(name, EscapeText(Utf8OrWindows1252(item_.TextOr(property))));
+    }
+    void Date(const char* name, const char* property) {
+        const std::string date = DateText(item_.FileTime(property));
+        if (!date.empty()) Line(name + date + "Z");
+    }
+    void Modified() {
+        const auto seconds = item_.Number(property::kModifiedDate);
+        if (seconds) Line("LAST-MODIFIED:" + DateText(FileTimeOfSeconds(*seconds)) + "Z");
+    }
+    std::string Take() { return std::move(text_); }
+
+  private:
+    PropertySource& item_;
+    std::string text_;
+};
+
+// The standard wants a whole number of percent.
+std::string WholePercent(PropertySource& item) {
+    const double percent = item.Double(property::kPercentComplete).value_or(-1);
+    return percent >= 0 && percent <= 100 ? std::to_string(std::lround(percent)) : std::string();
+}
+
+}  // namespace
 
 std::string EventText(PropertySource& source) {
     std::string text = CalendarBeginning() + "BEGIN:VEVENT\r\n";
@@ -147,6 +182,40 @@ std::string ContactText(PropertySource& source) {
     text.append("\r\nNICKNAME:").append(source.TextOr(property::kNickname));
     text.append("\r\nEMAIL;PREF;INTERNET:").append(source.TextOr(property::kEmailAddress));
     return text + "\r\nEND:VCARD\r\n";
+}
+
+std::string EventLines(PropertySource& event) {
+    ItemLines lines(event);
+    lines.Line("BEGIN:VEVENT");
+    lines.Text("UID:", property::kAppointmentUid);
+    lines.Date("DTSTART:", property::kEventStart);
+    const auto end = event.FileTime(property::kEventEnd);
+    // No event ends before it starts: other programs refuse one that says so.
+    if (end >= event.FileTime(property::kEventStart)) lines.Date("DTEND:", property::kEventEnd);
+    lines.Text("SUMMARY:", property::kSubject);
+    lines.Text("DESCRIPTION:", property::kBody);
+    lines.Text("LOCATION:", property::kLocation);
+    lines.Word("RRULE:", StandardRecurrenceRule(event));
+    lines.Modified();
+    lines.Line("END:VEVENT");
+    return lines.Take();
+}
+
+std::string TaskLines(PropertySource& task) {
+    ItemLines lines(task);
+    lines.Line("BEGIN:VTODO");
+    lines.Text("UID:", property::kItemId);
+    lines.Date("DTSTART:", property::kTaskStart);
+    lines.Date("DUE:", property::kDueDate);
+    lines.Text("SUMMARY:", property::kSubject);
+    lines.Text("DESCRIPTION:", property::kBody);
+    lines.Word("CLASS:", ClassWord(task));
+    lines.Word("STATUS:", StatusWord(task));
+    lines.Word("PRIORITY:", PriorityWord(task));
+    lines.Word("PERCENT-COMPLETE:", WholePercent(task));
+    lines.Modified();
+    lines.Line("END:VTODO");
+    return lines.Take();
 }
 
 }  // namespace tarnwick

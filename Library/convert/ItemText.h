@@ -1,6 +1,7 @@
-// Texts of store items, built from their properties. Property texts go into them as they are: no
-// escaping of commas, semicolons or line breaks and no folding, so such a text can break the
-// structure of what it stands in.
+// Texts of store items, built from their properties: the store's own, and the lines that RFC 5545
+// has for the same. Property texts go into the store's own as they are: no escaping of commas,
+// semicolons or line breaks and no folding, so such a text can break the structure of what it
+// stands in.
 #pragma once
 
 #include <string>
@@ -23,12 +24,13 @@ std::string EventText(PropertySource& source);
 // not recur.
 std::string TaskText(PropertySource& source);
 
-// The values of a task's CLASS, STATUS and PRIORITY; empty when their properties are missing.
-std::string ClassWord(PropertySource& source);
-std::string StatusWord(PropertySource& source);
-std::string PriorityWord(PropertySource& source);
-
 // A vCard 2.1 of name, nickname and preferred e-mail address.
 std::string ContactText(PropertySource& source);
+
+// The lines (as CalendarItem::lines) of a VEVENT or VTODO with these properties, without DTSTAMP.
+// Times are UTC, properties that are missing have no line, bytes that are no UTF-8 are taken as
+// Windows-1252. An end before the start has no line either.
+std::string EventLines(PropertySource& event);
+std::string TaskLines(PropertySource& task);
 
 }  // namespace tarnwick

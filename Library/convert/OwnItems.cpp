@@ -4,7 +4,7 @@
 #include <string>
 
 #include "common/Scan.h"
-#include "Library/convert/CalendarValues.h"
+#include "Library/convert/CalendarDate.h"
 #include "Library/convert/ItemText.h"
 
 namespace tarnwick {

@@ -5,7 +5,9 @@
 #include <string>
 
 #include "common/Scan.h"
+#include "Library/convert/ContentLines.h"
 #include "Library/convert/RecurrenceRule.h"
+#include "Library/convert/ValueText.h"
 
 namespace tarnwick {
 namespace {
@@ -33,21 +35,11 @@ constexpr NumberPart kNumberParts[] = {
 };
 constexpr int kMostOrdinal = 53;
 
-std::string_view Trimmed(std::string_view text) {
-    constexpr std::string_view kBlanks = " \t\r\n\v\f";
-    const std::size_t first = text.find_first_not_of(kBlanks);
-    if (first == text.npos) return {};
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
 // Calls `take` for each item that is not empty; false as soon as one call gives that.
 template <typename Take>
 bool TakeEach(std::string_view text, char delimiter, const Take& take) {
-    while (!text.empty()) {
-        const std::size_t end = std::min(FindByte(text, delimiter), text.size());
-        const std::string_view item = Trimmed(text.substr(0, end));
-        if (!item.empty() && !take(item)) return false;
-        text.remove_prefix(std::min(end + 1, text.size()));
+    while (const auto item = NextListItem(text, delimiter)) {
+        if (!item->empty() && !take(*item)) return false;
     }
     return true;
 }
@@ -62,7 +54,7 @@ std::optional<std::size_t> PlaceOf(std::string_view word, const Word (&words)[si
 bool TakeWeekday(RecurrencePattern& pattern, std::string_view item) {
     if (item.size() < 2) return false;
     const auto weekday = PlaceOf(item.substr(item.size() - 2), kWeekdayNames);
-    const std::string_view before = Trimmed(item.substr(0, item.size() - 2));
+    const std::string_view before = item.substr(0, item.size() - 2);
     const auto ordinal = before.empty() ? std::optional(0) : ParseWholeNumber(before);
     if (!weekday || !ordinal || *ordinal < -kMostOrdinal || *ordinal > kMostOrdinal) return false;
     if (*ordinal == 0 && !before.empty()) return false;
@@ -125,8 +117,8 @@ std::optional<RecurrencePattern> ParsePattern(std::string_view rule) {
     const bool areParts = TakeEach(upper, ';', [&](std::string_view part) {
         const std::size_t equals = FindByte(part, '=');
         if (equals == kNotFound) return false;
-        const std::string_view name = Trimmed(part.substr(0, equals));
-        const std::string_view value = Trimmed(part.substr(equals + 1));
+        const std::string_view name = part.substr(0, equals);
+        const std::string_view value = part.substr(equals + 1);
         if (value.empty()) return true;
         if (name != "FREQ") return TakePart(pattern, name, value);
         frequency = PlaceOf(value, kFrequencies);

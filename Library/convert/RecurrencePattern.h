@@ -8,7 +8,7 @@
 #include <optional>
 #include <string_view>
 
-#include "Library/convert/CalendarValues.h"
+#include "Library/convert/CalendarDate.h"
 
 namespace tarnwick {
 
@@ -56,8 +56,8 @@ struct RecurrencePattern {
     bool HasWeekdays() const;
 };
 
-// Takes what good readers take: letters of any case, blanks around everything, parts in any order;
-// empty parts and items are passed over. A leap second counts as the second before it. COUNT=0
+// Takes what good readers take: letters of any case, parts in any order; empty parts and items are
+// passed over. A leap second counts as the second before it. COUNT=0
 // beside UNTIL is no count: rules of the store's own texts carry both. No value for anything else
 // that the standard does not know: no frequency or another, other parts, numbers out of range.
 std::optional<RecurrencePattern> ParsePattern(std::string_view rule);

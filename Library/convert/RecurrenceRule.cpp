@@ -7,6 +7,7 @@
 namespace tarnwick {
 namespace {
 
+// PR_BNP_RecurrenceDayOfWeekMask as the value of BYDAY.
 std::string DayList(std::int32_t mask) {
     std::string list;
     for (int day = 0; day < 7; ++day) {
@@ -36,6 +37,26 @@ void AppendDays(std::string& rule, std::int32_t mask, std::optional<std::int32_t
     }
     // The mask's weeks begin on Sunday; without a word of it the standard's begin on Monday.
     rule += ";WKST=SU";
+}
+
+// The day of the month, or the month of the year, that types of such periods alone have.
+void AppendPlaceInPeriod(std::string& rule, PropertySource& source, std::int32_t type) {
+    if (IsMonthly(type)) {
+        AppendNonZeroPart(rule,
+                          ";BYMONTHDAY=", source.NumberOr(property::kRecurrenceDayOfMonth, 0));
+    }
+    if (IsYearly(type)) {
+        AppendNonZeroPart(rule, ";BYMONTH=", source.NumberOr(property::kRecurrenceMonth, 0));
+    }
+}
+
+// One end, as the standard wants it: the count when there is one, else the date.
+std::string StandardEnd(PropertySource& source) {
+    if (source.NumberOr(property::kNoEndDate, 0) != 0) return {};
+    const std::int32_t count = source.NumberOr(property::kOccurrences, 0);
+    if (count > 0) return ";COUNT=" + std::to_string(count);
+    const std::string date = DateText(source.FileTime(property::kPatternEndDate));
+    return date.empty() ? date : ";UNTIL=" + date + "Z";
 }
 
 }  // namespace
@@ -84,17 +105,10 @@ std::string RecurrenceRuleLine(PropertySource& source) {
     if (noEnd == 0) {
         // Both, although the standard allows only one of them.
         AppendPart(rule, ";COUNT=", source.NumberOr(property::kOccurrences, 0));
-        const auto end = source.FileTime(property::kPatternEndDate);
-        rule.append(";UNTIL=").append(end ? DateText(*end) : std::string());
+        rule.append(";UNTIL=").append(DateText(source.FileTime(property::kPatternEndDate)));
     }
     AppendDays(rule, days, instance == kEveryInstance ? std::nullopt : std::optional(instance));
-    if (IsMonthly(type)) {
-        AppendNonZeroPart(rule,
-                          ";BYMONTHDAY=", source.NumberOr(property::kRecurrenceDayOfMonth, 0));
-    }
-    if (IsYearly(type)) {
-        AppendNonZeroPart(rule, ";BYMONTH=", source.NumberOr(property::kRecurrenceMonth, 0));
-    }
+    AppendPlaceInPeriod(rule, source, type);
     return rule + "\r\n";
 }
 
@@ -115,6 +129,24 @@ std::string StoredRecurrenceRule(PropertySource& source) {
     AppendDays(rule, days, source.Number(property::kRecurrenceInstance));
     AppendNonZeroPart(rule, ";BYMONTHDAY=", source.NumberOr(property::kRecurrenceDayOfMonth, 0));
     AppendNonZeroPart(rule, ";BYMONTH=", source.NumberOr(property::kRecurrenceMonth, 0));
+    return rule;
+}
+
+std::string StandardRecurrenceRule(PropertySource& source) {
+    if (source.NumberOr(property::kIsRecurring, 0) == 0) return {};
+    const std::int32_t type = source.NumberOr(property::kRecurrenceType, 0);
+    const std::string frequency = FrequencyWord(type);
+    if (frequency.empty()) return {};
+    std::string rule = "FREQ=" + frequency;
+    const std::int32_t interval = source.NumberOr(property::kRecurrenceInterval, 0);
+    if (interval > 0) AppendPart(rule, ";INTERVAL=", interval);
+    rule += StandardEnd(source);
+    const std::int32_t days = source.NumberOr(property::kRecurrenceDays, 0);
+    const std::int32_t instance = source.NumberOr(property::kRecurrenceInstance, kEveryInstance);
+    // A position says something in a month or year alone.
+    const bool hasPosition = instance > 0 && (IsMonthly(type) || IsYearly(type));
+    AppendDays(rule, days, hasPosition ? std::optional(instance) : std::nullopt);
+    AppendPlaceInPeriod(rule, source, type);
     return rule;
 }
 

@@ -1,5 +1,5 @@
-// The two writers of recurrence rules. They grew apart, and readers of either form rely on the
-// differences:
+// The writers of recurrence rules. The store's own two grew apart, and readers of either form rely
+// on the differences:
 //
 //                      RecurrenceRuleLine                StoredRecurrenceRule
 //   recurring test     the property must be non-zero     none
@@ -44,7 +44,11 @@ inline constexpr std::int32_t kLastInstance = 5;
 // The RRULE line of an item, its line end included; empty when the item does not recur.
 std::string RecurrenceRuleLine(PropertySource& source);
 
-// The rule's value alone, from whatever recurrence properties are found.
+// The stored rule's value alone, from whatever recurrence properties are found.
 std::string StoredRecurrenceRule(PropertySource& source);
+
+// The value of the RRULE (RFC 5545) that the properties mean; empty when there is none. The store's
+// own rules lose intervals and carry two ends and positions that no reader knows.
+std::string StandardRecurrenceRule(PropertySource& source);
 
 }  // namespace tarnwick

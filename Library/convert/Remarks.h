@@ -1,16 +1,31 @@
-// What the reading of one calendar text has to say, and what its parts share.
+// What a reader has to say about its input.
 #pragma once
 
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
-#include "Library/convert/ReadProblem.h"
 #include "Library/convert/TextEncoding.h"
 
 namespace tarnwick {
 
+// Why a text cannot be read, or what of it was left out, and where (lines count from 1).
+struct ReadProblem {
+    std::size_t line = 0;
+    std::string reason;
+    std::string uid{};  // of the item that it is about; empty when there is none
+    bool operator==(const ReadProblem&) const = default;
+};
+
+// Ends the reading of a text; the readers catch it and put its problem into their result.
+struct ReadFailure {
+    ReadFailure(std::size_t line, std::string reason) : problem{line, std::move(reason)} {}
+    ReadProblem problem;
+};
+
+// What the reading of one calendar text has to say, and what its parts share.
 class Remarks {
   public:
     explicit Remarks(std::string_view text) : isUtf8_(IsUtf8Folded(text)) {}

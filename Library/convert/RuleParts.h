@@ -1,12 +1,14 @@
-// The parts of an RRULE value (RFC 5545 section 3.3.10).
+// The parts of an RRULE value (RFC 5545 section 3.3.10), and the rules of vCalendar 1.0.
 #pragma once
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
-#include "Library/convert/CalendarValues.h"
+#include "Library/convert/CalendarDate.h"
 #include "Library/convert/ContentLines.h"
+#include "Library/convert/ValueText.h"
 
 namespace tarnwick {
 
@@ -37,5 +39,10 @@ struct RuleDays {
 
 // No value when a day is no day, or when the days do not share one ordinal.
 std::optional<RuleDays> ParseRuleDays(std::string_view days);
+
+// A rule of vCalendar 1.0, such as "MP1 2+ TU #12", as RFC 5545 writes it; empty for a text that is
+// no such rule. The count 0, which stands for no end, is left out; a rule without count or end date
+// has two occurrences.
+std::string ModernRule(std::string_view oldRule);
 
 }  // namespace tarnwick

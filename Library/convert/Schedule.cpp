@@ -7,7 +7,6 @@
 
 #include "Library/convert/CalendarDate.h"
 #include "Library/convert/EventTimes.h"
-#include "Library/convert/ZoneClock.h"
 
 namespace tarnwick {
 namespace {

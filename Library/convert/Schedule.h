@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "Library/convert/CalendarValues.h"
+#include "Library/convert/CalendarDate.h"
 #include "Library/convert/TimeZone.h"
 
 namespace tarnwick {

@@ -4,8 +4,8 @@
 
 #include "common/Scan.h"
 #include "Library/convert/Components.h"
-#include "Library/convert/OldRule.h"
 #include "Library/convert/RecurrencePattern.h"
+#include "Library/convert/RuleParts.h"
 
 namespace tarnwick {
 namespace {

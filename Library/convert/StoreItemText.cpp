@@ -26,14 +26,15 @@ bool HandOver(const std::string& text, char** textOut, std::uint32_t* lengthOut)
     return true;
 }
 
+std::string NoText(PropertySource& /*source*/) {
+    return {};
+}
+
 // Builds a text from the given item, or the provider's; an empty one when memory runs out.
-template <typename Builder>
-int WriteText(char** textOut, std::uint32_t* lengthOut, ItemPropertyContainer* properties,
-              Builder build) try {
+int WriteText(char** textOut, std::uint32_t* lengthOut, PropertySource* source,
+              std::string (*build)(PropertySource&)) try {
     StoreItemSource storeItem;
-    const std::string text =
-        properties != nullptr ? build(*properties) : build(static_cast<PropertySource&>(storeItem));
-    return HandOver(text, textOut, lengthOut) ? 1 : 0;
+    return HandOver(build(source != nullptr ? *source : storeItem), textOut, lengthOut) ? 1 : 0;
 } catch (const std::bad_alloc&) {
     *textOut = nullptr;
     *lengthOut = 0;
@@ -82,9 +83,7 @@ int WriteStoredRecurrenceRule(const store_provider::FolderLocation& folderLocati
                                          folderLocation.third, kFirstOpenMode, kSecondOpenMode);
     if (opened == 0) return 0;
     const bool selected = SelectAppointment(appointmentId);
-    WriteText(textOut, sizeOut, nullptr, [selected](PropertySource& item) {
-        return selected ? StoredRecurrenceRule(item) : std::string();
-    });
+    WriteText(textOut, sizeOut, nullptr, selected ? StoredRecurrenceRule : NoText);
     if (*textOut != nullptr) ++*sizeOut;
     store_provider::StoreFolder_Close();
     return opened;

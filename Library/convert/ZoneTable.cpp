@@ -64,17 +64,16 @@ bool ObservanceReader::TakeDates(const ContentLine& line) {
 }
 
 bool ObservanceReader::TakeValue(const ContentLine& line) {
-    const auto is = [&line](std::string_view name) { return EqualsIgnoreCase(line.name, name); };
-    if (is("DTSTART")) return TakeDate(line);
-    if (is("TZOFFSETFROM")) return TakeOffset(line, observance_.offsetFrom);
-    if (is("TZOFFSETTO")) return TakeOffset(line, observance_.offsetTo);
-    if (is("RDATE")) return TakeDates(line);
+    if (line.Is("DTSTART")) return TakeDate(line);
+    if (line.Is("TZOFFSETFROM")) return TakeOffset(line, observance_.offsetFrom);
+    if (line.Is("TZOFFSETTO")) return TakeOffset(line, observance_.offsetTo);
+    if (line.Is("RDATE")) return TakeDates(line);
     return true;
 }
 
 void ObservanceReader::Take(const ContentLine& line) {
-    if (line.name.empty() || !line.hasValue) return remarks_.Note(line.number, NotAProperty(line));
-    if (EqualsIgnoreCase(line.name, "RRULE")) {
+    if (!line.IsProperty()) return remarks_.Note(line.number, NotAProperty(line));
+    if (line.Is("RRULE")) {
         if (!rule_.empty()) {
             return remarks_.Note(line.number, "a second rule of a time zone is left out");
         }
@@ -163,10 +162,10 @@ void ZoneTable::ReadTimeZone(ContentLines& lines, const OpenComponent& open, Lin
         }
     };
     ReadComponent(lines, open, onObservance, [&](const ContentLine& line) {
-        if (line.name.empty() || !line.hasValue) {
+        if (!line.IsProperty()) {
             return remarks.Note(line.number, NotAProperty(line));
         }
-        if (EqualsIgnoreCase(line.name, "TZID")) {
+        if (line.Is("TZID")) {
             if (!name.empty()) return;
             name = ZoneName(line.value);
         }

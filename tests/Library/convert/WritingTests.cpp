@@ -10,7 +10,6 @@
 #include <sstream>
 
 #include "Library/convert/CalendarFileText.h"
-#include "Library/convert/ItemLines.h"
 #include "Library/convert/ItemText.h"
 #include "Library/convert/PropertyNames.h"
 #include "Library/convert/RecurrenceRule.h"
