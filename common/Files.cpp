@@ -1,6 +1,7 @@
 #include "common/Files.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "common/CallObserver.h"
 #include "common/Retry.h"
@@ -175,6 +176,14 @@ std::optional<std::string> ReadWholeFile(const std::string& path) {
 
 std::uint64_t ToUint64(const FILETIME& time) {
     return (static_cast<std::uint64_t>(time.dwHighDateTime) << 32) | time.dwLowDateTime;
+}
+
+std::optional<std::size_t> FileSource::Read(std::span<char> bytes) {
+    const std::size_t limit = std::numeric_limits<std::uint32_t>::max();
+    const auto count =
+        file_.Read(bytes.data(), static_cast<std::uint32_t>(std::min(bytes.size(), limit)));
+    if (!count) return std::nullopt;
+    return *count;
 }
 
 }  // namespace tarnwick

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "common/ByteSource.h"
 #include "common/FileBytes.h"
 #include "common/Handle.h"
 
@@ -58,6 +59,17 @@ class File {
 
   private:
     FileHandle handle_;
+};
+
+// An open file's bytes, from its current position on.
+class FileSource : public ByteSource {
+  public:
+    // `file` must outlive the source.
+    explicit FileSource(File& file) : file_(file) {}
+    std::optional<std::size_t> Read(std::span<char> bytes) override;
+
+  private:
+    File& file_;
 };
 
 bool RemoveFile(const std::string& path);

@@ -57,4 +57,13 @@ std::uint32_t RegistryDwordOr(const char* key, const char* value, std::uint32_t 
     return number;
 }
 
+void ReadMailRoot(std::span<char> root) {
+    // A value that is there and empty is the mail root: kept for compatibility.
+    if (ReadRegistryString(RegistryRoot::LocalMachine, kProductKey, "Mail Root", root)) return;
+    if (!ReadRegistryString(RegistryRoot::LocalMachine, kProductKey, "Data Directory", root)) {
+        return;
+    }
+    StoreField(root.subspan(FieldText(root).size()), "\\Postoffices");
+}
+
 }  // namespace tarnwick

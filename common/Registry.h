@@ -31,4 +31,10 @@ bool ReadRegistryDword(RegistryRoot root, const char* key, const char* value,
 // The same under HKEY_LOCAL_MACHINE with a default; a value present as 0 is 0.
 std::uint32_t RegistryDwordOr(const char* key, const char* value, std::uint32_t defaultNumber);
 
+// Stores the folder under which every postoffice lies: the registry's "Mail Root", also an empty
+// one; when that cannot be read, its "Data Directory" followed by "\Postoffices", cut to fit; when
+// neither can, the empty text: paths then begin with a backslash and mean the root of the current
+// drive. Reads the registry at each call.
+void ReadMailRoot(std::span<char> root);
+
 }  // namespace tarnwick

@@ -2,7 +2,6 @@
 
 #include <array>
 
-#include "common/MailRoot.h"
 #include "common/Registry.h"
 #include "common/Text.h"
 #include "common/WindowsApi.h"

@@ -1,6 +1,6 @@
 #include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
 
-#include "common/FileSource.h"
+#include "common/Files.h"
 #include "common/Waits.h"
 
 namespace tarnwick {

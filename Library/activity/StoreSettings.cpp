@@ -1,6 +1,5 @@
 #include "Library/activity/StoreSettings.h"
 
-#include "common/MailRoot.h"
 #include "common/Registry.h"
 #include "common/Text.h"
 

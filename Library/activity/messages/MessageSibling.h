@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "common/FileSource.h"
+#include "common/Files.h"
 #include "Library/activity/messages/MessageStream.h"
 
 namespace tarnwick {
