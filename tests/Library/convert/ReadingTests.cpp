@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "tests/Library/convert/ItemDescription.h"
+#include "tests/support/AllTexts.h"
 #include "tests/support/SharedData.h"
 
 namespace tarnwick {
@@ -111,6 +112,58 @@ TEST(TimeZones, KeepAnOffsetAsLongAsTheySay) {
         }
     }
     EXPECT_EQ(seen.size(), 5U);
+}
+
+// The characters of a text in UTF-8, read as the standard describes it; nothing for other bytes.
+std::optional<std::u32string> Characters(std::string_view text) {
+    std::u32string characters;
+    for (std::size_t at = 0; at < text.size();) {
+        const auto byteAt = [&](std::size_t place) {
+            return place < text.size() ? static_cast<unsigned char>(text[place]) : 0U;
+        };
+        const unsigned first = byteAt(at);
+        const std::size_t size = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+        char32_t character = size == 1 ? first : first & (0x7FU >> size);
+        for (std::size_t more = 1; more < size; ++more) {
+            if ((byteAt(at + more) & 0xC0U) != 0x80) return std::nullopt;
+            character = character << 6 | (byteAt(at + more) & 0x3FU);
+        }
+        constexpr char32_t kLeast[] = {0, 0x80, 0x800, 0x10000};
+        const bool isSurrogate = character >= 0xD800 && character < 0xE000;
+        if (first >= 0xF8 || (first >= 0x80 && first < 0xC0) || character < kLeast[size - 1] ||
+            character > 0x10FFFF || isSurrogate) {
+            return std::nullopt;
+        }
+        characters += character;
+        at += size;
+    }
+    return characters;
+}
+
+TEST(TextEncodings, AreThoseOfTheStandard) {
+    for (const std::string& text : testing::AllTexts(
+             "a\x7F\x80\x8F\x90\x9F\xA0\xBF\xC1\xC2\xDF\xE0\xED\xEF\xF0\xF3\xF4\xF5", 4)) {
+        const auto characters = Characters(text);
+        ASSERT_EQ(IsUtf8(text), characters.has_value()) << ::testing::PrintToString(text);
+        ASSERT_EQ(IsUtf8("12345678" + text), characters.has_value());
+        if (!characters) continue;
+        std::string little = "\xFF\xFE";
+        std::string big = "\xFE\xFF";
+        const auto add = [&](char32_t unit) {
+            const char bytes[] = {static_cast<char>(unit), static_cast<char>(unit >> 8)};
+            little.append({bytes[0], bytes[1]});
+            big.append({bytes[1], bytes[0]});
+        };
+        for (const char32_t character : *characters) {
+            if (character >= 0x10000) add(0xD800 + ((character - 0x10000) >> 10));
+            add(character < 0x10000 ? character : 0xDC00 + (character & 0x3FF));
+        }
+        ASSERT_EQ(Utf8OfUtf16(little), text);
+        ASSERT_EQ(Utf8OfUtf16(big + "x"), text) << "and half a unit";
+    }
+    EXPECT_EQ(Utf8OfUtf16({"\xFF\xFE\0\xD8z\0\0\xDC", 8}), "\xEF\xBF\xBDz\xEF\xBF\xBD");
+    EXPECT_EQ(Utf8OfWindows1252("\x7F\x80\x81\x9F\xA0\xFF"),
+              "\x7F\xE2\x82\xAC\xC2\x81\xC5\xB8\xC2\xA0\xC3\xBF");
 }
 
 TEST(Reading, RefusesWhatHasNoStructure) {
