@@ -9,6 +9,7 @@
 #include "Library/convert/ItemText.h"
 #include "Library/convert/PropertyNames.h"
 #include "tests/remote/modules/StandIns.h"
+#include "tests/support/FailingAllocations.h"
 
 namespace tarnwick {
 namespace {
@@ -109,11 +110,43 @@ TEST_F(StoreItem, RecurrenceRuleLineHasNoLengthWithoutRecurrence) {
     EXPECT_EQ("", none.text);
     EXPECT_EQ(0U, none.length);
     SetNumber("PR_BNP_IsRecurring", 1);
-    SetNumber("PR_BNP_NoEndDate", 1);
+    SetNumber("PR_BNP_RecurrenceType", 2);
+    StandIns::ClearCalls();
     const Written rule = TakeItemText(WriteRecurrenceRule);
     EXPECT_EQ(1, rule.result);
-    EXPECT_EQ("RRULE:FREQ=DAILY\r\n", rule.text);
-    EXPECT_EQ(18U, rule.length);
+    EXPECT_EQ("RRULE:FREQ=MONTHLY;COUNT=0;UNTIL=\r\n", rule.text);
+    EXPECT_EQ(35U, rule.length);
+    EXPECT_EQ(
+        "StoreItem_GetProperty 'PR_BNP_IsRecurring' 2\n"
+        "StoreItem_GetProperty 'PR_BNP_RecurrenceType' 2\n"
+        "StoreItem_GetProperty 'PR_BNP_RecurrenceInterval' 2\n"
+        "StoreItem_GetProperty 'PR_BNP_RecurrenceDayOfWeekMask' 2\n"
+        "StoreItem_GetProperty 'PR_BNP_RecurrenceInstance' 2\n"
+        "StoreItem_GetProperty 'PR_BNP_NoEndDate' 2\n"
+        "StoreItem_GetProperty 'PR_BNP_Occurrences' 2\n"
+        "StoreItem_GetProperty 'PR_BNP_PatternEndDate' 4\n"
+        "StoreItem_GetProperty 'PR_BNP_RecurrenceDayOfMonth' 2\n",
+        StandIns::Calls(kModule));
+}
+
+TEST(StoreItemWithoutMemory, IsNoText) {
+    ItemPropertyContainer item;
+    item.Set(property::kSubject, std::string(100, 'x'));
+    for (const auto write : {WriteEventText, WriteTaskText, WriteContactText}) {
+        const int count = testing::FailEachAllocation([&](int number, bool andAllAfter) {
+            char* text = nullptr;
+            std::uint32_t length = 7;
+            std::optional<testing::FailingAllocations> shortage;
+            shortage.emplace(number, andAllAfter);
+            const int result = write(&text, &length, &item);
+            const bool failed = testing::FailingAllocations::Any();
+            shortage.reset();
+            EXPECT_TRUE((result == 0) == failed && !text == failed && (length == 0) == failed);
+            std::free(text);
+            return failed;
+        });
+        EXPECT_GT(count, 0);
+    }
 }
 
 Written TakeStoredRule() {
