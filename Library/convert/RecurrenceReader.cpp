@@ -95,12 +95,12 @@ int WeekStartOf(const RuleParts& parts) {
 
 // The numbers of a rule as the properties hold them, in UTC.
 struct HeldRule {
-    std::int32_t type = 0;
-    std::int32_t interval = 0;
-    std::int32_t mask = 0;
-    std::int32_t instance = kEveryInstance;
-    std::int32_t dayOfMonth = 0;
-    std::int32_t month = 0;
+    std::int32_t type;
+    std::int32_t interval;
+    std::int32_t mask;
+    std::int32_t instance;
+    std::int32_t dayOfMonth;
+    std::int32_t month;
 };
 
 // Whether each day of the rule can move by so many days without another month or weekday.

@@ -114,7 +114,7 @@ inline std::string Describe(const std::vector<ReadProblem>& problems, const char
     std::string description;
     for (const ReadProblem& problem : problems) {
         description += mark + std::to_string(problem.line) +
-                       (problem.uid.empty() ? "" : " [" + problem.uid + "]") + ": " +
+                       (problem.uid.empty() ? "" : " [" + Shown(problem.uid) + "]") + ": " +
                        problem.reason + "\n";
     }
     return description;
