@@ -85,15 +85,16 @@ std::int64_t TimeZone::YearlyChange::TimeOn(std::int64_t day) const {
 
 bool TimeZone::Add(const Observance& observance) {
     if (!observance.start || !observance.offsetFrom || !observance.offsetTo) return false;
+    if (observance.rule && yearlyChanges_.size() == kMostRules) return false;
     const std::int32_t before = *observance.offsetFrom;
     const std::int32_t after = *observance.offsetTo;
     changes_.push_back({PassedAt(*observance.start, before, after), after, before});
     for (const std::int64_t date : observance.dates) {
         changes_.push_back({PassedAt(date, before, after), after, before});
     }
-    if (!observance.rule) return true;
-    if (yearlyChanges_.size() == kMostRules) return false;
-    yearlyChanges_.push_back({*observance.rule, *observance.start, after, before});
+    if (observance.rule) {
+        yearlyChanges_.push_back({*observance.rule, *observance.start, after, before});
+    }
     return true;
 }
 

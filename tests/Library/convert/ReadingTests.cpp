@@ -4,6 +4,7 @@
 #include <set>
 #include <sstream>
 
+#include "Library/convert/CalendarFileText.h"
 #include "tests/Library/convert/ItemDescription.h"
 #include "tests/support/AllTexts.h"
 #include "tests/support/SharedData.h"
@@ -33,21 +34,47 @@ void ExpectSame(const std::string& expected, const std::string& found, const std
         << "\n   found: " << found.substr(std::min(from, found.size()), 400);
 }
 
-// Files as calendar and address programs write them and as they arrive, and what is odd or damaged
-// in them: "== " and the name of a file, then its reading as ItemDescription.h has it.
-TEST(Reading, OfFilesIsAsExpected) {
+// Calls `check` with the name of each file that is expected, and its reading as ItemDescription.h
+// has it: expected.txt has the first behind "== ".
+template <typename Check>
+void ForEachFile(Check check) {
     const std::string all = Data("conversion/expected.txt");
     std::size_t files = 0;
     for (std::size_t at = 0; at < all.size(); ++files) {
         const std::size_t begin = all.find('\n', at) + 1;
         const std::string name = all.substr(at + 3, begin - at - 4);
         at = std::min(all.find("== ", begin), all.size());
-        ExpectSame(all.substr(begin, at - begin),
+        check(name, all.substr(begin, at - begin));
+    }
+    EXPECT_EQ(files, 29U);
+}
+
+// Files as calendar and address programs write them and as they arrive, and what is odd or damaged
+// in them.
+TEST(Reading, OfFilesIsAsExpected) {
+    ForEachFile([](const std::string& name, const std::string& expected) {
+        ExpectSame(expected,
                    name.ends_with(".vcf") ? Describe(ReadContactText(Data(name)))
                                           : Describe(ReadCalendarText(Data(name))),
                    name);
-    }
-    EXPECT_EQ(files, 29U);
+    });
+}
+
+// Zones keep their names where nothing else has them.
+TEST(CalendarFileText, OfFilesReadsBackToTheSameOccurrences) {
+    ForEachFile([](const std::string& name, const std::string&) {
+        if (name.ends_with(".vcf")) return;
+        const CalendarReading reading = ReadCalendarText(Data(name));
+        const std::string text = CalendarFileText(reading.items, 0);
+        const CalendarReading again = ReadCalendarText(text);
+        ASSERT_EQ(reading.items.size(), again.items.size()) << name;
+        for (std::size_t at = 0; at < again.items.size(); ++at) {
+            EXPECT_EQ(testing::DescribeOccurrences(reading.items, at),
+                      testing::DescribeOccurrences(again.items, at))
+                << name << " " << reading.items[at].lines;
+        }
+        EXPECT_EQ(text.find(" #2") != text.npos, name == "conversion/zones.ics") << name;
+    });
 }
 
 // The answers were recorded by occurrences_against_dateutil.py; "?" stands for what is beyond the
