@@ -38,9 +38,8 @@ class MemoryStream : public IndexStream {
 
     // From the n-th write on (from 0) nothing reaches the file, as if the writer had died.
     void DieAtWrite(int number) { deadAt_ = number; }
-    void FailWrites() { writesFail_ = true; }
-    // The n-th seek or read (from 1) fails.
-    void FailSeekReadOrSize(int number) { failNumber_ = number; }
+    // The n-th call (from 1) fails.
+    void FailCall(int number) { failNumber_ = number; }
     bool HasFailed() const { return calls_ >= failNumber_; }
     int Writes() const { return writes_; }
 
@@ -57,7 +56,7 @@ class MemoryStream : public IndexStream {
         return true;
     }
     bool Write(std::string_view bytes) override {
-        if (writesFail_) return false;
+        if (++calls_ == failNumber_) return false;
         if (writes_++ >= deadAt_) return true;
         if (at_ > bytes_.size()) bytes_.resize(at_);
         const std::size_t over = std::min(bytes.size(), bytes_.size() - at_);
@@ -66,7 +65,7 @@ class MemoryStream : public IndexStream {
         at_ += bytes.size();
         return true;
     }
-    bool Flush() override { return true; }
+    bool Flush() override { return ++calls_ != failNumber_; }
     std::optional<std::uint64_t> Size() override {
         if (++calls_ == failNumber_) return std::nullopt;
         return bytes_.size();
@@ -80,7 +79,6 @@ class MemoryStream : public IndexStream {
     int deadAt_ = std::numeric_limits<int>::max();
     int calls_ = 0;
     int failNumber_ = std::numeric_limits<int>::max();
-    bool writesFail_ = false;
 };
 
 // An index file in memory, loaded and saved as the serialiser does with one on disk.
@@ -89,17 +87,21 @@ class MemoryIndexFile {
     explicit MemoryIndexFile(std::string content = {}) : bytes(std::move(content)) {}
 
     std::uint32_t Load(StoreIndex& index, const IndexLoad& load = {}) const {
-        const auto open = [&] { return std::make_unique<MemorySource>(bytes, step); };
+        const auto open = [&] {
+            return exists ? std::make_unique<MemorySource>(bytes, step) : nullptr;
+        };
         const std::uint32_t status = LoadIndex(index, open, "F", load);
         index.SetFileStamp(Stamp());
         return status;
     }
 
     bool Save(StoreIndex& index) {
-        const SaveKind kind = ChooseSave(index, Stamp(), "F", "F\\_index.xml");
+        const auto stamp = exists ? std::optional(Stamp()) : std::nullopt;
+        const SaveKind kind = ChooseSave(index, stamp, "F", "F\\_index.xml");
         if (kind == SaveKind::Nothing) return true;
         if (kind == SaveKind::Refused) return false;
         if (kind == SaveKind::Full) bytes.clear();
+        exists = true;
         ++version;
         MemoryStream stream(bytes);
         stream.DieAtWrite(dieAtWrite);
@@ -114,6 +116,7 @@ class MemoryIndexFile {
     IndexFileStamp Stamp() const { return {version, static_cast<std::uint32_t>(bytes.size())}; }
 
     std::string bytes;
+    bool exists = true;
     std::size_t step = std::numeric_limits<std::size_t>::max();  // bytes that one read gives
     std::uint64_t version = 1;
     int dieAtWrite = std::numeric_limits<int>::max();

@@ -1,0 +1,555 @@
+// The index file's rules written down one by one, without regard to time: what a load takes from
+// any bytes, what changes and saves make of it, and what is reported.
+#pragma once
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <map>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
+#include "Library/LIBStoreIndexSerialisation/IndexLoad.h"
+
+namespace tarnwick::testing {
+
+// <ELEMENT ID="id" UID="uid">properties</ELEMENT>
+inline std::string Element(std::string_view id, std::string_view uid,
+                           std::string_view properties = "<FROM>a</FROM><SUBJECT>b</SUBJECT>") {
+    return "<ELEMENT ID=\"" + std::string(id) + "\" UID=\"" + std::string(uid) + "\">" +
+           std::string(properties) + "</ELEMENT>";
+}
+
+inline std::string Index(std::uint32_t lastUid, std::string_view entries) {
+    char header[40];
+    std::snprintf(header, sizeof header, "<BASEELEMENT LASTUID=\"x%08lx\">",
+                  static_cast<unsigned long>(lastUid));
+    return header + std::string(entries) + "</BASEELEMENT>\r\n";
+}
+
+inline void ReplaceEach(std::string& text, std::string_view from, std::string_view to) {
+    for (auto at = text.find(from); at != text.npos; at = text.find(from, at + to.size())) {
+        text.replace(at, from.size(), to);
+    }
+}
+
+// Digits up to the first other character: held at 32 bits, and the lowest eight bits.
+struct NaiveNumber {
+    NaiveNumber(std::string_view text, unsigned base) {
+        for (const char character : text) {
+            const int lower = std::tolower(static_cast<unsigned char>(character));
+            const auto digit = std::string_view("0123456789abcdef").find(static_cast<char>(lower));
+            if (digit >= base) break;
+            held = std::min<std::uint64_t>(held * base + digit, 0xFFFFFFFF);
+            low = static_cast<unsigned char>(low * base + digit);
+        }
+    }
+    std::uint64_t held = 0;
+    unsigned char low = 0;
+};
+
+inline std::string NaiveEscaped(std::string text, bool forAttributeUse = false) {
+    ReplaceEach(text, "&", "&amp;");
+    ReplaceEach(text, "<", "&lt;");
+    ReplaceEach(text, ">", "&gt;");
+    if (forAttributeUse) ReplaceEach(text, "\"", "&quot;");
+    if (forAttributeUse) ReplaceEach(text, "'", "&apos;");
+    std::string escaped;
+    for (const char byte : text) {
+        char reference[8];
+        std::snprintf(reference, sizeof reference, "&#x%x;", static_cast<unsigned char>(byte));
+        const bool stays = static_cast<signed char>(byte) >= ' ' || byte == '\t' || byte == '\n';
+        escaped += stays || byte == '\r' ? std::string(1, byte) : reference;
+    }
+    return escaped;
+}
+
+inline std::string NaiveUnescaped(std::string text, bool forAttributeUse = false) {
+    for (auto at = text.find("&#"); at != text.npos; at = text.find("&#")) {
+        const auto end = text.find(';', at);
+        if (end == text.npos) break;
+        const unsigned base = text[at + 2] == 'x' ? 16 : 10;
+        const NaiveNumber number(text.substr(at + (base == 16 ? 3 : 2), end - at - 2), base);
+        text.replace(at, end - at + 1, 1, static_cast<char>(number.low));
+    }
+    ReplaceEach(text, "&lt;", "<");
+    ReplaceEach(text, "&gt;", ">");
+    if (forAttributeUse) ReplaceEach(text, "&quot;", "\"");
+    if (forAttributeUse) ReplaceEach(text, "&apos;", "'");
+    ReplaceEach(text, "&amp;", "&");
+    return text;
+}
+
+inline std::string NaiveTrimmed(const std::string& text) {
+    const auto start = std::min(text.find_first_not_of(" \t\r\n"), text.size());
+    return text.substr(start, text.find_last_not_of(" \t\r\n") + 1 - start);
+}
+
+// Takes the last UID out of the root's tag; whether that is of the current format.
+inline bool TakeNaiveLastUid(const std::string& tag, std::uint32_t& lastUid) {
+    const auto start = tag.find("LASTUID=\"");
+    if (start == tag.npos) return false;
+    std::string value = tag.substr(start + 9, 1024);
+    value = value.substr(0, value.find('"'));
+    const bool current = value.starts_with('x');
+    const unsigned base = current || value.starts_with('0') ? 16 : 10;
+    if (current) value = value.substr(1);
+    if (base == 16 && value.starts_with("0x")) value = value.substr(2);
+    lastUid = static_cast<std::uint32_t>(NaiveNumber(value, base).held);
+    return current;
+}
+
+struct NaiveEntry {
+    // The start tag up to the last quote.
+    std::string Start(bool blanked = false) const {
+        const auto shown = [&](const std::string& text) {
+            return blanked ? std::string(text.size(), '-') : text;
+        };
+        return "<ELEMENT ID=\"" + shown(id) +
+               (uid ? "\" UID=\"" + shown(std::to_string(*uid)) : "");
+    }
+    std::string Written() const {
+        std::string text = Start() + "\">";
+        for (const auto& [name, value] : properties) {
+            text += "<" + name + ">" + NaiveEscaped(value) + "</" + name + ">";
+        }
+        return text + "</ELEMENT>";
+    }
+
+    std::uint32_t Uid() const { return uid.value_or(0); }
+
+    std::string id;
+    std::optional<std::uint32_t> uid;
+    std::uint32_t idx = 0, seq = 0;
+    std::size_t offset = 0, length = 0;  // in the file; 0: not there
+    std::map<std::string, std::string> properties;
+    bool removed = false, changed = false;
+};
+
+// What is held of an index, its file and what was reported.
+struct NaiveContent {
+    std::vector<NaiveEntry*> InUidOrder() {
+        std::vector<NaiveEntry*> order;
+        for (NaiveEntry& entry : entries) {
+            if (!entry.removed) order.push_back(&entry);
+        }
+        std::sort(order.begin(), order.end(), [](const auto* left, const auto* right) {
+            return std::pair(left->Uid(), left->idx) < std::pair(right->Uid(), right->idx);
+        });
+        return order;
+    }
+    NaiveEntry* Find(const std::string& id) {
+        for (NaiveEntry& entry : entries) {
+            if (entry.id == id && !entry.removed) return &entry;
+        }
+        return nullptr;
+    }
+    bool IsWhole() const { return status == kLoadFull && !limited && filter.empty(); }
+    void Invalidate() { filter.clear(), trusted = false; }
+    void Report(const std::string& text) { trace += text, eventLog += text; }
+    std::string State() {
+        std::string state = std::to_string(status) + " " + std::to_string(lastUid) + " " + filter +
+                            (trusted ? " trusted" : "") + (damaged ? " damaged" : "") +
+                            (modified ? " modified" : "") + (IsWhole() ? " whole" : "");
+        for (const NaiveEntry* entry : InUidOrder()) {
+            state += "\n" + std::to_string(entry->idx) + " " + std::to_string(entry->seq) + " " +
+                     std::to_string(entry->offset) + "+" + std::to_string(entry->length) + " " +
+                     entry->Written();
+        }
+        return state + "\n" + trace + "|" + eventLog + "\n" + file.value_or("no file");
+    }
+
+    std::optional<std::string> file;  // nothing: there is none
+    bool changedByAnother = false;
+    std::string filter, trace, eventLog;
+    std::uint32_t status = kLoadFailed, lastUid = 0;
+    bool trusted = true, limited = false, damaged = false, modified = false;
+    std::vector<NaiveEntry> entries;  // in order of position; the removed ones too
+};
+
+// One parse; `load` says what it is to read.
+class NaiveParse {
+  public:
+    NaiveParse(NaiveContent& index, const IndexLoad& load)
+        : index_(index), load_(load), known_(load.knownIds), bytes_(index.file.value_or("")) {}
+
+    // Whether the file was sound; nothing when it is to be parsed again.
+    std::optional<bool> Run() {
+        bool join = false;
+        while ((tagStart_ = bytes_.find('<', at_)) != bytes_.npos) {
+            text_ = (join ? text_ : "") + bytes_.substr(at_, tagStart_ - at_);
+            at_ = tagStart_ + 1;
+            join = property_.has_value();
+            if (bytes_.compare(at_, 3, "!--") == 0) {
+                const auto end = bytes_.find("-->", at_ + 3);
+                at_ = end == bytes_.npos ? bytes_.size() : end + 3;
+                continue;
+            }
+            const auto close = std::min(bytes_.find('>', at_), bytes_.size());
+            const bool isCut = close - at_ > 1024;
+            if (!isCut && close == bytes_.size()) break;
+            const std::string tag = bytes_.substr(at_, isCut ? 1024 : close - at_);
+            at_ += tag.size() + (isCut ? 0 : 1);
+            if (tag.starts_with('?') || tag.starts_with('!')) continue;
+            join = false;
+            TakeTag(tag);
+            if (MustRewrite() && !ReadsWhole()) break;
+        }
+        return Finish();
+    }
+
+  private:
+    bool ReadsWhole() const {
+        return known_ == nullptr && (load_.mode == kLoadFull || load_.identifiersSuffice);
+    }
+    bool MustRewrite() const { return foreign_ || blanked_ >= load_.garbageThreshold; }
+
+    void PropertyMalformed(const std::string& text) {
+        if (malformation_.empty()) malformation_ = text;
+    }
+    void Malformed(const std::string& text) {
+        PropertyMalformed(text);
+        identifiersDamaged_ = true;
+    }
+    void CheckPlace(const std::string& tag) {
+        if (!started_) Malformed(tag + " before encountering a root element start tag");
+        if (ended_) Malformed(tag + " after already encountering a root element end tag");
+    }
+
+    void TakeTag(const std::string& tag) {
+        const bool isEnd = tag.starts_with('/');
+        const std::string name = tag.substr(isEnd ? 1 : 0);
+        if (name.starts_with("BASEELEMENT")) {
+            TakeRoot(name, isEnd);
+        } else if (!name.starts_with("ELEMENT")) {
+            TakeProperty(name, isEnd);
+        } else {
+            CheckPlace("Encountered element tag");
+            if (property_) {
+                PropertyMalformed("Encountered element start tag nested within a property (" +
+                                  *property_ + ")");
+            }
+            const bool isBoth = !isEnd && name.ends_with('/');
+            if (!isEnd) TakeEntryStart(name.substr(0, name.size() - isBoth), isBoth);
+            if (isEnd || isBoth) TakeEntryEnd();
+        }
+    }
+
+    void TakeRoot(const std::string& tag, bool isEnd) {
+        const std::string kind = isEnd ? "root element end tag" : "root element start tag";
+        if (isEnd && !started_) Malformed("Encountered " + kind + " before root element start tag");
+        if (isEnd ? ended_ : started_) {
+            Malformed("Encountered " + kind + " after already encountering a " + kind);
+        }
+        if (isEnd) {
+            ended_ = true;
+            endFits_ = tag == "BASEELEMENT" && bytes_.size() - tagStart_ <= 31;
+            return;
+        }
+        started_ = true;
+        current_ = TakeNaiveLastUid(tag, index_.lastUid);
+        ended_ = ended_ || tag.find('/') != tag.npos;
+        if (current_ && tagStart_ == 0 && tag.size() == 31) return;
+        index_.Invalidate();
+        known_ = nullptr;
+        foreign_ = true;
+    }
+
+    void TakeEntryStart(const std::string& tag, bool closesItself) {
+        if (inEntry_) Malformed("Encountered element start tag nested within another element");
+        inEntry_ = true;
+        live_ = hasId_ = false;
+        entry_ = {};
+        entry_.offset = tagStart_;
+        if (!TakeAttributes(tag)) {
+            live_ = false;
+            return;
+        }
+        if (!hasId_) Malformed("Encountered element start tag without an ID");
+        if (closesItself || tag.size() != entry_.Start().size()) foreign_ = true;
+    }
+
+    // Whether the entry is wanted.
+    bool TakeAttributes(const std::string& tag) {
+        std::string rest = tag.substr(std::min(tag.find_first_of(" \t\r\n"), tag.size()));
+        while (!NaiveTrimmed(rest).empty()) {
+            const auto equals = std::min(rest.find('='), rest.size() - 1);
+            const auto open = rest.find_first_not_of(" \t\r\n", equals + 1);
+            const auto close = open == rest.npos ? open : rest.find('"', open + 1);
+            if (close == rest.npos || rest[open] != '"' || rest[equals] != '=') {
+                Malformed("Unable to parse ID attribute, Tag=[" + tag + "]");
+                return true;
+            }
+            const std::string value = rest.substr(open + 1, close - open - 1);
+            if (!TakeAttribute(NaiveTrimmed(rest.substr(0, equals)), value)) return false;
+            rest = rest.substr(close + 1);
+        }
+        return true;
+    }
+    bool TakeAttribute(const std::string& name, const std::string& value) {
+        const bool isId = name == "ID" || name == "Id" || name == "iD" || name == "id";
+        const auto uid = static_cast<std::uint32_t>(NaiveNumber(NaiveTrimmed(value), 10).held);
+        if (name == "UID" && current_) {
+            if (uid < previousUid_) {
+                Malformed("Encountered element with UID out of order. This UID=" +
+                          std::to_string(uid) + ", Previous UID=" + std::to_string(previousUid_) +
+                          ", Largest/Last UID=" + std::to_string(index_.lastUid));
+            }
+            previousUid_ = uid;
+        }
+        if (!value.empty() && value == std::string(value.size(), '-')) return ++blanked_ == 0;
+        if (isId && known_ != nullptr && !known_->contains(value)) return false;
+        if (isId && known_ == nullptr && load_.fileExists && !load_.fileExists(value)) return false;
+        live_ = true;
+        hasId_ = hasId_ || isId;
+        if (isId) entry_.id = value;
+        if (name == "UID") entry_.uid = uid;
+        if (!isId && IsStorablePropertyName(name)) entry_.properties[name] = value;
+        return true;
+    }
+
+    void TakeEntryEnd() {
+        if (!inEntry_) {
+            Malformed(
+                "Encountered element end tag before encountering a matching element start tag");
+        }
+        inEntry_ = false;
+        if (!std::exchange(live_, false)) return;
+        entry_.idx = ++idx_;
+        if (!hasId_ || index_.Find(entry_.id) != nullptr) return;
+        entry_.length = at_ - entry_.offset;
+        entry_.seq = ++seq_;
+        index_.entries.push_back(entry_);
+    }
+
+    void TakeProperty(std::string name, bool isEnd) {
+        if (!isEnd) CheckPlace("Encountered property tag (" + name + ")");
+        if (!isEnd && !inEntry_) {
+            Malformed("Encountered property tag (" + name + ") outside an element");
+        }
+        if (load_.mode == kLoadIdentifiers) return;
+        const bool isBoth = !isEnd && name.ends_with('/');
+        if (isBoth) name = NaiveTrimmed(name.substr(0, name.size() - 1));
+        const std::string open = property_.value_or("");
+        if (!isEnd && property_) {
+            PropertyMalformed("Encountered property start tag (" + name +
+                              ") nested within another property (" + open + ")");
+        }
+        if (isEnd && property_ != name) {
+            PropertyMalformed("Encountered property end tag (" + name +
+                              ") that does not match previous property start tag (" + open + ")");
+        }
+        property_ = name;
+        if (!isEnd && !isBoth) return;
+        property_.reset();
+        const std::string value = isBoth ? "" : NaiveUnescaped(text_);
+        if (live_ && !IsReservedName(name)) entry_.properties[name] = value;
+    }
+
+    std::optional<bool> Finish() {
+        std::uint32_t seq = 0;
+        for (NaiveEntry* entry : index_.InUidOrder()) {
+            if (!current_) entry->seq = ++seq;
+        }
+        if (ended_ && (inEntry_ || property_ || !endFits_)) foreign_ = true;
+        if (MustRewrite()) index_.Invalidate();
+        if (MustRewrite() && !ReadsWhole()) return std::nullopt;
+        index_.limited = known_ != nullptr;
+        if (!started_) Malformed("Did not find root element start tag");
+        if (!ended_) Malformed("Did not find root element end tag");
+        const bool sound = malformation_.empty();
+        const bool identifiersSound = !identifiersDamaged_ && blanked_ < load_.garbageThreshold;
+        if (!sound && load_.identifiersSuffice && identifiersSound) return std::nullopt;
+        if (!sound) index_.Report("Malformed index detected: " + malformation_ + " (F)\n");
+        if (sound && ReadsWhole() && load_.fileExists) index_.Invalidate();
+        return sound;
+    }
+
+    NaiveContent& index_;
+    const IndexLoad& load_;
+    const IdSet* known_;
+    const std::string bytes_;
+    std::size_t at_ = 0, tagStart_ = 0;
+    std::string text_, malformation_;
+    bool started_ = false, ended_ = false, endFits_ = false, current_ = false;
+    bool inEntry_ = false, live_ = false, hasId_ = false, foreign_ = false;
+    std::optional<std::string> property_;
+    NaiveEntry entry_;
+    std::int64_t previousUid_ = -1;
+    std::uint32_t blanked_ = 0, idx_ = 0, seq_ = 0;
+    bool identifiersDamaged_ = false;
+};
+
+// An index with its operations.
+struct NaiveIndex : NaiveContent {
+    void Clear() {
+        entries.clear();
+        status = kLoadFailed;
+        limited = damaged = modified = changedByAnother = false;
+        trusted = true;
+    }
+    bool Load(IndexLoad load) {
+        IdSet wanted;
+        std::istringstream ids(filter);
+        for (std::string id; std::getline(ids, id, '|');) {
+            if (!id.empty()) wanted.insert(id);
+        }
+        if (!filter.empty()) load.knownIds = &wanted;
+        Clear();
+        const std::string start = file.value_or("").substr(0, 1024);
+        const std::string line = start.substr(0, start.find('\n'));
+        if (load.mode == kLoadHeader && line.size() > 33) {
+            const bool current = TakeNaiveLastUid(line, lastUid);
+            status = current && line[0] == '<' && line.find('>') == 32 ? kLoadHeader : kLoadFailed;
+            if (status == kLoadHeader) return true;
+            Invalidate();
+            if (current && line[32] == '/') status = kLoadFull;
+            if (status == kLoadFull) return true;
+            load.mode = kLoadFull;
+            load.knownIds = nullptr;
+        }
+        auto sound = NaiveParse(*this, load).Run();
+        for (const std::uint32_t mode : {kLoadFull, kLoadIdentifiers}) {
+            if (sound) break;
+            Clear();
+            filter.clear();
+            load.identifiersSuffice = load.identifiersSuffice || load.mode == kLoadIdentifiers;
+            load.mode = mode;
+            load.knownIds = nullptr;
+            sound = NaiveParse(*this, load).Run();
+        }
+        status = *sound ? load.mode : kLoadFailed;
+        if (!*sound) Invalidate();
+        damaged = !*sound && file;
+        return *sound;
+    }
+
+    void SetFilter(const std::string& ids) { filter = ids; }
+    void SetLastUid(std::uint32_t uid) { lastUid = uid; }
+    void ChangeFile() { changedByAnother = true; }
+    void RemoveFile() { file.reset(); }
+    std::string IdAt(std::size_t place) {
+        const auto order = InUidOrder();
+        return order.empty() ? "none" : order[place % order.size()]->id;
+    }
+
+    bool Add(const std::string& id) {
+        if (lastUid == 0xFFFFFFFF || !IsStorableId(id) || Find(id) != nullptr) return false;
+        const bool last = std::all_of(entries.begin(), entries.end(), [&](const NaiveEntry& entry) {
+            return entry.Uid() <= lastUid;
+        });
+        if (!last && !IsWhole()) return false;
+        const auto seq = static_cast<std::uint32_t>(InUidOrder().size() + 1);
+        const std::uint32_t idx = entries.empty() ? 1 : entries.back().idx + 1;
+        entries.push_back({id, ++lastUid, idx, seq, 0, 0, {}, false, true});
+        modified = true;
+        if (!last) Invalidate();
+        return true;
+    }
+
+    bool Set(const std::string& id, const std::string& name, const std::optional<std::string>& to) {
+        NaiveEntry* const entry = Find(id);
+        if (entry == nullptr || (status == kLoadIdentifiers && entry->offset != 0)) return false;
+        const auto before = entry->properties;
+        entry->properties.erase(name);
+        if (to) entry->properties[name] = *to;
+        if (before != entry->properties) entry->changed = modified = true;
+        return true;
+    }
+
+    bool Remove(const std::string& id) {
+        NaiveEntry* const entry = Find(id);
+        if (entry != nullptr) entry->removed = modified = true;
+        return entry != nullptr;
+    }
+
+    void CountAsWhole() {
+        Invalidate();
+        for (const NaiveEntry* entry : InUidOrder()) lastUid = std::max(lastUid, entry->Uid());
+        status = kLoadFull;
+        modified = true;
+    }
+
+    bool Save() {
+        const bool same = file && !changedByAnother;
+        if (!same && file && !IsWhole()) {
+            Report("Index file modified since load (F\\_index.xml). Index was not fully loaded: " +
+                   std::string("aborting save."));
+        } else if (!same && file) {
+            trace += "Index file has changed: F. Cached offset information is now inaccurate. ";
+            trace += "Index will be rewritten in full.";
+        }
+        if (!(same && trusted) && !IsWhole()) return false;
+        if (!same) Invalidate();
+        if (trusted && !modified) return true;
+        file = Written();
+        for (NaiveEntry& entry : entries) {
+            entry.changed = false;
+            if (entry.removed) entry.offset = 0;
+        }
+        modified = changedByAnother = false;
+        trusted = true;
+        return true;
+    }
+
+    // The whole file; or the old one with the new header, removed entries blanked, and from the
+    // first changed one on all entries anew, each with the old bytes behind it.
+    std::string Written() {
+        std::string written = Index(lastUid, "").substr(0, 33);
+        std::string old = written + (trusted ? file->substr(33) : "");
+        for (const NaiveEntry& entry : entries) {
+            const std::string blank = entry.Start(true);
+            if (trusted && entry.removed && entry.offset != 0) {
+                old.replace(entry.offset, blank.size(), blank);
+            }
+        }
+        auto order = InUidOrder();
+        const auto isChanged = [this](const auto* entry) { return entry->changed || !trusted; };
+        order.erase(order.begin(), std::find_if(order.begin(), order.end(), isChanged));
+        if (order.empty() && trusted) return old;
+        auto rootEnd = old.find("</BASEELEMENT>", std::max<std::size_t>(old.size(), 31) - 31);
+        rootEnd = std::min(rootEnd, old.size());
+        if (old.ends_with("</BASEELEMENT>\r\n")) rootEnd = old.size() - 16;
+        if (trusted) written = old.substr(0, order[0]->offset != 0 ? order[0]->offset : rootEnd);
+        std::string reports;
+        std::int64_t previousUid = -1;
+        for (std::size_t at = 0; at < order.size(); ++at) {
+            NaiveEntry& entry = *order[at];
+            const NaiveEntry* const next = at + 1 < order.size() ? order[at + 1] : nullptr;
+            const auto from = entry.offset + entry.length;
+            const auto to = next != nullptr && next->offset != 0 ? next->offset : rootEnd;
+            const bool hasGap = trusted && from != 0 && to > from;
+            const std::string gap = hasGap ? old.substr(from, to - from) : "";
+            const std::string corrupting = "Corrupting index F\\_index.xml. ";
+            if (gap.size() > 10 && !gap.starts_with("<ELEMENT")) {
+                Report(corrupting + "Gap after " + entry.id +
+                       " does not start at the start of an element.");
+            } else if (gap.size() > 10 && !gap.ends_with("</ELEMENT>")) {
+                Report(corrupting + "Gap " +
+                       (next != nullptr ? "before " + next->id : "after " + entry.id) +
+                       " does not end at the end of an element.");
+            }
+            if (previousUid >= entry.Uid()) {
+                reports += "Serialisation Issue: UID incorrectly ordered at " +
+                           std::to_string(entry.Uid()) + ".";
+            }
+            previousUid = entry.Uid();
+            const std::string text = entry.Written();
+            if (hasGap && next != nullptr && text.size() > entry.length + next->length) {
+                reports += corrupting + "Item size for " + entry.id +
+                           " has grown so much that the gap will overflow the next item.";
+            }
+            entry.offset = written.size();
+            entry.length = text.size();
+            written += text + gap;
+        }
+        Report(reports);
+        return written + "</BASEELEMENT>\r\n";
+    }
+};
+
+}  // namespace tarnwick::testing
