@@ -1,25 +1,14 @@
 // The activity file's reader and rewriter against a plain one that goes through fixed buffers.
 #include <cstdio>
-#include <cstdlib>
 
-#include "common/Reports.h"
 #include "common/Text.h"
 #include "common/TextFile.h"
+#include "fuzz/Fuzz.h"
 #include "Library/activity/ActivityFile.h"
 #include "Library/activity/ActivityRules.h"
 
+namespace tarnwick::fuzz {
 namespace {
-
-using namespace tarnwick;
-
-void Require(bool condition) {
-    if (!condition) std::abort();
-}
-
-class Silence : public ReportSink {
-  public:
-    void Report(ReportChannel, std::string_view) override {}
-};
 
 class CopyAll : public EntryRule {
   public:
@@ -62,10 +51,7 @@ ClientConnection FirstConnection(std::string_view bytes) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static Silence silence;
-    SetReportSink(&silence);
-    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+void Check(std::string_view bytes) {
     CopyAll rule;
     int entries = 0;
     const RewrittenActivity copied = RewriteActivity(bytes, rule);
@@ -79,5 +65,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const RewrittenActivity closed = CloseConnection(bytes, connection, "a.tmp");
     Require(closed.written <= entries && closed.existing == entries);
     Require(entries == 0 || closed.written < entries);
-    return 0;
 }
+
+}  // namespace tarnwick::fuzz

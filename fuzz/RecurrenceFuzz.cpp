@@ -1,16 +1,13 @@
 // A start in the first line, rules in the others: going through their times ends, and the times
 // come in their order, none before the start.
-#include <cstdint>
-#include <cstdlib>
 #include <optional>
-#include <string_view>
 
+#include "fuzz/Fuzz.h"
 #include "Library/convert/PatternOccurrences.h"
 #include "Library/convert/Schedule.h"
 
+namespace tarnwick::fuzz {
 namespace {
-
-using namespace tarnwick;
 
 std::string_view TakeLine(std::string_view& text) {
     const std::string_view line = text.substr(0, text.find('\n'));
@@ -23,36 +20,34 @@ void GoThrough(const RecurrencePattern& pattern, const DateValue& start) {
     std::int64_t last = start.seconds - 1;
     std::optional<std::int64_t> time = times.Next();
     for (int left = 300; time && left > 0; --left) {
-        if (*time <= last) std::abort();
+        Require(*time > last);
         last = *time;
         time = times.Next();
     }
     if (pattern.count) return;
     PatternOccurrences rest(pattern, start);
     rest.SkipTo(last);
-    if (last >= start.seconds && rest.Next() != last) std::abort();
-    if (last >= start.seconds && rest.Next() != time) std::abort();
+    Require(last < start.seconds || (rest.Next() == last && rest.Next() == time));
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::string_view text(reinterpret_cast<const char*>(data), size);
+void Check(std::string_view text) {
     const auto start = ParseDateValue(TakeLine(text));
-    if (!start) return 0;
+    if (!start) return;
     Schedule schedule;
     schedule.start = ZonedTime{*start, nullptr};
     while (!text.empty() && schedule.rules.size() < 4) {
         const std::string_view line = TakeLine(text);
-        const auto pattern = ParsePattern(line);
-        if (pattern) GoThrough(*pattern, *start);
+        if (const auto pattern = ParsePattern(line)) GoThrough(*pattern, *start);
         schedule.rules.emplace_back(line);
     }
     const Schedule* const one = &schedule;
     const auto found = OccurrencesOf({&one, 1}, {start->seconds, start->seconds + 86400});
-    if (found.within.empty() || found.within.front().start != start->seconds) std::abort();
+    Require(!found.within.empty() && found.within.front().start == start->seconds);
     for (std::size_t at = 1; at < found.within.size(); ++at) {
-        if (found.within[at - 1].start >= found.within[at].start) std::abort();
+        Require(found.within[at - 1].start < found.within[at].start);
     }
-    return 0;
 }
+
+}  // namespace tarnwick::fuzz
