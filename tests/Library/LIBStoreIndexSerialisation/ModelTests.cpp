@@ -63,19 +63,19 @@ TEST(IndexModel, Files) {
 }
 
 TEST(IndexModel, Entries) {
-    CompareWithModel("ABCDGEEFFPPRRQV#!-<>/MIhifkvl", 2, 2000, 20,
+    CompareWithModel("ABCDGEEFFPPRRQV#!-<>/MIhifkvl", 2, 1500, 20,
                      [](const std::string& text) { return DifferenceOf("HA" + text + "T"); });
 }
 
 TEST(IndexModel, Attributes) {
-    CompareWithModel(" =\"JKM-/IL07kl", 3, 2000, 12, [](const std::string& text) {
+    CompareWithModel(" =\"JKM-/IL07kl", 2, 2500, 12, [](const std::string& text) {
         return DifferenceOf("H<ELEMENT" + text + ">PRFT");
     });
 }
 
 TEST(IndexModel, Saves) {
     constexpr const char* kFiles[] = {"HABCT", "HAGBVCU", "OB", "HGT", "HBAT", "HA1234567890BT123"};
-    CompareWithModel("lhifkvaaxyzurmscgwndssslll", 2, 3000, 20, [&](const std::string& text) {
+    CompareWithModel("lhifkvaaxyzurmscgwndssslll", 2, 1500, 20, [&](const std::string& text) {
         return DifferenceOf(kFiles[text.size() % std::size(kFiles)] + text);
     });
 }

@@ -121,6 +121,11 @@ struct NaiveEntry {
         return text + "</ELEMENT>";
     }
 
+    static std::string Line(std::uint32_t idx, std::uint32_t seq, std::size_t offset,
+                            std::size_t length, std::string_view text) {
+        return "\n" + std::to_string(idx) + " " + std::to_string(seq) + " " +
+               std::to_string(offset) + "+" + std::to_string(length) + " " + std::string(text);
+    }
     std::uint32_t Uid() const { return uid.value_or(0); }
 
     std::string id;
@@ -144,22 +149,24 @@ struct NaiveContent {
         return order;
     }
     NaiveEntry* Find(const std::string& id) {
-        for (NaiveEntry& entry : entries) {
-            if (entry.id == id && !entry.removed) return &entry;
-        }
-        return nullptr;
+        const auto at = std::find_if(entries.begin(), entries.end(), [&](const auto& entry) {
+            return entry.id == id && !entry.removed;
+        });
+        return at == entries.end() ? nullptr : &*at;
     }
     bool IsWhole() const { return status == kLoadFull && !limited && filter.empty(); }
     void Invalidate() { filter.clear(), trusted = false; }
     void Report(const std::string& text) { trace += text, eventLog += text; }
+    std::string Head() const {
+        return std::to_string(status) + " " + std::to_string(lastUid) + " " + filter +
+               (trusted ? " trusted" : "") + (damaged ? " damaged" : "") +
+               (modified ? " modified" : "") + (IsWhole() ? " whole" : "");
+    }
     std::string State() {
-        std::string state = std::to_string(status) + " " + std::to_string(lastUid) + " " + filter +
-                            (trusted ? " trusted" : "") + (damaged ? " damaged" : "") +
-                            (modified ? " modified" : "") + (IsWhole() ? " whole" : "");
+        std::string state = Head();
         for (const NaiveEntry* entry : InUidOrder()) {
-            state += "\n" + std::to_string(entry->idx) + " " + std::to_string(entry->seq) + " " +
-                     std::to_string(entry->offset) + "+" + std::to_string(entry->length) + " " +
-                     entry->Written();
+            state += NaiveEntry::Line(entry->idx, entry->seq, entry->offset, entry->length,
+                                      entry->Written());
         }
         return state + "\n" + trace + "|" + eventLog + "\n" + file.value_or("no file");
     }
@@ -207,18 +214,17 @@ class NaiveParse {
     bool ReadsWhole() const {
         return known_ == nullptr && (load_.mode == kLoadFull || load_.identifiersSuffice);
     }
+    std::string Open() const { return property_.value_or(""); }
     bool MustRewrite() const { return foreign_ || blanked_ >= load_.garbageThreshold; }
 
-    void PropertyMalformed(const std::string& text) {
+    void Expect(bool isSound, const std::string& text, bool ofProperty = false) {
+        if (isSound) return;
         if (malformation_.empty()) malformation_ = text;
+        identifiersDamaged_ = identifiersDamaged_ || !ofProperty;
     }
-    void Malformed(const std::string& text) {
-        PropertyMalformed(text);
-        identifiersDamaged_ = true;
-    }
-    void CheckPlace(const std::string& tag) {
-        if (!started_) Malformed(tag + " before encountering a root element start tag");
-        if (ended_) Malformed(tag + " after already encountering a root element end tag");
+    void ExpectInRoot(const std::string& tag) {
+        Expect(started_, tag + " before encountering a root element start tag");
+        Expect(!ended_, tag + " after already encountering a root element end tag");
     }
 
     void TakeTag(const std::string& tag) {
@@ -229,11 +235,9 @@ class NaiveParse {
         } else if (!name.starts_with("ELEMENT")) {
             TakeProperty(name, isEnd);
         } else {
-            CheckPlace("Encountered element tag");
-            if (property_) {
-                PropertyMalformed("Encountered element start tag nested within a property (" +
-                                  *property_ + ")");
-            }
+            ExpectInRoot("Encountered element tag");
+            const std::string within = " start tag nested within a property (" + Open() + ")";
+            Expect(!property_, "Encountered element" + within, true);
             const bool isBoth = !isEnd && name.ends_with('/');
             if (!isEnd) TakeEntryStart(name.substr(0, name.size() - isBoth), isBoth);
             if (isEnd || isBoth) TakeEntryEnd();
@@ -242,10 +246,9 @@ class NaiveParse {
 
     void TakeRoot(const std::string& tag, bool isEnd) {
         const std::string kind = isEnd ? "root element end tag" : "root element start tag";
-        if (isEnd && !started_) Malformed("Encountered " + kind + " before root element start tag");
-        if (isEnd ? ended_ : started_) {
-            Malformed("Encountered " + kind + " after already encountering a " + kind);
-        }
+        const bool isFirst = isEnd ? !ended_ : !started_;
+        Expect(!isEnd || started_, "Encountered " + kind + " before root element start tag");
+        Expect(isFirst, "Encountered " + kind + " after already encountering a " + kind);
         if (isEnd) {
             ended_ = true;
             endFits_ = tag == "BASEELEMENT" && bytes_.size() - tagStart_ <= 31;
@@ -261,17 +264,16 @@ class NaiveParse {
     }
 
     void TakeEntryStart(const std::string& tag, bool closesItself) {
-        if (inEntry_) Malformed("Encountered element start tag nested within another element");
+        Expect(!inEntry_, "Encountered element start tag nested within another element");
         inEntry_ = true;
         live_ = hasId_ = false;
         entry_ = {};
         entry_.offset = tagStart_;
-        if (!TakeAttributes(tag)) {
-            live_ = false;
-            return;
-        }
-        if (!hasId_) Malformed("Encountered element start tag without an ID");
-        if (closesItself || tag.size() != entry_.Start().size()) foreign_ = true;
+        const bool isWanted = TakeAttributes(tag);
+        live_ = live_ && isWanted;
+        Expect(!isWanted || hasId_, "Encountered element start tag without an ID");
+        const bool isLong = closesItself || tag.size() != entry_.Start().size();
+        foreign_ = foreign_ || (isWanted && isLong);
     }
 
     // Whether the entry is wanted.
@@ -281,10 +283,9 @@ class NaiveParse {
             const auto equals = std::min(rest.find('='), rest.size() - 1);
             const auto open = rest.find_first_not_of(" \t\r\n", equals + 1);
             const auto close = open == rest.npos ? open : rest.find('"', open + 1);
-            if (close == rest.npos || rest[open] != '"' || rest[equals] != '=') {
-                Malformed("Unable to parse ID attribute, Tag=[" + tag + "]");
-                return true;
-            }
+            const bool isSound = close != rest.npos && rest[open] == '"' && rest[equals] == '=';
+            Expect(isSound, "Unable to parse ID attribute, Tag=[" + tag + "]");
+            if (!isSound) return true;
             const std::string value = rest.substr(open + 1, close - open - 1);
             if (!TakeAttribute(NaiveTrimmed(rest.substr(0, equals)), value)) return false;
             rest = rest.substr(close + 1);
@@ -295,11 +296,10 @@ class NaiveParse {
         const bool isId = name == "ID" || name == "Id" || name == "iD" || name == "id";
         const auto uid = static_cast<std::uint32_t>(NaiveNumber(NaiveTrimmed(value), 10).held);
         if (name == "UID" && current_) {
-            if (uid < previousUid_) {
-                Malformed("Encountered element with UID out of order. This UID=" +
-                          std::to_string(uid) + ", Previous UID=" + std::to_string(previousUid_) +
-                          ", Largest/Last UID=" + std::to_string(index_.lastUid));
-            }
+            Expect(uid >= previousUid_,
+                   "Encountered element with UID out of order. This UID=" + std::to_string(uid) +
+                       ", Previous UID=" + std::to_string(previousUid_) +
+                       ", Largest/Last UID=" + std::to_string(index_.lastUid));
             previousUid_ = uid;
         }
         if (!value.empty() && value == std::string(value.size(), '-')) return ++blanked_ == 0;
@@ -314,10 +314,8 @@ class NaiveParse {
     }
 
     void TakeEntryEnd() {
-        if (!inEntry_) {
-            Malformed(
-                "Encountered element end tag before encountering a matching element start tag");
-        }
+        Expect(inEntry_,
+               "Encountered element end tag before encountering a matching element start tag");
         inEntry_ = false;
         if (!std::exchange(live_, false)) return;
         entry_.idx = ++idx_;
@@ -328,22 +326,20 @@ class NaiveParse {
     }
 
     void TakeProperty(std::string name, bool isEnd) {
-        if (!isEnd) CheckPlace("Encountered property tag (" + name + ")");
-        if (!isEnd && !inEntry_) {
-            Malformed("Encountered property tag (" + name + ") outside an element");
-        }
+        const std::string start = "Encountered property tag (" + name + ")";
+        if (!isEnd) ExpectInRoot(start);
+        Expect(isEnd || inEntry_, start + " outside an element");
         if (load_.mode == kLoadIdentifiers) return;
         const bool isBoth = !isEnd && name.ends_with('/');
         if (isBoth) name = NaiveTrimmed(name.substr(0, name.size() - 1));
-        const std::string open = property_.value_or("");
-        if (!isEnd && property_) {
-            PropertyMalformed("Encountered property start tag (" + name +
-                              ") nested within another property (" + open + ")");
-        }
-        if (isEnd && property_ != name) {
-            PropertyMalformed("Encountered property end tag (" + name +
-                              ") that does not match previous property start tag (" + open + ")");
-        }
+        Expect(isEnd || !property_,
+               "Encountered property start tag (" + name + ") nested within another property (" +
+                   Open() + ")",
+               true);
+        Expect(!isEnd || property_ == name,
+               "Encountered property end tag (" + name +
+                   ") that does not match previous property start tag (" + Open() + ")",
+               true);
         property_ = name;
         if (!isEnd && !isBoth) return;
         property_.reset();
@@ -360,8 +356,8 @@ class NaiveParse {
         if (MustRewrite()) index_.Invalidate();
         if (MustRewrite() && !ReadsWhole()) return std::nullopt;
         index_.limited = known_ != nullptr;
-        if (!started_) Malformed("Did not find root element start tag");
-        if (!ended_) Malformed("Did not find root element end tag");
+        Expect(started_, "Did not find root element start tag");
+        Expect(ended_, "Did not find root element end tag");
         const bool sound = malformation_.empty();
         const bool identifiersSound = !identifiersDamaged_ && blanked_ < load_.garbageThreshold;
         if (!sound && load_.identifiersSuffice && identifiersSound) return std::nullopt;

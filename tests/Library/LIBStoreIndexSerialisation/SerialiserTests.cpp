@@ -73,17 +73,16 @@ TEST_F(IndexSerialiser, GroupsHaveTheirOwnFile) {
 TEST_F(IndexSerialiser, LeavesOutEntriesWhoseFilesAreGone) {
     WriteBytesTo(folder_.Path("B"), "");
     const DeserialiseRequest request{.verifyFiles = true};
-    struct Row {
-        std::uint32_t error;
-        std::size_t count;
-    };
     // A look-up that fails says nothing of the file.
-    for (const Row& row : {Row{ERROR_FILE_NOT_FOUND, 0}, Row{ERROR_PATH_NOT_FOUND, 0},
-                           Row{ERROR_ACCESS_DENIED, 2}, Row{ERROR_NETNAME_DELETED, 2}}) {
+    const std::pair<std::uint32_t, std::size_t> rows[] = {{ERROR_FILE_NOT_FOUND, 0},
+                                                          {ERROR_PATH_NOT_FOUND, 0},
+                                                          {ERROR_ACCESS_DENIED, 2},
+                                                          {ERROR_NETNAME_DELETED, 2}};
+    for (const auto& [error, count] : rows) {
         CallRecorder calls;
-        calls.FailAll("FindFirstFile", row.error);
+        calls.FailAll("FindFirstFile", error);
         EXPECT_EQ(serialiser_.Deserialise(index_, folder_.Path(), 0, request), kLoadFull);
-        EXPECT_EQ(index_.Count(), row.count) << row.error;
+        EXPECT_EQ(index_.Count(), count) << error;
     }
     EXPECT_EQ(serialiser_.Deserialise(index_, folder_.Path(), 0, request), kLoadFull);
     EXPECT_TRUE(Save());
@@ -116,32 +115,20 @@ TEST_F(IndexSerialiser, AnothersChangeIsOverwrittenOrRefused) {
     }
 }
 
-// Opens the index as soon as it can, before any call of the save.
-class EagerReader : public CallObserver {
-  public:
-    explicit EagerReader(const std::string& path) : path_(path) { SetCallObserver(this); }
-    ~EagerReader() override { SetCallObserver(nullptr); }
-    std::uint32_t BeforeCall(const SystemCall& call) override {
-        exclusive_ = exclusive_ || call.name == "WriteFile";
-        if (exclusive_ && !file_.IsValid()) {
-            file_ = FileHandle(CreateFileA(path_.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                           OPEN_EXISTING, 0, nullptr));
-        }
-        return 0;
-    }
-
-  private:
-    std::string path_;
-    FileHandle file_;
-    bool exclusive_ = false;
-};
-
 TEST_F(IndexSerialiser, AReaderRightBehindTheLastWriteFindsTheFileCut) {
     const CountingSleeper sleeper;
-    {
-        const EagerReader reader(path_);
-        EXPECT_TRUE(ChangeAndSave());
-    }
+    FileHandle reader;
+    bool isWriting = false;
+    CallRecorder calls;
+    // It opens the index as soon as it can.
+    calls.onCall = [&](const SystemCall& call) -> std::uint32_t {
+        isWriting = isWriting || call.name == "WriteFile";
+        if (!isWriting || reader.IsValid()) return 0;
+        reader = FileHandle(CreateFileA(path_.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                        OPEN_EXISTING, 0, nullptr));
+        return 0;
+    };
+    EXPECT_TRUE(ChangeAndSave());
     EXPECT_EQ(ReadBytesOf(path_), kChanged);
     EXPECT_EQ(sleeper.Count(), 0);
 }
