@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Library/LIBStoreIndexSerialisation/ByteBuffer.h"
+#include "Library/LIBStoreIndexSerialisation/IndexMemory.h"
 #include "Library/LIBStoreIndexSerialisation/PropertyNames.h"
 #include "Library/LIBStoreIndexSerialisation/TextMarks.h"
 

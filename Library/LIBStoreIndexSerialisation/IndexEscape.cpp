@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "common/Scan.h"
-#include "Library/LIBStoreIndexSerialisation/ByteLanes.h"
+#include "Library/LIBStoreIndexSerialisation/IndexMemory.h"
 
 namespace tarnwick {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "Library/LIBStoreIndexSerialisation/ByteLanes.h"
+#include "Library/LIBStoreIndexSerialisation/IndexMemory.h"
 
 namespace tarnwick {
 

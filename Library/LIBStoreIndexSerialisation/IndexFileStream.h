@@ -8,7 +8,6 @@
 #include "common/ByteSource.h"
 #include "common/Files.h"
 #include "Library/LIBStoreIndexSerialisation/IndexSave.h"
-#include "Library/LIBStoreIndexSerialisation/IndexStream.h"
 #include "Library/LIBStoreIndexSerialisation/StoreIndex.h"
 
 namespace tarnwick {

@@ -6,9 +6,8 @@
 #include <limits>
 
 #include "common/Scan.h"
-#include "Library/LIBStoreIndexSerialisation/ByteLanes.h"
 #include "Library/LIBStoreIndexSerialisation/IndexEscape.h"
-#include "Library/LIBStoreIndexSerialisation/IndexTag.h"
+#include "Library/LIBStoreIndexSerialisation/IndexMemory.h"
 
 namespace tarnwick {
 namespace {

@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "Library/LIBStoreIndexSerialisation/ByteBuffer.h"
 #include "Library/LIBStoreIndexSerialisation/IndexItemPropertyContainer.h"
+#include "Library/LIBStoreIndexSerialisation/IndexMemory.h"
 
 namespace tarnwick {
 
@@ -69,5 +69,16 @@ bool IsReservedName(std::string_view name);
 // Length of an entry's start tag between the brackets, with a UID and without.
 std::size_t EntryTagLength(std::size_t idLength, std::uint32_t uid);
 std::size_t EntryTagLength(std::size_t idLength);
+
+inline bool IsBlank(char byte) {
+    return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n';
+}
+
+// Without the blanks, tabs and line breaks at either end.
+inline std::string_view TrimBlanks(std::string_view text) {
+    while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
+    return text;
+}
 
 }  // namespace tarnwick

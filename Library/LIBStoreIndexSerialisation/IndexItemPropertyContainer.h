@@ -1,12 +1,14 @@
 // One entry of a store index: a message file's name, its identifier in the folder, and the header
-// fields that a folder listing shows.
+// fields that a folder listing shows; and entries in an order.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "Library/LIBStoreIndexSerialisation/PropertyNames.h"
 
@@ -42,7 +44,21 @@ class IndexItemPropertyContainer {
         return Text(index == 0 ? idLength_ : End(index - 1), End(index));
     }
     // The value of the property with this name, if the entry has it.
-    std::optional<std::string_view> Property(std::string_view name) const;
+    std::optional<std::string_view> Property(std::string_view name) const {
+        std::size_t low = 0;
+        std::size_t high = names_->Count();
+        while (low < high) {
+            const std::size_t middle = low + (high - low) / 2;
+            const int order = names_->Name(middle).compare(name);
+            if (order == 0) return Value(middle);
+            if (order < 0) {
+                low = middle + 1;
+            } else {
+                high = middle;
+            }
+        }
+        return std::nullopt;
+    }
 
   private:
     friend class StoreIndex;
@@ -68,6 +84,60 @@ class IndexItemPropertyContainer {
     bool hasUid_ = false;
     bool removed_ = false;
     bool changed_ = false;  // added, or its properties changed, since the load or the last save
+};
+
+// The entries of an index in one of its orders, without those that were removed.
+class LiveEntries {
+  public:
+    using Entry = IndexItemPropertyContainer;
+    using Order = std::vector<Entry*>;
+
+    class Iterator {
+      public:
+        using iterator_category = std::forward_iterator_tag;
+        using value_type = Entry;
+        using difference_type = std::ptrdiff_t;
+        using pointer = Entry*;
+        using reference = Entry&;
+
+        Iterator() = default;
+        Iterator(Order::const_iterator at, Order::const_iterator end) : at_(at), end_(end) {
+            SkipRemoved();
+        }
+        Entry& operator*() const { return **at_; }
+        Entry* operator->() const { return *at_; }
+        Iterator& operator++() {
+            ++at_;
+            SkipRemoved();
+            return *this;
+        }
+        Iterator operator++(int) {
+            Iterator before = *this;
+            ++*this;
+            return before;
+        }
+        bool operator==(const Iterator& other) const { return at_ == other.at_; }
+
+      private:
+        void SkipRemoved() {
+            while (at_ != end_ && (*at_)->IsRemoved()) ++at_;
+        }
+
+        Order::const_iterator at_;
+        Order::const_iterator end_;
+    };
+
+    // The live ones of `order` from its place `first` on.
+    LiveEntries(const Order& order, std::size_t first) : order_(&order), first_(first) {}
+
+    Iterator begin() const {
+        return {order_->begin() + static_cast<std::ptrdiff_t>(first_), order_->end()};
+    }
+    Iterator end() const { return {order_->end(), order_->end()}; }
+
+  private:
+    const Order* order_;
+    std::size_t first_;
 };
 
 }  // namespace tarnwick

@@ -3,7 +3,7 @@
 #include "common/Reports.h"
 #include "common/Scan.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
-#include "Library/LIBStoreIndexSerialisation/IndexMalformations.h"
+#include "Library/LIBStoreIndexSerialisation/IndexReports.h"
 
 namespace tarnwick {
 namespace {

@@ -8,14 +8,19 @@
 #include <string>
 #include <string_view>
 
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 #include "Library/LIBStoreIndexSerialisation/IndexLoad.h"
 #include "Library/LIBStoreIndexSerialisation/IndexReader.h"
-#include "Library/LIBStoreIndexSerialisation/IndexTag.h"
 #include "Library/LIBStoreIndexSerialisation/StoreIndex.h"
 
 namespace tarnwick {
 
 enum class ParseResult { Malformed, Parsed, ParseAgain };
+
+struct TagAttribute {
+    std::string_view name;
+    std::string_view value;
+};
 
 // Lives for one parse. A malformation does not stop it, since a failed load hands out what can be
 // read; the first one is reported at the end.

@@ -1,9 +1,8 @@
 // The attributes of an entry's start tag: what an entry is, and whether it is wanted.
 #include "common/Text.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
-#include "Library/LIBStoreIndexSerialisation/IndexMalformations.h"
 #include "Library/LIBStoreIndexSerialisation/IndexParser.h"
-#include "Library/LIBStoreIndexSerialisation/IndexTag.h"
+#include "Library/LIBStoreIndexSerialisation/IndexReports.h"
 
 namespace tarnwick {
 namespace {
@@ -15,6 +14,24 @@ constexpr std::string_view kUidStart = "\" UID=\"";
 // Of the attributes' names the ID's alone is read in any case; kept for compatibility.
 bool IsId(std::string_view name) {
     return name.size() == 2 && LowerAscii(name[0]) == 'i' && LowerAscii(name[1]) == 'd';
+}
+
+// Takes the next attribute, a name, "=" and a value in double quotes, off the front of `rest`,
+// which holds more than blanks and has kSlack bytes behind it; nothing when there is none.
+std::optional<TagAttribute> TakeTagAttribute(std::string_view& rest) {
+    // Names are too short for a search by lanes.
+    std::size_t equals = 0;
+    while (equals < rest.size() && rest[equals] != '=') ++equals;
+    std::size_t open = equals + 1;
+    while (open < rest.size() && IsBlank(rest[open])) ++open;
+    if (open >= rest.size() || rest[open] != '"') return std::nullopt;
+    const std::string_view name = TrimBlanks(rest.substr(0, equals));
+    rest.remove_prefix(open + 1);
+    const std::size_t length = FindInLanes(rest, '"');
+    if (length == rest.size()) return std::nullopt;
+    const std::string_view value = rest.substr(0, length);
+    rest.remove_prefix(length + 1);
+    return TagAttribute{name, value};
 }
 
 }  // namespace

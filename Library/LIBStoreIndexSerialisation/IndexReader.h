@@ -8,8 +8,8 @@
 #include <string_view>
 
 #include "common/ByteSource.h"
-#include "Library/LIBStoreIndexSerialisation/ByteBuffer.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
+#include "Library/LIBStoreIndexSerialisation/IndexMemory.h"
 #include "Library/LIBStoreIndexSerialisation/TextMarks.h"
 
 namespace tarnwick {

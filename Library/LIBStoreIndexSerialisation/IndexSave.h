@@ -1,15 +1,29 @@
-// Writing a StoreIndex to its file.
+// Writing a StoreIndex to its file, and what it asks of a file: it knows nothing of files, so that
+// it runs over anything that holds bytes.
 #pragma once
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 
-#include "Library/LIBStoreIndexSerialisation/ByteBuffer.h"
-#include "Library/LIBStoreIndexSerialisation/IndexStream.h"
+#include "Library/LIBStoreIndexSerialisation/IndexMemory.h"
 #include "Library/LIBStoreIndexSerialisation/StoreIndex.h"
 
 namespace tarnwick {
+
+// A file open for writing at any place, and for reading when it is changed in place.
+class IndexStream {
+  public:
+    virtual ~IndexStream() = default;
+    virtual bool Seek(std::uint64_t offset) = 0;
+    // Whole reads and writes at the current place alone; less is a failure.
+    virtual bool Read(std::span<char> bytes) = 0;
+    virtual bool Write(std::string_view bytes) = 0;
+    virtual bool Flush() = 0;
+    virtual std::optional<std::uint64_t> Size() = 0;
+};
 
 enum class SaveKind {
     Refused,  // the file is not the one that was loaded, and not all of it was

@@ -7,9 +7,9 @@
 #include <string>
 #include <string_view>
 
-#include "Library/LIBStoreIndexSerialisation/ByteBuffer.h"
 #include "Library/LIBStoreIndexSerialisation/IndexItemPropertyContainer.h"
-#include "Library/LIBStoreIndexSerialisation/IndexStream.h"
+#include "Library/LIBStoreIndexSerialisation/IndexMemory.h"
+#include "Library/LIBStoreIndexSerialisation/IndexSave.h"
 
 namespace tarnwick {
 

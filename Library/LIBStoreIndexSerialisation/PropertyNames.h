@@ -12,9 +12,8 @@
 #include <string>
 #include <string_view>
 
-#include "Library/LIBStoreIndexSerialisation/ByteLanes.h"
 #include "Library/LIBStoreIndexSerialisation/IdTable.h"
-#include "Library/LIBStoreIndexSerialisation/IndexArena.h"
+#include "Library/LIBStoreIndexSerialisation/IndexMemory.h"
 
 namespace tarnwick {
 

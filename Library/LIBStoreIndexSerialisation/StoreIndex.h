@@ -12,10 +12,9 @@
 #include <vector>
 
 #include "Library/LIBStoreIndexSerialisation/IdTable.h"
-#include "Library/LIBStoreIndexSerialisation/IndexArena.h"
 #include "Library/LIBStoreIndexSerialisation/IndexEntryDraft.h"
 #include "Library/LIBStoreIndexSerialisation/IndexItemPropertyContainer.h"
-#include "Library/LIBStoreIndexSerialisation/LiveEntries.h"
+#include "Library/LIBStoreIndexSerialisation/IndexMemory.h"
 
 namespace tarnwick {
 

@@ -19,9 +19,9 @@ struct DeserialiseRequest {
 // 2 calendar, 3 tasks, 54 groups. The backup operations work on "_index.xml" whatever the type.
 class StoreIndexSerialiser {
   public:
-    virtual void CreateBackup(const std::string& folder);
-    virtual bool RestoreBackup(const std::string& folder);
-    virtual bool QuarantineIndex(const std::string& folder);
+    virtual void CreateBackup(const std::string& /*folder*/) {}
+    virtual bool RestoreBackup(const std::string& /*folder*/) { return false; }
+    virtual bool QuarantineIndex(const std::string& /*folder*/) { return false; }
     // True when the file was written or nothing needed writing.
     virtual bool Serialise(StoreIndex& index, const std::string& folder,
                            std::uint32_t folderType) = 0;
@@ -31,9 +31,9 @@ class StoreIndexSerialiser {
                                       const DeserialiseRequest& request) = 0;
     virtual bool RequiresFullLoad() = 0;
     virtual bool SupportsRecovery() = 0;
-    virtual bool BackupExists(const std::string& folder);
-    virtual std::uint32_t BackupAgeMinutes(const std::string& folder);
-    virtual void DeleteBackup(const std::string& folder);
+    virtual bool BackupExists(const std::string& /*folder*/) { return false; }
+    virtual std::uint32_t BackupAgeMinutes(const std::string& /*folder*/) { return 0; }
+    virtual void DeleteBackup(const std::string& /*folder*/) {}
 
   protected:
     // Not virtual: the operations above are all there are. Owners know the class they made.

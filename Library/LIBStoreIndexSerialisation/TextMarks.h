@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "Library/LIBStoreIndexSerialisation/ByteLanes.h"
+#include "Library/LIBStoreIndexSerialisation/IndexMemory.h"
 
 namespace tarnwick {
 

@@ -10,7 +10,6 @@
 
 #include "Library/LIBStoreIndexSerialisation/IndexLoad.h"
 #include "Library/LIBStoreIndexSerialisation/IndexSave.h"
-#include "Library/LIBStoreIndexSerialisation/IndexStream.h"
 
 namespace tarnwick::testing {
 

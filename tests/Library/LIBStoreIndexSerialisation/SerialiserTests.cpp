@@ -3,7 +3,7 @@
 
 #include "common/Files.h"
 #include "common/Registry.h"
-#include "Library/LIBStoreIndexSerialisation/IndexBackup.h"
+#include "Library/LIBStoreIndexSerialisation/BackedUpIndexSerialiser.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
 #include "Library/LIBStoreIndexSerialisation/IndexSettings.h"
 #include "Library/LIBStoreIndexSerialisation/MSXMLStoreIndexSerialiser.h"

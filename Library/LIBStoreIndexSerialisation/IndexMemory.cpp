@@ -1,8 +1,17 @@
-#include "Library/LIBStoreIndexSerialisation/IndexArena.h"
+#include "Library/LIBStoreIndexSerialisation/IndexMemory.h"
 
-#include "Library/LIBStoreIndexSerialisation/ByteBuffer.h"
+#include <algorithm>
 
 namespace tarnwick {
+
+void ByteBuffer::Grow(std::size_t room) {
+    constexpr std::size_t kLeast = 256;
+    const std::size_t capacity = std::max({kLeast, 2 * capacity_, size_ + room});
+    std::unique_ptr<char[]> bytes(new char[capacity + kSlack]);
+    if (size_ != 0) std::memcpy(bytes.get(), bytes_.get(), size_);
+    bytes_ = std::move(bytes);
+    capacity_ = capacity;
+}
 
 char* IndexArena::AllocateInChunk(std::size_t size) {
     // A large block gets a chunk of its own, and the one in use stays in use.
