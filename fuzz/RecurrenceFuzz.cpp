@@ -1,7 +1,5 @@
 // A start in the first line, rules in the others: going through their times ends, and the times
 // come in their order, none before the start.
-#include <optional>
-
 #include "fuzz/Fuzz.h"
 #include "Library/convert/PatternOccurrences.h"
 #include "Library/convert/Schedule.h"
@@ -18,7 +16,7 @@ std::string_view TakeLine(std::string_view& text) {
 void GoThrough(const RecurrencePattern& pattern, const DateValue& start) {
     PatternOccurrences times(pattern, start);
     std::int64_t last = start.seconds - 1;
-    std::optional<std::int64_t> time = times.Next();
+    auto time = times.Next();
     for (int left = 300; time && left > 0; --left) {
         Require(*time > last);
         last = *time;

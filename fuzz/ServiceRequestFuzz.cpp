@@ -17,8 +17,8 @@ class CheckingRunner : public FunctionRunner {
                      std::vector<std::vector<std::byte>>& records) override {
         Require(records.size() == static_cast<std::size_t>(function.argumentCount));
         for (const auto& record : records) {
-            Require(record.size() == function.record->size &&
-                    HasSafeNames(*function.record, record));
+            const bool isWhole = record.size() == function.record->size;
+            Require(isWhole && HasSafeNames(*function.record, record));
         }
         return 1;
     }

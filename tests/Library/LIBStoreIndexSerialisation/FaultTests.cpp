@@ -8,15 +8,8 @@
 #include "tests/support/FailingAllocations.h"
 #include "tests/support/Model.h"
 
-namespace tarnwick {
+namespace tarnwick::testing {
 namespace {
-
-using testing::Do;
-using testing::Element;
-using testing::FailingAllocations;
-using testing::Index;
-using testing::MemoryStream;
-using testing::RealIndex;
 
 using Change = std::function<void(RealIndex&)>;
 
@@ -62,7 +55,7 @@ TEST(IndexFaults, AChangeWithoutMemoryLeavesTheIndexAsItWas) {
         const std::string after = whole->State();
         whole->Save();
         const std::string saved = whole->State();
-        const int count = testing::FailEachAllocation([&](int number, bool andAllAfter) {
+        const int count = FailEachAllocation([&](int number, bool andAllAfter) {
             const auto index = Prepared(row.entries, row.prepare);
             bool failed = false;
             try {
@@ -90,13 +83,13 @@ std::string OutcomesOfFailures(const std::string& filter) {
     for (int number = 1;; ++number) {
         RealIndex real(Index(9, Element("A", "1") + Element("-", "-", "") + Element("B", "2") +
                                     Element("C", "3") + Element("D", "4")));
-        real.SetFilter(filter);
+        real.SetIdFilter(filter);
         real.Load({});
         real.Set("A", "FROM", std::string(60, 'a'));
         real.Remove("D");
         MemoryStream stream(real.file.bytes);
         stream.FailCall(number);
-        const auto outcome = WriteIndex(real.index, stream, "F\\_index.xml", SaveKind::InPlace);
+        const auto outcome = WriteIndex(real, stream, "F\\_index.xml", SaveKind::InPlace);
         EXPECT_EQ(outcome.sound, !stream.HasFailed());
         if (!stream.HasFailed()) return outcomes;
         EXPECT_EQ(real.file.bytes.find('\0'), std::string::npos);
@@ -108,10 +101,10 @@ std::string OutcomesOfFailures(const std::string& filter) {
         outcomes += trace.substr(std::min(trace.find("Info: "), trace.size()));
         RealIndex next(real.file.bytes);
         outcomes += next.Load({}) ? " " : " damaged ";
-        for (const StoreIndex::Entry& entry : next.index.InUidOrder()) outcomes += entry.Id();
+        for (const StoreIndex::Entry& entry : next.InUidOrder()) outcomes += entry.Id();
         outcomes += "|";
         // The whole is then written afresh; nobody has what a part left out.
-        FinishSave(real.index, false, {});
+        FinishSave(real, false, {});
         EXPECT_EQ(real.Save(), filter.empty()) << number;
     }
 }
@@ -144,15 +137,15 @@ TEST(IndexFaults, AWriterThatDiesLeavesWholeEntriesOrDamage) {
     const std::string file = LargeFile();
     std::vector<std::string> cases{"....x", "......x", "n", "rmm", "mar", "....xm"};
     for (std::size_t seed = 1; seed <= 6; ++seed) {
-        testing::Random random(seed);
+        Random random(seed);
         cases.emplace_back();
         for (int step = 0; step < 7; ++step) cases.back() += "axyzurm."[random.Below(8)];
     }
     for (const std::string& steps : cases) {
-        testing::NaiveIndex before;
+        NaiveIndex before;
         before.file = file;
         before.Load({});
-        testing::NaiveIndex after = before;
+        NaiveIndex after = before;
         for (std::size_t at = 0; at < steps.size(); ++at) Do(after, steps[at], at);
         int writes = 1;
         for (int died = 0; died <= writes; ++died) {
@@ -162,10 +155,10 @@ TEST(IndexFaults, AWriterThatDiesLeavesWholeEntriesOrDamage) {
             real.file.dieAtWrite = died;
             real.Save();
             writes = real.file.writes;
-            testing::NaiveIndex left;
+            NaiveIndex left;
             left.file = real.file.bytes;
             if (!left.Load({})) continue;
-            const auto isIn = [](testing::NaiveIndex& index, const testing::NaiveEntry& entry) {
+            const auto isIn = [](NaiveIndex& index, const NaiveEntry& entry) {
                 const auto* const found = index.Find(entry.id);
                 return found != nullptr && found->Written() == entry.Written();
             };
@@ -182,4 +175,4 @@ TEST(IndexFaults, AWriterThatDiesLeavesWholeEntriesOrDamage) {
 }
 
 }  // namespace
-}  // namespace tarnwick
+}  // namespace tarnwick::testing

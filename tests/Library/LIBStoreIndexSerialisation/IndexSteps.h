@@ -8,62 +8,49 @@
 namespace tarnwick::testing {
 
 // The product with the naive index's operations.
-struct RealIndex {
+struct RealIndex : StoreIndex {
     explicit RealIndex(const std::string& bytes) : file(bytes) {}
 
-    bool Load(const IndexLoad& load) { return file.Load(index, load) != kLoadFailed; }
-    bool Save() { return file.Save(index); }
-    bool Add(const std::string& id) { return index.Add(id) != nullptr; }
+    bool Load(const IndexLoad& load) { return file.Load(*this, load) != kLoadFailed; }
+    bool Save() { return file.Save(*this); }
     bool Set(const std::string& id, const std::string& name, const std::optional<std::string>& to) {
-        StoreIndex::Entry* const entry = index.FindById(id);
+        Entry* const entry = FindById(id);
         if (entry == nullptr) return false;
-        return to ? index.SetProperty(*entry, name, *to) : index.RemoveProperty(*entry, name);
+        return to ? SetProperty(*entry, name, *to) : RemoveProperty(*entry, name);
     }
     bool Remove(const std::string& id) {
-        StoreIndex::Entry* const entry = index.FindById(id);
-        if (entry != nullptr) index.Remove(*entry);
+        Entry* const entry = FindById(id);
+        if (entry != nullptr) StoreIndex::Remove(*entry);
         return entry != nullptr;
     }
-    void CountAsWhole() { index.CountAsWhole(); }
-    void Invalidate() { index.InvalidateExtents(); }
-    void SetFilter(const std::string& ids) { index.SetIdFilter(ids); }
-    void SetLastUid(std::uint32_t uid) { index.SetLastUid(uid); }
     void ChangeFile() { ++file.version; }
     void RemoveFile() { file.exists = false; }
     std::string IdAt(std::size_t place) const {
-        auto entry = index.InUidOrder().begin();
-        if (index.Count() == 0) return "none";
-        for (place %= index.Count(); place > 0; --place) ++entry;
+        auto entry = InUidOrder().begin();
+        if (Count() == 0) return "none";
+        for (place %= Count(); place > 0; --place) ++entry;
         return std::string(entry->Id());
     }
 
     // What a caller sees of the index, what stands in the file, and what was reported.
     std::string State() const {
-        NaiveContent seen;
-        seen.filter = index.IdFilter();
-        seen.status = index.LoadStatus();
-        seen.lastUid = index.LastUid();
-        seen.trusted = index.ExtentsTrusted();
-        seen.limited = index.IsPartial();
-        seen.damaged = index.IsDamaged();
-        seen.modified = index.IsModified();
-        std::string state = seen.Head();
-        for (const StoreIndex::Entry& entry : index.InUidOrder()) {
-            const bool isFound = index.FindByPosition(entry.Idx()) == &entry;
+        std::string state = Joined(LoadStatus(), LastUid(), IdFilter(), ExtentsTrusted(),
+                                   IsDamaged(), IsModified(), IsWhole());
+        for (const Entry& entry : InUidOrder()) {
+            const bool isFound =
+                FindByPosition(entry.Idx()) == &entry && FindById(entry.Id()) == &entry;
             ByteBuffer text;
             AppendIndexElement(text, entry);
-            state += NaiveEntry::Line(entry.Idx(), entry.Seq(), entry.ItemOffset(),
-                                      entry.ItemLength(), text.View());
-            if (!isFound || index.FindById(entry.Id()) != &entry) state += " lost";
+            state += Joined(entry.Idx(), entry.Seq(), entry.ItemOffset(), entry.ItemLength(),
+                            isFound ? text.View() : "lost");
         }
-        return state + "\n" + reports.Joined(ReportChannel::Trace) + "|" +
-               reports.Joined(ReportChannel::EventLogError) + "\n" +
-               (file.exists ? file.bytes : "no file");
+        return state + Joined(reports.Joined(ReportChannel::Trace), "|",
+                              reports.Joined(ReportChannel::EventLogError), "|",
+                              file.exists ? file.bytes : "no file");
     }
 
     ReportRecorder reports;
     MemoryIndexFile file;
-    StoreIndex index;
 };
 
 // One step of either index; `number` (from 0) makes one step with a letter differ from the next.
@@ -78,14 +65,14 @@ bool Do(AnyIndex& index, char step, std::size_t number) {
     const auto is = [step](std::string_view letters) { return letters.find(step) != letters.npos; };
     const std::string name(1, "PQ"[number % 2]);
     const std::string& value = values[number % std::size(values)];
-    if (is("a")) return index.Add(number % 3 == 0 ? "b" : "N");
+    if (is("a")) return static_cast<bool>(index.Add(number % 3 == 0 ? "b" : "N"));
     if (is("xyz")) return index.Set(index.IdAt(static_cast<std::size_t>(step - 'x')), name, value);
     if (is("u")) return index.Set(index.IdAt(number), name, std::nullopt);
     if (is("rm")) return index.Remove(index.IdAt(is("r") ? 0 : number));
     if (is("s")) return index.Save();
     if (is("c")) index.ChangeFile();
     if (is("g")) index.RemoveFile();
-    if (is("n")) index.Invalidate();
+    if (is("n")) index.InvalidateExtents();
     if (is("w")) index.CountAsWhole();
     if (is("d")) index.SetLastUid(1);
     if (!is("lhifkv")) return true;
@@ -94,7 +81,7 @@ bool Do(AnyIndex& index, char step, std::size_t number) {
     load.knownIds = is("k") ? &known : nullptr;
     if (is("v")) load.fileExists = [](std::string_view id) { return id != "B"; };
     load.garbageThreshold = 2;
-    index.SetFilter(is("f") ? "|b||C|" : "");
+    index.SetIdFilter(is("f") ? "|b||C|" : "");
     return index.Load(load);
 }
 

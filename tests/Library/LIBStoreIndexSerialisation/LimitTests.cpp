@@ -6,12 +6,8 @@
 #include "Library/LIBStoreIndexSerialisation/IndexEscape.h"
 #include "tests/Library/LIBStoreIndexSerialisation/IndexSteps.h"
 
-namespace tarnwick {
+namespace tarnwick::testing {
 namespace {
-
-using testing::Element;
-using testing::Index;
-using testing::RealIndex;
 
 TEST(IndexLimits, ChangesKeepToWhatAReaderTakes) {
     RealIndex real(Index(9, Element("1", "1")));
@@ -23,7 +19,7 @@ TEST(IndexLimits, ChangesKeepToWhatAReaderTakes) {
         EXPECT_FALSE(real.Set("1", name, "x")) << name;
     }
     EXPECT_FALSE(real.Set("1", std::string(kTagLimit, 'N'), "x"));
-    EXPECT_FALSE(real.index.IsModified());
+    EXPECT_FALSE(real.IsModified());
     EXPECT_TRUE(real.Set("1", std::string(kTagLimit - 1, 'N'), "x"));
     EXPECT_TRUE(real.Add(std::string(994, 'I')));
     // 16 MiB as it stands in the file: each of these bytes takes six there.
@@ -67,7 +63,7 @@ class LargeSource : public ByteSource {
 TEST(IndexLimits, AnEntryThatEndsBeyondFourGibibytesIsNotTaken) {
     const std::string last = Element("A", "1", "");
     for (const bool fits : {true, false}) {
-        const testing::ReportRecorder reports;
+        const ReportRecorder reports;
         const std::uint64_t blanks = 0xFFFFFFFF - kHeaderLength - last.size() + (fits ? 0 : 1);
         const auto open = [&] { return std::make_unique<LargeSource>(blanks, last + last + "<"); };
         StoreIndex index;
@@ -86,7 +82,7 @@ TEST(IndexLimits, AMillionOfAnythingTakesNoLonger) {
         RealIndex real(file);
         EXPECT_FALSE(real.Load({})) << bytes;
         EXPECT_EQ(real.reports.Take().size(), 2U) << bytes;
-        EXPECT_LE(real.index.Count(), 1U);
+        EXPECT_LE(real.Count(), 1U);
     }
     std::string nested = "&";
     for (int count = 0; count < 200'000; ++count) nested += "#38;";
@@ -95,4 +91,4 @@ TEST(IndexLimits, AMillionOfAnythingTakesNoLonger) {
 }
 
 }  // namespace
-}  // namespace tarnwick
+}  // namespace tarnwick::testing

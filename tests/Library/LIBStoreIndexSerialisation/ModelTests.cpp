@@ -5,13 +5,8 @@
 #include "tests/Library/LIBStoreIndexSerialisation/IndexSteps.h"
 #include "tests/support/Model.h"
 
-namespace tarnwick {
+namespace tarnwick::testing {
 namespace {
-
-using testing::CompareWithModel;
-using testing::Difference;
-using testing::Element;
-using testing::Index;
 
 const std::string kEnd = "</BASEELEMENT>\r\n";
 
@@ -106,14 +101,14 @@ TEST(IndexModel, EscapedTexts) {
             for (const bool forAttributeUse : {false, true}) {
                 std::string escaped = text;
                 EscapeXmlText(escaped, forAttributeUse);
-                if (escaped != testing::NaiveEscaped(text, forAttributeUse)) return escaped;
+                if (escaped != NaiveEscaped(text, forAttributeUse)) return escaped;
                 std::string unescaped = text;
                 UnescapeXmlText(unescaped, forAttributeUse);
-                if (unescaped != testing::NaiveUnescaped(text, forAttributeUse)) return unescaped;
+                if (unescaped != NaiveUnescaped(text, forAttributeUse)) return unescaped;
             }
-            return EscapedSize(text) == testing::NaiveEscaped(text).size() ? "" : "another size";
+            return EscapedSize(text) == NaiveEscaped(text).size() ? "" : "another size";
         });
 }
 
 }  // namespace
-}  // namespace tarnwick
+}  // namespace tarnwick::testing

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <map>
 #include <optional>
+#include <span>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -32,6 +33,13 @@ inline std::string Index(std::uint32_t lastUid, std::string_view entries) {
     return header + std::string(entries) + "</BASEELEMENT>\r\n";
 }
 
+template <typename... Parts>
+std::string Joined(const Parts&... parts) {
+    std::ostringstream text;
+    ((text << parts << ' '), ...);
+    return text.str() + "\n";
+}
+
 inline void ReplaceEach(std::string& text, std::string_view from, std::string_view to) {
     for (auto at = text.find(from); at != text.npos; at = text.find(from, at + to.size())) {
         text.replace(at, from.size(), to);
@@ -53,12 +61,15 @@ struct NaiveNumber {
     unsigned char low = 0;
 };
 
+// The last two are escaped for attribute use alone, the ampersand besides.
+inline constexpr std::pair<const char*, const char*> kNaiveEntities[] = {
+    {"<", "&lt;"}, {">", "&gt;"}, {"\"", "&quot;"}, {"'", "&apos;"}};
+
 inline std::string NaiveEscaped(std::string text, bool forAttributeUse = false) {
     ReplaceEach(text, "&", "&amp;");
-    ReplaceEach(text, "<", "&lt;");
-    ReplaceEach(text, ">", "&gt;");
-    if (forAttributeUse) ReplaceEach(text, "\"", "&quot;");
-    if (forAttributeUse) ReplaceEach(text, "'", "&apos;");
+    for (const auto& [plain, entity] : std::span(kNaiveEntities, forAttributeUse ? 4 : 2)) {
+        ReplaceEach(text, plain, entity);
+    }
     std::string escaped;
     for (const char byte : text) {
         char reference[8];
@@ -77,10 +88,9 @@ inline std::string NaiveUnescaped(std::string text, bool forAttributeUse = false
         const NaiveNumber number(text.substr(at + (base == 16 ? 3 : 2), end - at - 2), base);
         text.replace(at, end - at + 1, 1, static_cast<char>(number.low));
     }
-    ReplaceEach(text, "&lt;", "<");
-    ReplaceEach(text, "&gt;", ">");
-    if (forAttributeUse) ReplaceEach(text, "&quot;", "\"");
-    if (forAttributeUse) ReplaceEach(text, "&apos;", "'");
+    for (const auto& [plain, entity] : std::span(kNaiveEntities, forAttributeUse ? 4 : 2)) {
+        ReplaceEach(text, entity, plain);
+    }
     ReplaceEach(text, "&amp;", "&");
     return text;
 }
@@ -121,11 +131,6 @@ struct NaiveEntry {
         return text + "</ELEMENT>";
     }
 
-    static std::string Line(std::uint32_t idx, std::uint32_t seq, std::size_t offset,
-                            std::size_t length, std::string_view text) {
-        return "\n" + std::to_string(idx) + " " + std::to_string(seq) + " " +
-               std::to_string(offset) + "+" + std::to_string(length) + " " + std::string(text);
-    }
     std::uint32_t Uid() const { return uid.value_or(0); }
 
     std::string id;
@@ -155,20 +160,14 @@ struct NaiveContent {
         return at == entries.end() ? nullptr : &*at;
     }
     bool IsWhole() const { return status == kLoadFull && !limited && filter.empty(); }
-    void Invalidate() { filter.clear(), trusted = false; }
+    void InvalidateExtents() { filter.clear(), trusted = false; }
     void Report(const std::string& text) { trace += text, eventLog += text; }
-    std::string Head() const {
-        return std::to_string(status) + " " + std::to_string(lastUid) + " " + filter +
-               (trusted ? " trusted" : "") + (damaged ? " damaged" : "") +
-               (modified ? " modified" : "") + (IsWhole() ? " whole" : "");
-    }
     std::string State() {
-        std::string state = Head();
+        std::string state = Joined(status, lastUid, filter, trusted, damaged, modified, IsWhole());
         for (const NaiveEntry* entry : InUidOrder()) {
-            state += NaiveEntry::Line(entry->idx, entry->seq, entry->offset, entry->length,
-                                      entry->Written());
+            state += Joined(entry->idx, entry->seq, entry->offset, entry->length, entry->Written());
         }
-        return state + "\n" + trace + "|" + eventLog + "\n" + file.value_or("no file");
+        return state + Joined(trace, "|", eventLog, "|", file.value_or("no file"));
     }
 
     std::optional<std::string> file;  // nothing: there is none
@@ -258,7 +257,7 @@ class NaiveParse {
         current_ = TakeNaiveLastUid(tag, index_.lastUid);
         ended_ = ended_ || tag.find('/') != tag.npos;
         if (current_ && tagStart_ == 0 && tag.size() == 31) return;
-        index_.Invalidate();
+        index_.InvalidateExtents();
         known_ = nullptr;
         foreign_ = true;
     }
@@ -286,31 +285,33 @@ class NaiveParse {
             const bool isSound = close != rest.npos && rest[open] == '"' && rest[equals] == '=';
             Expect(isSound, "Unable to parse ID attribute, Tag=[" + tag + "]");
             if (!isSound) return true;
+            const std::string name = NaiveTrimmed(rest.substr(0, equals));
             const std::string value = rest.substr(open + 1, close - open - 1);
-            if (!TakeAttribute(NaiveTrimmed(rest.substr(0, equals)), value)) return false;
             rest = rest.substr(close + 1);
+            const bool isId = name == "ID" || name == "Id" || name == "iD" || name == "id";
+            if (name == "UID") CheckOrder(value);
+            if (!value.empty() && value == std::string(value.size(), '-')) return ++blanked_ == 0;
+            if (isId && known_ != nullptr && !known_->contains(value)) return false;
+            const bool isAsked = isId && known_ == nullptr && load_.fileExists;
+            if (isAsked && !load_.fileExists(value)) return false;
+            live_ = true;
+            hasId_ = hasId_ || isId;
+            if (isId) entry_.id = value;
+            if (name == "UID") entry_.uid = UidOf(value);
+            if (!isId && IsStorablePropertyName(name)) entry_.properties[name] = value;
         }
         return true;
     }
-    bool TakeAttribute(const std::string& name, const std::string& value) {
-        const bool isId = name == "ID" || name == "Id" || name == "iD" || name == "id";
-        const auto uid = static_cast<std::uint32_t>(NaiveNumber(NaiveTrimmed(value), 10).held);
-        if (name == "UID" && current_) {
-            Expect(uid >= previousUid_,
-                   "Encountered element with UID out of order. This UID=" + std::to_string(uid) +
-                       ", Previous UID=" + std::to_string(previousUid_) +
-                       ", Largest/Last UID=" + std::to_string(index_.lastUid));
-            previousUid_ = uid;
-        }
-        if (!value.empty() && value == std::string(value.size(), '-')) return ++blanked_ == 0;
-        if (isId && known_ != nullptr && !known_->contains(value)) return false;
-        if (isId && known_ == nullptr && load_.fileExists && !load_.fileExists(value)) return false;
-        live_ = true;
-        hasId_ = hasId_ || isId;
-        if (isId) entry_.id = value;
-        if (name == "UID") entry_.uid = uid;
-        if (!isId && IsStorablePropertyName(name)) entry_.properties[name] = value;
-        return true;
+    static std::uint32_t UidOf(const std::string& value) {
+        return static_cast<std::uint32_t>(NaiveNumber(NaiveTrimmed(value), 10).held);
+    }
+    void CheckOrder(const std::string& value) {
+        if (!current_) return;
+        const std::string previous = std::to_string(std::exchange(previousUid_, UidOf(value)));
+        Expect(previousUid_ >= std::stoll(previous),
+               "Encountered element with UID out of order. This UID=" +
+                   std::to_string(previousUid_) + ", Previous UID=" + previous +
+                   ", Largest/Last UID=" + std::to_string(index_.lastUid));
     }
 
     void TakeEntryEnd() {
@@ -353,7 +354,7 @@ class NaiveParse {
             if (!current_) entry->seq = ++seq;
         }
         if (ended_ && (inEntry_ || property_ || !endFits_)) foreign_ = true;
-        if (MustRewrite()) index_.Invalidate();
+        if (MustRewrite()) index_.InvalidateExtents();
         if (MustRewrite() && !ReadsWhole()) return std::nullopt;
         index_.limited = known_ != nullptr;
         Expect(started_, "Did not find root element start tag");
@@ -362,7 +363,7 @@ class NaiveParse {
         const bool identifiersSound = !identifiersDamaged_ && blanked_ < load_.garbageThreshold;
         if (!sound && load_.identifiersSuffice && identifiersSound) return std::nullopt;
         if (!sound) index_.Report("Malformed index detected: " + malformation_ + " (F)\n");
-        if (sound && ReadsWhole() && load_.fileExists) index_.Invalidate();
+        if (sound && ReadsWhole() && load_.fileExists) index_.InvalidateExtents();
         return sound;
     }
 
@@ -403,7 +404,7 @@ struct NaiveIndex : NaiveContent {
             const bool current = TakeNaiveLastUid(line, lastUid);
             status = current && line[0] == '<' && line.find('>') == 32 ? kLoadHeader : kLoadFailed;
             if (status == kLoadHeader) return true;
-            Invalidate();
+            InvalidateExtents();
             if (current && line[32] == '/') status = kLoadFull;
             if (status == kLoadFull) return true;
             load.mode = kLoadFull;
@@ -420,12 +421,12 @@ struct NaiveIndex : NaiveContent {
             sound = NaiveParse(*this, load).Run();
         }
         status = *sound ? load.mode : kLoadFailed;
-        if (!*sound) Invalidate();
+        if (!*sound) InvalidateExtents();
         damaged = !*sound && file;
         return *sound;
     }
 
-    void SetFilter(const std::string& ids) { filter = ids; }
+    void SetIdFilter(const std::string& ids) { filter = ids; }
     void SetLastUid(std::uint32_t uid) { lastUid = uid; }
     void ChangeFile() { changedByAnother = true; }
     void RemoveFile() { file.reset(); }
@@ -444,7 +445,7 @@ struct NaiveIndex : NaiveContent {
         const std::uint32_t idx = entries.empty() ? 1 : entries.back().idx + 1;
         entries.push_back({id, ++lastUid, idx, seq, 0, 0, {}, false, true});
         modified = true;
-        if (!last) Invalidate();
+        if (!last) InvalidateExtents();
         return true;
     }
 
@@ -465,7 +466,7 @@ struct NaiveIndex : NaiveContent {
     }
 
     void CountAsWhole() {
-        Invalidate();
+        InvalidateExtents();
         for (const NaiveEntry* entry : InUidOrder()) lastUid = std::max(lastUid, entry->Uid());
         status = kLoadFull;
         modified = true;
@@ -481,7 +482,7 @@ struct NaiveIndex : NaiveContent {
             trace += "Index will be rewritten in full.";
         }
         if (!(same && trusted) && !IsWhole()) return false;
-        if (!same) Invalidate();
+        if (!same) InvalidateExtents();
         if (trusted && !modified) return true;
         file = Written();
         for (NaiveEntry& entry : entries) {

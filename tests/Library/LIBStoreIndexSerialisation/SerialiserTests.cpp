@@ -13,18 +13,8 @@
 #include "tests/support/Faults.h"
 #include "tests/support/ReportRecorder.h"
 
-namespace tarnwick {
+namespace tarnwick::testing {
 namespace {
-
-using testing::CallRecorder;
-using testing::CountingSleeper;
-using testing::Element;
-using testing::Index;
-using testing::ReadBytesOf;
-using testing::ReportRecorder;
-using testing::ScratchFolder;
-using testing::ScratchRegistry;
-using testing::WriteBytesTo;
 
 const std::string kTwo = Index(9, Element("A", "1") + Element("B", "2"));
 const std::string kChanged =
@@ -171,13 +161,13 @@ TEST_F(IndexSerialiser, WhatAFailingCallLeftUnsavedIsSavedByTheNextTry) {
 }
 
 TEST_F(IndexSerialiser, AProcessThatDiesLeavesTheOldOrTheNewIndex) {
-    const std::string victim = testing::Environment("TARNWICK_INDEX_FOLDER");
+    const std::string victim = Environment("TARNWICK_INDEX_FOLDER");
     if (!victim.empty()) {
         serialiser_.Deserialise(index_, victim, 0, {});
         index_.SetProperty(*index_.FindById("B"), "SUBJECT", "");
-        return testing::DieWhereAsked([&] { serialiser_.Serialise(index_, victim, 0); });
+        return DieWhereAsked([&] { serialiser_.Serialise(index_, victim, 0); });
     }
-    testing::DieAtEachCall(
+    DieAtEachCall(
         "IndexSerialiser.AProcessThatDiesLeavesTheOldOrTheNewIndex",
         {"TARNWICK_INDEX_FOLDER=" + folder_.Path()}, [&] { WriteBytesTo(path_, kTwo); },
         [&](int number) {
@@ -246,4 +236,4 @@ TEST(IndexBackup, AgeCountsMonthsOfThirtyDays) {
 }
 
 }  // namespace
-}  // namespace tarnwick
+}  // namespace tarnwick::testing

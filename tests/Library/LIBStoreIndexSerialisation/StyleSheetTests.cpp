@@ -3,7 +3,7 @@
 #include "Library/LIBStoreIndexSerialisation/IndexStyleSheets.h"
 #include "tests/Library/LIBStoreIndexSerialisation/NaiveIndex.h"
 
-namespace tarnwick {
+namespace tarnwick::testing {
 namespace {
 
 // A stylesheet with the long tags written short.
@@ -12,11 +12,11 @@ std::string Essence(std::size_t capacity, Write write) {
     std::string text(capacity, '\0');
     write(text);
     text.resize(text.find('\0'));
-    testing::ReplaceEach(text, "<xsl:copy-of select=\"", "+");
-    testing::ReplaceEach(text, "<xsl:attribute name=\"", "@");
-    testing::ReplaceEach(text, "\"><xsl:value-of select=\"", "=");
-    testing::ReplaceEach(text, "\"/></xsl:attribute>", " ");
-    testing::ReplaceEach(text, "\"/>", " ");
+    ReplaceEach(text, "<xsl:copy-of select=\"", "+");
+    ReplaceEach(text, "<xsl:attribute name=\"", "@");
+    ReplaceEach(text, "\"><xsl:value-of select=\"", "=");
+    ReplaceEach(text, "\"/></xsl:attribute>", " ");
+    ReplaceEach(text, "\"/>", " ");
     return text;
 }
 
@@ -49,4 +49,4 @@ TEST(StyleSheets, NumberTheEntriesAndSortThemByUidWhateverTheCallerWants) {
 }
 
 }  // namespace
-}  // namespace tarnwick
+}  // namespace tarnwick::testing
