@@ -1,280 +1,415 @@
-// Opening, committing and closing where a model of the files cannot show it: locks, refusals of
-// single calls, what comes between two calls.
+// Opening, committing, closing and recovering where a model of the files cannot show it: locks,
+// refusals of single calls, what comes between two calls.
+#include "common/WindowsApi.h"
+
+#include <comdef.h>
+
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <thread>
 
+#include "common/DiagnosticLevel.h"
 #include "common/MutexLock.h"
+#include "Library/ExceptionReport.h"
 #include "Library/FolderFlags.h"
+#include "Library/IndexBlockFile.h"
+#include "Library/IndexRecovery.h"
+#include "Library/SerialiserChoice.h"
 #include "tests/Library/StoreFolders.h"
+#include "tests/support/ReportRecorder.h"
 
 namespace tarnwick {
 namespace {
 
-using testing::AtCalls;
-using testing::AtEachCall;
+using testing::CallRecorder;
 using testing::CountingSleeper;
 using testing::EntryText;
-using testing::Identifiers;
 using testing::IndexOf;
 using testing::IndexText;
-using testing::kTypes;
 using testing::PathExists;
 using testing::ReadBytesOf;
-using testing::Refuse;
 using testing::ReportRecorder;
+using testing::ScratchFolder;
 using testing::ScratchRegistry;
-using testing::SetProduct;
-using testing::StoreFolder;
-using testing::TraceOf;
 using testing::WriteBytesTo;
 
-class StoreIndexTest : public ::testing::Test {
+// In a folder of its own with the files A, B and C and an index that knows A and B.
+class StoreIndexLife : public ::testing::Test {
   protected:
     void SetUp() override {
         if (!testing::IsAlone()) GTEST_SKIP();
-        testing::UseStreams();
+        testing::Use({.backups = true});
+        Fill("MAI", 0);
     }
+    void Fill(const std::string& extension, std::uint32_t type) {
+        for (const char* name : {"A.", "B.", "C."})
+            WriteBytesTo(folder_.Path(name + extension), "");
+        stored_ = IndexText("x00000007", EntryText("A." + extension, 5, "<CC>x</CC>") +
+                                             EntryText("B." + extension, 7));
+        file_ = folder_.Path(type == kGroupsFolder ? "_groups.xml" : "_index.xml");
+        WriteBytesTo(file_, stored_);
+        index_ = IndexOf(folder_.Path(), type);
+    }
+    void RestOn(ReportChannel channel, const std::string& ending) {
+        EXPECT_TRUE(reports_.Joined(channel).ends_with(ending)) << reports_.Joined(channel);
+        reports_.Take();
+    }
+    int Close(bool save) { return StoreIndex_SaveAndClose(&index_, save, false, none_, nullptr); }
 
     ScratchRegistry registry_;
+    ScratchFolder folder_;
     ReportRecorder reports_;
+    CountingSleeper sleeper_;
+    std::string stored_, file_;
+    FolderIndex index_;
     File none_;
 };
-using StoreIndexOpen = StoreIndexTest;
-using StoreIndexCommit = StoreIndexTest;
-using StoreIndexSaveAndClose = StoreIndexTest;
 
-TEST_F(StoreIndexOpen, RefusesWhatIsNoFolder) {
+TEST_F(StoreIndexLife, RefusesWhatIsNoFolder) {
+    FolderIndex none;
     EXPECT_EQ(StoreIndex_Open(nullptr, 1), kOpenFailed);
-    EXPECT_EQ(TraceOf(reports_),
-              "StoreIndex_Open::WARNING!: StoreIndex is NULL when passed to StoreIndex_Open");
-    FolderIndex index;
-    EXPECT_EQ(StoreIndex_Open(&index, 2), kOpenFailed);
-    EXPECT_EQ(TraceOf(reports_), "StoreIndex_Open:: (Error) Attempted to open a blank folder name");
-    for (const std::string& folder : {std::string(2000, 'x'), std::string("missing\\folder")}) {
-        index.folder = "C:\\" + folder;
-        EXPECT_EQ(StoreIndex_Open(&index, 1), kOpenFailed);
-    }
-    EXPECT_FALSE(PathExists("C:\\missing"));
-}
-
-TEST_F(StoreIndexOpen, ALostMutexIsReportedThrownAndFreeForTheNext) {
-    const StoreFolder folder(kMailFolder);
-    const ObjectHandle mutex = OpenFolderMutex(folder.scratch.Path());
-    std::thread([&] { WaitForSingleObject(mutex.Get(), INFINITE); }).join();
-    FolderIndex index = IndexOf(folder.scratch.Path());
-    EXPECT_THROW(StoreIndex_Open(&index, 1), LibraryException);
-    EXPECT_TRUE(TraceOf(reports_).starts_with(
-        "StoreIndex_Open handled an exception; session will be dropped.\n"
-        "The exception was: Mutex "));
-    EXPECT_EQ(StoreIndex_Open(&index, 1), kOpenLoaded);
-}
-
-// What happens at each call of a name to a file, and what is stored then.
-struct Trouble {
-    const char* name;
-    std::uint32_t type;
-    int mode;
-    bool marked;
-    const char* call;
-    const char* path;
-    std::uint32_t (*act)(const StoreFolder&, int count);
-    int result;
-    const char* stored;
-    bool staysMarked = false;
-};
-
-TEST_F(StoreIndexOpen, LivesWithTroubleAtSingleCalls) {
-    const auto markAgain = [](const StoreFolder& folder, int) {
-        WriteBytesTo(folder.scratch.Path("_CHANGE.DTY"), "");
-        return std::uint32_t{0};
-    };
-    const auto deny = [](const StoreFolder&, int) { return std::uint32_t{ERROR_ACCESS_DENIED}; };
-    const auto noPath = [](const StoreFolder&, int) { return std::uint32_t{ERROR_PATH_NOT_FOUND}; };
-    const auto fullOnce = [](const StoreFolder&, int count) {
-        return std::uint32_t{count == 1 ? ERROR_DISK_FULL : 0U};
-    };
-    const char* const old = "A.5+ B.7+ ";
-    const char* const all = "A.5+ B.7+ C.8 ";
-    const Trouble rows[] = {
-        {"cannot be blocked", kMailFolder, 1, true, "CreateFile", ".blk", noPath, 1, old, true},
-        {"marked again", kGroupsFolder, 1, true, "WaitForSingleObject", "", markAgain, 1, all,
-         true},
-        {"a write fails once", kMailFolder, 2, false, "WriteFile", "", fullOnce, 1, all},
-        {"cannot look for a file", kMailFolder, 2, false, "FindFirstFile", "B.MAI", deny, 1, all},
-    };
-    for (const Trouble& row : rows) {
-        SCOPED_TRACE(row.name);
-        const StoreFolder folder(row.type);
-        if (row.marked) MarkFolderChanged(folder.scratch.Path());
-        // Its copies are not those of a group folder.
-        if (row.type == kGroupsFolder) WriteBytesTo(folder.scratch.Path("_index.xml.bak"), "other");
-        if (row.path == std::string("B.MAI")) RemoveFile(folder.scratch.Path("B.MAI"));
-        FolderIndex index = IndexOf(folder.scratch.Path(), row.type);
-        const CountingSleeper sleeper;
-        {
-            const AtCalls trouble(row.call, row.path,
-                                  [&](int count) { return row.act(folder, count); });
-            EXPECT_EQ(StoreIndex_Open(&index, row.mode), row.result);
-        }
-        EXPECT_EQ(sleeper.Count(), 0);
-        EXPECT_EQ(folder.Stored(), row.stored);
-        EXPECT_EQ(IsFolderMarkedChanged(folder.scratch.Path()), row.staysMarked);
-    }
-}
-
-TEST_F(StoreIndexOpen, ASaveThatNeverBeganIsNotRepeated) {
-    const StoreFolder folder(kMailFolder);
-    const CountingSleeper sleeper;
-    const File reader(folder.index, kOpenRead);
-    FolderIndex index = IndexOf(folder.scratch.Path());
-    EXPECT_EQ(StoreIndex_Open(&index, kOpenReindexed), kOpenLoaded);
-    EXPECT_EQ(sleeper.TotalMilliseconds(), 40'000U);
-}
-
-// The DOM opens files itself, past the observer.
-TEST(StoreIndexOpenByDom, NeverReplacesAnIndexThatCannotBeReached) {
-    if (!testing::IsAlone()) return;
-    const ScratchRegistry registry;
-    const CountingSleeper sleeper;
-    for (const std::uint32_t type : kTypes) {
-        const StoreFolder folder(type);
-        MarkFolderChanged(folder.scratch.Path());
-        FolderIndex index = IndexOf(folder.scratch.Path(), type);
-        const OpenMode others[] = {{GENERIC_READ, 0, OPEN_EXISTING},
-                                   {GENERIC_WRITE, kShareReadWrite, OPEN_EXISTING}};
-        for (const OpenMode& other : others) {
-            const File held(folder.index, other);
-            ASSERT_TRUE(held.IsOpen());
-            for (const int mode : {1, 2, 3}) EXPECT_EQ(StoreIndex_Open(&index, mode), kOpenFailed);
-        }
-        EXPECT_EQ(folder.Stored(), "A.5+ B.7+ ") << type;
-    }
-}
-
-TEST_F(StoreIndexCommit, SaysWhyItDidNothing) {
-    SetProduct("Index Notification Timeout", 0);
-    const StoreFolder folder(kMailFolder);
+    RestOn(ReportChannel::Trace,
+           "StoreIndex_Open::WARNING!: StoreIndex is NULL when passed to StoreIndex_Open");
+    EXPECT_EQ(StoreIndex_Open(&none, 2), kOpenFailed);
+    RestOn(ReportChannel::Trace, "StoreIndex_Open:: (Error) Attempted to open a blank folder name");
     EXPECT_EQ(StoreIndex_Commit(nullptr, 0), kCommitFailed);
-    EXPECT_EQ(TraceOf(reports_), "WARNING!: StoreIndex is NULL when passed to StoreIndex_Commit");
-    FolderIndex index;
-    EXPECT_EQ(StoreIndex_Commit(&index, 0), kCommitFailed);
-    EXPECT_EQ(TraceOf(reports_), "WARNING!: StoreIndex Folder has not been set. Commit is ignored");
-    index.folder = folder.scratch.Path();
-    ASSERT_EQ(StoreIndex_Open(&index, 1), kOpenLoaded);
-    index.entries.Add("C.MAI");
-    const std::string before = ReadBytesOf(folder.index);
-    TraceOf(reports_);
-    const ObjectHandle mutex = OpenFolderMutex(index.folder);
-    const xMutexLock held(mutex.Get(), INFINITE);
-    std::thread([&] { EXPECT_EQ(StoreIndex_Commit(&index, 1), kCommitFailed); }).join();
-    EXPECT_EQ(TraceOf(reports_),
-              "StoreIndex_Commit:: Was abandoned due to mutex timeout " + index.folder);
-    EXPECT_EQ(ReadBytesOf(folder.index), before);
-}
-
-// Without the setting the notified mode waits too, and the other mode whatever is set.
-TEST_F(StoreIndexCommit, WaitsForTheMutexUnlessItIsNotifiedAndHasATimeOut) {
-    const StoreFolder folder(kMailFolder);
-    for (const int mode : {kCommitNotified, kCommit}) {
-        if (mode == kCommit) SetProduct("Index Notification Timeout", 0);
-        FolderIndex index = IndexOf(folder.scratch.Path());
-        ASSERT_EQ(StoreIndex_Open(&index, 1), kOpenLoaded);
-        const ObjectHandle mutex = OpenFolderMutex(index.folder);
-        int result = -1;
-        std::thread waiting;
-        {
-            const xMutexLock held(mutex.Get(), INFINITE);
-            waiting = std::thread([&] { result = StoreIndex_Commit(&index, mode); });
-            Sleep(20);
-            EXPECT_EQ(result, -1);
-        }
-        waiting.join();
-        EXPECT_EQ(result, kCommitted) << mode;
-    }
-}
-
-TEST_F(StoreIndexSaveAndClose, ClosesWhatItCannotSaveAndMakesTheFolder) {
-    const StoreFolder folder(kMailFolder);
-    FolderIndex index;
-    for (FolderIndex* const nothing : {static_cast<FolderIndex*>(nullptr), &index}) {
-        File block(folder.scratch.Path("_index.blk"), kOpenTruncate);
+    RestOn(ReportChannel::Trace, "WARNING!: StoreIndex is NULL when passed to StoreIndex_Commit");
+    EXPECT_EQ(StoreIndex_Commit(&none, 0), kCommitFailed);
+    RestOn(ReportChannel::Trace, "WARNING!: StoreIndex Folder has not been set. Commit is ignored");
+    for (FolderIndex* const nothing : {static_cast<FolderIndex*>(nullptr), &none}) {
+        File block(folder_.Path("_index.blk"), kOpenTruncate);
         EXPECT_EQ(StoreIndex_SaveAndClose(nothing, true, true, block, nullptr), 1);
         EXPECT_FALSE(block.IsOpen());
     }
-    index.folder = folder.scratch.Path("new");
-    index.entries.SetLoadStatus(kLoadFull);
-    index.entries.Add("N.MAI");
-    EXPECT_EQ(StoreIndex_SaveAndClose(&index, true, false, none_, nullptr), 1);
-    EXPECT_EQ(ReadBytesOf(folder.scratch.Path("new\\_index.xml")),
-              IndexText("x00000001", EntryText("N.MAI", 1)));
+    for (const std::string& missing : {std::string(2000, 'x'), folder_.Path("missing\\folder")}) {
+        none.folder = missing;
+        EXPECT_EQ(StoreIndex_Open(&none, 1), kOpenFailed);
+    }
+    EXPECT_FALSE(PathExists(folder_.Path("missing")));
+    // A save makes the folder.
+    index_.folder = folder_.Path("new");
+    index_.entries.SetLoadStatus(kLoadFull);
+    EXPECT_EQ(Close(true), 1);
+    EXPECT_EQ(ReadBytesOf(folder_.Path("new\\_index.xml")), IndexText("x00000000", ""));
 }
 
-TEST_F(StoreIndexSaveAndClose, MarksTheFolderBeforeTheMutexIsFree) {
-    for (const std::string_view failing : {"WriteFile", "WaitForSingleObject"}) {
-        const StoreFolder folder(kTaskFolder);
-        const std::string path = folder.scratch.Path();
-        FolderIndex index = IndexOf(path, kTaskFolder);
-        ASSERT_EQ(StoreIndex_Open(&index, kOpenChecked), kOpenLoaded);
-        index.entries.Add("N.TSK");
-        DWORD mutexAtTheMark = WAIT_FAILED;
-        bool looked = false;
-        std::optional<AtEachCall> watch;
-        watch.emplace([&](const SystemCall& call) -> std::uint32_t {
-            if (looked) return 0;
-            if (call.name == "CreateFile" && call.path.ends_with("_CHANGE.DTY")) {
-                looked = true;
-                const ObjectHandle mutex = OpenFolderMutex(path);
-                std::thread([&] {
-                    mutexAtTheMark = WaitForSingleObject(mutex.Get(), 0);
-                    if (mutexAtTheMark == WAIT_OBJECT_0) ReleaseMutex(mutex.Get());
-                }).join();
-                return 0;
-            }
-            return call.name == failing ? ERROR_GEN_FAILURE : 0;
-        });
-        TraceOf(reports_);
-        StoreIndex_SaveAndClose(&index, true, false, none_, nullptr);
-        watch.reset();
-        EXPECT_EQ(TraceOf(reports_).find("Close handled an exception") != std::string::npos,
-                  failing != "WriteFile");
-        EXPECT_EQ(mutexAtTheMark, failing == "WriteFile" ? WAIT_TIMEOUT : WAIT_OBJECT_0);
-        EXPECT_EQ(ReadBytesOf(path + "\\_CHANGE.DTY"),
-                  "This file is a flag file that denotes that this folder has been changed");
+// What happens at the calls of a name to a file, and what is stored then.
+TEST_F(StoreIndexLife, OutlivesTroubleAtSingleCalls) {
+    struct Row {
+        const char* call;
+        std::uint32_t type;
+        int mode, result;
+        bool marked, adds, staysMarked;
+        std::function<std::uint32_t(int count)> act;
+    };
+    const auto refuse = [](std::uint32_t error) { return [=](int) { return error; }; };
+    const Row rows[] = {
+        {"CreateFile _index.blk", 0, 1, 1, true, false, true, refuse(ERROR_PATH_NOT_FOUND)},
+        {"FindFirstFile B.MAI", 0, 2, 1, false, true, false, refuse(ERROR_ACCESS_DENIED)},
+        {"WriteFile", 0, 2, 1, false, true, false,
+         [](int count) { return std::uint32_t{count == 1 ? ERROR_DISK_FULL : 0U}; }},
+        {"WaitForSingleObject", 54, 1, 1, true, true, true,
+         [&](int) { return MarkFolderChanged(folder_.Path()) ? 0U : 1U; }},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.call);
+        folder_.Clear();
+        Fill(row.type == 0 ? "MAI" : "GRP", row.type);
+        // Not the copy of a group folder.
+        WriteBytesTo(folder_.Path("_index.xml.bak"), "backup");
+        if (row.call == std::string("FindFirstFile B.MAI")) RemoveFile(folder_.Path("B.MAI"));
+        if (row.marked) MarkFolderChanged(folder_.Path());
+        CallRecorder calls;
+        int count = 0;
+        calls.onCall = [&](const SystemCall&) {
+            return calls.Calls().back() == row.call ? row.act(++count) : 0U;
+        };
+        EXPECT_EQ(StoreIndex_Open(&index_, row.mode), row.result);
+        EXPECT_GT(count, 0);
+        const std::string left = ReadBytesOf(file_);
+        EXPECT_EQ(left.find("C.") != left.npos, row.adds);
+        EXPECT_NE(left.find("UID=\"5\"><CC>x</CC>"), left.npos);
+        EXPECT_NE(left.find("UID=\"7\""), left.npos);
+        EXPECT_EQ(IsFolderMarkedChanged(folder_.Path()), row.staysMarked);
+        EXPECT_EQ(ReadBytesOf(folder_.Path("_index.xml.bak")), "backup");
     }
+}
+
+TEST_F(StoreIndexLife, AnIndexThatIsHeldIsNotDamagedAndItsSaveNotRepeated) {
+    {
+        const File held(file_, {GENERIC_READ, 0, OPEN_EXISTING});
+        WriteBytesTo(file_ + ".bak", "backup");
+        EXPECT_EQ(StoreIndex_Open(&index_, kOpenChecked), kOpenFailed);
+        RestOn(ReportChannel::EventLogError, "Failed to deserialise index: " + index_.folder);
+    }
+    EXPECT_EQ(ReadBytesOf(file_) + ReadBytesOf(file_ + ".bak"), stored_ + "backup");
+    const std::uint64_t before = sleeper_.TotalMilliseconds();
+    const File reader(file_, kOpenRead);
+    EXPECT_EQ(StoreIndex_Open(&index_, kOpenReindexed), kOpenLoaded);
+    EXPECT_EQ(sleeper_.TotalMilliseconds() - before, 40'000U);
+}
+
+// The DOM opens files itself, past the observer.
+TEST_F(StoreIndexLife, TheDomNeverReplacesAnIndexThatCannotBeReached) {
+    testing::Use({.streamLoads = false, .streamSaves = false});
+    for (const OpenMode& other : {OpenMode{GENERIC_READ, 0, OPEN_EXISTING},
+                                  OpenMode{GENERIC_WRITE, kShareReadWrite, OPEN_EXISTING}}) {
+        MarkFolderChanged(folder_.Path());
+        const File held(file_, other);
+        for (const int mode : {1, 2, 3}) EXPECT_EQ(StoreIndex_Open(&index_, mode), kOpenFailed);
+    }
+    EXPECT_EQ(ReadBytesOf(file_), stored_);
+}
+
+// Without the setting the notified mode waits too, and the other mode whatever is set.
+TEST_F(StoreIndexLife, ACommitWaitsForTheMutexUnlessItIsNotifiedAndHasATimeOut) {
+    ASSERT_EQ(StoreIndex_Open(&index_, 1), kOpenLoaded);
+    const ObjectHandle mutex = OpenFolderMutex(index_.folder);
+    struct Row {
+        int mode;
+        bool limited;
+        int result;
+    };
+    for (const Row& row : {Row{1, false, 1}, Row{1, true, 0}, Row{0, true, 1}}) {
+        if (row.limited) testing::SetProduct("Index Notification Timeout", 0);
+        std::atomic<int> result = -1;
+        std::thread waiting;
+        {
+            const xMutexLock held(mutex.Get(), INFINITE);
+            waiting = std::thread([&] { result = StoreIndex_Commit(&index_, row.mode); });
+            for (int tries = 0; tries < 20 && result == -1; ++tries) Sleep(10);
+            EXPECT_EQ(result, row.result == 0 ? 0 : -1);
+        }
+        waiting.join();
+        EXPECT_EQ(result, row.result);
+        RestOn(ReportChannel::Trace,
+               (row.result == 0 ? "StoreIndex_Commit:: Was abandoned due to mutex timeout "
+                                : "Committed Index for folder ") +
+                   index_.folder);
+    }
+}
+
+TEST_F(StoreIndexLife, AFailedSaveMarksTheFolderBeforeTheMutexIsFree) {
+    ASSERT_EQ(StoreIndex_Open(&index_, kOpenChecked), kOpenLoaded);
+    index_.entries.Add("N.MAI");
+    const ObjectHandle mutex = OpenFolderMutex(index_.folder);
+    DWORD mutexAtTheMark = WAIT_FAILED;
+    CallRecorder calls;
+    calls.onCall = [&](const SystemCall&) -> std::uint32_t {
+        if (calls.Calls().back() == "CreateFile _CHANGE.DTY") {
+            std::thread([&] { mutexAtTheMark = WaitForSingleObject(mutex.Get(), 0); }).join();
+        }
+        const bool first = mutexAtTheMark == WAIT_FAILED;
+        return first && calls.Calls().back() == "WriteFile" ? ERROR_DISK_FULL : 0;
+    };
+    Close(true);
+    EXPECT_EQ(mutexAtTheMark, static_cast<DWORD>(WAIT_TIMEOUT));
+    EXPECT_TRUE(IsFolderMarkedChanged(index_.folder));
 }
 
 // Between machines no mutex holds: another may save as soon as this one's reader is closed.
-TEST_F(StoreIndexSaveAndClose, SeesASaveRightBehindItsLoad) {
-    const StoreFolder folder(kMailFolder);
-    FolderIndex index = IndexOf(folder.scratch.Path());
-    const std::string other = IndexText("x00000009", folder.Entry("C.", 9));
-    bool changed = false;
+TEST_F(StoreIndexLife, SeesASaveRightBehindItsLoad) {
+    bool read = false, changed = false;
     {
-        bool read = false;
-        const AtEachCall watch([&](const SystemCall& call) -> std::uint32_t {
-            if (changed) return 0;
+        CallRecorder calls;
+        calls.onCall = [&](const SystemCall& call) -> std::uint32_t {
+            read = read || call.name == "ReadFile";
+            if (!read || changed || call.name == "ReadFile") return 0;
             // A writer shares the file with nobody, so it comes in behind the reader alone.
-            const bool mine = call.name == "FindFirstFile" || call.name == "CloseHandle";
-            if (call.name == "ReadFile") read = true;
-            if (!read || !mine) return 0;
-            const File writer(folder.index, {GENERIC_WRITE, 0, OPEN_EXISTING});
-            changed = writer.IsOpen();
-            if (!changed) return 0;
+            const ObjectHandle writer(
+                CreateFileA(file_.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
             DWORD written = 0;
-            WriteFile(writer.Native(), other.data(), static_cast<DWORD>(other.size()), &written,
-                      nullptr);
-            SetEndOfFile(writer.Native());
+            changed = writer.IsValid() &&
+                      WriteFile(writer.Get(), stored_.data(), 10, &written, nullptr) != 0 &&
+                      SetEndOfFile(writer.Get()) != 0;
             return 0;
-        });
-        EXPECT_EQ(StoreIndex_Open(&index, kOpenUnverified), kOpenLoaded);
+        };
+        EXPECT_EQ(StoreIndex_Open(&index_, kOpenUnverified), kOpenLoaded);
     }
-    if (!changed) WriteBytesTo(folder.index, other);
-    index.entries.SetProperty(*index.entries.FindById("B.MAI"), "READ", "1");
-    StoreIndex_SaveAndClose(&index, true, false, none_, nullptr);
-    EXPECT_EQ(folder.Stored(), "A.5+ B.7+ ");
-    EXPECT_TRUE(IsFolderMarkedChanged(folder.scratch.Path())) << "or nobody looks for C";
+    if (!changed) WriteBytesTo(file_, "other");
+    index_.entries.SetProperty(*index_.entries.FindById("B.MAI"), "READ", "1");
+    Close(true);
+    EXPECT_TRUE(IsFolderMarkedChanged(index_.folder)) << "or nobody looks for what was overwritten";
+}
+
+struct FailingLoader final : StoreIndexSerialiser {
+    FailingLoader(bool loads, bool recovers) : loads_(loads), recovers_(recovers) {}
+    bool Serialise(StoreIndex&, const std::string&, std::uint32_t) override { return false; }
+    std::uint32_t Deserialise(StoreIndex&, const std::string&, std::uint32_t,
+                              const DeserialiseRequest&) override {
+        if (!loads_) throw std::runtime_error("torn");
+        return kLoadFull;
+    }
+    bool RequiresFullLoad() override { return true; }
+    bool SupportsRecovery() override { return recovers_; }
+    bool BackupExists(const std::string&) override { throw std::runtime_error("backup"); }
+
+  private:
+    bool loads_, recovers_;
+};
+
+TEST_F(StoreIndexLife, WhatALoaderOrItsBackupThrowsIsTold) {
+    const auto load = [&](SerialiserOwner loader) {
+        return LoadWithRecovery(loader, index_.entries, "F", 0, {}, BackupWish::Refresh);
+    };
+    const std::string thrown =
+        "StoreIndexSerialiser::Deserialise handled an exception; session will be dropped.\n"
+        "The exception was: ";
+    EXPECT_EQ(load(MakeSerialiser<FailingLoader>(true, true)), kLoadFull);
+    RestOn(ReportChannel::StandardOutput, "Exception occured when backing up");
+    EXPECT_EQ(load(MakeSerialiser<FailingLoader>(false, false)), kLoadFailed);
+    RestOn(ReportChannel::Trace, thrown + "torn\nFailed to deserialise index: F");
+    EXPECT_EQ(load(MakeSerialiser<FailingLoader>(false, true)), kLoadFailed);
+    RestOn(ReportChannel::EventLogError, thrown + "torn\n" + thrown + "backup\n");
+    index_.entries.SetLoadStatus(kLoadFull);
+    EXPECT_EQ(load(NoSerialiser()), kLoadFailed);
+    EXPECT_EQ(index_.entries.LoadStatus(), kLoadFailed);
+    const auto report = [](const auto& exception) {
+        try {
+            throw exception;
+        } catch (...) {
+            ReportCaughtException("Operation");
+        }
+    };
+    report(_com_error(E_OUTOFMEMORY));
+    RestOn(ReportChannel::EventLogError, "");
+    report(_com_error(E_OUTOFMEMORY));
+    RestOn(ReportChannel::Trace, "\nSource = \nEror Description = \n");
+    report(7);
+    RestOn(ReportChannel::Trace, "Operation raised an exception");
+}
+
+// Beside what an open asks for, which the model shows.
+TEST_F(StoreIndexLife, ALoaderThatIsForcedLooksAtTheFiles) {
+    struct Row {
+        bool exists;
+        std::uint32_t type;
+        LoaderChoice choice;
+        const char* entries;
+    };
+    const LoaderChoice forced{.forceReindex = true};
+    const Row rows[] = {{true, 3, {}, "A.TSK:5[CC=x] B.TSK:7 "},
+                        {true, 3, {.reindexIfFlagged = true}, "A.TSK:5[CC=x] B.TSK:7 "},
+                        {true, 3, forced, "A.TSK:5[CC=x] B.TSK:7 C.TSK:8"},
+                        {false, 3, forced, ""},
+                        {false, 3, {.reindexIfFlagged = true}, "A.TSK:1"},
+                        {true, 54, forced, ""}};
+    const IdSet known{"A.TSK"};
+    for (const Row& row : rows) {
+        Fill(row.type == 3 ? "TSK" : "GRP", row.type);
+        if (!row.exists) RemoveFile(file_);
+        SerialiserOwner loader = ChooseLoader(folder_.Path(), row.type, row.choice);
+        // A scan needs the whole index, whatever part is wished.
+        DeserialiseRequest request;
+        if (row.choice.forceReindex) request = {.loadMode = kLoadHeader, .knownIds = &known};
+        EXPECT_EQ(loader->Deserialise(index_.entries, folder_.Path(), row.type, request),
+                  kLoadFull);
+        EXPECT_TRUE(testing::Describe(index_.entries).starts_with(row.entries));
+        EXPECT_EQ(index_.entries.Count() == 0, row.entries[0] == '\0');
+        EXPECT_TRUE(index_.entries.IsWhole());
+        const bool stream = row.exists && !row.choice.forceReindex;
+        EXPECT_EQ(loader->SupportsRecovery(), stream);
+        EXPECT_EQ(loader->RequiresFullLoad(), !stream);
+        EXPECT_TRUE(stream || !loader->Serialise(index_.entries, folder_.Path(), row.type));
+    }
+    EXPECT_FALSE(SaverRequiresFullLoad());
+    const ScratchFolder empty;
+    SerialiserOwner loader = ChooseLoader(empty.Path(), 9, {.reindexIfFlagged = true});
+    EXPECT_EQ(loader->Deserialise(index_.entries, empty.Path(), 9, {}), kLoadFailed) << "no type";
+}
+
+// The setting is read once a process.
+class IndexBlocks : public ::testing::TestWithParam<bool> {};
+
+TEST_P(IndexBlocks, AreWaitedForAsTheErrorSays) {
+    if (!testing::IsAlone()) return;
+    struct Row {
+        DWORD error;  // with which every creation fails; 0: a block file stands there
+        int level;
+        bool locked;
+        int waits;
+        const char* file;
+    };
+    const bool orphans = GetParam();
+    const Row rows[] = {{0, 5, true, orphans ? 1 : 61, "_index.blk"},
+                        {0, 5, true, 61, "_groups.blk"},
+                        {ERROR_PATH_NOT_FOUND, 5, false, 0, "_index.blk"},
+                        {ERROR_FILENAME_EXCED_RANGE, 5, false, 0, "_index.blk"},
+                        {ERROR_INVALID_NAME, 5, false, 0, "_index.blk"},
+                        {ERROR_ACCESS_DENIED, 5, false, 61, "_index.blk"},
+                        {ERROR_ACCESS_DENIED, 6, false, 0, "_index.blk"},
+                        {ERROR_SHARING_VIOLATION, 5, false, 61, "_index.blk"}};
+    EXPECT_EQ(DiagnosticLevel(), 5);
+    const ScratchRegistry registry;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(std::to_string(row.error) + row.file);
+        // A value set behind the first wait does not count.
+        ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductProvidersKey, "Index Unblock Mode",
+                                  orphans == (&row == rows) ? 1 : 0);
+        const ScratchFolder folder;
+        const ReportRecorder reports;
+        const CountingSleeper sleeper;
+        CallRecorder calls;
+        DiagnosticLevel() = row.level;
+        WriteBytesTo(folder.Path(row.file), "");
+        if (row.error != 0) calls.FailAll("CreateFile", row.error);
+        EXPECT_EQ(WaitForAccessToIndexFileEx(folder.Path(row.file)).IsOpen(), row.locked);
+        EXPECT_EQ(sleeper.Count(), row.waits);
+        EXPECT_EQ(reports.Joined(ReportChannel::StandardOutput),
+                  row.waits == 1 ? "deleted orphan" : "");
+        const std::string denied = "[" + std::to_string(GetCurrentThreadId()) +
+                                   "] Access Denied error occured in WaitForAccessToIndexFileEx "
+                                   "for block file: " +
+                                   folder.Path(row.file) + "\r\n";
+        EXPECT_EQ(reports.Joined(ReportChannel::EventLogError), row.level == 6 ? denied : "");
+    }
+    // One that is held cannot be removed, and is given back in the middle of a wait.
+    const ScratchFolder folder;
+    const std::string path = folder.Path("_index.blk");
+    const ReportRecorder reports;
+    File held = WaitForAccessToIndexFileEx(path);
+    ASSERT_TRUE(held.IsOpen());
+    {
+        const CountingSleeper sleeper;
+        EXPECT_FALSE(WaitForAccessToIndexFileEx(path).IsOpen());
+        EXPECT_EQ(sleeper.Count(), 61 + 80);
+        File none;
+        ReleaseIndexBlock(none, path);
+        EXPECT_EQ(sleeper.Count(), 61 + 80 + 80);
+        EXPECT_EQ(CheckIndexFileAvailability(folder.Path(), 0), IndexAvailability::Busy);
+    }
+    const CountingSleeper sleeper([&](int count) {
+        CallRecorder calls;
+        calls.FailCall(1, ERROR_INVALID_HANDLE);
+        if (count == 7) ReleaseIndexBlock(held, path);
+    });
+    EXPECT_TRUE(WaitForAccessToIndexFileEx(path).IsOpen());
+    EXPECT_EQ(sleeper.Count(), 7);
+    EXPECT_EQ(reports.Joined(ReportChannel::StandardOutput),
+              "ScanFoldersOrdered::Unable to remove blocking file"
+              "An error occured closing the handle of a block file: 6");
+}
+
+INSTANTIATE_TEST_SUITE_P(Setting, IndexBlocks, ::testing::Bool());
+
+TEST(IndexAvailability, TellsBusyMissingAndPresent) {
+    const ScratchFolder folder;
+    const ReportRecorder reports;
+    const CountingSleeper sleeper;
+    EXPECT_EQ(IndexBlockPath(std::string(2000, 'x'), 0), std::string(1023, 'x'));
+    EXPECT_EQ(CheckIndexFileAvailability(folder.Path("gone"), 0), IndexAvailability::Busy);
+    EXPECT_EQ(CheckIndexFileAvailability(folder.Path(), 0), IndexAvailability::NoIndex);
+    WriteBytesTo(folder.Path("_index.xml"), "x");
+    EXPECT_EQ(CheckIndexFileAvailability(folder.Path(), 0), IndexAvailability::IndexExists);
+    EXPECT_EQ(folder.Names(), std::vector<std::string>{"_index.xml"});
+    EXPECT_EQ(reports.Joined(ReportChannel::StandardOutput), "");
+    CallRecorder calls;
+    calls.FailAll("DeleteFile", ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(CheckIndexFileAvailability(folder.Path(), 0), IndexAvailability::IndexExists);
+    EXPECT_EQ(sleeper.Count(), 80);
+    EXPECT_EQ(reports.Joined(ReportChannel::StandardOutput),
+              "CheckIndexFileAvailability::Unable to remove blocking file");
+    EXPECT_EQ(CheckIndexFileAvailability(folder.Path(), 99), IndexAvailability::IndexExists);
 }
 
 }  // namespace

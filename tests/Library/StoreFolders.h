@@ -1,91 +1,80 @@
-// Store folders on disk for the tests of opening, scanning, saving and closing an index.
+// Store folders, their settings and their index files for the tests of this folder.
 #pragma once
 
-#include <functional>
+#include <gtest/gtest.h>
 
+#include <string>
+
+#include "common/Registry.h"
 #include "Library/FolderFiles.h"
-#include "Library/SerialiserChoice.h"
-#include "tests/Library/IndexFixtures.h"
-#include "tests/support/ReportRecorder.h"
+#include "Library/FolderIndex.h"
+#include "tests/support/WindowsFixtures.h"
 
 namespace tarnwick::testing {
 
-// A folder of any type with the files A, B and C and an index that knows A and B.
-struct StoreFolder {
-    explicit StoreFolder(std::uint32_t folderType)
-        : type(folderType),
-          extension(MessageFileExtension(folderType)),
-          index(scratch.Path(folderType == kGroupsFolder ? "_groups.xml" : "_index.xml")) {
-        for (const char* name : {"A.", "B.", "C."})
-            WriteBytesTo(scratch.Path(name + extension), "");
-        WriteBytesTo(index, IndexText("x00000007", Entry("A.", 5) + Entry("B.", 7)));
-    }
-    std::string Entry(const std::string& name, int uid) const {
-        return EntryText(name + extension, uid, "<SUBJECT>" + name + "</SUBJECT>");
-    }
-    // "5 7 8" for the entries "A.MAI" and so on of the file, read by a loader that scans nothing;
-    // "+" behind the UID of one that has its SUBJECT still.
-    std::string Stored() const {
-        StoreIndex entries;
-        SerialiserOwner reader = ChooseReader();
-        if (reader->Deserialise(entries, scratch.Path(), type, {}) != kLoadFull) return "damaged";
-        std::string text;
-        for (const StoreIndex::Entry& entry : entries.InUidOrder()) {
-            const std::string name(entry.Id().substr(0, 2));
-            text += name + std::to_string(entry.Uid()) +
-                    (entry.Property("SUBJECT") == name ? "+ " : " ");
-        }
-        return text;
-    }
-
-    ScratchFolder scratch;
-    std::uint32_t type;
-    std::string extension;
-    std::string index;
-};
-
-inline constexpr std::uint32_t kTypes[] = {kMailFolder, kContactsFolder, kCalendarFolder,
-                                           kTaskFolder, kGroupsFolder};
-
-// Asks at each call whether it is refused, and with what error; 0 lets it be made.
-class AtEachCall : public CallObserver {
-  public:
-    explicit AtEachCall(std::function<std::uint32_t(const SystemCall&)> ask)
-        : ask_(std::move(ask)) {
-        SetCallObserver(this);
-    }
-    ~AtEachCall() override { SetCallObserver(nullptr); }
-    std::uint32_t BeforeCall(const SystemCall& call) override { return ask_(call); }
-
-  private:
-    std::function<std::uint32_t(const SystemCall&)> ask_;
-};
-
-// Does something at calls of one name to a file (or with nothing but a name), and may refuse them.
-class AtCalls : public AtEachCall {
-  public:
-    using Act = std::function<std::uint32_t(int count)>;
-    AtCalls(std::string name, std::string ending, Act act)
-        : AtEachCall([this, name, ending, act](const SystemCall& call) {
-              // Reads and writes name no path.
-              const bool meant =
-                  call.name == name && (call.path.empty() || call.path.ends_with(ending));
-              return meant ? act(++count_) : 0U;
-          }) {}
-    int Count() const { return count_; }
-
-  private:
-    int count_ = 0;
-};
-
-inline AtCalls::Act Refuse(std::uint32_t error) {
-    return [error](int) { return error; };
+inline void SetProduct(const char* value, std::uint32_t number) {
+    ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, value, number);
 }
 
-inline std::string TraceOf(ReportRecorder& reports) {
-    const std::string joined = reports.Joined(ReportChannel::Trace);
-    reports.Take();
-    return joined;
+struct FolderSettings {
+    bool streamLoads = true, streamSaves = true;
+    bool backups = false, calendarsAlways = false, oldFormat = true;
+};
+
+// Settings are read once a process, so each test that uses some runs alone in one (IsAlone).
+inline void Use(const FolderSettings& settings) {
+    SetProduct("Use XML Stream Index Deserialisation", settings.streamLoads ? 1 : 0);
+    SetProduct("Use XML Stream Index Serialisation", settings.streamSaves ? 1 : 2);
+    SetProduct("Backup Index", settings.backups ? 1 : 0);
+    SetProduct("Calendar ReIndex Mode", settings.calendarsAlways ? 7 : 0);
+    SetProduct("MSXML Index Serialisation Produces Old Format", settings.oldFormat ? 1 : 0);
+}
+
+inline std::string SettingsName(const ::testing::TestParamInfo<FolderSettings>& info) {
+    const FolderSettings& settings = info.param;
+    return std::string(settings.streamLoads ? "Stream" : "Dom") +
+           (settings.streamSaves ? "Stream" : "Dom") + (settings.backups ? "Backup" : "") +
+           (settings.calendarsAlways ? "Calendars" : "") + (settings.oldFormat ? "" : "New");
+}
+
+// True in a process that runs the calling test alone; in any other the test runs again in such a
+// one.
+inline bool IsAlone() {
+    const ::testing::UnitTest& program = *::testing::UnitTest::GetInstance();
+    if (program.test_to_run_count() == 1) return true;
+    const ::testing::TestInfo& test = *program.current_test_info();
+    EXPECT_EQ(RunSelf(std::string(test.test_suite_name()) + "." + test.name(), {}), 0U);
+    return false;
+}
+
+inline std::string EntryText(const std::string& id, int uid, const std::string& properties = "") {
+    return "<ELEMENT ID=\"" + id + "\" UID=\"" + std::to_string(uid) + "\">" + properties +
+           "</ELEMENT>";
+}
+
+inline std::string IndexText(const std::string& lastUid, const std::string& entries) {
+    return "<BASEELEMENT LASTUID=\"" + lastUid + "\">" + entries + "</BASEELEMENT>\r\n";
+}
+
+// "ID:UID[NAME=VALUE,...] ..." in UID order.
+inline std::string Describe(const StoreIndex& index) {
+    std::string text;
+    for (const StoreIndex::Entry& entry : index.InUidOrder()) {
+        text += std::string(entry.Id()) + ":" + std::to_string(entry.Uid());
+        for (std::size_t at = 0; at < entry.PropertyCount(); ++at) {
+            text += (at == 0 ? "[" : ",") + std::string(entry.Names().Name(at)) + "=" +
+                    std::string(entry.Value(at));
+        }
+        text += entry.PropertyCount() == 0 ? " " : "] ";
+    }
+    return text;
+}
+
+inline FolderIndex IndexOf(const std::string& folder, std::uint32_t folderType = 0) {
+    FolderIndex index;
+    index.folder = folder;
+    index.folderType = folderType;
+    return index;
 }
 
 }  // namespace tarnwick::testing
