@@ -5,10 +5,18 @@
 #include <string>
 
 #include "common/Files.h"
-#include "Library/FolderDetails.h"
 #include "Library/LIBStoreIndexSerialisation/StoreIndex.h"
 
 namespace tarnwick {
+
+// The summary of a folder that is kept beside its files, "_FOLDER.DAT".
+struct FolderDetails {
+    std::uint32_t items = 0;
+    std::uint32_t unread = 0;
+    std::uint64_t size = 0;  // bytes of all message files
+    std::uint32_t lastUid = 0;
+    bool operator==(const FolderDetails&) const = default;
+};
 
 // What the operations below work on. The caller sets the folder before it opens the index and
 // changes the entries between open and commit; it is not for use by two threads at once.

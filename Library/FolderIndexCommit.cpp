@@ -4,7 +4,7 @@
 #include "common/Scan.h"
 #include "common/Text.h"
 #include "Library/ExceptionReport.h"
-#include "Library/FolderFlags.h"
+#include "Library/FolderFiles.h"
 #include "Library/FolderIndex.h"
 #include "Library/IndexBlockFile.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
@@ -24,6 +24,32 @@ bool Save(FolderIndex& index) {
     return SaveByChoice(index.entries, index.folder, index.folderType);
 }
 
+void AppendNumber(std::string& text, const char* name, std::uint64_t number) {
+    text.append(name).append("\t").append(std::to_string(number)).append("\r\n");
+}
+
+std::string DetailsText(const FolderDetails& details) {
+    std::string text;
+    AppendNumber(text, "ITEMS", details.items);
+    AppendNumber(text, "UNREAD", details.unread);
+    AppendNumber(text, "SIZE", details.size);
+    AppendNumber(text, "LASTUID", details.lastUid);
+    return text;
+}
+
+// Of a whole index.
+FolderDetails DetailsOf(const StoreIndex& index) {
+    FolderDetails details;
+    details.lastUid = index.LastUid();
+    for (const StoreIndex::Entry& entry : index.InPositionOrder()) {
+        ++details.items;
+        if (entry.Property("READ") != "1") ++details.unread;
+        const std::int64_t size = ParseInt64(entry.Property("SIZE").value_or(""));
+        if (size > 0) details.size += static_cast<std::uint64_t>(size);
+    }
+    return details;
+}
+
 // Folders of the file store keep no details; nor does one whose place in the store is not known.
 bool KeepsDetails(const FolderIndex& index) {
     return FindTextIgnoreCase(index.folder, "$FILEROOT") == kNotFound && !index.folderName.empty();
@@ -33,8 +59,11 @@ bool KeepsDetails(const FolderIndex& index) {
 // a part count as whole). True when there were some to write.
 bool WriteDetails(const FolderIndex& index, const FolderDetails* given, bool wasWhole) {
     if (!KeepsDetails(index) || (given == nullptr && !wasWhole)) return false;
-    WriteFolderDetails(FolderDetailsPath(index.dataDirectory, index.postoffice, index.folderName),
-                       given == nullptr ? DetailsOf(index.entries) : *given);
+    File file(FormatPath("%s\\MAILROOT\\%s\\%s\\_FOLDER.DAT",
+                         {index.dataDirectory, index.postoffice, index.folderName}),
+              kOpenTruncate);
+    if (file.IsOpen())
+        file.Write(DetailsText(given == nullptr ? DetailsOf(index.entries) : *given));
     return true;
 }
 

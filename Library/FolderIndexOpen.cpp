@@ -3,7 +3,6 @@
 #include "common/Text.h"
 #include "Library/ExceptionReport.h"
 #include "Library/FolderFiles.h"
-#include "Library/FolderFlags.h"
 #include "Library/FolderIndex.h"
 #include "Library/FolderScan.h"
 #include "Library/IndexBlockFile.h"

@@ -1,10 +1,12 @@
 #include "Library/FolderScan.h"
 
+#include <algorithm>
 #include <atomic>
 #include <vector>
 
 #include "common/Files.h"
 #include "common/Retry.h"
+#include "Library/convert/CalendarDate.h"
 #include "Library/FolderFiles.h"
 #include "Library/ItemIndexProperties.h"
 
@@ -13,11 +15,37 @@ namespace {
 
 std::atomic<FolderScan> installedScan{nullptr};
 
+std::string ReadUpTo(const std::string& path, std::size_t limit) {
+    std::string text;
+    File file(path, kOpenRead);
+    if (!file.IsOpen()) return text;
+    const auto size = static_cast<std::uint64_t>(file.Size().value_or(0));
+    limit = static_cast<std::size_t>(std::min<std::uint64_t>(limit, size));
+    text.resize(limit);
+    std::size_t length = 0;
+    while (length < limit) {
+        const auto count =
+            file.Read(text.data() + length, static_cast<std::uint32_t>(limit - length));
+        if (count.value_or(0) == 0) break;
+        length += *count;
+    }
+    text.resize(length);
+    return text;
+}
+
+// SIZE (bytes), the time of the last write in seconds since 1970, and what the content gives: that
+// comes later and so counts more. A file that cannot be read gives the first two alone.
 void AddFile(StoreIndex& index, const std::string& folder, std::uint32_t folderType,
              const MessageFile& file) {
     StoreIndex::Entry* const entry = index.Add(file.name);
     if (entry == nullptr) return;
-    for (const NamedValue& property : ItemIndexProperties(folder, folderType, file)) {
+    index.SetProperty(*entry, "SIZE", std::to_string(file.size));
+    index.SetProperty(*entry, folderType == kMailFolder ? "RECEIVED" : "MODIFIEDDATE",
+                      std::to_string(SecondsOfFileTime(file.lastWrite)));
+    const std::size_t limit = ItemTextLimit(folderType);
+    if (limit == 0) return;
+    const std::string text = ReadUpTo(folder + "\\" + file.name, limit);
+    for (const NamedValue& property : ItemIndexProperties(folderType, text)) {
         index.SetProperty(*entry, property.name, property.value);
     }
 }

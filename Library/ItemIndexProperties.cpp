@@ -1,19 +1,23 @@
 #include "Library/ItemIndexProperties.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 
-#include "common/Files.h"
 #include "common/Scan.h"
+#include "common/Text.h"
 #include "Library/convert/CalendarDate.h"
 #include "Library/convert/CalendarReader.h"
 #include "Library/convert/ContactReader.h"
 #include "Library/convert/PropertyNames.h"
+#include "Library/FolderFiles.h"
 
 namespace tarnwick {
 namespace {
 
-// Item files are read up to this size; what lies behind it does not matter to an index.
+// The header of a mail is looked for in so many bytes, and no more.
+constexpr std::size_t kMailHeaderLimit = std::size_t{1} << 16;
+// What lies behind so many of another item does not matter to an index.
 constexpr std::size_t kItemTextLimit = std::size_t{16} << 20;
 
 using Properties = std::vector<NamedValue>;
@@ -22,22 +26,65 @@ std::string UnixSeconds(std::uint64_t fileTime) {
     return std::to_string(SecondsOfFileTime(fileTime));
 }
 
-std::string ReadUpTo(const std::string& path, std::size_t limit) {
-    std::string text;
-    File file(path, kOpenRead);
-    if (!file.IsOpen()) return text;
-    const auto size = static_cast<std::uint64_t>(file.Size().value_or(0));
-    limit = static_cast<std::size_t>(std::min<std::uint64_t>(limit, size));
-    text.resize(limit);
-    std::size_t length = 0;
-    while (length < limit) {
-        const auto count =
-            file.Read(text.data() + length, static_cast<std::uint32_t>(limit - length));
-        if (count.value_or(0) == 0) break;
-        length += *count;
-    }
-    text.resize(length);
+struct Field {
+    std::string_view header;
+    const char* property;
+};
+constexpr Field kFields[] = {{"From:", "FROM"},
+                             {"To:", "TO"},
+                             {"Cc:", "CC"},
+                             {"Subject:", "SUBJECT"},
+                             {"Date:", "MESSAGEDATE"}};
+
+bool IsBlank(char character) {
+    return character == ' ' || character == '\t';
+}
+
+std::string_view Trimmed(std::string_view text) {
+    while (!text.empty() && (IsBlank(text.back()) || text.back() == '\r')) text.remove_suffix(1);
+    while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
     return text;
+}
+
+// Cuts the next line off `text`, without its end.
+std::string_view TakeLine(std::string_view& text) {
+    const std::size_t end = FindByte(text, '\n');
+    const std::string_view line = text.substr(0, end);
+    text.remove_prefix(end == kNotFound ? text.size() : end + 1);
+    return line;
+}
+
+const Field* FieldOf(std::string_view line) {
+    const auto* const found =
+        std::find_if(std::begin(kFields), std::end(kFields),
+                     [&](auto& field) { return StartsWithIgnoreCase(line, field.header); });
+    return found == std::end(kFields) ? nullptr : found;
+}
+
+// The rest of a field's first line and its continuations, one blank between them.
+std::string TakeValue(std::string_view firstLine, std::string_view& text) {
+    std::string value(Trimmed(firstLine));
+    while (!text.empty() && IsBlank(text.front())) {
+        value.append(" ").append(Trimmed(TakeLine(text)));
+    }
+    return std::string(Trimmed(value));
+}
+
+bool Has(const Properties& properties, std::string_view name) {
+    return std::any_of(properties.begin(), properties.end(),
+                       [&](const NamedValue& property) { return property.name == name; });
+}
+
+Properties MailProperties(std::string_view text) {
+    Properties properties;
+    while (!text.empty()) {
+        const std::string_view line = TakeLine(text);
+        if (line.empty() || line == "\r") break;
+        const Field* field = FieldOf(line);
+        if (field == nullptr || Has(properties, field->property)) continue;
+        properties.push_back({field->property, TakeValue(line.substr(field->header.size()), text)});
+    }
+    return properties;
 }
 
 void AddText(Properties& properties, const char* name, const std::string& value) {
@@ -103,32 +150,26 @@ Properties CalendarProperties(std::string_view text) {
     return properties;
 }
 
-Properties ContentProperties(const std::string& path, std::uint32_t folderType) {
+}  // namespace
+
+std::size_t ItemTextLimit(std::uint32_t folderType) {
+    if (folderType == kGroupsFolder) return 0;
+    return folderType == kMailFolder ? kMailHeaderLimit : kItemTextLimit;
+}
+
+std::vector<NamedValue> ItemIndexProperties(std::uint32_t folderType, std::string_view text) {
+    text = text.substr(0, ItemTextLimit(folderType));
     switch (folderType) {
         case kMailFolder:
-            return MailProperties(ReadUpTo(path, kMailHeaderLimit));
+            return MailProperties(text);
         case kContactsFolder:
-            return ContactProperties(ReadUpTo(path, kItemTextLimit));
+            return ContactProperties(text);
         case kCalendarFolder:
         case kTaskFolder:
-            return CalendarProperties(ReadUpTo(path, kItemTextLimit));
+            return CalendarProperties(text);
         default:
             return {};
     }
-}
-
-}  // namespace
-
-std::vector<NamedValue> ItemIndexProperties(const std::string& folder, std::uint32_t folderType,
-                                            const MessageFile& file) {
-    Properties properties{
-        {"SIZE", std::to_string(file.size)},
-        {folderType == kMailFolder ? "RECEIVED" : "MODIFIEDDATE", UnixSeconds(file.lastWrite)}};
-    // What the content says of the item comes later and so counts more than the file's own times.
-    for (NamedValue& property : ContentProperties(folder + "\\" + file.name, folderType)) {
-        properties.push_back(std::move(property));
-    }
-    return properties;
 }
 
 }  // namespace tarnwick

@@ -1,20 +1,26 @@
-// What an index says of a message file, taken from the file.
+// What an index says of a message, taken from what its file holds.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
-
-#include "Library/FolderFiles.h"
-#include "Library/MailProperties.h"
 
 namespace tarnwick {
 
-// SIZE (bytes) and the time of the last write (seconds since 1970: RECEIVED of a mail,
-// MODIFIEDDATE of anything else), and what the content gives: a mail's header fields; a contact's
-// name and address; subject, dates, importance and the like of an event or task. A file that cannot
-// be read gives the first two alone.
-std::vector<NamedValue> ItemIndexProperties(const std::string& folder, std::uint32_t folderType,
-                                            const MessageFile& file);
+struct NamedValue {
+    std::string name;
+    std::string value;
+};
+
+// How many bytes at the beginning of a message file are looked at; none of a group.
+std::size_t ItemTextLimit(std::uint32_t folderType);
+
+// What a message file that begins with `text` gives. A mail: FROM, TO, CC, SUBJECT and MESSAGEDATE,
+// for those header fields (RFC 5322) that it has: the first of each name, unfolded, without blanks
+// around it, encoded words as they stand; line ends may be CR LF or LF. A contact: its name and
+// address. An event or task: subject, dates, importance and the like.
+std::vector<NamedValue> ItemIndexProperties(std::uint32_t folderType, std::string_view text);
 
 }  // namespace tarnwick

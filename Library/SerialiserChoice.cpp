@@ -4,13 +4,11 @@
 #include "common/Registry.h"
 #include "common/Retry.h"
 #include "Library/FolderFiles.h"
-#include "Library/FolderFlags.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 #include "Library/LIBStoreIndexSerialisation/IndexSettings.h"
 #include "Library/LIBStoreIndexSerialisation/MSXMLStoreIndexSerialiser.h"
 #include "Library/LIBStoreIndexSerialisation/NullStoreIndexDeserialiser.h"
 #include "Library/LIBStoreIndexSerialisation/StreamXMLStoreIndexSerialiser.h"
-#include "Library/UnindexedStoreIndexSerialiser.h"
 
 namespace tarnwick {
 namespace {
@@ -49,11 +47,6 @@ IndexPresence LookForIndex(const std::string& folder, std::uint32_t folderType) 
 bool IsAlwaysScanned(std::uint32_t folderType) {
     static const bool calendars = RegistryDwordOr(kProductKey, "Calendar ReIndex Mode", 0) != 0;
     return folderType == kCalendarFolder && calendars;
-}
-
-SerialiserOwner ChooseLoader(const std::string& folder, std::uint32_t folderType,
-                             const LoaderChoice& choice) {
-    return ChooseLoader(folder, folderType, choice, LookForIndex(folder, folderType));
 }
 
 SerialiserOwner ChooseLoader(const std::string& folder, std::uint32_t folderType,

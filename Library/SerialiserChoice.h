@@ -1,7 +1,7 @@
 // Which classes load and save a folder's index, by the registry and the state of the folder.
 #pragma once
 
-#include "Library/SerialiserOwner.h"
+#include "Library/IndexRecovery.h"
 
 namespace tarnwick {
 
@@ -14,12 +14,9 @@ struct LoaderChoice {
     bool forceReindex = false;
 };
 
-// The loader for the folder as it is now. Without an index there is nothing to load: the loader
-// scans the files, or gives an empty index when it was not to look whether the folder is marked.
-// None when it cannot be told whether there is one.
-SerialiserOwner ChooseLoader(const std::string& folder, std::uint32_t folderType,
-                             const LoaderChoice& choice);
-// The same for a caller that has looked.
+// The loader for a folder whose index is there or not. Without an index there is nothing to load:
+// the loader scans the files, or gives an empty index when it was not to look whether the folder is
+// marked. None when it cannot be told whether there is one.
 SerialiserOwner ChooseLoader(const std::string& folder, std::uint32_t folderType,
                              const LoaderChoice& choice, IndexPresence presence);
 

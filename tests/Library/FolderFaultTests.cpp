@@ -2,7 +2,7 @@
 // death of its process, a disk that fills up, and another process or machine at work beside it.
 #include <gtest/gtest.h>
 
-#include "Library/FolderFlags.h"
+#include "Library/FolderFiles.h"
 #include "Library/IndexBlockFile.h"
 #include "Library/LIBStoreIndexSerialisation/StreamXMLStoreIndexSerialiser.h"
 #include "tests/Library/StoreFolders.h"

@@ -11,7 +11,7 @@
 #include "common/DiagnosticLevel.h"
 #include "common/MutexLock.h"
 #include "Library/ExceptionReport.h"
-#include "Library/FolderFlags.h"
+#include "Library/FolderFiles.h"
 #include "Library/IndexBlockFile.h"
 #include "Library/IndexRecovery.h"
 #include "Library/SerialiserChoice.h"
@@ -298,7 +298,8 @@ TEST_F(StoreIndexLife, ALoaderThatIsForcedLooksAtTheFiles) {
     for (const Row& row : rows) {
         Fill(row.type == 3 ? "TSK" : "GRP", row.type);
         if (!row.exists) RemoveFile(file_);
-        SerialiserOwner loader = ChooseLoader(folder_.Path(), row.type, row.choice);
+        SerialiserOwner loader = ChooseLoader(folder_.Path(), row.type, row.choice,
+                                              LookForIndex(folder_.Path(), row.type));
         // A scan needs the whole index, whatever part is wished.
         DeserialiseRequest request;
         if (row.choice.forceReindex) request = {.loadMode = kLoadHeader, .knownIds = &known};
@@ -314,7 +315,8 @@ TEST_F(StoreIndexLife, ALoaderThatIsForcedLooksAtTheFiles) {
     }
     EXPECT_FALSE(SaverRequiresFullLoad());
     const ScratchFolder empty;
-    SerialiserOwner loader = ChooseLoader(empty.Path(), 9, {.reindexIfFlagged = true});
+    SerialiserOwner loader =
+        ChooseLoader(empty.Path(), 9, {.reindexIfFlagged = true}, IndexPresence::Gone);
     EXPECT_EQ(loader->Deserialise(index_.entries, empty.Path(), 9, {}), kLoadFailed) << "no type";
 }
 

@@ -11,7 +11,7 @@
 #include "common/MutexLock.h"
 #include "common/Reports.h"
 #include "Library/ExceptionReport.h"
-#include "Library/FolderFlags.h"
+#include "Library/FolderFiles.h"
 #include "Library/FolderScan.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
 #include "Library/LIBStoreIndexSerialisation/MSXMLStoreIndexSerialiser.h"
