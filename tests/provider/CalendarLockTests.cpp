@@ -1,3 +1,4 @@
+// Who waits for whom and how long; the swap; and many writers at once.
 #include "provider/CalendarLock.h"
 
 #include <gtest/gtest.h>
@@ -5,6 +6,7 @@
 #include "common/Files.h"
 #include "provider/Appointments.h"
 #include "tests/provider/CalendarFixture.h"
+#include "tests/support/Faults.h"
 #include "tests/support/ReportRecorder.h"
 
 namespace tarnwick {
@@ -14,53 +16,57 @@ using testing::MakeRecord;
 
 const std::string kFolderKey = "PO\\MAILROOT\\box\\Calendar\\";
 const std::string kKey = kFolderKey + "Y11M08";
-constexpr const char* kProviders = "SOFTWARE\\Tarnwick\\Tarnwick\\Providers";
 constexpr const char* kWriting = "Write Wait Timeout";
 constexpr const char* kReading = "Read Wait Timeout";
 constexpr const char* kUnBlock = "UnBlock Timeout";
 constexpr const char* kApply = "Apply Timeout";
-constexpr std::uint32_t kMinusOne = 0xFFFFFFFF;
+constexpr int kDefault = -9;
 
 class CalendarLock : public testing::AttachedCalendarTest {
   protected:
     CalendarLock() { testing::MakePath(folder_); }
 
-    // The files in the folder; of a calendar that is not what it was, its content.
+    // Each file's extension and content.
     std::string State() const {
         std::string state;
         for (const std::string& name : testing::NamesIn(folder_)) {
-            state += name.substr(name.find('.') + 1);
-            if (name == "Y11M08.CAL" && ContentOf(name) != "5\t6\tB")
-                state += "=" + ContentOf(name);
-            state += " ";
+            state += name.substr(name.find('.') + 1) + testing::ReadBytesOf(InFolder(name)) + " ";
         }
         return state;
     }
 };
 
-constexpr auto Acquire = [] { return AcquireCalendarBlock(kKey); };
-constexpr auto AcquireNowhere = [] {
+bool Acquire() {
+    return AcquireCalendarBlock(kKey);
+}
+bool AcquireNowhere() {
     return AcquireCalendarBlock("PO\\MAILROOT\\nobody\\Calendar\\Y11M08");
-};
-constexpr auto Release = [] { return ReleaseCalendarBlock(kKey); };
-constexpr auto Wait = [] { return WaitForCalendarUnblocked(kKey); };
-constexpr auto Add = [] { return AddAppointment(MakeRecord(1, 2, "A")); };
-constexpr auto ChangeAnything = [] {
+}
+bool Release() {
+    return ReleaseCalendarBlock(kKey);
+}
+bool Wait() {
+    return WaitForCalendarUnblocked(kKey);
+}
+bool Add() {
+    return AddAppointment(MakeRecord(1, 2, "A"));
+}
+bool ChangeAnything() {
     const AppointmentRecord any = MakeRecord(0, 0, "");
     return Add() || RemoveAppointment(any) || EditAppointment(any, MakeRecord(1, 2, "A"));
-};
-constexpr auto Read = [] {
+}
+bool Read() {
     AppointmentRecord record = MakeRecord(0, 0, "B");
     return GetAppointment(record) && record.start == 5;
-};
+}
 
-// A calendar with an entry B, and something in the way: "!" if somebody holds it open. It goes in
-// the middle of a wait, or the timeout becomes 0 there (0: never). All other timeouts are 0.
+// A calendar with an entry B, "CAL5", and something in the way: "!" if somebody holds it open. It
+// goes in the middle of a wait, or the timeout becomes 0 there (0: never). All other timeouts are
+// 0.
 const struct {
-    const char* name;
     bool (*run)();
     const char* timeout;
-    std::optional<std::uint32_t> seconds;  // absent: the default
+    int seconds;
     std::string inTheWay;
     int goesAt;
     int impatientAt;
@@ -68,50 +74,45 @@ const struct {
     int waits;
     const char* after;  // "message": that a block file cannot be deleted
 } kWaits[] = {
-    {"a writer gives up", Acquire, kWriting, {}, "BLK", 0, 0, false, 81, "BLK CAL "},
-    {"at once", Acquire, kWriting, 0, "BLK", 0, 0, false, 1, "BLK CAL "},
-    {"after three", Acquire, kWriting, 2, "BLK", 0, 0, false, 3, "BLK CAL "},
-    {"with a sign", Acquire, kWriting, kMinusOne, "BLK", 0, 0, false, 1, "BLK CAL "},
-    {"without a folder", AcquireNowhere, kWriting, 2, "", 0, 0, false, 3, "CAL "},
-    {"a writer's turn comes", Acquire, kWriting, {}, "BLK", 81, 0, false, 81, "CAL "},
-    {"in time", Acquire, kWriting, {}, "BLK", 80, 0, true, 80, "BLK CAL "},
-    {"a writer becomes impatient", Acquire, kWriting, 80, "BLK", 0, 3, false, 3, "BLK CAL "},
-    {"no writer changes anything", ChangeAnything, kWriting, 0, "BLK", 0, 0, false, 3, "BLK CAL "},
-    {"a release", Release, kUnBlock, {}, "BLK", 0, 0, true, 0, "CAL "},
-    {"of nothing", Release, kUnBlock, {}, "", 0, 0, false, 0, "CAL "},
-    {"a release gives up", Release, kUnBlock, {}, "BLK!", 0, 0, false, 81, "BLK CAL message"},
-    {"at once", Release, kUnBlock, 0, "BLK!", 0, 0, false, 1, "BLK CAL message"},
-    {"after five", Release, kUnBlock, 4, "BLK!", 0, 0, false, 5, "BLK CAL message"},
-    {"with a sign", Release, kUnBlock, kMinusOne, "BLK!", 0, 0, false, 1, "BLK CAL message"},
-    {"in time", Release, kUnBlock, 4, "BLK!", 4, 0, true, 4, "CAL "},
-    {"becomes impatient", Release, kUnBlock, 80, "BLK!", 0, 3, false, 3, "BLK CAL message"},
-    {"a reader forces the block away", Read, kReading, {}, "BLK", 0, 0, true, 61, "CAL "},
-    {"at once", Read, kReading, 0, "BLK", 0, 0, true, 1, "CAL "},
-    {"after four", Wait, kReading, 3, "BLK", 0, 0, false, 4, "CAL "},
-    {"with a sign", Wait, kReading, kMinusOne, "BLK", 0, 0, false, 1, "CAL "},
-    {"no need to", Wait, kReading, {}, "BLK", 60, 0, true, 60, "CAL "},
-    {"becomes impatient", Wait, kReading, 80, "BLK", 0, 3, false, 3, "CAL "},
+    {Acquire, kWriting, kDefault, "BLK", 0, 0, false, 81, "BLK CAL5 "},
+    {Acquire, kWriting, 2, "BLK", 0, 0, false, 3, "BLK CAL5 "},
+    {Acquire, kWriting, -1, "BLK", 0, 0, false, 1, "BLK CAL5 "},
+    {AcquireNowhere, kWriting, 2, "", 0, 0, false, 3, "CAL5 "},
+    {Acquire, kWriting, kDefault, "BLK", 81, 0, false, 81, "CAL5 "},  // too late
+    {Acquire, kWriting, kDefault, "BLK", 80, 0, true, 80, "BLK CAL5 "},
+    {Acquire, kWriting, 80, "BLK", 0, 3, false, 3, "BLK CAL5 "},
+    {ChangeAnything, kWriting, 0, "BLK", 0, 0, false, 3, "BLK CAL5 "},
+    {Release, kUnBlock, kDefault, "BLK", 0, 0, true, 0, "CAL5 "},
+    {Release, kUnBlock, kDefault, "", 0, 0, false, 0, "CAL5 "},
+    {Release, kUnBlock, kDefault, "BLK!", 0, 0, false, 81, "BLK CAL5 message"},
+    {Release, kUnBlock, 4, "BLK!", 0, 0, false, 5, "BLK CAL5 message"},
+    {Release, kUnBlock, -1, "BLK!", 0, 0, false, 1, "BLK CAL5 message"},
+    {Release, kUnBlock, 4, "BLK!", 4, 0, true, 4, "CAL5 "},
+    {Release, kUnBlock, 80, "BLK!", 0, 3, false, 3, "BLK CAL5 message"},
+    // A reader forces the block away.
+    {Read, kReading, kDefault, "BLK", 0, 0, true, 61, "CAL5 "},
+    {Wait, kReading, 3, "BLK", 0, 0, false, 4, "CAL5 "},
+    {Wait, kReading, -1, "BLK", 0, 0, false, 1, "CAL5 "},
+    {Wait, kReading, kDefault, "BLK", 60, 0, true, 60, "CAL5 "},
+    {Wait, kReading, 80, "BLK", 0, 3, false, 3, "CAL5 "},
     // Two cycles of its own, then one of the release and one of its own in turns.
-    {"waits on for a held one", Wait, kReading, 1, "BLK!", 9, 0, false, 10, "CAL message"},
-    // The move has a retry of its own.
-    {"an update is lost", Add, kApply, {}, "CAL!", 0, 0, true, 42, "BAK CAL "},
-    {"sooner", Add, kApply, 0, "CAL!", 0, 0, true, 2, "BAK CAL "},
-    {"later", Add, kApply, 3, "CAL!", 0, 0, true, 8, "BAK CAL "},
-    {"with a sign", Add, kApply, kMinusOne, "CAL!", 0, 0, true, 0, "BAK CAL "},
-    {"in time", Add, kApply, {}, "CAL!", 21, 0, true, 21, "BAK CAL=5\t6\tB\r\n1\t2\tA "},
-    {"becomes impatient", Add, kApply, 80, "CAL!", 0, 3, true, 4, "BAK CAL "},
+    {Wait, kReading, 1, "BLK!", 9, 0, false, 10, "CAL5 message"},
+    // An update is lost. The move has a retry of its own.
+    {Add, kApply, kDefault, "CAL!", 0, 0, true, 42, "BAK5 CAL5 "},
+    {Add, kApply, 3, "CAL!", 0, 0, true, 8, "BAK5 CAL5 "},
+    {Add, kApply, -1, "CAL!", 0, 0, true, 0, "BAK5 CAL5 "},
+    {Add, kApply, kDefault, "CAL!", 21, 0, true, 21, "BAK5 CAL5+A "},
+    {Add, kApply, 80, "CAL!", 0, 3, true, 4, "BAK5 CAL5 "},
 };
 
 TEST_F(CalendarLock, WaitsAsLongAsItsTimeoutsSay) {
     for (const auto& row : kWaits) {
-        SCOPED_TRACE(std::string(row.name) + ", " + row.timeout);
+        SCOPED_TRACE(&row - kWaits);
         for (const std::string& name : testing::NamesIn(folder_)) RemoveFile(InFolder(name));
         for (const char* name : {kWriting, kReading, kUnBlock, kApply}) SetTimeout(name, 0);
-        if (row.seconds) {
-            SetTimeout(row.timeout, *row.seconds);
-        } else {
-            RegDeleteKeyValueA(HKEY_LOCAL_MACHINE, kProviders, row.timeout);
-        }
+        SetTimeout(row.timeout, static_cast<std::uint32_t>(row.seconds));
+        if (row.seconds == kDefault)
+            RegDeleteKeyValueA(HKEY_LOCAL_MACHINE, kProvidersKey, row.timeout);
         Shared().readWaitResult = 1;
         Put("Y11M08.CAL", "5\t6\tB");
         const bool isHeld = row.inTheWay.ends_with('!');
@@ -130,9 +131,16 @@ TEST_F(CalendarLock, WaitsAsLongAsItsTimeoutsSay) {
         EXPECT_EQ(sleeper.Count(), row.waits);
         EXPECT_EQ(sleeper.TotalMilliseconds(), 1000U * static_cast<unsigned>(row.waits));
         const std::string printed = reports.Joined(ReportChannel::StandardOutput);
-        EXPECT_EQ(State() + (printed.empty() ? "" : "message"), row.after);
         const std::string message = "Unable to remove blocking file " + InFolder(name) + "\n";
         EXPECT_TRUE(printed.empty() || printed.starts_with(message)) << printed;
+        std::string state = State() + (printed.empty() ? "" : "message");
+        const std::pair<std::string, std::string> shorter[] = {{"5\t6\tB", "5"},
+                                                               {"\r\n1\t2\tA", "+A"}};
+        for (const auto& [from, to] : shorter) {
+            for (std::size_t at; (at = state.find(from)) != std::string::npos;)
+                state.replace(at, from.size(), to);
+        }
+        EXPECT_EQ(state, row.after);
     }
     // Once a reader has forced a block away, every reader is told so.
     Shared().readWaitResult = 0;
@@ -143,34 +151,59 @@ TEST_F(CalendarLock, AWriterThatCouldDeleteTheOtherNameCountsAsHolder) {
     SetTimeout(kWriting, 0);
     const testing::CountingSleeper sleeper;
     // Under a relative mail root the block file's path, taken for a key, names a file too.
-    testing::ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root", ".");
+    SetRoot(".");
     ASSERT_TRUE(OnModuleNotification(DLL_PROCESS_ATTACH));
     ASSERT_TRUE(SetCurrentDirectoryA(folder_.c_str()));
     Put("X.BLK", "");
     Put("X.BLK.BLK", "");
     EXPECT_TRUE(AcquireCalendarBlock("X"));
-    EXPECT_EQ(NamesInFolder(), "X.BLK ");
+    EXPECT_EQ(State(), "BLK ");
     ASSERT_TRUE(SetCurrentDirectoryA("C:\\"));
 }
 
 TEST_F(CalendarLock, TheSwapKeepsTheOldBackupOnlyWhileNoBlockWasEverSeen) {
     Shared().blockSeen = 0;
-    Put("Y11M08.CAL", "calendar");
-    Put("Y11M08.TMP", "replacement");
-    Put("Y11M08.BAK", "backup");
-    ApplyCalendarUpdate(kKey);
-    EXPECT_EQ(ContentOf("Y11M08.CAL"), "replacement");
-    EXPECT_EQ(ContentOf("Y11M08.BAK"), "calendar");
-    EXPECT_EQ(ContentOf("Y11M08.OLD"), "backup");
-    for (const char* blocked : {"Y11M08.BLK", ""}) {
-        if (*blocked != '\0') Put(blocked, "");
-        Put("Y11M08.TMP", "replacement");
+    Put("Y11M08.CAL", "1");
+    Put("Y11M08.BAK", "0");
+    for (const char* after : {"BAK1 CAL2 OLD0 ", "BAK2 CAL2 OLD0 ", "BAK2 CAL2 OLD0 "}) {
+        Put("Y11M08.TMP", "2");
         ApplyCalendarUpdate(kKey);
-        EXPECT_EQ(ContentOf("Y11M08.BAK"), "replacement");
-        EXPECT_EQ(ContentOf("Y11M08.OLD"), "backup");
-        EXPECT_EQ(NamesInFolder(), "Y11M08.BAK Y11M08.CAL Y11M08.OLD ");
+        EXPECT_EQ(State(), after);
+        if (after[3] == '1') Put("Y11M08.BLK", "");
     }
     EXPECT_TRUE(IsCalendarBlocked(kFolderKey + "OTHER"));
+}
+
+// Every entry of two processes or machines is there once, and nothing else is.
+TEST(SharedCalendar, TwoWritersAddEachEntryOnce) {
+    constexpr int kEntriesEach = 60;
+    const auto work = [](const std::string& root, const std::string& machine) {
+        testing::MakePath(root + "\\PO\\MAILROOT\\box");
+        const testing::ScratchRegistry registry;
+        const testing::CountingSleeper sleeper([](int /*count*/) { ::Sleep(1); });
+        testing::ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root", root);
+        for (const char* timeout : {kWriting, kUnBlock, kApply}) {
+            testing::ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProvidersKey, timeout, 60000);
+        }
+        ASSERT_TRUE(OnModuleNotification(DLL_PROCESS_ATTACH));
+        for (int number = 0; number < kEntriesEach; ++number) {
+            const std::string id = machine + "-" + std::to_string(number) + ";";
+            ASSERT_TRUE(AddAppointment(MakeRecord(number, number, id)));
+        }
+    };
+    testing::TwoAtOnce(work, [](const std::string& root) {
+        const std::string folder = root + "\\PO\\MAILROOT\\box\\Calendar";
+        const std::string bytes = testing::ReadBytesOf(folder + "\\Y11M08.CAL");
+        for (int number = 0; number < kEntriesEach; ++number) {
+            for (const char* machine : {"\t1-", "\t2-"}) {
+                const std::string id = machine + std::to_string(number) + ";";
+                EXPECT_NE(bytes.find(id), std::string::npos) << id;
+            }
+        }
+        EXPECT_EQ(std::count(bytes.begin(), bytes.end(), ';'), 2 * kEntriesEach);
+        EXPECT_EQ(testing::NamesIn(folder),
+                  (std::vector<std::string>{"Y11M08.BAK", "Y11M08.CAL", "_CHANGE.DTY"}));
+    });
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// Sequences of the exported operations on two equal folders: the product's and the model's.
+// Sequences of the operations on this machine's files beside a model of them: call by call, also
+// when one call fails, memory runs short or the process dies.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -7,19 +8,315 @@
 #include "provider/AppointmentItems.h"
 #include "provider/ListItems.h"
 #include "tests/provider/CalendarFixture.h"
-#include "tests/provider/NaiveCalendar.h"
+#include "tests/provider/NaiveLines.h"
 #include "tests/support/AllTexts.h"
+#include "tests/support/FailingAllocations.h"
 #include "tests/support/Model.h"
+#include "tests/support/ReportRecorder.h"
 
 namespace tarnwick {
 namespace {
 
-using testing::NaiveCalendar;
-using testing::On;
-using testing::OnEdit;
-using testing::Records;
+using testing::NaiveLine;
+
+const std::string kStem = "Y11M08D03", kCal = kStem + ".CAL", kTmp = kStem + ".TMP",
+                  kBak = kStem + ".BAK", kOld = kStem + ".OLD", kBlk = kStem + ".BLK",
+                  kItem = "a.itm", kFlag = "_CHANGE.DTY",
+                  kFlagText = "This file has been written to denote configuration change\r\n";
+
+struct IgnoringCase {
+    bool operator()(const std::string& a, const std::string& b) const {
+        return _stricmp(a.c_str(), b.c_str()) < 0;
+    }
+};
+// All that lies below a mail root, by its path from there; folders hold nothing.
+using Files = std::map<std::string, std::string, IgnoringCase>;
+
+// All that the operations take.
+struct Records {
+    AppointmentRecord entry{}, replacement{};
+    AppointmentItemRecord item{};
+    FreeBusyRecord days{};
+    ListRecord list{};
+    std::int32_t position = 0;
+};
+
+template <std::size_t size>
+std::string Text(const char (&field)[size]) {
+    return {field, strnlen(field, size)};
+}
+NaiveLine LineOf(const AppointmentRecord& record) {
+    return {record.start, record.end, Text(record.appointmentId), false};
+}
+
+// The operations as simple as their rules, on files in memory. Every call to the system is noted,
+// and one may fail.
+class NaiveCalendar {
+  public:
+    Files files;
+    std::vector<std::string> calls;
+    std::size_t failing = 0;  // the number of the call that fails, from 1
+    std::int32_t position = 0;
+    std::int32_t offset = -1;
+    std::int32_t accessTime = 0;  // the item's
+    bool isBlockSeen = false;
+    bool isLost = false;  // at some call neither calendar nor backup held what there had been
+
+    std::uint32_t Add(Records& with) { return Write(with, 'a'); }
+    std::uint32_t RemoveEntry(Records& with) {
+        return with.entry.postoffice[0] == '\0' ? 0 : Write(with, 'd');
+    }
+    std::uint32_t Edit(Records& with) { return Write(with, 'r'); }
+
+    // The last of those that match, of lines with a text.
+    std::uint32_t Get(Records& with) {
+        if (with.entry.postoffice[0] == '\0') return 0;
+        PrepareFolder(with.entry);
+        std::uint32_t found = 0;
+        for (const NaiveLine& line : Read(0)) {
+            if (!line.isBlank) found |= Take(with.entry, line);
+        }
+        return found;
+    }
+
+    std::uint32_t FindFirst(Records& with) {
+        position = 0;
+        return FindNext(with);
+    }
+    std::uint32_t FindNext(Records& with) {
+        PrepareFolder(with.entry);
+        if (with.entry.postoffice[0] == '\0') return 0;
+        for (const NaiveLine& line : Read(static_cast<std::size_t>(std::max(position, 0)))) {
+            position = std::max(position, 0) + 1;
+            if (Take(with.entry, line) != 0) return 1;
+        }
+        return 0;
+    }
+    std::uint32_t SetPosition(Records& with) {
+        position = with.position;
+        return 1;
+    }
+    std::uint32_t ListLength(Records& /*with*/) { return 0; }
+
+    std::uint32_t WriteFirst(Records& with) { return WriteItem(with.item, 'w'); }
+    std::uint32_t WriteNext(Records& with) { return WriteItem(with.item, 'a'); }
+    std::uint32_t Rewrite(Records& with) {
+        Delete(with);
+        return WriteItem(with.item, 'w');
+    }
+    std::uint32_t Delete(Records& with) {
+        At(with.item);
+        Remove(kItem);
+        return 1;
+    }
+    std::uint32_t ReadFirst(Records& with) {
+        offset = -1;
+        return ReadNext(with);
+    }
+    std::uint32_t ReadNext(Records& with) {
+        At(with.item);
+        if (!Open(kItem, 'r')) return 0;
+        offset = static_cast<std::int32_t>(offset + 1LL);
+        std::size_t count = 0;
+        const auto start = static_cast<std::size_t>(offset);
+        if (Call("SetFilePointer") && offset >= 0 && Call("ReadFile") && start < Of(kItem).size())
+            count = Of(kItem).copy(with.item.data, sizeof with.item.data, start);
+        with.item.length = static_cast<std::int32_t>(count);
+        offset += with.item.length;
+        Call("CloseHandle");
+        return count > 0 ? 1 : 0;
+    }
+    std::uint32_t GetSize(Records& with) {
+        At(with.item);
+        offset = -1;
+        with.item.length = Call("FindFirstFile " + kItem) && Has(kItem) ? accessTime : 0;
+        return 0;
+    }
+
+    std::uint32_t ListDays(Records& with) {
+        At(with.days);
+        const std::string prefix = Text(with.days.namePrefix);
+        std::vector<std::string> names;
+        for (const auto& [path, bytes] : files) {
+            const std::string name = path.substr(path.rfind('\\') + 1);
+            if (_stricmp(path.c_str(), (folder_ + "\\" + name).c_str()) == 0 &&
+                _strnicmp(name.c_str(), prefix.c_str(), prefix.size()) == 0 &&
+                _stricmp(name.c_str() + std::min(name.rfind('.'), name.size()), ".CAL") == 0)
+                names.push_back(name);
+        }
+        names.emplace_back();
+        std::string list, call = "FindFirstFile ";
+        for (const std::string& name : names) {
+            if (!Call(call + prefix + "*.CAL") || name.empty()) break;
+            call = "FindNextFile ";
+            const std::size_t day = std::min(name.find('D'), name.size());
+            const std::size_t dot = name.find('.', day);
+            if (dot == std::string::npos) continue;
+            const std::string one = (list.empty() ? "" : ",") +
+                                    name.substr(day + 1, std::min<std::size_t>(dot - day - 1, 127));
+            if (list.size() + one.size() >= sizeof with.days.result) break;
+            list += one;
+        }
+        StoreField(with.days.result, list);
+        if (call == "FindNextFile ")
+            with.days.resultLength = static_cast<std::int32_t>(list.size());
+        return 1;
+    }
+
+  private:
+    struct Change {
+        bool isMissing = false;   // there is no calendar
+        bool isReleased = false;  // by the swap
+        bool isWhole = false;
+        bool isMatched = false;
+        bool isEmpty = false;
+    };
+
+    template <typename Record>
+    void At(const Record& record) {
+        const std::string postoffice = Text(record.postoffice);
+        before_.clear();
+        folder_ = (postoffice.empty() ? "" : "\\") + postoffice + "\\MAILROOT\\" +
+                  Text(record.mailbox) + "\\Calendar";
+    }
+    std::string& Of(const std::string& name) { return files[folder_ + "\\" + name]; }
+    bool Has(const std::string& name) const { return files.contains(folder_ + "\\" + name); }
+
+    bool Call(const std::string& call) {
+        const auto differs = [&](const std::string& name) {
+            return !Has(name) || Of(name) != before_;
+        };
+        if (failing == 0 && !before_.empty()) isLost |= differs(kCal) && differs(kBak);
+        calls.push_back(call);
+        return calls.size() != failing;
+    }
+    // What is tried until it succeeds.
+    void CallAtLast(const std::string& call) {
+        if (!Call(call)) Call(call);
+    }
+    bool Open(const std::string& name, char mode) {
+        if (!Call("CreateFile " + name)) return false;
+        if (mode == 'r') return Has(name);
+        if (!files.contains(folder_)) return false;
+        if (std::string& bytes = Of(name); mode == 'w') bytes.clear();
+        return true;
+    }
+    // Writes the text into the open file and closes it.
+    bool Write(const std::string& name, const std::string& text) {
+        const bool isWritten = text.empty() || Call("WriteFile");
+        if (isWritten) Of(name) += text;
+        return Call("CloseHandle") && isWritten;
+    }
+    void Announce() {
+        if (Open(kFlag, 'w')) Write(kFlag, kFlagText);
+    }
+    void Remove(const std::string& name) {
+        if (Call("DeleteFile " + name)) files.erase(folder_ + "\\" + name);
+    }
+    void RemoveAtLast(const std::string& name) {
+        CallAtLast("DeleteFile " + name);
+        files.erase(folder_ + "\\" + name);
+    }
+    void Copy(const std::string& from, const std::string& to) {
+        if (Call("CopyFile " + from + " -> " + to) && Has(from)) Of(to) = Of(from);
+    }
+
+    void PrepareFolder(const AppointmentRecord& record) {
+        At(record);
+        const std::string mailbox = folder_.substr(0, folder_.rfind('\\'));
+        if (Call("CreateDirectory Calendar") && files.contains(mailbox)) files[folder_];
+    }
+    // Adds the entry unless it matches, drops what matches, or replaces it.
+    std::uint32_t Write(const Records& with, char action) {
+        PrepareFolder(with.entry);
+        if (with.entry.postoffice[0] == '\0') return 0;
+        if (!Open(kBlk, 'w')) {
+            CallAtLast("DeleteFile " + kBlk + ".BLK");
+            return 0;
+        }
+        Call("CloseHandle");
+        Change done = Rewrite(with, action);
+        if (done.isMissing && action == 'a') {
+            const std::string text = testing::NaiveText("", LineOf(with.entry));
+            if (Open(kCal, 'w') && !(done.isWhole = Write(kCal, text))) Remove(kCal);
+        }
+        if (done.isMatched && done.isEmpty) Remove(kCal);
+        if (done.isMissing == (action == 'a')) Announce();
+        if (!done.isReleased) RemoveAtLast(kBlk);
+        if (action == 'a') return done.isWhole && !done.isMatched ? 1 : 0;
+        return action == 'd' ? done.isMatched : !done.isMissing;
+    }
+    std::vector<NaiveLine> Read(std::size_t passed) {
+        if (!Call("GetFileAttributes " + kBlk)) Call("FindFirstFile " + kBlk);
+        if (!Open(kCal, 'r')) return {};
+        Call("GetFileSize");
+        if (!Call("ReadFile")) return {};
+        return testing::NaiveLines(Of(kCal), passed);
+    }
+    static std::uint32_t Take(AppointmentRecord& record, const NaiveLine& line) {
+        if (!testing::NaiveMatch(Text(record.appointmentId), line.id)) return 0;
+        StoreField(record.appointmentId, line.id);
+        record.start = line.start;
+        record.end = line.end;
+        return 1;
+    }
+
+    Change Rewrite(const Records& with, char action) {
+        if (!Open(kCal, 'r')) return {.isMissing = true};
+        Change done;
+        before_ = Of(kCal);
+        if (Open(kTmp, 'w')) {
+            Call("GetFileSize");
+            bool isWhole = Call("ReadFile");
+            if (!isWhole) Call("CloseHandle");
+            std::string text;
+            const auto print = [&](const NaiveLine& line) {
+                text = testing::NaiveText(text, line);
+            };
+            for (const NaiveLine& line : testing::NaiveLines(Of(kCal))) {
+                if (line.isBlank) continue;
+                const bool matches = testing::NaiveMatch(Text(with.entry.appointmentId), line.id);
+                done.isMatched = done.isMatched || matches;
+                if (!matches || action == 'a') print(line);
+                if (matches && action == 'r') print(LineOf(with.replacement));
+            }
+            if (action == 'a' && !done.isMatched) print(LineOf(with.entry));
+            isWhole = isWhole && Write(kTmp, text);
+            if (!isWhole) return Remove(kTmp), Change{};
+            done.isWhole = true;
+            done.isEmpty = text.empty();
+        }
+        Call("CloseHandle");
+        done.isReleased = true;
+        isBlockSeen = Call("FindFirstFile " + kBlk) || isBlockSeen;
+        if (!isBlockSeen) Copy(kBak, kOld);
+        Copy(kCal, kBak);
+        RemoveAtLast(kCal);
+        CallAtLast("MoveFile " + kTmp + " -> " + kCal);
+        if (Has(kTmp)) Of(kCal) = Of(kTmp);
+        files.erase(folder_ + "\\" + kTmp);
+        Call("DeleteFile " + kTmp);
+        RemoveAtLast(kBlk);
+        return done;
+    }
+
+    std::uint32_t WriteItem(AppointmentItemRecord& item, char mode) {
+        At(item);
+        if (!Open(kItem, mode)) return 1;
+        item.length = static_cast<std::int32_t>(Text(item.data).size());
+        Write(kItem, Text(item.data));
+        return 1;
+    }
+
+    std::string folder_;
+    std::string before_;  // what the calendar held that is being rewritten
+};
 
 // An operation on both sides; without them the step's bytes are put into a file of its ID's name.
+template <auto function, auto record>
+std::uint32_t On(Records& with) {
+    return function(&(with.*record));
+}
 const struct Operation {
     const char* name;
     std::uint32_t (*product)(Records& with) = nullptr;
@@ -27,45 +324,47 @@ const struct Operation {
 } kOperations[] = {
     {"put"},
     {"add", On<AppointmentAdd, &Records::entry>, &NaiveCalendar::Add},
-    {"remove", On<AppointmentRemove, &Records::entry>, &NaiveCalendar::Remove},
-    {"edit", OnEdit, &NaiveCalendar::Edit},
+    {"remove", On<AppointmentRemove, &Records::entry>, &NaiveCalendar::RemoveEntry},
+    {"edit", [](Records& with) { return AppointmentEdit(&with.entry, &with.replacement); },
+     &NaiveCalendar::Edit},
     {"get", On<AppointmentGet, &Records::entry>, &NaiveCalendar::Get},
     {"find first", On<AppointmentFindFirst, &Records::entry>, &NaiveCalendar::FindFirst},
     {"find next", On<AppointmentFindNext, &Records::entry>, &NaiveCalendar::FindNext},
     {"set position",
      [](Records& with) { return AppointmentListItemListSetPosition(with.position); },
      &NaiveCalendar::SetPosition},
+    {"days", On<GetFreeBusyData, &Records::days>, &NaiveCalendar::ListDays},
+    {"length", [](Records& with) { return AppointmentListItemListGetLength(with.list); },
+     &NaiveCalendar::ListLength},
     {"write first", On<AppointmentItemWriteFirstChunk, &Records::item>, &NaiveCalendar::WriteFirst},
     {"write next", On<AppointmentItemWriteNextChunk, &Records::item>, &NaiveCalendar::WriteNext},
     {"rewrite", [](Records& with) { return RewriteItem(with.item); }, &NaiveCalendar::Rewrite},
     {"read first", On<AppointmentItemGetFirstChunk, &Records::item>, &NaiveCalendar::ReadFirst},
     {"read next", On<AppointmentItemGetNextChunk, &Records::item>, &NaiveCalendar::ReadNext},
+    {"size", On<AppointmentItemGetSize, &Records::item>, &NaiveCalendar::GetSize},
     {"delete", On<AppointmentItemDelete, &Records::item>, &NaiveCalendar::Delete},
-    {"days", On<GetFreeBusyData, &Records::days>, &NaiveCalendar::ListDays},
 };
-enum Number { kPut, kAdd, kRemove, kEdit, kGet, kFindFirst, kFindNext, kSetPosition, kDays = 14 };
+enum Number { kPut, kAdd, kRemove, kEdit, kGet, kFindFirst, kFindNext, kSetPosition, kDays };
 
 constexpr const char* kAsItWas = "(as it was)";
 
 struct Step {
-    int operation;
+    std::size_t operation;
     std::string id = kAsItWas;  // of the key, or the name of the file that is put
     std::string bytes = "";     // of the item's data or that file
     std::string newId = "N";
     std::int32_t number = 9;
     std::string postoffice = "PO";
     std::string mailbox = "box";
+    std::size_t failing = 0;
 };
 using Steps = std::vector<Step>;
 
 std::ostream& operator<<(std::ostream& out, const Step& step) {
-    const auto shown = [](const std::string& text) {
-        return ::testing::PrintToString(text.substr(0, 80)) +
-               (text.size() > 80 ? "... " + std::to_string(text.size()) : "");
-    };
-    return out << "\n  " << kOperations[step.operation].name << " " << shown(step.id) << " "
-               << shown(step.bytes) << " " << shown(step.newId) << " " << step.number << " "
-               << step.postoffice << " " << step.mailbox;
+    return out << "\n  " << kOperations[step.operation].name << ::testing::PrintToString(step.id)
+               << ::testing::PrintToString(step.bytes.substr(0, 80)) << step.bytes.size() << " "
+               << step.newId << " " << step.number << " " << step.postoffice << " " << step.mailbox
+               << ", failing " << step.failing;
 }
 
 void Fill(Records& records, const Step& step) {
@@ -76,8 +375,8 @@ void Fill(Records& records, const Step& step) {
     StoreField(records.replacement.postoffice, "elsewhere");
     records.entry.start = records.replacement.start = records.position = step.number;
     records.entry.end = records.replacement.end = -step.number;
-    StoreField(records.entry.calendarName, "Y11M08D03");
-    StoreField(records.item.itemFileName, "a.itm");
+    StoreField(records.entry.calendarName, kStem);
+    StoreField(records.item.itemFileName, kItem);
     std::fill(std::begin(records.item.data), std::end(records.item.data), '#');
     step.bytes.copy(records.item.data, sizeof records.item.data);
     const auto place = [&](auto& record) {
@@ -88,61 +387,74 @@ void Fill(Records& records, const Step& step) {
     StoreField(records.days.namePrefix, step.newId == "" ? "Y11" : "");
 }
 
-// All folders and files of the mail root, and what these hold.
-std::map<std::string, std::string> FilesBelow(const std::string& root) {
-    std::map<std::string, std::string> files;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
-        const std::string path = entry.path().string();
-        files[path.substr(root.size())] = entry.is_directory() ? "" : testing::ReadBytesOf(path);
-    }
-    return files;
-}
-
 class CalendarModel : public testing::AttachedCalendarTest {
   protected:
-    CalendarModel() { SetTimeout("Write Wait Timeout", 0); }
-
-    // How product and model differ; nothing when they agree in all that a caller can see.
-    std::string Difference(const Steps& steps) const {
-        for (const auto* root : {&root_, &naiveRoot_}) {
-            std::filesystem::remove_all(root->Path("PO\\MAILROOT\\box\\Calendar"));
-            std::filesystem::remove_all(root->Path("MAILROOT\\box\\Calendar"));
-            testing::MakePath(root->Path("PO\\MAILROOT\\box"));
-            testing::MakePath(root->Path("MAILROOT\\box"));
-        }
-        NaiveCalendar model(naiveRoot_.Path());
-        Records product;
-        Records expected;
-        SetFindPosition(0);
-        Shared().itemReadOffset = -1;
-        for (const Step& step : steps) {
-            const Operation& operation = kOperations[step.operation];
-            if (operation.product == nullptr) {
-                for (const auto* root : {&root_, &naiveRoot_}) {
-                    const std::string folder = root->Path("PO\\MAILROOT\\box\\Calendar");
-                    CreateDirectoryA(folder.c_str(), nullptr);
-                    testing::WriteBytesTo(folder + "\\" + step.id, step.bytes);
-                }
-                continue;
-            }
-            Fill(product, step), Fill(expected, step);
-            const std::string name = operation.name;
-            const std::uint32_t result = operation.product(product);
-            if ((model.*operation.model)(expected) != result) {
-                return name + " gives " + std::to_string(result);
-            }
-            if (std::memcmp(&product, &expected, sizeof product) != 0) return name + "'s record";
-            // Below the first line all positions are one.
-            if (std::max(FindPosition(), 0) != std::max(model.FindPosition(), 0))
-                return name + "'s position";
-            if (AppointmentItemGetCurrentOffset() != model.ItemReadOffset())
-                return name + "'s offset " + std::to_string(AppointmentItemGetCurrentOffset());
-        }
-        const auto files = FilesBelow(root_.Path());
-        return files == FilesBelow(naiveRoot_.Path()) ? "" : ::testing::PrintToString(files);
+    CalendarModel() {
+        SetTimeout("Write Wait Timeout", 0);
+        testing::MakePath(root_.Path("MAILROOT\\box"));
     }
 
-    testing::ScratchFolder naiveRoot_;
+    Files FilesBelow() const {
+        Files files;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(root_.Path())) {
+            const std::string path = entry.path().string();
+            files[path.substr(root_.Path().size())] =
+                entry.is_directory() ? "" : testing::ReadBytesOf(path);
+        }
+        return files;
+    }
+    void Reset() {
+        std::filesystem::remove_all(folder_);
+        std::filesystem::remove_all(root_.Path("MAILROOT\\box\\Calendar"));
+        SetFindPosition(0);
+        Shared().itemReadOffset = -1;
+        Shared().blockSeen = 0;
+        model_ = {};
+        product_ = expected_ = {};
+        model_.files = FilesBelow();
+    }
+    // Plays a step on both sides; how they differ in what a caller can see.
+    std::string Play(const Step& step) {
+        const Operation& operation = kOperations[step.operation];
+        if (operation.product == nullptr) {
+            Put(step.id, step.bytes);
+            model_.files = FilesBelow();
+            return "";
+        }
+        Fill(product_, step), Fill(expected_, step);
+        WIN32_FILE_ATTRIBUTE_DATA found{};
+        GetFileAttributesExA(InFolder(kItem).c_str(), GetFileExInfoStandard, &found);
+        model_.accessTime = static_cast<std::int32_t>(found.ftLastAccessTime.dwLowDateTime);
+        model_.calls.clear();
+        model_.failing = step.failing;
+        testing::CallRecorder calls;
+        calls.FailCall(static_cast<int>(step.failing), ERROR_ACCESS_DENIED);
+        const std::string name = operation.name;
+        const std::uint32_t result = operation.product(product_);
+        if ((model_.*operation.model)(expected_) != result) return name + "'s result";
+        if (std::memcmp(&product_, &expected_, sizeof product_) != 0) return name + "'s record";
+        if (calls.Calls() != model_.calls)
+            return name + "'s calls" + ::testing::PrintToString(calls.Calls()) +
+                   ::testing::PrintToString(model_.calls);
+        // Below the first line all positions are one.
+        if (std::max(FindPosition(), 0) != std::max(model_.position, 0))
+            return name + "'s position";
+        if (AppointmentItemGetCurrentOffset() != model_.offset) return name + "'s offset";
+        return "";
+    }
+    // Nothing when both sides agree.
+    std::string Difference(const Steps& steps) {
+        Reset();
+        for (const Step& step : steps) {
+            if (const std::string difference = Play(step); !difference.empty()) return difference;
+        }
+        const Files files = FilesBelow();
+        if (model_.isLost) return "what is there when the process dies";
+        return files == model_.files ? "" : ::testing::PrintToString(files);
+    }
+
+    NaiveCalendar model_;
+    Records product_, expected_;
     testing::CountingSleeper sleeper_;
 };
 
@@ -151,28 +463,28 @@ Steps RandomSteps(std::mt19937& random) {
         return texts[random() % texts.size()];
     };
     const std::string full(64, 'i');
-    const std::vector<std::string> ids = {kAsItWas, "", "A", "a", "B", "x\ty", full, "D"};
     Steps steps;
     for (std::size_t count = 4 + random() % 16; steps.size() < count;) {
-        Step step{static_cast<int>(random() % std::size(kOperations)), one(ids)};
-        if (random() % 2 == 0) step.operation = static_cast<int>(kAdd + random() % 7);
+        Step step{random() % std::size(kOperations),
+                  one({kAsItWas, "", "A", "a", "B", "x\ty", full, "D"})};
+        if (random() % 2 == 0) step.operation = kAdd + random() % 7;
         if (!steps.empty() && steps.back().operation == kSetPosition) step.operation = kFindNext;
         step.newId = one({"N", "", "a\nb", "A"});
         constexpr std::int32_t kNumbers[] = {9, 0, 1, 2, 3, 2147483647, -7};
         step.number = kNumbers[random() % std::size(kNumbers)];
         if (random() % 16 == 0) step.postoffice = "";
         if (random() % 16 == 0) step.mailbox = "nobody";
+        if (random() % 3 == 0) step.failing = 1 + random() % 20;
         if (step.operation == kPut) {
-            const std::string calendar = "Y11M08D03.CAL";
-            step.id = one({calendar, calendar, calendar, "a.itm", "Y12.CAL", "D.CAL", "d1.CAL",
-                           "Y11D1.2.CAL", "Y11D4.TXT", "zD" + std::string(150, 'd') + ".CAL"});
+            step.id = one({kCal, kCal, kCal, kItem, "Y12.CAL", "D.CAL", "d1.CAL", "Y11D1.2.CAL",
+                           "Y11D4.TXT", "zD" + std::string(150, 'd') + ".CAL"});
             for (std::size_t parts = random() % 9; parts > 0; --parts) {
                 step.bytes += one({"1\t2\tA", "3\t4\tB", "5\t6\ta\r\n", " +01\t-00\tB", "9", "7\t8",
                                    "\r\n", "\r\n", "\n", "\r", "\x1a", "1\t2\t" + full, full + full,
                                    std::string(959, 'x'), std::string(1, '\0'), "\tmore",
                                    "2147483648\t-2147483649\tC\r\n"});
             }
-            if (step.id == "a.itm") step.bytes.resize(random() % 3 * 9000, 'i');
+            if (step.id == kItem) step.bytes.resize(random() % 3 * 9000, 'i');
         } else {
             step.bytes = one({std::string("abc\0def", 7), std::string(1, '\0'), "",
                               std::string(8191, 'c') + '\0', std::string("\n\x1a", 3)});
@@ -182,9 +494,79 @@ Steps RandomSteps(std::mt19937& random) {
     return steps;
 }
 
-TEST_F(CalendarModel, RandomSequencesLeaveTheSame) {
-    testing::ExpectAgreement(120, RandomSteps,
+TEST_F(CalendarModel, RandomSequencesAreTheSameCallsWithTheSameOutcome) {
+    testing::ExpectAgreement(200, RandomSteps,
                              [&](const Steps& steps) { return Difference(steps); });
+}
+
+// Each call of each operation fails once, on a calendar with what may match and one without.
+TEST_F(CalendarModel, EachFailedCallHasItsOutcome) {
+    for (std::size_t operation = kAdd; operation < std::size(kOperations); ++operation) {
+        for (const char* id : {"", "A", "C"}) {
+            Steps steps = {{kPut, kCal, "1\t2\tA\r\n3\t4\ta\r\n5\t6\tB"},
+                           {kPut, kBak, "backup"},
+                           {kPut, kItem, "old item"},
+                           {operation, id}};
+            do {
+                ++steps.back().failing;
+                ASSERT_TRUE(testing::Agrees(steps, [&](const Steps& s) { return Difference(s); }));
+            } while (steps.back().failing <= model_.calls.size());
+        }
+    }
+}
+
+// Refuses every other call that is tried again; needs no memory for it.
+class RefusingOnce : public CallObserver {
+  public:
+    RefusingOnce() { SetCallObserver(this); }
+    ~RefusingOnce() override { SetCallObserver(nullptr); }
+    std::uint32_t BeforeCall(const SystemCall& call) override {
+        const bool isOne = call.name == "MoveFile" ||
+                           (call.name == "DeleteFile" &&
+                            (call.path.ends_with("3.BLK") || call.path.ends_with("3.CAL")));
+        return isOne && (isRefused_ = !isRefused_) ? ERROR_SHARING_VIOLATION : 0;
+    }
+
+  private:
+    bool isRefused_ = false;
+};
+
+TEST_F(CalendarModel, WithoutMemoryEachExportIsDoneWholeOrNotAtAll) {
+    const testing::ReportWatcher silence;
+    for (std::size_t operation = kAdd; operation < std::size(kOperations); ++operation) {
+        const std::string name = kOperations[operation].name;
+        if (name == "rewrite" || name == "set position" || name == "length") continue;
+        for (const char* calendar : {"1\t2\tA\r\n3\t4\tB", ""}) {
+            // What is there behind the attempt with this number, or without it.
+            const auto outcome = [&](int number, bool andAllAfter) {
+                Reset();
+                if (*calendar != '\0') Put(kCal, calendar);
+                Put(kItem, "item");
+                Fill(product_, {operation, "A", "data"});
+                product_.item.length = 7;
+                const RefusingOnce refusing;
+                std::uint32_t result = 0;
+                if (number >= 0) {
+                    const testing::FailingAllocations failing(number, andAllAfter);
+                    result = kOperations[operation].product(product_);
+                }
+                // The time of a file that was just made.
+                if (name == "size") product_.item.length = 0;
+                return std::tuple(FilesBelow(),
+                                  std::string(reinterpret_cast<char*>(&product_), sizeof product_),
+                                  result, FindPosition(), AppointmentItemGetCurrentOffset());
+            };
+            const auto untouched = outcome(-1, false);
+            const auto whole = outcome(0, false);
+            testing::FailEachAllocation([&](int number, bool andAllAfter) {
+                const auto after = outcome(number, andAllAfter);
+                const bool failed = testing::FailingAllocations::Any();
+                EXPECT_TRUE(after == untouched || after == whole)
+                    << name << ", allocation " << number;
+                return failed;
+            });
+        }
+    }
 }
 
 // Each short text, and long lines around the size at which they fall into pieces.
@@ -196,14 +578,18 @@ TEST_F(CalendarModel, OddCalendarsAreReadAndWrittenAsByTheRuntime) {
         }
     }
     for (const std::string& bytes : calendars) {
-        const Steps steps = {{kPut, "Y11M08D03.CAL", bytes},
-                             {kGet, ""},
-                             {kFindFirst, ""},
-                             {kFindNext, ""},
-                             {kGet, "7"},
-                             {kEdit, "none"},
-                             {kAdd, "7"},
-                             {kRemove, "7"}};
+        Put(kCal, bytes);
+        std::vector<std::string> pieces;
+        std::FILE* const file = std::fopen(InFolder(kCal).c_str(), "r");
+        for (char line[1024]; std::fgets(line, sizeof line, file) != nullptr;) {
+            pieces.emplace_back(line);
+            if (pieces.back().ends_with('\n')) pieces.back().pop_back();
+        }
+        std::fclose(file);
+        ASSERT_EQ(testing::NaivePieces(bytes), pieces);
+        const Steps steps = {{kPut, kCal, bytes}, {kGet, ""},    {kFindFirst, ""},
+                             {kFindNext, ""},     {kGet, "7"},   {kEdit, "none"},
+                             {kAdd, "7"},         {kRemove, "7"}};
         ASSERT_TRUE(testing::Agrees(steps, [&](const Steps& some) { return Difference(some); }));
     }
 }
@@ -211,7 +597,7 @@ TEST_F(CalendarModel, OddCalendarsAreReadAndWrittenAsByTheRuntime) {
 // 127 characters a day, as many as a day may have, and a comma: 64 fill the list.
 TEST_F(CalendarModel, TheListOfDaysEndsBeforeTheOneThatDoesNotFit) {
     for (const std::size_t length : {126U, 127U, 128U, 150U}) {
-        Steps steps;
+        Steps steps = {{kPut, "0.CAL"}, {kDays}};
         for (int number = 100; number < 164; ++number) {
             steps.push_back(
                 {kPut, "D" + std::to_string(number) + std::string(length - 3, 'x') + ".CAL"});

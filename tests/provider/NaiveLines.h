@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <ostream>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -14,131 +12,98 @@
 
 namespace tarnwick::testing {
 
+// The lines that `fgets` gives for a file in text mode, without their breaks.
+inline std::vector<std::string> NaivePieces(const std::string& bytes) {
+    std::string text;
+    for (std::size_t at = 0; at < bytes.size() && bytes[at] != '\x1a'; ++at) {
+        if (bytes.compare(at, 2, "\r\n") != 0) text += bytes[at];
+    }
+    std::vector<std::string> pieces;
+    while (!text.empty()) {
+        pieces.push_back(text.substr(0, std::min<std::size_t>(text.find('\n'), 1022) + 1));
+        text.erase(0, pieces.back().size());
+        if (pieces.back().ends_with('\n')) pieces.back().pop_back();
+        pieces.back() = pieces.back().c_str();
+    }
+    return pieces;
+}
+
 struct NaiveLine {
-    std::int32_t start;
-    std::int32_t end;
+    std::int32_t start, end;
     std::string id;
     bool isBlank;
     bool operator==(const NaiveLine&) const = default;
 };
 
-inline std::ostream& operator<<(std::ostream& out, const NaiveLine& line) {
-    return out << line.start << "|" << line.end << "|" << line.id << (line.isBlank ? "|blank" : "");
-}
-
-// Takes lines one after the other; what one lacks is left from before.
-class NaiveParser {
-  public:
-    NaiveLine Take(const std::string& text) {
+// The lines behind the first `passed`, which lend their fields to nobody.
+inline std::vector<NaiveLine> NaiveLines(const std::string& bytes, std::size_t passed = 0) {
+    std::vector<std::string> pieces = NaivePieces(bytes);
+    pieces.erase(pieces.begin(),
+                 pieces.begin() + static_cast<std::ptrdiff_t>(std::min(passed, pieces.size())));
+    std::vector<NaiveLine> lines;
+    std::string number, id;
+    const auto value = [&] {
+        const long long parsed = std::strtoll(number.c_str(), nullptr, 10);
+        return static_cast<std::int32_t>(std::clamp<long long>(parsed, INT32_MIN, INT32_MAX));
+    };
+    for (const std::string& text : pieces) {
         const std::size_t first = text.find('\t');
-        number_ = text.substr(0, first);
-        const std::int32_t start = Number();
+        number = text.substr(0, first);
+        const std::int32_t start = value();
         if (first != std::string::npos) {
             const std::size_t second = text.find('\t', first + 1);
-            number_ = text.substr(first + 1, second - first - 1);
-            id_ = text.substr((second == std::string::npos ? first : second) + 1);
+            number = text.substr(first + 1, second - first - 1);
+            id = text.substr((second == std::string::npos ? first : second) + 1);
         }
-        return {start, Number(), id_, text.empty()};
-    }
-
-  private:
-    std::int32_t Number() const {
-        const long long number = std::strtoll(number_.c_str(), nullptr, 10);
-        return static_cast<std::int32_t>(std::clamp<long long>(number, INT32_MIN, INT32_MAX));
-    }
-
-    std::string number_;
-    std::string id_;
-};
-
-inline std::vector<NaiveLine> NaiveLines(const std::string& bytes) {
-    constexpr std::size_t kLongestPiece = 1023;
-    std::string text;
-    for (std::size_t at = 0; at < bytes.size() && bytes[at] != '\x1a'; ++at) {
-        if (bytes.compare(at, 2, "\r\n") != 0) text += bytes[at];
-    }
-    NaiveParser parser;
-    std::vector<NaiveLine> lines;
-    while (!text.empty()) {
-        std::string piece = text.substr(0, std::min(text.find('\n'), kLongestPiece - 1) + 1);
-        text.erase(0, piece.size());
-        piece.erase(std::min(piece.find('\0'), piece.size()));
-        if (piece.ends_with('\n')) piece.pop_back();
-        lines.push_back(parser.Take(piece));
+        lines.push_back({start, value(), id, text.empty()});
     }
     return lines;
 }
 
 // Ignoring the case of ASCII letters; an empty one means any.
 inline bool NaiveMatch(const std::string& wanted, const std::string& id) {
-    const auto equal = [](char left, char right) {
-        return left == right ||
-               ((left ^ right) == 0x20 && (left | 0x20) >= 'a' && (left | 0x20) <= 'z');
-    };
-    return wanted.empty() || std::equal(wanted.begin(), wanted.end(), id.begin(), id.end(), equal);
+    const auto small = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+    return wanted.empty() || std::equal(wanted.begin(), wanted.end(), id.begin(), id.end(),
+                                        [&](char a, char b) { return small(a) == small(b); });
 }
 
-inline NaiveLine AsNaive(const CalendarLine& line) {
-    const CalendarEntry entry = EntryIn(line);
-    return {entry.start, entry.end, std::string(entry.id), line.text.empty()};
+// As text mode writes it behind what stands there.
+inline std::string NaiveText(const std::string& before, const NaiveLine& line) {
+    std::string text = (before.empty() ? "" : "\n") + std::to_string(line.start) + "\t" +
+                       std::to_string(line.end) + "\t" + line.id;
+    for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += 2) {
+        text.insert(at, "\r");
+    }
+    return before + text;
 }
 
 // How what the reader finds in the bytes differs: all lines, those with `id`, those behind
 // `skipped`, and what a change that means no line leaves of them. Nothing when nothing does.
 inline std::string ReaderDifference(const std::string& bytes, const std::string& id,
                                     std::size_t skipped) {
-    const std::vector<NaiveLine> lines = NaiveLines(bytes);
+    const auto naive = [](const CalendarLine& line) -> NaiveLine {
+        const CalendarEntry entry = EntryIn(line);
+        return {entry.start, entry.end, std::string(entry.id), line.text.empty()};
+    };
     std::string copy;
-    CalendarReader all(bytes);
-    CalendarReader matching(bytes);
-    for (const NaiveLine& line : lines) {
-        if (!all.Next() || AsNaive(all.Line()) != line) return "a line";
+    CalendarReader all(bytes), matching(bytes), rest(bytes);
+    for (const NaiveLine& line : NaiveLines(bytes)) {
+        if (!all.Next() || naive(all.Line()) != line) return "a line";
         if (line.isBlank) continue;
-        if (NaiveMatch(id, line.id) &&
-            (!matching.NextMatch(id) || AsNaive(matching.Line()) != line))
+        if (NaiveMatch(id, line.id) && (!matching.NextMatch(id) || naive(matching.Line()) != line))
             return "a match of " + id;
-        copy += (copy.empty() ? "" : "\r\n") + std::to_string(line.start) + "\t" +
-                std::to_string(line.end) + "\t" + line.id;
+        copy = NaiveText(copy, line);
     }
     if (all.Next() || matching.NextMatch(id)) return "the end";
     const ChangedCalendar changed = ChangeCalendar(bytes, {"no entry's", MatchAction::Drop, {}});
     if (!changed.matched && changed.bytes != copy) return "the copy " + changed.bytes;
-
-    CalendarReader rest(bytes);
-    const auto wanted = static_cast<std::int32_t>(skipped);
-    const std::size_t passed = std::min(skipped, lines.size());
-    if (rest.Skip(wanted) != static_cast<std::int32_t>(passed)) return "the count of lines passed";
-    // A line that was passed over lends its ID to nobody; a start is each line's own.
-    for (std::size_t at = passed; at < lines.size(); ++at) {
-        if (!rest.Next() || EntryIn(rest.Line()).start != lines[at].start) return "a line behind";
-        if (at == passed && rest.Line().text.find('\t') == std::string::npos &&
-            !rest.Line().id.empty())
-            return "an ID of a line that was passed over";
+    const std::size_t passed = std::min(skipped, NaivePieces(bytes).size());
+    if (static_cast<std::size_t>(rest.Skip(static_cast<std::int32_t>(skipped))) != passed)
+        return "the count of lines passed";
+    for (const NaiveLine& line : NaiveLines(bytes, skipped)) {
+        if (!rest.Next() || naive(rest.Line()) != line) return "a line behind those passed";
     }
     return rest.Next() ? "a line too many" : "";
-}
-
-// Lines as they are found and worse, some around the length at which they fall into pieces.
-inline std::string LongText(std::mt19937& random) {
-    constexpr const char* kFields[] = {"7",           "1999999999", "1312365600", "-3", "007",
-                                       "99999999999", "x1",         "",           "0",  "12:45678"};
-    const auto field = [&] { return kFields[random() % (random() % 4 == 0 ? 10 : 3)]; };
-    const unsigned oddity = random() % 2 == 0 ? 8 : 500;
-    std::string bytes;
-    while (bytes.size() < 10000) {
-        std::string line = random() % 40 == 0 ? "" : field();
-        for (unsigned tabs = random() % 4 == 0 ? random() % 4 : 2; tabs > 0; --tabs) {
-            line += std::string("\t") + field();
-        }
-        const std::size_t wanted = random() % oddity == 0 ? 1019 + random() % 9 : random() % 60;
-        if (random() % 2 == 0 && line.size() < wanted) line.resize(wanted, "yY"[random() % 2]);
-        const bool isOdd = !line.empty() && random() % 40 == 0;
-        if (isOdd) line[random() % line.size()] = "\0\x02\x1b\r"[random() % 4];
-        bytes += line + (random() % 4 == 0 ? "\n" : "\r\n");
-    }
-    if (random() % 8 == 0) bytes[random() % bytes.size()] = '\x1a';
-    bytes.resize(bytes.size() - random() % 3);
-    return bytes;
 }
 
 }  // namespace tarnwick::testing

@@ -1,5 +1,4 @@
-#include "provider/ModuleState.h"
-
+// What the module takes from the registry and the loader, and what its exports send to a server.
 #include <gtest/gtest.h>
 
 #include <thread>
@@ -17,53 +16,48 @@ using testing::ScratchRegistry;
 
 class ModuleState : public ::testing::Test {
   protected:
-    static void Set(const char* value, const std::string& text) {
+    static void AttachTo(const char* value, const std::string& text) {
         ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, value, text);
+        ASSERT_TRUE(OnModuleNotification(DLL_PROCESS_ATTACH));
     }
-    static void Attach() { ASSERT_TRUE(OnModuleNotification(DLL_PROCESS_ATTACH)); }
+    static void AttachTo(const std::string& mailRoot) { AttachTo("Mail Root", mailRoot); }
 
     ScratchRegistry registry_;
 };
 
 TEST_F(ModuleState, SettingsAreReadWhenTheModuleIsLoaded) {
+    EXPECT_EQ(StoreEventNotificationMode(), 0U);
     const char* const rows[][3] = {{"Application Directory", "C:\\unused", ""},
                                    {"Data Directory", "D:\\Data", "D:\\Data\\Postoffices"},
                                    {"Mail Root", "E:\\Mail", "E:\\Mail"},
                                    {"Mail Root", "", ""}};  // there and empty, it was read
     for (const auto& [value, text, root] : rows) {
-        Set(value, text);
-        Attach();
+        AttachTo(value, text);
         EXPECT_EQ(MailRoot(), root);
         EXPECT_EQ(LockRoot(), root);
     }
-    EXPECT_EQ(StoreEventNotificationMode(), 0U);
     ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "Store Event Notification Mode", 2);
-    Set("Mail Root", "E:\\Mail");
     EXPECT_TRUE(OnModuleNotification(DLL_THREAD_ATTACH));
     EXPECT_EQ(StoreEventNotificationMode(), 0U);
-    EXPECT_EQ(MailRoot(), "");
-    Attach();
+    AttachTo("E:\\Mail");
     EXPECT_EQ(StoreEventNotificationMode(), 2U);
 }
 
-TEST_F(ModuleState, AttachFailsWhenNoSlotIsLeft) {
+TEST_F(ModuleState, AttachTakesTheOneSlotThatIsLeftAndFailsWithoutOne) {
     std::vector<DWORD> slots = {TlsAlloc()};
     while (slots.back() != TLS_OUT_OF_INDEXES) slots.push_back(TlsAlloc());
     slots.pop_back();
-    EXPECT_FALSE(OnModuleNotification(DLL_PROCESS_ATTACH));
-    EXPECT_TRUE(OnModuleNotification(DLL_PROCESS_DETACH));
-    TlsFree(slots.back());
-    // Attach takes the one slot and detach gives it back.
-    for (int round = 0; round < 2; ++round) {
-        EXPECT_TRUE(OnModuleNotification(DLL_PROCESS_ATTACH));
+    for (const bool isOneLeft : {false, true, true}) {
+        EXPECT_EQ(OnModuleNotification(DLL_PROCESS_ATTACH), isOneLeft);
         EXPECT_EQ(TlsAlloc(), TLS_OUT_OF_INDEXES);
         EXPECT_TRUE(OnModuleNotification(DLL_PROCESS_DETACH));
+        if (!isOneLeft) TlsFree(slots.back());
     }
     for (const DWORD slot : slots) TlsFree(slot);
 }
 
 TEST_F(ModuleState, EveryThreadHasAPositionAndUnknownReasonsAreFine) {
-    Attach();
+    AttachTo("E:\\Mail");
     SetFindPosition(-3);
     std::thread([] {
         SetFindPosition(7);
@@ -75,46 +69,38 @@ TEST_F(ModuleState, EveryThreadHasAPositionAndUnknownReasonsAreFine) {
     EXPECT_EQ(FindPosition(), -3);
 }
 
-TEST_F(ModuleState, KeysAndPathsAreCutToTheirCapacity) {
-    Set("Mail Root", "E:\\" + std::string(997, 'r'));
-    Attach();
-    AppointmentRecord record = MakeRecord(1, 2, "A");
-    EXPECT_EQ(CalendarFile(NamesOf(record)).size(), 1023U);
-    // Cut short, calendar, replacement and block file would be one file.
-    EXPECT_FALSE(NamesCalendar(NamesOf(record)));
+// What would be cut short is refused: calendar, replacement and block file would be one file, or
+// another calendar's.
+TEST_F(ModuleState, KeysAndPathsHaveTheirCapacity) {
     const testing::CountingSleeper sleeper;
+    AppointmentRecord record = MakeRecord(1, 2, "A");
     const auto refusesAll = [&] {
         return !AddAppointment(record) && !EditAppointment(record, record) &&
                !RemoveAppointment(record) && !GetAppointment(record) &&
                !FindFirstAppointment(record) && sleeper.Count() == 0;
     };
+    AttachTo("E:\\" + std::string(997, 'r'));
+    EXPECT_EQ(CalendarFile(NamesOf(record)).size(), 1023U);
     EXPECT_TRUE(refusesAll());
-    // Nor may an item be written or deleted under a name cut short; the longest is not.
     AppointmentItemRecord item{};
     std::fill(std::begin(item.itemFileName), std::end(item.itemFileName), 'i');
     testing::CallRecorder calls;
     EXPECT_EQ(RewriteItem(item), 1U);
     EXPECT_EQ(calls.Calls(), (std::vector<std::string>{"DeleteFile", "CreateFile"}));
-    calls.Clear();
-    Set("Mail Root", "E:\\" + std::string(1022 - 3 - 21 - 64, 'r'));
-    Attach();
-    EXPECT_TRUE(DeleteItem(item));
-    EXPECT_EQ(calls.Calls().front(), "DeleteFile " + std::string(64, 'i'));
-    calls.Clear();
-    item.postoffice[0] = 'p';
-    EXPECT_TRUE(DeleteItem(item));
-    EXPECT_EQ(calls.Calls().front(), "DeleteFile");
-    calls.Clear();
-
+    AttachTo("E:\\" + std::string(1022 - 3 - 21 - 64, 'r'));
+    for (const std::string& name : {std::string(64, 'i'), std::string()}) {
+        calls.Clear();
+        AppointmentItemDelete(&item);
+        EXPECT_EQ(calls.Calls().front(), "DeleteFile" + (name.empty() ? "" : " " + name));
+        item.postoffice[0] = 'p';
+    }
     // The folder's path goes through the key's 512 bytes.
-    Set("Mail Root", "E:\\" + std::string(485, 'r'));
-    Attach();
+    AttachTo("E:\\" + std::string(485, 'r'));
     calls.Clear();
     PrepareCalendarFolder(NamesOf(record));
-    EXPECT_EQ(calls.Calls(), (std::vector<std::string>{"CreateDirectory Calend"}));
+    EXPECT_EQ(calls.Calls().front(), "CreateDirectory Calend");
 
-    Set("Mail Root", "E:\\Mail");
-    Attach();
+    AttachTo("E:\\Mail");
     std::fill(std::begin(record.postoffice), std::end(record.postoffice), 'p');
     std::fill(std::begin(record.mailbox), std::end(record.mailbox), 'm');
     EXPECT_EQ(CalendarKey(NamesOf(record)).size(), 511U);
@@ -123,6 +109,9 @@ TEST_F(ModuleState, KeysAndPathsAreCutToTheirCapacity) {
     EXPECT_TRUE(NamesCalendar({std::string(243, 'p'), std::string(242, 'm'), "Y11M08"}));
     EXPECT_FALSE(NamesCalendar({std::string(243, 'p'), std::string(243, 'm'), "Y11M08"}));
     EXPECT_EQ(NamesOf(record).postoffice, std::string(256, 'p'));
+    item = {};
+    Shared().itemReadOffset = 2147483647;
+    EXPECT_EQ(AppointmentItemGetNextChunk(&item), 0U);
 }
 
 }  // namespace
