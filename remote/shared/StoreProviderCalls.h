@@ -1,11 +1,91 @@
-// The store provider's operations under their own names; see StoreProviderModule.h for what each
-// kind does when the module or the entry is missing.
+// The store provider module TWAISP.DLL: loading it, and one forwarding operation for each of its
+// entries under the entry's name. docs/loaded-modules.md describes the entries' call forms.
 //
 // The folder that StoreFolder_Open opens and the item selected in it are the calling thread's: the
 // operations after it name neither.
+//
+// Threads: loading takes no lock. Two threads at a first use may both load the module; the second
+// binding replaces the first with the same entries. Nobody may be in a call while it is released.
 #pragma once
 
-#include "remote/shared/StoreProviderModule.h"
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "remote/shared/LoadedModule.h"
+
+// Every entry with the form of its call, in the order of binding. Kept for compatibility, entries
+// without a caller included. The arguments of OWN entries are this project's, those of PASS entries
+// the provider's.
+//   StoreFolder_Open: the three values that name the folder (FolderLocation) and two modes;
+//     non-zero when it is open
+//   StoreFolder_SelectItem: an identifier; 1 when there is such an item
+//   StoreFolder_SelectItemByField: a field and what it holds; 1 when there is such an item
+//   StoreItem_GetProperty: of the selected item: its name, the kind of value wanted, and where a
+//     pointer to the value goes; 2 when found, the value is then the caller's, to be released with
+//     `free`
+#define TARNWICK_STORE_PROVIDER_ENTRIES(OWN, PASS)                                      \
+    PASS(StoreLibrary_Init, PassThrough<Status>)                                        \
+    OWN(StoreLibrary_UnInit, Release)                                                   \
+    PASS(StoreLibrary_ThreadInit, LoadedOnly)                                           \
+    PASS(StoreLibrary_ThreadRelease, LoadedOnly)                                        \
+    OWN(StoreFolder_Open, Operation<Status(std::uint64_t, std::uint64_t, std::uint64_t, \
+                                           std::int32_t, std::int32_t)>)                \
+    OWN(StoreFolder_Close, Operation<Status()>)                                         \
+    PASS(StoreFolder_Save, PassThrough<Status>)                                         \
+    PASS(StoreFolder_OpenItem, PassThrough<Status>)                                     \
+    OWN(StoreFolder_SelectItem, Operation<Status(const char*)>)                         \
+    OWN(StoreFolder_SelectItemByField, Operation<Status(const char*, const char*)>)     \
+    PASS(StoreFolder_SelectItemByField_Ex, PassThrough<Status>)                         \
+    PASS(StoreFolder_Lock, PassThrough<Status>)                                         \
+    PASS(StoreFolder_UnLock, PassThrough<Status>)                                       \
+    PASS(StoreFolder_DeleteItem, PassThrough<Status>)                                   \
+    PASS(StoreFolder_CreateItem, PassThrough<Status>)                                   \
+    OWN(StoreItem_GetProperty, Operation<Status(const char*, std::uint32_t, void**)>)   \
+    PASS(StoreItem_SetProperty, PassThrough<Status>)                                    \
+    PASS(StoreIndex_GetItemPropertyItem, PassThrough<Status>)                           \
+    PASS(StoreIndex_SetItemPropertyItem, PassThrough<Status>)                           \
+    PASS(StoreItem_FreeProperty, PassThrough<Status>)                                   \
+    PASS(StoreItem_SaveToStore, PassThrough<Status>)                                    \
+    PASS(Store_Save, PassThrough<Status>)                                               \
+    PASS(StoreFolder_FindFirstItem, PassThrough<Status>)                                \
+    PASS(StoreFolder_FindNextItem, PassThrough<Status>)                                 \
+    PASS(StoreFolder_FindClose, PassThrough<Status>)                                    \
+    PASS(GetMailboxSize, PassThrough<std::uint64_t>)                                    \
+    PASS(GetMailboxSize_Ex, PassThrough<std::uint64_t>)                                 \
+    PASS(StoreFolderAdd, PassThrough<Status>)                                           \
+    PASS(StoreFolderGet, PassThrough<Status>)                                           \
+    PASS(StoreFolderGet_Ex, PassThrough<Status>)                                        \
+    PASS(StoreFolderRemove, PassThrough<Status>)                                        \
+    PASS(StoreFolderEdit, PassThrough<Status>)                                          \
+    PASS(StoreFolderCopy, PassThrough<Status>)                                          \
+    PASS(StoreFolderFindNext, PassThrough<Status>)                                      \
+    PASS(StoreFolderFindFirst, PassThrough<Status>)                                     \
+    PASS(StoreFolderFindClose, PassThrough<Status>)                                     \
+    PASS(StoreLibrary_SetAffinity, LoadedOnly)                                          \
+    PASS(StoreItemProperty_GetType, PassThrough<Status>)                                \
+    PASS(Memory_Allocate, PassThrough<void*>)                                           \
+    PASS(Memory_Free, PassThrough<Status>)                                              \
+    PASS(StoreFolder_GetHierarchyModificationDate, PassThrough<std::uint64_t>)          \
+    PASS(StoreFolder_GetContentsModificationDate, PassThrough<std::uint64_t>)           \
+    PASS(StoreIndex_SetPaths, PassThrough<Status>)                                      \
+    PASS(StoreIndexItem_Clear, PassThrough<Status>)                                     \
+    PASS(StoreIndex_Open, PassThrough<Status>)                                          \
+    PASS(StoreIndex_Init, PassThrough<Status>)                                          \
+    PASS(StoreIndex_Close, PassThrough<Status>)                                         \
+    PASS(StoreIndex_Release, PassThrough<Status>)                                       \
+    PASS(StoreIndex_Get, PassThrough<void*>)                                            \
+    PASS(StoreIndex_Save, PassThrough<Status>)                                          \
+    PASS(GetStoreItemByMessageID, PassThrough<Status>)                                  \
+    PASS(Direct_StoreIndex_UpdateItem, PassThrough<Status>)                             \
+    PASS(Direct_StoreIndex_InsertItem, PassThrough<Status>)                             \
+    PASS(Direct_StoreIndex_InsertItemEx, PassThrough<Status>)                           \
+    PASS(Direct_StoreIndex_RemoveItem, PassThrough<Status>)                             \
+    PASS(StoreIndex_UpdateItem, PassThrough<Status>)                                    \
+    PASS(StoreIndex_InsertItem, PassThrough<Status>)                                    \
+    PASS(StoreIndex_RemoveItem, PassThrough<Status>)                                    \
+    PASS(RemoveMailboxShares, PassThrough<Status>)
 
 namespace tarnwick::store_provider {
 
@@ -18,83 +98,67 @@ struct FolderLocation {
     std::uint64_t third;
 };
 
-// Opens the folder that the three values name, with two modes. Non-zero when it is open.
-inline constexpr Operation<Status(std::uint64_t, std::uint64_t, std::uint64_t, std::int32_t,
-                                  std::int32_t)>
-    StoreFolder_Open{"StoreFolder_Open"};
-inline constexpr Operation<Status()> StoreFolder_Close{"StoreFolder_Close"};
-// Selects the item with this identifier; 1 when there is one.
-inline constexpr Operation<Status(const char*)> StoreFolder_SelectItem{"StoreFolder_SelectItem"};
-// Selects the item in which `field` (first) has a value (second); 1 when there is one.
-inline constexpr Operation<Status(const char*, const char*)> StoreFolder_SelectItemByField{
-    "StoreFolder_SelectItemByField"};
-// Reads a property of the selected item: its name, the kind of value wanted, and where a pointer to
-// the value goes. 2 when found; the value is then the caller's, to be released with `free`.
-inline constexpr Operation<Status(const char*, std::uint32_t, void**)> StoreItem_GetProperty{
-    "StoreItem_GetProperty"};
+// The process's handle on the loaded module; null while it is not loaded.
+extern std::atomic<HMODULE> providerModule;
 
-inline constexpr PassThrough<Status> StoreLibrary_Init{"StoreLibrary_Init"};
-inline constexpr PassThrough<Status, Forwarding::LoadedOnly> StoreLibrary_ThreadInit{
-    "StoreLibrary_ThreadInit"};
-inline constexpr PassThrough<Status, Forwarding::LoadedOnly> StoreLibrary_ThreadRelease{
-    "StoreLibrary_ThreadRelease"};
-inline constexpr PassThrough<Status, Forwarding::LoadedOnly> StoreLibrary_SetAffinity{
-    "StoreLibrary_SetAffinity"};
+// Loads the module into `handle` and binds its entries; those it lacks stay empty. 1 when it is
+// loaded (also when it was before); 0 when the file does not load.
+int LoadStoreProvider(std::atomic<HMODULE>& handle);
 
-inline constexpr PassThrough<Status> StoreFolder_Save{"StoreFolder_Save"};
-inline constexpr PassThrough<Status> StoreFolder_OpenItem{"StoreFolder_OpenItem"};
-inline constexpr PassThrough<Status> StoreFolder_SelectItemByField_Ex{
-    "StoreFolder_SelectItemByField_Ex"};
-inline constexpr PassThrough<Status> StoreFolder_Lock{"StoreFolder_Lock"};
-inline constexpr PassThrough<Status> StoreFolder_UnLock{"StoreFolder_UnLock"};
-inline constexpr PassThrough<Status> StoreFolder_DeleteItem{"StoreFolder_DeleteItem"};
-inline constexpr PassThrough<Status> StoreFolder_CreateItem{"StoreFolder_CreateItem"};
-inline constexpr PassThrough<Status> StoreItem_SetProperty{"StoreItem_SetProperty"};
-inline constexpr PassThrough<Status> StoreIndex_GetItemPropertyItem{
-    "StoreIndex_GetItemPropertyItem"};
-inline constexpr PassThrough<Status> StoreIndex_SetItemPropertyItem{
-    "StoreIndex_SetItemPropertyItem"};
-inline constexpr PassThrough<Status> StoreItem_FreeProperty{"StoreItem_FreeProperty"};
-inline constexpr PassThrough<Status> StoreItem_SaveToStore{"StoreItem_SaveToStore"};
-inline constexpr PassThrough<Status> Store_Save{"Store_Save"};
-inline constexpr PassThrough<Status> StoreFolder_FindFirstItem{"StoreFolder_FindFirstItem"};
-inline constexpr PassThrough<Status> StoreFolder_FindNextItem{"StoreFolder_FindNextItem"};
-inline constexpr PassThrough<Status> StoreFolder_FindClose{"StoreFolder_FindClose"};
-inline constexpr PassThrough<std::uint64_t> GetMailboxSize{"GetMailboxSize"};
-inline constexpr PassThrough<std::uint64_t> GetMailboxSize_Ex{"GetMailboxSize_Ex"};
-inline constexpr PassThrough<Status> StoreFolderAdd{"StoreFolderAdd"};
-inline constexpr PassThrough<Status> StoreFolderGet{"StoreFolderGet"};
-inline constexpr PassThrough<Status> StoreFolderGet_Ex{"StoreFolderGet_Ex"};
-inline constexpr PassThrough<Status> StoreFolderRemove{"StoreFolderRemove"};
-inline constexpr PassThrough<Status> StoreFolderEdit{"StoreFolderEdit"};
-inline constexpr PassThrough<Status> StoreFolderCopy{"StoreFolderCopy"};
-inline constexpr PassThrough<Status> StoreFolderFindNext{"StoreFolderFindNext"};
-inline constexpr PassThrough<Status> StoreFolderFindFirst{"StoreFolderFindFirst"};
-inline constexpr PassThrough<Status> StoreFolderFindClose{"StoreFolderFindClose"};
-inline constexpr PassThrough<Status> StoreItemProperty_GetType{"StoreItemProperty_GetType"};
-inline constexpr PassThrough<void*> Memory_Allocate{"Memory_Allocate"};
-inline constexpr PassThrough<Status> Memory_Free{"Memory_Free"};
-inline constexpr PassThrough<std::uint64_t> StoreFolder_GetHierarchyModificationDate{
-    "StoreFolder_GetHierarchyModificationDate"};
-inline constexpr PassThrough<std::uint64_t> StoreFolder_GetContentsModificationDate{
-    "StoreFolder_GetContentsModificationDate"};
-inline constexpr PassThrough<Status> StoreIndex_SetPaths{"StoreIndex_SetPaths"};
-inline constexpr PassThrough<Status> StoreIndexItem_Clear{"StoreIndexItem_Clear"};
-inline constexpr PassThrough<Status> StoreIndex_Open{"StoreIndex_Open"};
-inline constexpr PassThrough<Status> StoreIndex_Init{"StoreIndex_Init"};
-inline constexpr PassThrough<Status> StoreIndex_Close{"StoreIndex_Close"};
-inline constexpr PassThrough<Status> StoreIndex_Release{"StoreIndex_Release"};
-inline constexpr PassThrough<void*> StoreIndex_Get{"StoreIndex_Get"};
-inline constexpr PassThrough<Status> StoreIndex_Save{"StoreIndex_Save"};
-inline constexpr PassThrough<Status> GetStoreItemByMessageID{"GetStoreItemByMessageID"};
-inline constexpr PassThrough<Status> Direct_StoreIndex_UpdateItem{"Direct_StoreIndex_UpdateItem"};
-inline constexpr PassThrough<Status> Direct_StoreIndex_InsertItem{"Direct_StoreIndex_InsertItem"};
-inline constexpr PassThrough<Status> Direct_StoreIndex_InsertItemEx{
-    "Direct_StoreIndex_InsertItemEx"};
-inline constexpr PassThrough<Status> Direct_StoreIndex_RemoveItem{"Direct_StoreIndex_RemoveItem"};
-inline constexpr PassThrough<Status> StoreIndex_UpdateItem{"StoreIndex_UpdateItem"};
-inline constexpr PassThrough<Status> StoreIndex_InsertItem{"StoreIndex_InsertItem"};
-inline constexpr PassThrough<Status> StoreIndex_RemoveItem{"StoreIndex_RemoveItem"};
-inline constexpr PassThrough<Status> RemoveMailboxShares{"RemoveMailboxShares"};
+// When a forwarding operation may load the module.
+enum class Forwarding { Loading, LoadedOnly };
+
+// The bound entry, or null: not loaded (nor loadable, for Loading) or not among the file's entries.
+EntryPoint FindEntry(std::size_t number, Forwarding forwarding);
+
+// Forwards one call: 0 when the entry cannot be had, else the entry's result.
+template <typename Result, typename... Arguments>
+Result Forward(std::size_t number, Forwarding forwarding, Arguments... arguments) {
+    const EntryPoint entry = FindEntry(number, forwarding);
+    if (entry == nullptr) return Result{};
+    return reinterpret_cast<Result (*)(Arguments...)>(entry)(arguments...);
+}
+
+// An entry whose arguments this project defines; `number` is its place among the entries.
+template <typename Signature>
+struct Operation;
+
+template <typename Result, typename... Arguments>
+struct Operation<Result(Arguments...)> {
+    std::size_t number;
+    Result operator()(Arguments... arguments) const {
+        return Forward<Result>(number, Forwarding::Loading, arguments...);
+    }
+};
+
+// An entry whose arguments the provider defines: numbers and pointers go through as they are given.
+template <typename Result, Forwarding forwarding = Forwarding::Loading>
+struct PassThrough {
+    std::size_t number;
+    template <typename... Arguments>
+    Result operator()(Arguments... arguments) const {
+        static_assert((std::is_scalar_v<Arguments> && ...));
+        return Forward<Result>(number, forwarding, arguments...);
+    }
+};
+
+using LoadedOnly = PassThrough<Status, Forwarding::LoadedOnly>;
+
+// Calls the entry, unloads the module and gives the entry's result; 0 when the module is not
+// loaded. A provider file without that entry is not supported.
+struct Release {
+    std::size_t number;
+    Status operator()() const;
+};
+
+#define TARNWICK_NUMBER(name, form) k##name,
+enum EntryNumber : std::size_t {
+    TARNWICK_STORE_PROVIDER_ENTRIES(TARNWICK_NUMBER, TARNWICK_NUMBER) kEntryCount
+};
+#undef TARNWICK_NUMBER
+
+#define TARNWICK_OPERATION(name, form) inline constexpr form name{k##name};
+TARNWICK_STORE_PROVIDER_ENTRIES(TARNWICK_OPERATION, TARNWICK_OPERATION)
+#undef TARNWICK_OPERATION
 
 }  // namespace tarnwick::store_provider

@@ -1,9 +1,10 @@
 // Stands in for the options module and the store provider: records every call. Options are answered
 // with their call's name; the one item has the properties that the test gives it.
-#include "tests/remote/modules/StandIn.h"
-
 #include <cstdlib>
 #include <cstring>
+
+#include "remote/shared/StoreProviderCalls.h"
+#include "tests/remote/modules/StandIns.h"
 
 #define ENTRY extern "C" __declspec(dllexport)
 
@@ -50,23 +51,21 @@ ENTRY int GetOption_Ex(int scope, const char* object, const char* option, char* 
     Call("GetOption_Ex", scope, object, option, size);
     return Answer(object, value, "extended answer");
 }
-ENTRY int SetOption() {
-    return Call("SetOption");
-}
 
-ENTRY int StoreFolder_Open(std::uint64_t first, std::uint64_t second, std::uint64_t third, int one,
-                           int two) {
-    return Call("StoreFolder_Open", first, second, third, one, two);
-}
-ENTRY int StoreFolder_Close() {
-    return Call("StoreFolder_Close");
-}
-ENTRY int StoreFolder_SelectItem(const char* identifier) {
-    return Call("StoreFolder_SelectItem", identifier);
-}
-ENTRY int StoreFolder_SelectItemByField(const char* field, const char* value) {
-    return Call("StoreFolder_SelectItemByField", field, value);
-}
+// The provider's entries with arguments of this project: those that only note them.
+#define NOTED(name, parameters, arguments) \
+    ENTRY int name parameters {            \
+        return Call arguments;             \
+    }
+NOTED(SetOption, (), ("SetOption"))
+NOTED(StoreLibrary_UnInit, (), ("StoreLibrary_UnInit"))
+NOTED(StoreFolder_Open, (std::uint64_t a, std::uint64_t b, std::uint64_t c, int d, int e),
+      ("StoreFolder_Open", a, b, c, d, e))
+NOTED(StoreFolder_Close, (), ("StoreFolder_Close"))
+NOTED(StoreFolder_SelectItem, (const char* id), ("StoreFolder_SelectItem", id))
+NOTED(StoreFolder_SelectItemByField, (const char* field, const char* value),
+      ("StoreFolder_SelectItemByField", field, value))
+
 ENTRY int StoreItem_GetProperty(const char* name, unsigned kind, void** value) {
     Call("StoreItem_GetProperty", name, kind);
     const auto found = state.properties.find(name);
@@ -76,15 +75,12 @@ ENTRY int StoreItem_GetProperty(const char* name, unsigned kind, void** value) {
     if (bytes) std::memcpy(*value, bytes->c_str(), bytes->size() + 1);
     return found->second.code;
 }
-ENTRY int StoreLibrary_UnInit() {
-    return Call("StoreLibrary_UnInit");
-}
 
 // The result is wider than 32 bits, so that a test sees how wide it is taken.
-#define HANDED(name)                                                 \
+#define NOTHING(name, form)
+#define HANDED(name, form)                                           \
     ENTRY std::uint64_t name(std::uint64_t one, std::uint64_t two) { \
         Call(#name, one, two);                                       \
         return 0x12'3456'7890;                                       \
     }
-#define NOTHING(name)
-STORE_ENTRIES(HANDED, HANDED, HANDED, HANDED, NOTHING)
+TARNWICK_STORE_PROVIDER_ENTRIES(NOTHING, HANDED)

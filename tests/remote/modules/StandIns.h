@@ -4,15 +4,27 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
+#include <optional>
 #include <string>
-
-#include "tests/remote/modules/StandIn.h"
-#include "tests/support/WindowsFixtures.h"
 
 #include "common/Registry.h"
 #include "common/WindowsApi.h"
+#include "tests/support/WindowsFixtures.h"
 
 namespace tarnwick::testing {
+
+// What a stand-in shows besides the entries it stands in for: its calls, and what they find.
+struct StandInState {
+    std::string calls;                            // a line each: the entry's name, its arguments
+    std::map<std::string, std::int32_t> results;  // of the entries that do not give 1
+    struct Property {
+        std::uint32_t kind;
+        std::int32_t code;
+        std::optional<std::string> bytes;
+    };
+    std::map<std::string, Property> properties;
+};
 
 class StandIns {
   public:

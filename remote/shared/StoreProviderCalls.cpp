@@ -1,9 +1,16 @@
-#include "remote/shared/StoreProviderModule.h"
+#include "remote/shared/StoreProviderCalls.h"
+
+#include <array>
 
 namespace tarnwick::store_provider {
 namespace {
 
-std::array<std::atomic<EntryPoint>, kEntryNames.size()> entries{};
+#define TARNWICK_NAME(name, form) #name,
+constexpr const char* kEntryNames[] = {
+    TARNWICK_STORE_PROVIDER_ENTRIES(TARNWICK_NAME, TARNWICK_NAME)};
+#undef TARNWICK_NAME
+
+std::array<std::atomic<EntryPoint>, kEntryCount> entries{};
 
 }  // namespace
 
@@ -29,11 +36,11 @@ EntryPoint FindEntry(std::size_t number, Forwarding forwarding) {
     return entries[number];
 }
 
-std::int32_t StoreLibrary_UnInit() {
+Status Release::operator()() const {
     if (providerModule == nullptr) return 0;
     // Called without a look whether it is bound: every provider has it.
-    const EntryPoint entry = entries[EntryNumber("StoreLibrary_UnInit")];
-    const std::int32_t result = reinterpret_cast<std::int32_t (*)()>(entry)();
+    const EntryPoint entry = entries[number];
+    const Status result = reinterpret_cast<Status (*)()>(entry)();
     // Emptied first: during the next load a thread finds the handle set before the entries are.
     for (auto& bound : entries) bound = nullptr;
     FreeLibrary(providerModule.exchange(nullptr));
