@@ -79,10 +79,9 @@ void AddParameter(std::span<char> request, int number, std::span<const std::byte
 
 }  // namespace
 
-bool BuildExecRequest(std::span<char> request, std::string_view functionName) {
+void BuildExecRequest(std::span<char> request, std::string_view functionName) {
     Join(request, {"<DATA><METHOD>EXEC</METHOD><FUNCTION>", functionName,
                    "</FUNCTION><PARAMETERS></PARAMETERS></DATA>"});
-    return true;
 }
 
 bool AddRequestParameter(std::span<char> request, int number, std::span<const std::byte> data) {

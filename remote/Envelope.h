@@ -19,8 +19,8 @@ namespace tarnwick {
 // and of the longest reply, which needs none.
 inline constexpr std::size_t kRemoteTextSize = 32768;
 
-// Writes the envelope of a call to `functionName`, without parameters yet. Always true.
-bool BuildExecRequest(std::span<char> request, std::string_view functionName);
+// Writes the envelope of a call to `functionName`, without parameters yet.
+void BuildExecRequest(std::span<char> request, std::string_view functionName);
 
 // Adds parameter `number` with the bytes of `data` behind those that `request` has. False, with
 // nothing added, when there is no memory. True, with nothing added and the request traced, also

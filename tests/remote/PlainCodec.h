@@ -1,9 +1,12 @@
 // Both codings of a parameter straight from their rules: what the quick ones must agree with.
+// Bytes are texts here.
 #pragma once
 
 #include <algorithm>
 #include <cctype>
 #include <map>
+#include <random>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,19 +15,51 @@
 
 namespace tarnwick::testing {
 
+inline std::span<const std::byte> BytesOf(const std::string& text) {
+    return std::as_bytes(std::span(text));
+}
+inline std::span<std::byte> AreaOf(std::string& text) {
+    return std::as_writable_bytes(std::span(text));
+}
+
+// Bytes without a visible pattern: every code stands for one or two of them.
+inline std::string Noise(std::size_t length, unsigned seed) {
+    std::mt19937 random(seed);
+    std::string text(length, '\0');
+    for (char& byte : text) byte = static_cast<char>(random());
+    return text;
+}
+
+// Ordinary text, runs, noise and what repeats every few bytes, in a row.
+inline std::string MixedText(std::mt19937& random) {
+    constexpr const char* kWords[] = {
+        "BEGIN:VEVENT\r\n", "SUMMARY:", "meeting ", "ana bananas ", "the ", "1312365600\t", "of "};
+    std::string text;
+    for (std::size_t parts = 1 + random() % 4; parts > 0; --parts) {
+        const std::size_t size = text.size() + (random() % 3 == 0 ? 3000 : random() % 200);
+        const std::string period = Noise(1 + random() % 8, static_cast<unsigned>(random()));
+        const unsigned kind = random() % 3;
+        while (text.size() < size) {
+            text += kind == 0   ? kWords[random() % std::size(kWords)]
+                    : kind == 1 ? period
+                                : std::string(1, static_cast<char>(random()));
+        }
+    }
+    return text;
+}
+
 // The strings behind the single bytes; of one that is added twice the first has the code.
 class PlainDictionary {
   public:
+    std::size_t Size() const { return 256 + added_.size(); }
     void Add(const std::string& string) {
-        if (IsFull()) return;
+        if (Size() == 1023) return;
         codes_.emplace(string, Size());
         added_.push_back(string);
     }
     bool Has(const std::string& string) const {
         return string.size() == 1 || codes_.contains(string);
     }
-    bool IsFull() const { return Size() == 1023; }
-    std::size_t Size() const { return 256 + added_.size(); }
     std::string Entry(std::size_t code) const {
         return code < 256 ? std::string(1, static_cast<char>(code)) : added_[code - 256];
     }
@@ -63,8 +98,9 @@ inline std::pair<std::string, LzwFault> PlainExpand(const std::string& input, st
         const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(input[at + i]); };
         const std::size_t code = byte(0) + 256U * byte(1);
         if (code == 0xFFFF) return {output, LzwFault::LostString};
-        const bool isNext = code == dictionary.Size() && !previous.empty() && !dictionary.IsFull();
-        if (code >= dictionary.Size() && !isNext) return {output, LzwFault::UnknownCode};
+        const std::size_t next = dictionary.Size();
+        const bool isNext = code == next && !previous.empty() && next < 1023;
+        if (code >= next && !isNext) return {output, LzwFault::UnknownCode};
         const char first = (isNext ? previous : dictionary.Entry(code))[0];
         if (!previous.empty()) dictionary.Add(previous + first);
         previous = dictionary.Entry(code);
