@@ -88,7 +88,7 @@ TEST(RemoteCall, TheRequestIsTheEnvelopeOfItsParametersAndTheReplyGoesWhereItIsW
     EXPECT_EQ(world.reports.Take().size(), 0U) << "without a host nothing is done";
     SetCurrentHost("A");
     EXPECT_EQ(CallRemotely("F", {{first, true}, {second, false}}), -7);
-    const std::string received = world.a.TakeBytes();
+    const std::string received = world.a.TakeRequests();
     EXPECT_EQ(received.substr(received.find("<DATA><METHOD>EXEC")),
               "<DATA><METHOD>EXEC</METHOD><FUNCTION>F</FUNCTION><PARAMETERS>" +
                   Element(1, Filled(3)) + Element(2, Filled(4)) + "</PARAMETERS></DATA>");
@@ -189,7 +189,7 @@ TEST(RemoteCall, WithoutMemoryARequestIsSentWithAllItsArgumentsOrNotAtAll) {
         return failed;
     });
     EXPECT_GE(allocations, 10);
-    std::string requests = world.a.TakeBytes();
+    std::string requests = world.a.TakeRequests();
     for (std::size_t at; (at = requests.find("<METHOD>EXEC")) != std::string::npos;) {
         requests.erase(0, at + 1);
         const std::string request = requests.substr(0, requests.find("</DATA>"));

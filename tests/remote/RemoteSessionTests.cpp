@@ -161,7 +161,7 @@ struct World : testing::SessionWorld {
     std::string Difference(const Words& events) {
         NaiveSession naive;
         made.emplace();
-        for (ScriptedPeer* peer : {&a, &b}) peer->TakeEvents(), peer->TakeBytes();
+        for (ScriptedPeer* peer : {&a, &b}) peer->TakeEvents(), peer->TakeRequests();
         for (const char* value : {kProtocolValue, kCredentialsValue}) SetHostText(value, "");
         SetScripts(Answering({}));
         std::string difference;
@@ -169,7 +169,8 @@ struct World : testing::SessionWorld {
             difference = Play(naive, events[at][0], events[at].substr(1));
         }
         const std::string wires = Joined(a.TakeEvents()) + "|" + Joined(b.TakeEvents());
-        const bool isSame = a.TakeBytes() == naive.bytes['a'] && b.TakeBytes() == naive.bytes['b'];
+        const bool isSame =
+            a.TakeRequests() == naive.bytes['a'] && b.TakeRequests() == naive.bytes['b'];
         SetScripts(testing::AcceptingAnswer);
         testing::ForceDefaultHost(0);
         library = "TWAICP.DLL", program = testing::kTestProgram;

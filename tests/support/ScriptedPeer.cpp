@@ -88,7 +88,7 @@ std::vector<std::string> ScriptedPeer::TakeEvents() {
     return std::exchange(events_, {});
 }
 
-std::string ScriptedPeer::TakeBytes() {
+std::string ScriptedPeer::TakeRequests() {
     std::unique_lock lock(mutex_);
     WaitUntilQuiet(lock);
     return std::exchange(received_, {});
@@ -187,7 +187,6 @@ bool ScriptedPeer::Serve(SOCKET connection) {
     }
     std::string& text = pending_[connection];
     text.append(block, static_cast<std::size_t>(count));
-    received_.append(block, static_cast<std::size_t>(count));
     for (std::size_t end; (end = text.find(kEnd)) != std::string::npos;) {
         const std::string request = text.substr(0, end + kEnd.size());
         text.erase(0, request.size());
@@ -198,6 +197,7 @@ bool ScriptedPeer::Serve(SOCKET connection) {
 
 bool ScriptedPeer::Answer(SOCKET connection, const std::string& request) {
     events_.push_back(NameOfRequest(request));
+    received_ += request;
     const PeerAnswer answer = script_(request);
     if (!answer.text.empty()) {
         send(connection, answer.text.data(), static_cast<int>(answer.text.size()), 0);

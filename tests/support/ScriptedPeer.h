@@ -41,8 +41,8 @@ class ScriptedPeer {
     // What happened since the last call: "connect", the names of requests, "close". Everything that
     // the other side had done before the call is in it.
     std::vector<std::string> TakeEvents();
-    // Every byte received since the last call on all connections.
-    std::string TakeBytes();
+    // The requests since the last call on all connections, each as it was received.
+    std::string TakeRequests();
     // Sends on the newest connection, unasked.
     void SendLate(const std::string& text);
     // Closes every open connection from this side.
