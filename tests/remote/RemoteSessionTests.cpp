@@ -235,7 +235,7 @@ TEST(RemoteSession, EventsSendAnswerAndLeaveWhatTheyDoToANaiveOne) {
         }
         return events;
     };
-    testing::ExpectAgreement(400, make, difference);
+    testing::ExpectAgreement(250, make, difference);
     // AUTH and LOAD want the whole text before a NUL and within the buffer, PING any byte. Whatever
     // it was, the next operation but one is whole again.
     Words replies = WordsOf(

@@ -51,19 +51,13 @@ class ScriptedPeer {
 
   private:
     void Run();
-    void CollectSockets(fd_set& sockets) const;
-    void ServeReady(fd_set& ready);
+    fd_set Sockets() const;
+    std::unique_lock<std::mutex> WaitUntilQuiet();
     void ServeConnections(const fd_set& ready);
-    void WaitUntilQuiet(std::unique_lock<std::mutex>& lock);
-    void Wake() const;
-    void Accept();
-    bool Serve(SOCKET connection);
-    bool Answer(SOCKET connection, const std::string& request);
+    bool Serve(SOCKET connection, std::string& text);
 
     Script script_;
     SOCKET listener_ = INVALID_SOCKET;
-    SOCKET wakeReceiver_ = INVALID_SOCKET;
-    SOCKET wakeSender_ = INVALID_SOCKET;
     unsigned short port_ = 0;
     std::mutex mutex_;
     std::condition_variable quiet_;
