@@ -1,12 +1,10 @@
-#include "provider/AppointmentItems.h"
-
 #include <limits>
 
 #include "common/Files.h"
 #include "common/Text.h"
 #include "provider/CalendarPaths.h"
-#include "provider/HereOrRemote.h"
 #include "provider/ModuleState.h"
+#include "provider/Operations.h"
 
 namespace tarnwick {
 namespace {
@@ -21,16 +19,15 @@ std::string ItemPath(const AppointmentItemRecord& record) {
     return path;
 }
 
-bool WriteChunk(AppointmentItemRecord& record, OpenMode mode) {
+void WriteChunk(AppointmentItemRecord& record, OpenMode mode) {
     File item(ItemPath(record), mode);
-    if (!item.IsOpen()) return true;
+    if (!item.IsOpen()) return;
     // Up to the first NUL: callers hand over text.
     const std::string_view content = FieldText(record.data);
     record.length = static_cast<std::int32_t>(content.size());
     // Callers are told of success whether or not the file took the bytes.
     static_cast<void>(item.Write(content));
     item.Close();
-    return true;
 }
 
 constexpr std::int32_t OneBehind(std::int32_t offset) {
@@ -41,12 +38,12 @@ static_assert(OneBehind(std::numeric_limits<std::int32_t>::max()) ==
 
 }  // namespace
 
-bool WriteFirstItemChunk(AppointmentItemRecord& record) {
-    return WriteChunk(record, kOpenTruncate);
+void WriteFirstItemChunk(AppointmentItemRecord& record) {
+    WriteChunk(record, kOpenTruncate);
 }
 
-bool WriteNextItemChunk(AppointmentItemRecord& record) {
-    return WriteChunk(record, kOpenAppend);
+void WriteNextItemChunk(AppointmentItemRecord& record) {
+    WriteChunk(record, kOpenAppend);
 }
 
 bool ReadNextItemChunk(AppointmentItemRecord& record) {
@@ -70,26 +67,16 @@ bool ReadFirstItemChunk(AppointmentItemRecord& record) {
     return ReadNextItemChunk(record);
 }
 
-bool StoreItemSize(AppointmentItemRecord& record) {
+void StoreItemSize(AppointmentItemRecord& record) {
     Shared().itemReadOffset = kBeforeFirstByte;
     const auto found = DirectoryScan(ItemPath(record)).Next();
-    // The time and not the size, and failure in any case: kept for compatibility.
+    // The time and not the size: kept for compatibility.
     record.length = found ? static_cast<std::int32_t>(found->lastAccess.dwLowDateTime) : 0;
-    return false;
 }
 
-bool DeleteItem(const AppointmentItemRecord& record) {
+void DeleteItem(const AppointmentItemRecord& record) {
     // Deleted, missing or in use, the answer is the same: kept for compatibility.
     RemoveFile(ItemPath(record));
-    return true;
-}
-
-std::uint32_t RewriteItem(AppointmentItemRecord& record) {
-    // Unlike the exported writer it asks a server under its own name: kept for compatibility.
-    return HereOrRemote("AppointmentItemWriteFirstChunk", {Parameter(record, false)}, [&] {
-        DeleteItem(record);
-        return WriteChunk(record, kOpenTruncate);
-    });
 }
 
 }  // namespace tarnwick

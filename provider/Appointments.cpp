@@ -1,5 +1,3 @@
-#include "provider/Appointments.h"
-
 #include <algorithm>
 
 #include "common/Files.h"
@@ -8,6 +6,7 @@
 #include "provider/CalendarPaths.h"
 #include "provider/CalendarText.h"
 #include "provider/ModuleState.h"
+#include "provider/Operations.h"
 
 namespace tarnwick {
 namespace {

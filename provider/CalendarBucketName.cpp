@@ -34,9 +34,8 @@ std::string BucketOf(std::chrono::year_month_day first, std::chrono::year_month_
 
 }  // namespace
 
-int MakeCalendarBucketName(std::int32_t start, std::int32_t end, std::span<char> name) {
+void MakeCalendarBucketName(std::int32_t start, std::int32_t end, std::span<char> name) {
     StoreField(name, BucketOf(DateOf(start), DateOf(end)));
-    return 1;
 }
 
 }  // namespace tarnwick

@@ -7,7 +7,7 @@
 namespace tarnwick {
 
 // Stores the name of the smallest bucket (day, month, year, or all years) that holds both times,
-// seconds since 1970 UTC, cut to fit: "Y11M08D03", "Y11M08", "Y11" or "Y". Always 1.
-int MakeCalendarBucketName(std::int32_t start, std::int32_t end, std::span<char> name);
+// seconds since 1970 UTC, cut to fit: "Y11M08D03", "Y11M08", "Y11" or "Y".
+void MakeCalendarBucketName(std::int32_t start, std::int32_t end, std::span<char> name);
 
 }  // namespace tarnwick

@@ -1,10 +1,9 @@
-#include "provider/FreeBusy.h"
-
 #include <optional>
 
 #include "common/Files.h"
 #include "common/Text.h"
 #include "provider/CalendarPaths.h"
+#include "provider/Operations.h"
 
 namespace tarnwick {
 namespace {
@@ -39,12 +38,11 @@ std::optional<std::string> DaysOf(const std::string& pattern) {
 
 }  // namespace
 
-bool ScanFreeBusy(FreeBusyRecord& record) {
+void ScanFreeBusy(FreeBusyRecord& record) {
     const auto days = DaysOf(ScanPattern(record));
     StoreField(record.result, days ? std::string_view(*days) : "");
     // Nothing found leaves the length beside the empty text: kept for compatibility.
     if (days) record.resultLength = static_cast<std::int32_t>(days->size());
-    return true;
 }
 
 }  // namespace tarnwick

@@ -10,10 +10,10 @@
 
 namespace tarnwick {
 
-// A record as the server's argument, and whether the server sends it back changed.
+// A record as the server's argument.
 template <typename Record>
-RemoteParameter Parameter(Record& record, bool copiedBack) {
-    return {std::as_writable_bytes(std::span(&record, 1)), copiedBack};
+RemoteParameter Parameter(Record& record, Transfer transfer) {
+    return {std::as_writable_bytes(std::span(&record, 1)), transfer};
 }
 
 // The server's result, or that of `local` (a function without arguments that gives a bool) when no

@@ -44,7 +44,9 @@ std::int32_t TakeReply(std::string_view reply, std::initializer_list<RemoteParam
     int number = kResultNumber;
     for (const RemoteParameter& parameter : parameters) {
         ++number;
-        if (parameter.copiedBack) GetResponseParameter(reply, number, parameter.bytes);
+        if (parameter.transfer == Transfer::CopiedBack) {
+            GetResponseParameter(reply, number, parameter.bytes);
+        }
     }
     return result;
 }

@@ -10,11 +10,13 @@
 
 namespace tarnwick {
 
+// Whether the reply's element of an argument's number is copied back into it.
+enum class Transfer { SentOnly, CopiedBack };
+
 // An argument record of the call, numbered from 1 in the order given.
 struct RemoteParameter {
     std::span<std::byte> bytes;
-    // Whether the reply's element of this number is copied back into it.
-    bool copiedBack;
+    Transfer transfer;
 };
 
 // Runs `function` on the chosen server. No value: no server is chosen, the caller works locally.

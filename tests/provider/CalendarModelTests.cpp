@@ -5,8 +5,7 @@
 #include <filesystem>
 #include <map>
 
-#include "provider/AppointmentItems.h"
-#include "provider/ListItems.h"
+#include "provider/Operations.h"
 #include "tests/provider/CalendarFixture.h"
 #include "tests/provider/NaiveLines.h"
 #include "tests/support/AllTexts.h"

@@ -3,10 +3,8 @@
 
 #include <thread>
 
-#include "provider/AppointmentItems.h"
-#include "provider/Appointments.h"
 #include "provider/CalendarPaths.h"
-#include "provider/ListItems.h"
+#include "provider/Operations.h"
 #include "remote/Envelope.h"
 #include "remote/RemoteSession.h"
 #include "tests/provider/CalendarFixture.h"

@@ -72,7 +72,7 @@ struct Outcome {
 
 Outcome Call() {
     Outcome outcome;
-    outcome.result = CallRemotely("AppointmentGet", {{outcome.record, true}});
+    outcome.result = CallRemotely("AppointmentGet", {{outcome.record, Transfer::CopiedBack}});
     return outcome;
 }
 
@@ -84,10 +84,11 @@ TEST(RemoteCall, TheRequestIsTheEnvelopeOfItsParametersAndTheReplyGoesWhereItIsW
     Record second = Filled(4);
     SetCurrentHost("");
     world.reports.Take();
-    EXPECT_EQ(CallRemotely("F", {{first, true}, {second, false}}), std::nullopt);
+    EXPECT_EQ(CallRemotely("F", {{first, Transfer::CopiedBack}, {second, Transfer::SentOnly}}),
+              std::nullopt);
     EXPECT_EQ(world.reports.Take().size(), 0U) << "without a host nothing is done";
     SetCurrentHost("A");
-    EXPECT_EQ(CallRemotely("F", {{first, true}, {second, false}}), -7);
+    EXPECT_EQ(CallRemotely("F", {{first, Transfer::CopiedBack}, {second, Transfer::SentOnly}}), -7);
     const std::string received = world.a.TakeRequests();
     EXPECT_EQ(received.substr(received.find("<DATA><METHOD>EXEC")),
               "<DATA><METHOD>EXEC</METHOD><FUNCTION>F</FUNCTION><PARAMETERS>" +
@@ -96,7 +97,7 @@ TEST(RemoteCall, TheRequestIsTheEnvelopeOfItsParametersAndTheReplyGoesWhereItIsW
     EXPECT_EQ(second, Filled(4));
     SetCurrentHost("dead");
     world.reports.Take();
-    EXPECT_EQ(CallRemotely("F", {{first, true}}), 0);
+    EXPECT_EQ(CallRemotely("F", {{first, Transfer::CopiedBack}}), 0);
     EXPECT_EQ(first, Filled(5));
     EXPECT_TRUE(world.reports.Joined(ReportChannel::StandardOutput).starts_with("compressing...\n"))
         << "what cannot be sent is traced, too";
@@ -180,7 +181,8 @@ TEST(RemoteCall, WithoutMemoryARequestIsSentWithAllItsArgumentsOrNotAtAll) {
         std::optional<std::int32_t> result = 0;
         try {
             const testing::FailingAllocations failing(number, andAllAfter);
-            result = CallRemotely("AppointmentEdit", {{first, true}, {second, false}});
+            result = CallRemotely("AppointmentEdit",
+                                  {{first, Transfer::CopiedBack}, {second, Transfer::SentOnly}});
         } catch (const std::bad_alloc&) {
         }
         const bool failed = testing::FailingAllocations::Any();
@@ -219,8 +221,8 @@ TEST(RemoteCall, ThreadsDoNotMixTheirRequests) {
             for (int call = 0; call < kCalls; ++call) {
                 const std::int32_t sent = thread * 1000 + call + 1;
                 std::int32_t record = sent;
-                const auto result =
-                    CallRemotely("F", {{std::as_writable_bytes(std::span(&record, 1)), true}});
+                const auto result = CallRemotely(
+                    "F", {{std::as_writable_bytes(std::span(&record, 1)), Transfer::CopiedBack}});
                 right[static_cast<std::size_t>(thread)] += result == sent && record == -sent;
                 SetCurrentHost(call % 2 == 0 ? "a" : "A");
             }

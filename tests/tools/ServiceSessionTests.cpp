@@ -8,7 +8,6 @@
 #include "remote/Envelope.h"
 #include "tests/support/Model.h"
 #include "tests/support/ReportRecorder.h"
-#include "tools/service/Credentials.h"
 #include "tools/service/RequestReader.h"
 #include "tools/service/ServiceSession.h"
 

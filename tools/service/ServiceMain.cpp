@@ -9,9 +9,9 @@
 #include "common/Reports.h"
 #include "remote/AdminHost.h"
 #include "remote/AdminProtocol.h"
-#include "tools/service/Credentials.h"
 #include "tools/service/ProviderLibrary.h"
 #include "tools/service/ServiceListener.h"
+#include "tools/service/ServiceSession.h"
 
 namespace {
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "common/Scan.h"
 #include "common/Text.h"
 #include "remote/AdminProtocol.h"
 #include "remote/Envelope.h"
@@ -75,6 +76,16 @@ std::string BuildReply(const RemoteFunction& function, std::int32_t result,
 }
 
 }  // namespace
+
+std::optional<std::string> UsableCredentials(std::string_view text) {
+    const std::string_view line = text.substr(0, FindEither(text, '\r', '\n'));
+    const bool usable = !line.empty() && line.size() <= kHostSettingLimit &&
+                        std::all_of(line.begin(), line.end(), [](char character) {
+                            return static_cast<unsigned char>(character) >= ' ' && character != '<';
+                        });
+    if (!usable) return std::nullopt;
+    return std::string(line);
+}
 
 Answer AnswerToBrokenRequest() {
     return {std::string(kFailureReply), true, "refused: no request"};

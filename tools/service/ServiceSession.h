@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,6 +27,11 @@ struct Answer {
     bool close = false;  // the connection ends behind it
     std::string log;     // what was asked and what came of it, without secrets and line breaks
 };
+
+// The one secret that clients must know, from the first line of a credentials file (or the whole of
+// a setting). No value when it cannot be what a client sends: it is empty, longer than 255
+// characters, or holds a "<" or a control character.
+std::optional<std::string> UsableCredentials(std::string_view text);
 
 // Trusts nothing: credentials come first, then the one library that may be loaded, then its
 // functions. Requests that are wrong in any way get the failure answer.
