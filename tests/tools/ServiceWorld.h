@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "remote/AdminHost.h"
-#include "tests/support/WindowsFixtures.h"
+#include "common/Registry.h"
+#include "tests/remote/SessionWorld.h"
 #include "tools/service/ProviderLibrary.h"
 #include "tools/service/ServiceListener.h"
 #include "twaicp.h"
@@ -62,12 +62,13 @@ inline AppointmentRecord Appointment(const char* id, std::int32_t start = 10,
 class ServiceWorld {
   public:
     explicit ServiceWorld(std::uint32_t idleMilliseconds = 60'000, std::size_t connections = 64,
-                          std::uint32_t authenticationMilliseconds = 60'000)
-        : idleMilliseconds_(idleMilliseconds),
-          authenticationMilliseconds_(authenticationMilliseconds),
-          connectionLimit_(connections) {
-        ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKeyOfTests, "Mail Root",
-                                   folder_.Path());
+                          std::uint32_t authenticationMilliseconds = 60'000) {
+        options_.address.s_addr = htonl(INADDR_LOOPBACK);
+        options_.credentials = kTestCredentials;
+        options_.idleMilliseconds = idleMilliseconds;
+        options_.authenticationMilliseconds = authenticationMilliseconds;
+        options_.connectionLimit = connections;
+        ScratchRegistry::SetString(HKEY_LOCAL_MACHINE, kProductKey, "Mail Root", folder_.Path());
         const std::string copy = folder_.Path("COPY.DLL");
         CopyFileA((ProgramFolder() + "\\TWAICP.DLL").c_str(), copy.c_str(), FALSE);
         library_ = std::make_unique<service::ProviderLibrary>(copy);
@@ -80,14 +81,8 @@ class ServiceWorld {
     }
 
     void Start(std::uint16_t port) {
-        service::ListenerOptions options;
-        options.address.s_addr = htonl(INADDR_LOOPBACK);
-        options.port = port;
-        options.credentials = kTestCredentials;
-        options.idleMilliseconds = idleMilliseconds_;
-        options.authenticationMilliseconds = authenticationMilliseconds_;
-        options.connectionLimit = connectionLimit_;
-        listener_ = std::make_unique<service::ServiceListener>(options, *library_, log);
+        options_.port = port;
+        listener_ = std::make_unique<service::ServiceListener>(options_, *library_, log);
         port_ = listener_->Port();
         thread_ = std::thread([this] { listener_->Serve(); });
     }
@@ -97,8 +92,7 @@ class ServiceWorld {
         thread_.join();
     }
     void RegisterHost(const std::string& name, const std::string& credentials) const {
-        ScratchRegistry::SetString(HKEY_CURRENT_USER, HostKey(name), kAddressValue, "127.0.0.1");
-        ScratchRegistry::SetDword(HKEY_CURRENT_USER, HostKey(name), kPortValue, port_);
+        testing::RegisterHost(name, "127.0.0.1", port_);
         ScratchRegistry::SetString(HKEY_CURRENT_USER, HostKey(name), kCredentialsValue,
                                    credentials);
     }
@@ -114,14 +108,10 @@ class ServiceWorld {
     LogKeeper log;
 
   private:
-    static constexpr const char* kProductKeyOfTests = "SOFTWARE\\Wow6432Node\\Tarnwick\\Tarnwick";
-
     StartedWinsock winsock_;
     ScratchRegistry registry_;
     ScratchFolder folder_;
-    std::uint32_t idleMilliseconds_;
-    std::uint32_t authenticationMilliseconds_;
-    std::size_t connectionLimit_;
+    service::ListenerOptions options_;
     std::unique_ptr<service::ProviderLibrary> library_;
     std::unique_ptr<service::ServiceListener> listener_;
     std::uint16_t port_ = 0;
