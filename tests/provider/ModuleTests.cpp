@@ -54,7 +54,11 @@ TEST_F(ModuleState, AttachTakesTheOneSlotThatIsLeftAndFailsWithoutOne) {
         EXPECT_EQ(OnModuleNotification(DLL_PROCESS_ATTACH), isOneLeft);
         EXPECT_EQ(TlsAlloc(), TLS_OUT_OF_INDEXES);
         EXPECT_TRUE(OnModuleNotification(DLL_PROCESS_DETACH));
-        if (!isOneLeft) TlsFree(slots.back());
+        // Given back once: from then on it is another's.
+        const DWORD others = TlsAlloc();
+        EXPECT_TRUE(OnModuleNotification(DLL_PROCESS_DETACH));
+        EXPECT_EQ(TlsAlloc(), TLS_OUT_OF_INDEXES);
+        TlsFree(isOneLeft ? others : slots.back());
     }
     for (const DWORD slot : slots) TlsFree(slot);
 }
