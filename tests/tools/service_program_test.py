@@ -45,9 +45,10 @@ for arguments, status, text in [
      "in use by another program"),
     (["--port", "70000"], 2, "70000"),
     (["--idle-seconds", "0"], 2, "--idle-seconds"),
+    (["--help"], 0, "(default: the environment variable TARNWICK_SERVICE_CREDENTIALS)"),
 ]:
     done = subprocess.run(command(*arguments), capture_output=True, timeout=60, check=False)
-    output = done.stderr.decode()
+    output = (done.stdout + done.stderr).decode()
     check(text in output, f"{arguments}: {output}")
     check(done.returncode == status, f"{arguments}: status {done.returncode}")
 
