@@ -101,7 +101,7 @@ inline std::string Difference(const std::string& bytes, const std::string& steps
         const std::string is = real.State();
         const std::string expected = naive.State();
         if (same && is == expected) continue;
-        return std::to_string(number - 1) + ". step: " + is + "\ninstead of " + expected;
+        return "after " + std::to_string(number) + " steps " + is + "\ninstead of " + expected;
     }
     return {};
 }

@@ -24,6 +24,7 @@ const std::map<char, std::string> kPieces{
     {'D', "<ELEMENT ID=\"A\"><FIFTEENBYTENAME>v</FIFTEENBYTENAME></ELEMENT>"},
     {'G', Element("--", "--", "<P>old</P>")},
     {'E', "<ELEMENT ID=\"SIXTEENBYTES.MAI\" UID=\"5\">"},
+    {'(', "<ELEMENT"},
     {'F', "</ELEMENT>"},
     {'P', "<P>"},
     {'Q', "<SIXTEENBYTENAMES>v</SIXTEENBYTENAMES><FIFTEENBYTENAME></FIFTEENBYTENAME>"},
@@ -36,6 +37,9 @@ const std::map<char, std::string> kPieces{
     {'J', "iD"},
     {'K', "UID"},
     {'L', " UID=\"007\""},
+    {'N', " iD\t= \"K\""},
+    {'W', " UID =\r\n\"5\""},
+    {'Z', " P=\"--\""},
     {'M', "IDX"},
 };
 
@@ -63,13 +67,13 @@ TEST(IndexModel, Entries) {
 }
 
 TEST(IndexModel, Attributes) {
-    CompareWithModel(" =\"JKM-/IL07kl", 2, 2500, 12, [](const std::string& text) {
-        return DifferenceOf("H<ELEMENT" + text + ">PRFT");
-    });
+    CompareWithModel(" =\"JKM-/INWLZ07kl", 2, 2500, 12,
+                     [](const std::string& text) { return DifferenceOf("H(" + text + ">PRFT"); });
 }
 
 TEST(IndexModel, Saves) {
-    constexpr const char* kFiles[] = {"HABCT", "HAGBVCU", "OB", "HGT", "HBAT", "HA1234567890BT123"};
+    constexpr const char* kFiles[] = {"HABCT", "HAGBVCU", "OBAU",
+                                      "HGT",   "HBAT",    "HA1234567890BT123"};
     CompareWithModel("lhifkvaaxyzurmscgwndssslll", 2, 1500, 20, [&](const std::string& text) {
         return DifferenceOf(kFiles[text.size() % std::size(kFiles)] + text);
     });
