@@ -72,7 +72,7 @@ TEST(IndexModel, Attributes) {
 }
 
 TEST(IndexModel, Saves) {
-    constexpr const char* kFiles[] = {"HABCT", "HAGBVCU", "OBAU",
+    constexpr const char* kFiles[] = {"HABCT", "HAGBVCU", "OCBAU",
                                       "HGT",   "HBAT",    "HA1234567890BT123"};
     CompareWithModel("lhifkvaaxyzurmscgwndssslll", 2, 1500, 20, [&](const std::string& text) {
         return DifferenceOf(kFiles[text.size() % std::size(kFiles)] + text);
