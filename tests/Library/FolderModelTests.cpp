@@ -306,7 +306,6 @@ struct World {
     std::vector<ObjectHandle> abandoned = {};
 
     FolderIndex& It() { return objects[at]; }
-    StoreIndex& Entries() { return It().entries; }
 };
 
 void SetLastWrite(const std::string& path, std::uint64_t time) {
@@ -327,10 +326,20 @@ void Plant(const FolderIndex& it, const std::string& lastUid, const std::string&
     const std::string entry = EntryText(Message(name, it), uid, "<CC>x</CC>");
     WriteBytesTo(IndexPath(it), "<BASEELEMENT LASTUID=\"" + lastUid + "\">" + entry + rest);
 }
-std::string Rest(const FolderIndex& it, const std::string& name, int uid) {
-    return EntryText(Message(name, it), uid) + "</BASEELEMENT>\r\n";
+std::string Rest(const FolderIndex& it, int uid) {
+    return EntryText(Message("B", it), uid) + "</BASEELEMENT>\r\n";
+}
+std::string BackupPath(const FolderIndex& it) {
+    return In(it, "_index.xml.bak");
+}
+std::string Backup(const FolderIndex& it) {
+    return IndexText("x00000007", EntryText(Message("B", it), 2, "<CC>backup</CC>"));
+}
+std::string Other(const World& world, const FolderIndex& it) {
+    return world.root + kFolders[it.folder.ends_with("x") ? 1 : 0];
 }
 
+const FolderDetails kDetails{9, 8, 7, 6};
 int Close(World& world, bool save, bool withBlock, const FolderDetails* details = nullptr) {
     File block;
     if (withBlock) RemoveFile(BlockPath(world.It()));
@@ -338,70 +347,54 @@ int Close(World& world, bool save, bool withBlock, const FolderDetails* details 
     return world.saveAndClose(&world.It(), save, withBlock, block, details) + 2 * block.IsOpen();
 }
 
-int Set(World& world, const char* message, const char* name, const char* value) {
-    StoreIndex::Entry* const entry = world.Entries().FindById(Message(message, world.It()));
-    return entry != nullptr && world.Entries().SetProperty(*entry, name, value);
+int Set(FolderIndex& it, const char* message, const char* name, const char* value) {
+    StoreIndex::Entry* const entry = it.entries.FindById(Message(message, it));
+    return entry != nullptr && it.entries.SetProperty(*entry, name, value);
 }
-
-int Forget(World& world) {
-    StoreIndex::Entry* const entry = world.Entries().FindById(Message("A", world.It()));
-    if (entry != nullptr) world.Entries().Remove(*entry);
+int Forget(FolderIndex& it) {
+    StoreIndex::Entry* const entry = it.entries.FindById(Message("A", it));
+    if (entry != nullptr) it.entries.Remove(*entry);
     return entry != nullptr;
 }
-
-void Abandon(World& world) {
-    world.abandoned.push_back(OpenFolderMutex(world.It().folder));
+void Abandon(World& world, const FolderIndex& it) {
+    world.abandoned.push_back(OpenFolderMutex(it.folder));
     std::thread([&] { WaitForSingleObject(world.abandoned.back().Get(), INFINITE); }).join();
 }
 
-const std::map<char, std::function<int(World&)>> kSteps{
-    {'c', [](World& world) { return world.commit(&world.It(), 0); }},
-    {'n', [](World& world) { return world.commit(&world.It(), 1); }},
-    {'s', [](World& world) { return Close(world, true, false); }},
-    {'b', [](World& world) { return Close(world, true, true); }},
-    {'q', [](World& world) { return Close(world, false, false); }},
-    {'i',
-     [](World& world) {
-         const FolderDetails details{9, 8, 7, 6};
-         return Close(world, true, false, &details);
-     }},
-    {'a', [](World& world) { return world.Entries().Add(Message("N", world.It())) != nullptr; }},
-    {'r', [](World& world) { return Set(world, "A", "READ", "1"); }},
-    {'R', [](World& world) { return Set(world, "B", "SIZE", "-3"); }},
-    {'d', Forget},
-    {'F', [](World& world) { return world.Entries().SetIdFilter(Message("B", world.It())), 0; }},
-    {'f', [](World& world) { return WriteMessage(world.It(), "D"), 0; }},
-    {'m', [](World& world) { return WriteBytesTo(MarkPath(world.It()), ""), 0; }},
-    {'M', [](World& world) { return RemoveFile(MarkPath(world.It())); }},
-    {'h', [](World& world) { return WriteBytesTo(In(world.It(), "_CACHED.DTY"), ""), 0; }},
-    {'k', [](World& world) { return WriteBytesTo(BlockPath(world.It()), ""), 0; }},
-    {'g', [](World& world) { return RemoveFile(In(world.It(), Message("B", world.It()))); }},
-    {'x', [](World& world) { return RemoveFile(IndexPath(world.It())); }},
-    {'o',
-     [](World& world) {
-         return Plant(world.It(), "x00000007", "A", 5, Rest(world.It(), "B", 3)), 0;
-     }},
-    {'y', [](World& world) { return Plant(world.It(), "9", "C", 8, Rest(world.It(), "A", 4)), 0; }},
-    {'t', [](World& world) { return Plant(world.It(), "x00000007", "A", 6, "<EL"), 0; }},
-    {'u', [](World& world) { return Plant(world.It(), "x00", "B", 9, ""), 0; }},
-    {'v', [](World& world) { return WriteBytesTo(IndexPath(world.It()), "<BASE"), 0; }},
-    {'z',
-     [](World& world) {
-         const std::string stored = EntryText(Message("B", world.It()), 2, "<CC>backup</CC>");
-         return WriteBytesTo(In(world.It(), "_index.xml.bak"), IndexText("x00000007", stored)), 0;
-     }},
-    {'Z', [](World& world) { return WriteBytesTo(In(world.It(), "_index.xml.bak"), "<BASE"), 0; }},
-    {'p', [](World& world) { return world.minute += 370, 0; }},
-    {'P', [](World& world) { return ++world.minute, 0; }},
-    {'S', [](World& world) { return world.scanFails = !world.scanFails; }},
-    {'G',
-     [](World& world) {
-         const bool inbox = world.It().folder.ends_with("x");
-         return world.It().folder = world.root + kFolders[inbox ? 1 : 0], 0;
-     }},
-    {'K', [](World& world) { return world.It().folderType = world.It().folderType == 3 ? 0 : 3; }},
-    {'!', [](World& world) { return Abandon(world), 0; }},
-    {'@', [](World& world) { return world.at = 1 - world.at, 0; }},
+using Act = std::function<int(World&, FolderIndex&)>;
+const std::map<char, Act> kSteps{
+    {'c', [](World& world, FolderIndex& it) { return world.commit(&it, 0); }},
+    {'n', [](World& world, FolderIndex& it) { return world.commit(&it, 1); }},
+    {'s', [](World& world, FolderIndex&) { return Close(world, true, false); }},
+    {'b', [](World& world, FolderIndex&) { return Close(world, true, true); }},
+    {'q', [](World& world, FolderIndex&) { return Close(world, false, false); }},
+    {'i', [](World& world, FolderIndex&) { return Close(world, true, false, &kDetails); }},
+    {'a', [](World&, FolderIndex& it) { return it.entries.Add(Message("N", it)) != nullptr; }},
+    {'r', [](World&, FolderIndex& it) { return Set(it, "A", "READ", "1"); }},
+    {'R', [](World&, FolderIndex& it) { return Set(it, "B", "SIZE", "-3"); }},
+    {'d', [](World&, FolderIndex& it) { return Forget(it); }},
+    {'F', [](World&, FolderIndex& it) { return it.entries.SetIdFilter(Message("B", it)), 0; }},
+    {'f', [](World&, FolderIndex& it) { return WriteMessage(it, "D"), 0; }},
+    {'m', [](World&, FolderIndex& it) { return WriteBytesTo(MarkPath(it), ""), 0; }},
+    {'M', [](World&, FolderIndex& it) { return RemoveFile(MarkPath(it)); }},
+    {'h', [](World&, FolderIndex& it) { return WriteBytesTo(In(it, "_CACHED.DTY"), ""), 0; }},
+    {'k', [](World&, FolderIndex& it) { return WriteBytesTo(BlockPath(it), ""), 0; }},
+    {'g', [](World&, FolderIndex& it) { return RemoveFile(In(it, Message("B", it))); }},
+    {'x', [](World&, FolderIndex& it) { return RemoveFile(IndexPath(it)); }},
+    {'o', [](World&, FolderIndex& it) { return Plant(it, "x00000007", "A", 5, Rest(it, 3)), 0; }},
+    {'y', [](World&, FolderIndex& it) { return Plant(it, "9", "C", 8, Rest(it, 4)), 0; }},
+    {'t', [](World&, FolderIndex& it) { return Plant(it, "x00000007", "A", 6, "<EL"), 0; }},
+    {'u', [](World&, FolderIndex& it) { return Plant(it, "x00", "B", 9, ""), 0; }},
+    {'v', [](World&, FolderIndex& it) { return WriteBytesTo(IndexPath(it), "<BASE"), 0; }},
+    {'z', [](World&, FolderIndex& it) { return WriteBytesTo(BackupPath(it), Backup(it)), 0; }},
+    {'Z', [](World&, FolderIndex& it) { return WriteBytesTo(BackupPath(it), "<BASE"), 0; }},
+    {'p', [](World& world, FolderIndex&) { return world.minute += 370, 0; }},
+    {'P', [](World& world, FolderIndex&) { return ++world.minute, 0; }},
+    {'S', [](World& world, FolderIndex&) { return world.scanFails = !world.scanFails; }},
+    {'G', [](World& world, FolderIndex& it) { return it.folder = Other(world, it), 0; }},
+    {'K', [](World&, FolderIndex& it) { return it.folderType = it.folderType == 3 ? 0 : 3; }},
+    {'!', [](World& world, FolderIndex& it) { return Abandon(world, it), 0; }},
+    {'@', [](World& world, FolderIndex&) { return world.at = 1 - world.at, 0; }},
 };
 constexpr const char* kWeighted = "1122356777ccnsssbiqaarRdFmmMhkffgxotuvyzZpPSGK@@!";
 
@@ -424,7 +417,7 @@ void Begin(World& world, std::uint32_t type) {
         index.postoffice = "PO";
         index.folderName = "F";
     }
-    Plant(world.It(), "x00000007", "A", 5, Rest(world.It(), "B", 7));
+    Plant(world.It(), "x00000007", "A", 5, Rest(world.It(), 7));
 }
 
 // Files that were written just now get times of their own, as if the clock ticked finely.
@@ -446,6 +439,11 @@ void SettleTimes(World& world) {
     }
 }
 
+std::string Without(std::string text, const std::string& root) {
+    for (std::size_t at; (at = text.find(root)) != text.npos;) text.erase(at, root.size());
+    return text;
+}
+
 // All that is to be seen of a step.
 std::string Step(World& world, char letter) {
     testing::ReportRecorder reports;
@@ -457,19 +455,19 @@ std::string Step(World& world, char letter) {
     try {
         const bool opens = letter >= '1' && letter <= '7';
         seen = std::to_string(opens ? world.open(&world.It(), letter - '0')
-                                    : kSteps.at(letter)(world));
+                                    : kSteps.at(letter)(world, world.It()));
     } catch (const LibraryException& lost) {
         seen = lost.what();
     }
     SettleTimes(world);
     seen += "\n" + reports.Joined(ReportChannel::Trace) + "\n" +
             reports.Joined(ReportChannel::EventLogError) + "\n" +
-            testing::Describe(world.Entries()) + std::to_string(world.Entries().LastUid()) + " " +
-            std::to_string(sleeper.Count()) + " waits, " + std::to_string(scans) + " scans, " +
-            (world.It().open ? "open " : "closed ") +
-            (world.Entries().IsWhole() ? "whole" : "part");
+            testing::Describe(world.It().entries) + std::to_string(world.It().entries.LastUid()) +
+            " " + std::to_string(sleeper.Count()) + " waits, " + std::to_string(scans) +
+            " scans, " + (world.It().open ? "open " : "closed ") +
+            (world.It().entries.IsWhole() ? "whole" : "part");
     // A mutex is named by its handle.
-    return std::regex_replace(seen, std::regex("utex 0x\\w+"), "utex");
+    return Without(std::regex_replace(seen, std::regex("utex 0x\\w+"), "utex"), world.root);
 }
 
 std::string Files(const World& world) {
@@ -481,16 +479,7 @@ std::string Files(const World& world) {
     }
     std::string joined;
     for (const std::string& file : files) joined += file;
-    return joined;
-}
-
-// How the two worlds differ, whose roots have names of one length.
-std::string Difference(std::string product, const std::string& root, std::string plain,
-                       const std::string& plainRoot) {
-    for (std::size_t at = 0; (at = plain.find(plainRoot, at)) != std::string::npos;) {
-        plain.replace(at, plainRoot.size(), root);
-    }
-    return product == plain ? "" : "\n" + product + "\nplainly:\n" + plain;
+    return Without(joined, world.root);
 }
 
 class FolderModel : public ::testing::TestWithParam<FolderSettings> {};
@@ -518,7 +507,7 @@ TEST_P(FolderModel, IsWhatTheProductDoes) {
                           roots[0].Path()};
             World plain{PlainOpen, PlainCommit, PlainSaveAndClose, roots[1].Path()};
             const auto differ = [&](const std::string& seen, const std::string& wanted) {
-                return Difference(seen, product.root, wanted, plain.root);
+                return seen == wanted ? "" : "\n" + seen + "\nplainly:\n" + wanted;
             };
             for (World* const world : {&product, &plain}) Begin(*world, type);
             std::string difference;
