@@ -28,6 +28,7 @@ void RegisterItems(CLI::App& app, Context& context);         // item put|get|siz
 void RegisterOverviews(CLI::App& app, Context& context);     // freebusy, calendars
 void RegisterHosts(CLI::App& app, Context& context);         // hosts list|add|remove|test
 void RegisterContacts(CLI::App& app, Context& context);      // contacts show|convert
+void RegisterStoreCare(CLI::App& app, Context& context);     // check, recover, locks
 
 // The mailbox that the command line names as "postoffice/mailbox". Every command reaches its
 // mailbox through here. Throws Failure when there is no such mailbox.

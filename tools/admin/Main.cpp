@@ -39,7 +39,7 @@ void RegisterCommands(CLI::App& app, Context& context) {
     app.parse_complete_callback([&app, &context] { context.command = CommandPath(app); });
     for (const auto registerFamily :
          {RegisterEntryChanges, RegisterEntryQueries, RegisterTransfers, RegisterItems,
-          RegisterOverviews, RegisterHosts, RegisterContacts}) {
+          RegisterOverviews, RegisterHosts, RegisterContacts, RegisterStoreCare}) {
         registerFamily(app, context);
     }
 }

@@ -1,0 +1,231 @@
+// check, recover, locks
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <optional>
+
+#include "common/Files.h"
+#include "common/MailRoot.h"
+#include "common/Text.h"
+#include "tools/admin/Commands.h"
+#include "tools/admin/Console.h"
+#include "tools/admin/Json.h"
+#include "tools/admin/store/BlockRule.h"
+#include "tools/admin/store/HeldBlock.h"
+#include "tools/admin/store/StoreCheck.h"
+#include "tools/admin/store/StoreRepair.h"
+
+namespace tarnwick::admin {
+namespace {
+
+constexpr CommandHelp kCheckHelp{
+    "Look through the store for what crashes and other programs left",
+
+    "Reads only, also while a server works. Each problem is named with its file, the line or the\n"
+    "offset, what it means for the users, and the command that mends it.\n",
+
+    "  tarnwick-admin check\n"
+    "  tarnwick-admin check sales/anna\n"
+    "  tarnwick-admin check --json D:\\Mail\\sales\\PUBROOT\n"};
+constexpr CommandHelp kRecoverHelp{
+    "Mend what check finds, where the store's files tell how",
+
+    "Puts back calendars that a crash left without their file, writes damaged indexes anew with\n"
+    "what can be read of them, removes the block files of those who have ended. What it replaces\n"
+    "stays beside it, with \".kept\" behind its name.\n",
+
+    "  tarnwick-admin recover sales/anna --dry-run\n"
+    "  tarnwick-admin recover sales\n"};
+constexpr CommandHelp kLocksHelp{
+    "Show the block files of the store, or remove one",
+
+    "Each with its age, what it guards, and when a waiter breaks it.\n",
+
+    "  tarnwick-admin locks\n"
+    "  tarnwick-admin locks sales/anna\n"};
+constexpr CommandHelp kBreakHelp{
+    "Remove the block file of a holder that has ended",
+
+    "Refused while the file is younger than the waits for it, or a program has it open.\n",
+
+    "  tarnwick-admin locks break D:\\Mail\\sales\\MAILROOT\\anna\\Calendar\\Y25M03D01.BLK\n"};
+
+// The folder of postoffices that the command line or the registry names.
+std::string RootOf(const Context& context) {
+    if (!context.root.empty()) return FullPath(context.root);
+    std::array<char, kPathCapacity> root{};
+    ReadMailRoot(root);
+    return root.data();
+}
+
+// An answer of many parts: objects for programs, blocks of text for people.
+class Answer {
+  public:
+    explicit Answer(const Context& context) {
+        if (context.json) lines_.emplace(context);
+    }
+    bool IsJson() const { return lines_.has_value(); }
+    void Add(const Json& object) { lines_->Add(object); }
+
+  private:
+    std::optional<JsonLines> lines_;
+};
+
+// One note a tenth of the walk, as all long jobs have.
+WalkProgress Noted(const char* job, const Context& context) {
+    auto progress = std::make_shared<std::optional<Progress>>();
+    return [=, wanted = !context.json](std::size_t, std::size_t total) {
+        if (!*progress) progress->emplace(job, total, wanted);
+        (*progress)->Step();
+    };
+}
+
+// The command, on the folder of postoffices that this one was given.
+std::string OnRoot(std::string command, const Context& context) {
+    constexpr std::string_view kTool = "tarnwick-admin ";
+    if (context.root.empty()) return command;
+    const std::string option = "--root " + Quoted(context.root) + " ";
+    for (std::size_t at = 0; (at = command.find(kTool, at)) != command.npos;) {
+        at += kTool.size();
+        command.insert(at, option);
+    }
+    return command;
+}
+
+void PrintFinding(const Finding& finding, Answer& answer, const Context& context) {
+    const char* code = KindOf(finding.problem).code;
+    const std::string mend = OnRoot(finding.Mend(), context);
+    if (answer.IsJson()) {
+        Json json{{"problem", code}, {"file", ToUtf8(finding.file)}};
+        if (finding.line) json["line"] = *finding.line;
+        if (finding.offset) json["offset"] = *finding.offset;
+        json["means"] = ToUtf8(finding.Means());
+        json["mend"] = ToUtf8(mend);
+        return answer.Add(json);
+    }
+    std::string text = finding.file;
+    if (finding.line) text += ", line " + std::to_string(*finding.line);
+    if (finding.offset) text += ", offset " + std::to_string(*finding.offset);
+    text += "\n  " + std::string(code) + ": " + finding.Means();
+    Print(text + "\n  mend: " + mend + "\n");
+}
+
+[[noreturn]] void EndWithProblems(std::size_t count, const std::string& hint) {
+    throw Failure(ExitStatus::ProblemsFound,
+                  std::to_string(count) + (count == 1 ? " problem" : " problems") + hint);
+}
+
+void RunCheck(const std::string& place, const Context& context) {
+    const std::string root = RootOf(context);
+    const std::string folder = FolderOfPlace(place, root);
+    Answer answer(context);
+    const std::vector<Finding> findings = CheckStore(folder, root, Noted("checked", context));
+    for (const Finding& finding : findings) PrintFinding(finding, answer, context);
+    if (!findings.empty()) EndWithProblems(findings.size(), " found");
+}
+
+void PrintStep(const RepairStep& step, Answer& answer) {
+    const char* code = KindOf(step.problem).code;
+    if (answer.IsJson()) {
+        return answer.Add({{"problem", code},
+                           {"file", ToUtf8(step.file)},
+                           {"done", step.done},
+                           {"text", ToUtf8(step.text)}});
+    }
+    Print(step.file + "\n  " + code + ": " + (step.done ? "" : "left: ") + step.text + "\n");
+}
+
+void RunRecover(const std::string& place, const Context& context) {
+    const std::string root = RootOf(context);
+    const std::string folder = FolderOfPlace(place, root);
+    Answer answer(context);
+    const std::vector<Finding> left = RecoverStore(
+        folder, root, context.dryRun, [&](const RepairStep& step) { PrintStep(step, answer); },
+        Noted("checked", context));
+    if (left.empty()) return;
+    const std::string command = OnRoot("tarnwick-admin check " + Quoted(folder), context);
+    EndWithProblems(left.size(), " left; " + command + " shows them");
+}
+
+void PrintLock(const FolderListing& listing, const StoredFile& file, const BlockRule& rule,
+               Answer& answer) {
+    const std::string path = listing.PathOf(file.name);
+    const std::int64_t age = AgeSeconds(file.lastWrite);
+    const bool stale = IsStale(rule, path, file.lastWrite);
+    const bool held = !stale && IsHeldOpen(path);
+    if (answer.IsJson()) {
+        return answer.Add({{"file", ToUtf8(path)},
+                           {"ageSeconds", age},
+                           {"guards", ToUtf8(rule.guards)},
+                           {"waitSeconds", rule.waiterSeconds},
+                           {"broken", rule.breaks},
+                           {"heldOpen", held},
+                           {"stale", stale}});
+    }
+    Print(path + "\n  guards " + rule.guards + ", for " + FormatAge(age) +
+          (held    ? "; a program has it open"
+           : stale ? "; its holder has ended"
+                   : "") +
+          "\n  broken " + rule.breaks + "\n");
+}
+
+void RunLocks(const std::string& place, const Context& context) {
+    const std::string folder = FolderOfPlace(place, RootOf(context));
+    Answer answer(context);
+    WalkFolders(folder, [&](const FolderListing& listing) {
+        for (const StoredFile& file : listing.Files()) {
+            if (const auto rule = RuleOf(listing.Folder(), file.name)) {
+                PrintLock(listing, file, *rule, answer);
+            }
+        }
+    });
+}
+
+void RunBreak(const std::string& text, const Context& context) {
+    const std::string path = FullPath(text);
+    const auto rule = RuleOf(std::string(ParentOf(path)), std::string(NameOf(path)));
+    if (!rule) throw Refusal(path + " is no block file; the command locks shows those there are");
+    const auto found = DirectoryScan(path).Next();
+    if (!found) throw Refusal("there is no " + path);
+    const std::uint64_t lastWrite = ToUint64(found->lastWrite);
+    const bool broken = context.dryRun ? IsStale(*rule, path, lastWrite) : BreakBlock(path);
+    if (!broken) {
+        throw Failure(ExitStatus::Busy, path + " is " + FormatAge(AgeSeconds(lastWrite)) +
+                                            " old, and its holder may be at work; it is broken " +
+                                            rule->breaks);
+    }
+    Answer answer(context);
+    if (answer.IsJson()) return answer.Add({{"result", "removed"}, {"file", ToUtf8(path)}});
+    PrintDone("removed " + path, context);
+}
+
+CLI::App* AddPlaceCommand(CLI::App& app, const char* name, const CommandHelp& help,
+                          std::string& place) {
+    CLI::App* command = AddCommand(app, name, help);
+    command->add_option("place", place,
+                        "A postoffice, postoffice/mailbox or folder; left out: the mail root");
+    return command;
+}
+
+}  // namespace
+
+void RegisterStoreCare(CLI::App& app, Context& context) {
+    const auto place = std::make_shared<std::string>();
+    const auto file = std::make_shared<std::string>();
+    AddPlaceCommand(app, "check", kCheckHelp, *place)->callback([place, &context] {
+        RunCheck(*place, context);
+    });
+    CLI::App* recover = AddPlaceCommand(app, "recover", kRecoverHelp, *place);
+    AddDryRunOption(*recover, context);
+    recover->callback([place, &context] { RunRecover(*place, context); });
+    CLI::App* locks = AddPlaceCommand(app, "locks", kLocksHelp, *place);
+    CLI::App* breaking = AddCommand(*locks, "break", kBreakHelp);
+    breaking->add_option("file", *file, "The block file")->required();
+    AddDryRunOption(*breaking, context);
+    breaking->callback([file, &context] { RunBreak(*file, context); });
+    locks->callback([locks, place, &context] {
+        if (locks->get_subcommands().empty()) RunLocks(*place, context);
+    });
+}
+
+}  // namespace tarnwick::admin

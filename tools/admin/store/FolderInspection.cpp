@@ -1,0 +1,377 @@
+#include "tools/admin/store/FolderInspection.h"
+
+#include <algorithm>
+
+#include "common/Clock.h"
+#include "common/Retry.h"
+#include "common/Text.h"
+#include "Library/LIBStoreIndexSerialisation/IndexBackup.h"
+#include "Library/LIBStoreIndexSerialisation/IndexSettings.h"
+#include "tools/admin/EventIds.h"
+#include "tools/admin/store/BlockRule.h"
+#include "tools/admin/store/CalendarSiblings.h"
+#include "tools/admin/store/StoreNames.h"
+#include "tools/admin/Times.h"
+
+namespace tarnwick::admin {
+namespace {
+
+constexpr std::int64_t kUnconsumedSeconds = 30LL * 24 * 60 * 60;
+// A new message may wait as long in a server's memory for its index to be committed.
+constexpr std::int64_t kUncommittedSeconds = 10 * 60;
+
+constexpr std::string_view kMessageExtensions[] = {"MAI", "VCF", "TSK", "CAL"};
+
+bool HasMessageExtension(std::string_view name) {
+    return std::any_of(
+        std::begin(kMessageExtensions), std::end(kMessageExtensions),
+        [name](std::string_view extension) { return HasExtension(name, extension); });
+}
+
+std::string Lower(std::string_view text) {
+    std::string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(), LowerAscii);
+    return lower;
+}
+
+bool IsItem(std::string_view name) {
+    return HasExtension(name, "ICS");
+}
+
+// Whether an ID is of a form that imports give and people do not: then it came with an item.
+bool LooksImported(std::string_view id) {
+    constexpr std::size_t kUuidLength = 36;
+    if (id.find('@') != id.npos || (id.find('~') != id.npos && ReplacedName(id) != id)) return true;
+    return id.size() >= kUuidLength && id[8] == '-' && id[13] == '-' && id[18] == '-' &&
+           id[23] == '-';
+}
+
+// The files that tell somebody something, and should be gone once they did.
+bool IsFlag(std::string_view name) {
+    return EqualsIgnoreCase(name, kChangeFlag) || EqualsIgnoreCase(name, kCachedFlag) ||
+           (name.starts_with('_') && (HasExtension(name, "NFY") || HasExtension(name, "NEW")));
+}
+
+std::string StampOf(const StoredFile* file) {
+    if (file == nullptr) return "-";
+    return std::to_string(file->size) + "@" + std::to_string(file->lastWrite);
+}
+
+std::string ErrorText(DWORD error) {
+    if (error == ERROR_SHARING_VIOLATION) return "a program has it for itself";
+    return "error " + std::to_string(error);
+}
+
+std::string CalendarUnit(std::string_view calendar) {
+    return "calendar " + Lower(calendar);
+}
+
+}  // namespace
+
+std::string PlaceText(std::string_view folder, std::string_view root) {
+    const auto isBelow = [](std::string_view path, std::string_view above) {
+        return path.size() > above.size() && StartsWithIgnoreCase(path, above) &&
+               path[above.size()] == '\\';
+    };
+    if (!root.empty() && isBelow(folder, root)) {
+        const std::string_view below = folder.substr(root.size() + 1);
+        const std::string_view postoffice = below.substr(0, below.find('\\'));
+        const std::string mailboxes = std::string(postoffice) + "\\MAILROOT";
+        if (isBelow(below, mailboxes)) {
+            const std::string_view mailbox = below.substr(mailboxes.size() + 1);
+            return std::string(postoffice) + "/" +
+                   std::string(mailbox.substr(0, mailbox.find('\\')));
+        }
+    }
+    return std::string(folder);
+}
+
+std::vector<Finding> FolderInspection::Run(const FolderListing& listing, const Units* units) {
+    listing_ = &listing;
+    units_ = units;
+    hasCalendars_ = IsCalendarFolder(listing.Folder());
+    place_ = PlaceText(listing.Folder(), root_);
+    findings_.clear();
+    items_.clear();
+    itemOfId_.clear();
+    entriesHidden_ = false;
+    if (hasCalendars_) CollectItems();
+    for (const StoredFile& file : listing.Files()) {
+        if (hasCalendars_ && HasExtension(file.name, "CAL")) {
+            TakeCalendar(file);
+        } else if (!hasCalendars_ || file.name.starts_with('_')) {
+            TakeOther(file);
+        } else {
+            TakeCompanion(file);
+        }
+    }
+    if (hasCalendars_) ReportItems();
+    TakeIndexes();
+    TakeActivity();
+    return std::move(findings_);
+}
+
+std::string FolderInspection::StampsOf(std::initializer_list<std::string> names) const {
+    std::string stamps;
+    for (const std::string& name : names) stamps += StampOf(listing_->Find(name)) + " ";
+    return stamps;
+}
+
+// Whether a block file stands whose holder may be at work.
+bool FolderInspection::IsBusy(const std::string& blockName) const {
+    const StoredFile* block = listing_->Find(blockName);
+    if (block == nullptr) return false;
+    const auto rule = RuleOf(listing_->Folder(), blockName);
+    return rule && !IsStale(*rule, listing_->PathOf(blockName), block->lastWrite);
+}
+
+Finding& FolderInspection::Add(Problem problem, std::string_view fileName, const std::string& unit,
+                               std::string state, std::string detail) {
+    Finding finding{.problem = problem, .file = listing_->PathOf(fileName)};
+    finding.detail = std::move(detail);
+    finding.place = place_;
+    finding.folder = listing_->Folder();
+    finding.unit = unit;
+    finding.state = std::move(state);
+    findings_.push_back(std::move(finding));
+    return findings_.back();
+}
+
+// A file that has gone since the listing is no problem of its own.
+std::optional<std::string_view> FolderInspection::Read(const StoredFile& file,
+                                                       const std::string& unit) {
+    const auto bytes = reader_.Read(listing_->PathOf(file.name), file.size);
+    const DWORD error = GetLastError();
+    if (!bytes && Wants(unit) && !IsGone(error)) {
+        Add(Problem::Unreadable, file.name, unit, StampOf(&file), ErrorText(error));
+    }
+    return bytes;
+}
+
+// --- calendars and items ---
+
+void FolderInspection::TakeCalendar(const StoredFile& file) {
+    const std::string unit = CalendarUnit(StemOf(file.name));
+    if (!Wants(unit) && !Wants(kItemsUnit)) return;
+    const auto bytes = Read(file, unit);
+    // In a folder with an index a message may have the extension too.
+    if (!bytes || bytes->starts_with(kMessageCalendarStart)) return;
+    TakeCalendarLines(file, unit, *bytes);
+}
+
+void FolderInspection::TakeCalendarLines(const StoredFile& file, const std::string& unit,
+                                         std::string_view bytes) {
+    const std::string calendar(StemOf(file.name));
+    calendar_.Run(bytes, calendar);
+    for (const CalendarInspection::SeenEntry& entry : calendar_.Entries()) TakeEntry(file, entry);
+    entriesHidden_ = entriesHidden_ || calendar_.HidesEntries();
+    if (!Wants(unit)) return;
+    for (const LineProblem& problem : calendar_.Problems()) {
+        Finding& finding = Add(problem.problem, file.name, unit, StampOf(&file), problem.detail);
+        finding.line = problem.line;
+        finding.calendar = calendar;
+        finding.id = problem.id;
+        finding.start = problem.start;
+        finding.end = problem.end;
+    }
+}
+
+// What stands beside a calendar, or is left of one.
+void FolderInspection::TakeCompanion(const StoredFile& file) {
+    TakeOther(file);
+    const bool isReplacement = HasExtension(file.name, "TMP");
+    const bool isBlock = HasExtension(file.name, "BLK");
+    if (!isReplacement && !isBlock) return;
+    const std::string calendar(StemOf(file.name));
+    const std::string unit = CalendarUnit(calendar);
+    const bool isThere = listing_->Find(calendar + ".CAL") != nullptr;
+    entriesHidden_ = entriesHidden_ || !isThere;
+    if (!Wants(unit)) return;
+    const std::string state = StampsOf({calendar + ".CAL", calendar + ".TMP", calendar + ".BAK",
+                                        calendar + ".OLD", calendar + ".BLK"});
+    if (isThere) {
+        if (isReplacement && !IsBusy(calendar + ".BLK")) {
+            Add(Problem::SiblingLeft, file.name, unit, state, calendar + ".CAL");
+        }
+        return;
+    }
+    // Said once, where there are both.
+    if (isBlock && listing_->Find(calendar + ".TMP") != nullptr) return;
+    const auto choice = ChooseSibling(*listing_, calendar, reader_);
+    if (!choice) return;
+    Add(Problem::CalendarMissing, calendar + ".CAL", unit, state, choice->why).calendar = calendar;
+}
+
+void FolderInspection::CollectItems() {
+    if (!Wants(kItemsUnit)) return;
+    for (const StoredFile& file : listing_->Files()) {
+        if (IsItem(file.name)) items_.emplace(Lower(file.name), false);
+    }
+}
+
+void FolderInspection::TakeEntry(const StoredFile& file,
+                                 const CalendarInspection::SeenEntry& entry) {
+    if (!Wants(kItemsUnit) || (items_.empty() && !LooksImported(entry.id))) return;
+    const auto [known, isNew] = itemOfId_.emplace(Lower(entry.id), false);
+    if (isNew) {
+        for (const std::string& name : EventItemNames(entry.id)) {
+            const auto item = items_.find(Lower(name));
+            if (item == items_.end()) continue;
+            item->second = true;
+            known->second = true;
+        }
+    }
+    if (known->second || !LooksImported(entry.id)) return;
+    Finding& finding = Add(Problem::ItemMissing, file.name, kItemsUnit, StampOf(&file),
+                           EventItemNames(entry.id).front());
+    finding.line = entry.line;
+    finding.calendar = StemOf(file.name);
+    finding.id = entry.id;
+}
+
+// As long as some entries cannot be seen, an item may be theirs.
+void FolderInspection::ReportItems() {
+    if (entriesHidden_) return;
+    for (const auto& [name, hasEntry] : items_) {
+        if (hasEntry) continue;
+        const StoredFile* file = listing_->Find(name);
+        Add(Problem::ItemAlone, file->name, kItemsUnit, StampOf(file));
+    }
+}
+
+// --- index ---
+
+void FolderInspection::TakeIndexes() {
+    const StoredFile* index = listing_->Find(kIndexName);
+    const StoredFile* groups = listing_->Find(kGroupsName);
+    const StoredFile* backup = listing_->Find(kBackupName);
+    const StoredFile* quarantined = listing_->Find(kQuarantineName);
+    if (Wants(kIndexUnit)) {
+        const std::string state = StampsOf({kIndexName, kBackupName, kQuarantineName});
+        if (index != nullptr) {
+            TakeIndex(*index, kIndexUnit);
+            if (backup != nullptr) TakeBackup(*backup, *index);
+        } else if (groups == nullptr && backup != nullptr) {
+            Add(Problem::IndexMissing, kIndexName, kIndexUnit, state);
+        } else if (groups == nullptr && quarantined != nullptr) {
+            Add(Problem::IndexQuarantined, kQuarantineName, kIndexUnit, state);
+        }
+    }
+    if (groups != nullptr && Wants(kGroupsUnit)) TakeIndex(*groups, kGroupsUnit);
+}
+
+void FolderInspection::TakeIndex(const StoredFile& file, const std::string& unit) {
+    const auto bytes = Read(file, unit);
+    if (!bytes) return;
+    index_.Run(*bytes, StoredIndexSettings().garbageThreshold);
+    for (const ByteProblem& problem : index_.Problems()) {
+        Add(problem.problem, file.name, unit, StampOf(&file), problem.detail).offset =
+            problem.offset;
+    }
+    if (!index_.Loads()) return;
+    // A folder that is marked is compared with its files when it is opened next.
+    const StoredFile* mark = listing_->Find(kChangeFlag);
+    if (mark == nullptr || AgeSeconds(mark->lastWrite) > kUnconsumedSeconds) {
+        CompareWithFiles(file, unit);
+    }
+}
+
+void FolderInspection::CompareWithFiles(const StoredFile& index, const std::string& unit) {
+    const StoreIndex& entries = index_.Index();
+    for (const StoreIndex::Entry& entry : entries.InPositionOrder()) {
+        const std::string id(entry.Id());
+        // A message whose edit broke off has a problem of its own.
+        if (listing_->Find(id) != nullptr || listing_->Find("_" + id) != nullptr) continue;
+        Finding& finding = Add(Problem::IndexEntryAlone, index.name, unit, StampOf(&index), id);
+        finding.offset = entry.ItemOffset();
+        finding.id = id;
+    }
+    for (const StoredFile& file : listing_->Files()) {
+        if (entries.FindById(file.name) != nullptr || !IsMessageOf(index, file)) continue;
+        const bool mayWait =
+            file.lastWrite > index.lastWrite && AgeSeconds(file.lastWrite) < kUncommittedSeconds;
+        if (mayWait) continue;
+        Add(Problem::IndexFileAlone, file.name, unit, StampOf(&index) + " " + StampOf(&file));
+    }
+}
+
+bool FolderInspection::IsMessageOf(const StoredFile& index, const StoredFile& file) {
+    if (file.name.starts_with('_')) return false;
+    if (EqualsIgnoreCase(index.name, kGroupsName)) return HasExtension(file.name, "GRP");
+    if (!HasMessageExtension(file.name)) return false;
+    if (!hasCalendars_ || !HasExtension(file.name, "CAL")) return true;
+    const auto bytes = reader_.Read(listing_->PathOf(file.name), file.size);
+    return bytes && bytes->starts_with(kMessageCalendarStart);
+}
+
+void FolderInspection::TakeBackup(const StoredFile& backup, const StoredFile& index) {
+    const IndexSettings& settings = StoredIndexSettings();
+    if (settings.backupIndex != 1) return;
+    const auto bytes = Read(backup, kIndexUnit);
+    if (!bytes) return;
+    const std::string state = StampsOf({kIndexName, kBackupName});
+    index_.Run(*bytes, settings.garbageThreshold);
+    if (!index_.Loads()) {
+        const ByteProblem& problem = index_.Problems().front();
+        Add(Problem::BackupMalformed, backup.name, kIndexUnit, state, problem.detail).offset =
+            problem.offset;
+        return;
+    }
+    const std::uint64_t now = CurrentFileTime();
+    if (now < backup.lastWrite || index.lastWrite <= backup.lastWrite) return;
+    if (CalendarMinutes(now - backup.lastWrite) <= settings.backupIntervalMinutes) return;
+    Add(Problem::BackupOld, backup.name, kIndexUnit, state,
+        FormatAge(AgeSeconds(backup.lastWrite)));
+}
+
+// --- activity, flags, siblings, blocks ---
+
+void FolderInspection::TakeActivity() {
+    if (!Wants(kActivityUnit)) return;
+    const StoredFile* file = listing_->Find(kActivityName);
+    const StoredFile* replacement = listing_->Find(kActivityReplacement);
+    const std::string state = StampsOf({kActivityName, kActivityReplacement, kActivityBlock});
+    if (replacement != nullptr && !IsBusy(kActivityBlock)) {
+        if (file != nullptr || replacement->size == 0) {
+            Add(Problem::SiblingLeft, replacement->name, kActivityUnit, state, kActivityName);
+        } else {
+            Add(Problem::ActivityMissing, kActivityName, kActivityUnit, state);
+        }
+    }
+    if (file == nullptr) return;
+    const auto bytes = Read(*file, kActivityUnit);
+    if (!bytes) return;
+    for (const LineProblem& problem : InspectActivity(*bytes)) {
+        Add(problem.problem, file->name, kActivityUnit, state, problem.detail).line = problem.line;
+    }
+}
+
+// Files that say something by being there.
+void FolderInspection::TakeOther(const StoredFile& file) {
+    if (!file.name.starts_with('_') && !HasExtension(file.name, "BLK")) return;
+    const std::string unit = Lower(file.name);
+    if (!Wants(unit)) return;
+    const std::int64_t age = AgeSeconds(file.lastWrite);
+    if (IsFlag(file.name)) {
+        if (age > kUnconsumedSeconds) {
+            Add(Problem::FlagOld, file.name, unit, StampOf(&file), FormatAge(age));
+        }
+        return;
+    }
+    if (const auto rule = RuleOf(listing_->Folder(), file.name)) {
+        if (IsStale(*rule, listing_->PathOf(file.name), file.lastWrite)) {
+            Add(Problem::BlockStale, file.name, unit, StampOf(&file),
+                rule->guards + ", for " + FormatAge(age));
+        }
+        return;
+    }
+    const bool isMessageSibling = file.name.starts_with('_') && (HasMessageExtension(file.name) ||
+                                                                 HasExtension(file.name, "GRP"));
+    if (!isMessageSibling) return;
+    const std::string message = file.name.substr(1);
+    const bool isThere = listing_->Find(message) != nullptr;
+    Add(isThere ? Problem::SiblingLeft : Problem::MessageMissing, isThere ? file.name : message,
+        unit, StampOf(&file), message);
+}
+
+}  // namespace tarnwick::admin

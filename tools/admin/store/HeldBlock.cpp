@@ -1,0 +1,56 @@
+#include "tools/admin/store/HeldBlock.h"
+
+#include "common/BlockFile.h"
+#include "tools/admin/store/BlockRule.h"
+
+namespace tarnwick::admin {
+namespace {
+
+constexpr std::uint32_t kLookAgainMilliseconds = 200;
+// Beyond the patience of writers.
+constexpr std::uint32_t kMoreWaits = 5;
+
+std::optional<FoundFile> StaleBlock(const std::string& path) {
+    const auto rule = RuleOf(std::string(ParentOf(path)), std::string(NameOf(path)));
+    auto found = DirectoryScan(path).Next();
+    if (!rule || !found || !IsStale(*rule, path, ToUint64(found->lastWrite))) return std::nullopt;
+    return found;
+}
+
+struct RepairRule {
+    const std::string& path;
+    std::uint32_t limit;
+
+    static bool MayWait(DWORD error, std::uint32_t /*waits*/) {
+        return error != ERROR_PATH_NOT_FOUND;
+    }
+    BlockVerdict AfterWait(DWORD /*error*/, std::uint32_t waits) const {
+        if (BreakBlock(path)) return BlockVerdict::TryAgain;
+        return waits > limit ? BlockVerdict::GiveUp : BlockVerdict::TryAgain;
+    }
+};
+
+}  // namespace
+
+bool BreakBlock(const std::string& path) {
+    const auto before = StaleBlock(path);
+    if (!before) return false;
+    WaitMilliseconds(kLookAgainMilliseconds);
+    const auto now = StaleBlock(path);
+    return now && ToUint64(now->lastWrite) == ToUint64(before->lastWrite) && RemoveFile(path);
+}
+
+HeldBlock::HeldBlock(const std::string& path) : path_(path) {
+    const auto rule = RuleOf(std::string(ParentOf(path)), std::string(NameOf(path)));
+    if (!rule) return;
+    BreakBlock(path);
+    RepairRule waiting{path, rule->patienceSeconds + kMoreWaits};
+    // Its existence is the lock; nobody needs its handle.
+    held_ = WaitForBlockFile(path, waiting).IsOpen();
+}
+
+HeldBlock::~HeldBlock() {
+    if (held_) RemoveFile(path_);
+}
+
+}  // namespace tarnwick::admin

@@ -1,0 +1,27 @@
+// Holding a calendar's own block file while something is mended.
+#pragma once
+
+#include <string>
+
+namespace tarnwick::admin {
+
+// Waits for a holder as a writer does, and removes the block file of one that has ended.
+class HeldBlock {
+  public:
+    explicit HeldBlock(const std::string& path);
+    HeldBlock(const HeldBlock&) = delete;
+    HeldBlock& operator=(const HeldBlock&) = delete;
+    ~HeldBlock();
+
+    bool IsHeld() const { return held_; }
+
+  private:
+    std::string path_;
+    bool held_ = false;
+};
+
+// Removes a block file whose holder has ended, looking at it a second time before; false when it
+// is not stale, is not there, or cannot be removed.
+bool BreakBlock(const std::string& path);
+
+}  // namespace tarnwick::admin

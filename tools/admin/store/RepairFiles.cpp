@@ -1,0 +1,47 @@
+#include "tools/admin/store/RepairFiles.h"
+
+#include "common/Files.h"
+#include "common/Retry.h"
+#include "tools/admin/store/FolderListing.h"
+
+namespace tarnwick::admin {
+namespace {
+
+constexpr std::int32_t kMoveWaits = 10;
+
+std::string FreeName(const std::string& path) {
+    std::string kept = path + ".kept";
+    for (int number = 2; FileExists(kept); ++number) kept = path + ".kept" + std::to_string(number);
+    return kept;
+}
+
+}  // namespace
+
+std::optional<std::string> SetAside(const std::string& path) {
+    if (!FileExists(path)) return std::string();
+    const std::string kept = FreeName(path);
+    if (!MoveInPlace(path, kept)) return std::nullopt;
+    return std::string(NameOf(kept));
+}
+
+std::optional<std::string> KeepCopy(const std::string& path) {
+    const std::string kept = FreeName(path);
+    if (!CopyOver(path, kept)) return std::nullopt;
+    return std::string(NameOf(kept));
+}
+
+bool WriteNew(const std::string& path, std::string_view bytes) {
+    File file(path, {GENERIC_WRITE, 0, CREATE_NEW});
+    if (!file.IsOpen()) return false;
+    if (file.Write(bytes) && file.Close()) return true;
+    file.Close();
+    RemoveFile(path);
+    return false;
+}
+
+bool MoveInPlace(const std::string& from, const std::string& to) {
+    return RetryWhileRefused([&] { return MoveToName(from, to); }, [] { return kMoveWaits; },
+                             GiveUpTest::BeforeWait) == RetryOutcome::Done;
+}
+
+}  // namespace tarnwick::admin

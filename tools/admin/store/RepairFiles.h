@@ -1,0 +1,33 @@
+// The file operations of repairs.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tarnwick::admin {
+
+struct Outcome {
+    bool done;
+    std::string text;
+};
+inline Outcome Done(std::string text) {
+    return {true, std::move(text)};
+}
+inline Outcome Left(std::string text) {
+    return {false, std::move(text)};
+}
+
+// Renames the file to its name and ".kept" (".kept2", ... where that is taken); the new name, empty
+// when there is no such file; no value when it could not be renamed.
+std::optional<std::string> SetAside(const std::string& path);
+// The same with a copy; the file stays.
+std::optional<std::string> KeepCopy(const std::string& path);
+
+// Writes a file that is not there; nothing is left of one that could not be written whole.
+bool WriteNew(const std::string& path, std::string_view bytes);
+
+// Renames to a name that is free, waiting for readers that hold the file.
+bool MoveInPlace(const std::string& from, const std::string& to);
+
+}  // namespace tarnwick::admin
