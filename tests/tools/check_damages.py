@@ -206,6 +206,19 @@ def contents(mailbox):
             for path in mailbox.rglob("*") if path.is_file()}
 
 
+def locks():
+    """Both of the sound mailbox, and which of them may be broken."""
+    shown = {lock["file"].rsplit("\\", 1)[1]: (lock["waitSeconds"], lock["stale"], lock["heldOpen"])
+             for lock in tool("locks", "sales/sound", status=0)}
+    check("locks", "shown", shown, {"Y25M03D02.BLK": (61, False, False), "_index.blk": (61, False, False)})
+    block = MAILBOXES / "sound" / "Inbox" / "_index.blk"
+    for seconds, status in ((60, 5), (65, 0), (0, 1)):
+        if seconds:
+            os.utime(block, (time.time() - seconds,) * 2)
+        done = wine(f"{BINARY}/bin/tarnwick-admin.exe", "locks", "break", windows_path(block))
+        check("locks break", f"{seconds} s", (done.returncode, block.exists()), (status, status == 5))
+
+
 def main():
     build()
     wine("reg", "add", PRODUCT_KEY, "/v", "Mail Root", "/d", windows_path(WORK / "postoffices"), "/f")
@@ -228,6 +241,7 @@ def main():
         gone = set(damaged[name].values()) - set(now.values()) - {b""}
         check(name, "lost by recover", gone, set())
     tool("check", "sales/sound", status=0)
+    locks()
     wine("reg", "delete", PRODUCT_KEY, "/v", "Backup Index", "/f")
     return 1 if failures else 0
 
