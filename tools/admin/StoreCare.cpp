@@ -52,6 +52,9 @@ constexpr CommandHelp kBreakHelp{
 
 // The folder of postoffices that the command line or the registry names.
 std::string RootOf(const Context& context) {
+    if (!context.host.empty()) {
+        throw WrongUsage("this command looks at the files of this machine; leave --host away");
+    }
     if (!context.root.empty()) return FullPath(context.root);
     std::array<char, kPathCapacity> root{};
     ReadMailRoot(root);
@@ -124,7 +127,7 @@ void RunCheck(const std::string& place, const Context& context) {
     if (!findings.empty()) EndWithProblems(findings.size(), " found");
 }
 
-void PrintStep(const RepairStep& step, Answer& answer) {
+void PrintStep(const RepairStep& step, Answer& answer, const Context& context) {
     const char* code = KindOf(step.problem).code;
     if (answer.IsJson()) {
         return answer.Add({{"problem", code},
@@ -132,7 +135,7 @@ void PrintStep(const RepairStep& step, Answer& answer) {
                            {"done", step.done},
                            {"text", ToUtf8(step.text)}});
     }
-    Print(step.file + "\n  " + code + ": " + (step.done ? "" : "left: ") + step.text + "\n");
+    PrintDone(step.file + "\n  " + code + ": " + (step.done ? "" : "left: ") + step.text, context);
 }
 
 void RunRecover(const std::string& place, const Context& context) {
@@ -140,7 +143,8 @@ void RunRecover(const std::string& place, const Context& context) {
     const std::string folder = FolderOfPlace(place, root);
     Answer answer(context);
     const std::vector<Finding> left = RecoverStore(
-        folder, root, context.dryRun, [&](const RepairStep& step) { PrintStep(step, answer); },
+        folder, root, context.dryRun,
+        [&](const RepairStep& step) { PrintStep(step, answer, context); },
         Noted("checked", context));
     if (left.empty()) return;
     const std::string command = OnRoot("tarnwick-admin check " + Quoted(folder), context);

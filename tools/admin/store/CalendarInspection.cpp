@@ -98,17 +98,22 @@ bool TakeDigits(std::string_view& text, std::size_t count) {
 }  // namespace
 
 bool IsBucketName(std::string_view name) {
-    if (!name.starts_with('Y')) return false;
+    const auto startsWith = [&name](char letter) {
+        return !name.empty() && LowerAscii(name.front()) == letter;
+    };
+    if (!startsWith('y')) return false;
     name.remove_prefix(1);
-    if (name.starts_with('-')) name.remove_prefix(1);
+    const bool isBefore2000 = name.starts_with('-');
+    if (isBefore2000) name.remove_prefix(1);
     const std::size_t digits = std::min(name.find_first_not_of("0123456789"), name.size());
     name.remove_prefix(digits);
     if (name.empty()) return digits <= 2;
-    if (digits != 2 || name.front() != 'M') return false;
+    // The sign counts for one of the two.
+    if ((digits != 2 && !(isBefore2000 && digits == 1)) || !startsWith('m')) return false;
     name.remove_prefix(1);
     if (!TakeDigits(name, 2)) return false;
     if (name.empty()) return true;
-    if (name.front() != 'D') return false;
+    if (!startsWith('d')) return false;
     name.remove_prefix(1);
     return TakeDigits(name, 2) && name.empty();
 }
@@ -124,8 +129,8 @@ void CalendarInspection::Run(std::string_view bytes, std::string_view name) {
     const std::size_t textEnd = FindByte(bytes, kEndOfText);
     const std::string_view text = bytes.substr(0, textEnd);
     if (!text.empty()) ForEachLine(text, [this](std::string_view line) { TakeLine(line); });
-    if (textEnd != kNotFound && textEnd + 1 < bytes.size()) Add(Problem::LinesHidden);
     FindDoubledIds();
+    if (textEnd != kNotFound && textEnd + 1 < bytes.size()) Add(Problem::LinesHidden);
     std::stable_sort(
         problems_.begin(), problems_.end(),
         [](const LineProblem& left, const LineProblem& right) { return left.line < right.line; });

@@ -62,7 +62,7 @@ class CalendarInspection {
     std::string bucket_;
 };
 
-// Whether a name is one that dates give to calendars.
+// Whether a name is one that dates give to calendars, in any case of letters.
 bool IsBucketName(std::string_view name);
 
 // Whether every line has its two tabs and no line break ends the calendar; also of an empty one.

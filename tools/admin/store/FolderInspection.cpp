@@ -2,11 +2,8 @@
 
 #include <algorithm>
 
-#include "common/Clock.h"
 #include "common/Retry.h"
 #include "common/Text.h"
-#include "Library/LIBStoreIndexSerialisation/IndexBackup.h"
-#include "Library/LIBStoreIndexSerialisation/IndexSettings.h"
 #include "tools/admin/EventIds.h"
 #include "tools/admin/store/BlockRule.h"
 #include "tools/admin/store/CalendarSiblings.h"
@@ -16,17 +13,7 @@
 namespace tarnwick::admin {
 namespace {
 
-constexpr std::int64_t kUnconsumedSeconds = 30LL * 24 * 60 * 60;
-// A new message may wait as long in a server's memory for its index to be committed.
-constexpr std::int64_t kUncommittedSeconds = 10 * 60;
-
 constexpr std::string_view kMessageExtensions[] = {"MAI", "VCF", "TSK", "CAL"};
-
-bool HasMessageExtension(std::string_view name) {
-    return std::any_of(
-        std::begin(kMessageExtensions), std::end(kMessageExtensions),
-        [name](std::string_view extension) { return HasExtension(name, extension); });
-}
 
 std::string Lower(std::string_view text) {
     std::string lower(text);
@@ -41,7 +28,12 @@ bool IsItem(std::string_view name) {
 // Whether an ID is of a form that imports give and people do not: then it came with an item.
 bool LooksImported(std::string_view id) {
     constexpr std::size_t kUuidLength = 36;
-    if (id.find('@') != id.npos || (id.find('~') != id.npos && ReplacedName(id) != id)) return true;
+    if (id.find('@') != id.npos) return true;
+    if (id.find('~') != id.npos) {
+        const std::string_view stem = WithoutNumber(id).value_or(id);
+        // Only a replaced name stays what it is in spite of its "~".
+        return EventItemNames(stem).front() == std::string(stem) + ".ICS";
+    }
     return id.size() >= kUuidLength && id[8] == '-' && id[13] == '-' && id[18] == '-' &&
            id[23] == '-';
 }
@@ -50,11 +42,6 @@ bool LooksImported(std::string_view id) {
 bool IsFlag(std::string_view name) {
     return EqualsIgnoreCase(name, kChangeFlag) || EqualsIgnoreCase(name, kCachedFlag) ||
            (name.starts_with('_') && (HasExtension(name, "NFY") || HasExtension(name, "NEW")));
-}
-
-std::string StampOf(const StoredFile* file) {
-    if (file == nullptr) return "-";
-    return std::to_string(file->size) + "@" + std::to_string(file->lastWrite);
 }
 
 std::string ErrorText(DWORD error) {
@@ -67,6 +54,17 @@ std::string CalendarUnit(std::string_view calendar) {
 }
 
 }  // namespace
+
+bool HasMessageExtension(std::string_view name) {
+    return std::any_of(
+        std::begin(kMessageExtensions), std::end(kMessageExtensions),
+        [name](std::string_view extension) { return HasExtension(name, extension); });
+}
+
+std::string StampOf(const StoredFile* file) {
+    if (file == nullptr) return "-";
+    return std::to_string(file->size) + "@" + std::to_string(file->lastWrite);
+}
 
 std::string PlaceText(std::string_view folder, std::string_view root) {
     const auto isBelow = [](std::string_view path, std::string_view above) {
@@ -237,91 +235,6 @@ void FolderInspection::ReportItems() {
         const StoredFile* file = listing_->Find(name);
         Add(Problem::ItemAlone, file->name, kItemsUnit, StampOf(file));
     }
-}
-
-// --- index ---
-
-void FolderInspection::TakeIndexes() {
-    const StoredFile* index = listing_->Find(kIndexName);
-    const StoredFile* groups = listing_->Find(kGroupsName);
-    const StoredFile* backup = listing_->Find(kBackupName);
-    const StoredFile* quarantined = listing_->Find(kQuarantineName);
-    if (Wants(kIndexUnit)) {
-        const std::string state = StampsOf({kIndexName, kBackupName, kQuarantineName});
-        if (index != nullptr) {
-            TakeIndex(*index, kIndexUnit);
-            if (backup != nullptr) TakeBackup(*backup, *index);
-        } else if (groups == nullptr && backup != nullptr) {
-            Add(Problem::IndexMissing, kIndexName, kIndexUnit, state);
-        } else if (groups == nullptr && quarantined != nullptr) {
-            Add(Problem::IndexQuarantined, kQuarantineName, kIndexUnit, state);
-        }
-    }
-    if (groups != nullptr && Wants(kGroupsUnit)) TakeIndex(*groups, kGroupsUnit);
-}
-
-void FolderInspection::TakeIndex(const StoredFile& file, const std::string& unit) {
-    const auto bytes = Read(file, unit);
-    if (!bytes) return;
-    index_.Run(*bytes, StoredIndexSettings().garbageThreshold);
-    for (const ByteProblem& problem : index_.Problems()) {
-        Add(problem.problem, file.name, unit, StampOf(&file), problem.detail).offset =
-            problem.offset;
-    }
-    if (!index_.Loads()) return;
-    // A folder that is marked is compared with its files when it is opened next.
-    const StoredFile* mark = listing_->Find(kChangeFlag);
-    if (mark == nullptr || AgeSeconds(mark->lastWrite) > kUnconsumedSeconds) {
-        CompareWithFiles(file, unit);
-    }
-}
-
-void FolderInspection::CompareWithFiles(const StoredFile& index, const std::string& unit) {
-    const StoreIndex& entries = index_.Index();
-    for (const StoreIndex::Entry& entry : entries.InPositionOrder()) {
-        const std::string id(entry.Id());
-        // A message whose edit broke off has a problem of its own.
-        if (listing_->Find(id) != nullptr || listing_->Find("_" + id) != nullptr) continue;
-        Finding& finding = Add(Problem::IndexEntryAlone, index.name, unit, StampOf(&index), id);
-        finding.offset = entry.ItemOffset();
-        finding.id = id;
-    }
-    for (const StoredFile& file : listing_->Files()) {
-        if (entries.FindById(file.name) != nullptr || !IsMessageOf(index, file)) continue;
-        const bool mayWait =
-            file.lastWrite > index.lastWrite && AgeSeconds(file.lastWrite) < kUncommittedSeconds;
-        if (mayWait) continue;
-        Add(Problem::IndexFileAlone, file.name, unit, StampOf(&index) + " " + StampOf(&file));
-    }
-}
-
-bool FolderInspection::IsMessageOf(const StoredFile& index, const StoredFile& file) {
-    if (file.name.starts_with('_')) return false;
-    if (EqualsIgnoreCase(index.name, kGroupsName)) return HasExtension(file.name, "GRP");
-    if (!HasMessageExtension(file.name)) return false;
-    if (!hasCalendars_ || !HasExtension(file.name, "CAL")) return true;
-    const auto bytes = reader_.Read(listing_->PathOf(file.name), file.size);
-    return bytes && bytes->starts_with(kMessageCalendarStart);
-}
-
-void FolderInspection::TakeBackup(const StoredFile& backup, const StoredFile& index) {
-    const IndexSettings& settings = StoredIndexSettings();
-    if (settings.backupIndex != 1) return;
-    const auto bytes = Read(backup, kIndexUnit);
-    if (!bytes) return;
-    const std::string state = StampsOf({kIndexName, kBackupName});
-    index_.Run(*bytes, settings.garbageThreshold);
-    if (!index_.Loads()) {
-        const ByteProblem& problem = index_.Problems().front();
-        Add(Problem::BackupMalformed, backup.name, kIndexUnit, state, problem.detail).offset =
-            problem.offset;
-        return;
-    }
-    const std::uint64_t now = CurrentFileTime();
-    if (now < backup.lastWrite || index.lastWrite <= backup.lastWrite) return;
-    if (CalendarMinutes(now - backup.lastWrite) <= settings.backupIntervalMinutes) return;
-    Add(Problem::BackupOld, backup.name, kIndexUnit, state,
-        FormatAge(AgeSeconds(backup.lastWrite)));
 }
 
 // --- activity, flags, siblings, blocks ---

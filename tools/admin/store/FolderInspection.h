@@ -71,6 +71,15 @@ class FolderInspection {
     bool entriesHidden_ = false;
 };
 
+// A flag that is older waits for nobody.
+inline constexpr std::int64_t kUnconsumedSeconds = 30LL * 24 * 60 * 60;
+
+// Whether the name is one that messages have, other than groups.
+bool HasMessageExtension(std::string_view name);
+
+// Size and time of a file; null: that there is none.
+std::string StampOf(const StoredFile* file);
+
 // "postoffice/mailbox" of a folder within a mailbox below the root, else the folder.
 std::string PlaceText(std::string_view folder, std::string_view root);
 
