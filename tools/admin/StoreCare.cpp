@@ -58,7 +58,7 @@ std::string RootOf(const Context& context) {
     if (!context.root.empty()) return FullPath(context.root);
     std::array<char, kPathCapacity> root{};
     ReadMailRoot(root);
-    return root.data();
+    return root.front() == '\0' ? std::string() : FullPath(root.data());
 }
 
 // An answer of many parts: objects for programs, blocks of text for people.

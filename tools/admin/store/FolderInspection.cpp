@@ -93,6 +93,10 @@ std::vector<Finding> FolderInspection::Run(const FolderListing& listing, const U
     items_.clear();
     itemOfId_.clear();
     entriesHidden_ = false;
+    if (listing.Error() != 0 && Wants(kFolderUnit)) {
+        Add(Problem::Unreadable, "", kFolderUnit, {}, ErrorText(listing.Error())).file =
+            listing.Folder();
+    }
     if (hasCalendars_) CollectItems();
     for (const StoredFile& file : listing.Files()) {
         if (hasCalendars_ && HasExtension(file.name, "CAL")) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "common/Files.h"
+#include "common/Retry.h"
 #include "common/Text.h"
 
 namespace tarnwick::admin {
@@ -29,6 +30,8 @@ FolderListing::FolderListing(std::string folder) : folder_(std::move(folder)) {
             folders_.push_back(std::move(found->name));
         }
     }
+    const DWORD error = GetLastError();
+    if (error != ERROR_NO_MORE_FILES && !IsGone(error)) error_ = error;
     std::sort(files_.begin(), files_.end(), [](const StoredFile& left, const StoredFile& right) {
         return LessIgnoringCase(left.name, right.name);
     });

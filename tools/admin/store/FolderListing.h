@@ -18,9 +18,11 @@ struct StoredFile {
 
 class FolderListing {
   public:
-    // `folder` comes without a backslash at its end. One that cannot be listed is empty.
+    // `folder` comes without a backslash at its end.
     explicit FolderListing(std::string folder);
 
+    // Why the folder could not be listed to its end; 0 when it was, or has gone.
+    std::uint32_t Error() const { return error_; }
     const std::string& Folder() const { return folder_; }
     std::string PathOf(std::string_view name) const { return folder_ + "\\" + std::string(name); }
     // In the order of their names without regard to case.
@@ -31,6 +33,7 @@ class FolderListing {
 
   private:
     std::string folder_;
+    std::uint32_t error_ = 0;
     std::vector<StoredFile> files_;
     std::vector<std::string> folders_;
 };

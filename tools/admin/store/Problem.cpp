@@ -34,7 +34,7 @@ constexpr ProblemKind kKinds[] = {
     {Problem::NumberOdd, "number-odd",
      "the start or end \"{detail}\" is no plain number: the entry shows at what digits it begins "
      "with, or at 1970",
-     "tarnwick-admin get {place} {id} --calendar {calendar}", Repair::None},
+     kShowEntry, Repair::None},
     {Problem::TimeWrapped, "time-wrapped",
      "the time {detail} is what a time past 2038 becomes in 32 bits, or does not fit into them: "
      "the entry shows in another century, if at all",
@@ -144,7 +144,7 @@ constexpr ProblemKind kKinds[] = {
      "its holder has ended without removing it ({detail}): who needs the lock waits, or fails",
      "tarnwick-admin locks break {file}", Repair::BreakBlock},
     {Problem::Unreadable, "unreadable",
-     "the file cannot be read ({detail}): what it holds does not show, and was not checked",
+     "it cannot be read ({detail}): what it holds does not show, and was not checked",
      "tarnwick-admin check {place}", Repair::None},
 };
 

@@ -15,6 +15,15 @@ std::string FreeName(const std::string& path) {
     return kept;
 }
 
+bool WriteNew(const std::string& path, std::string_view bytes) {
+    File file(path, {GENERIC_WRITE, 0, CREATE_NEW});
+    if (!file.IsOpen()) return false;
+    if (file.Write(bytes) && file.Close()) return true;
+    file.Close();
+    RemoveFile(path);
+    return false;
+}
+
 }  // namespace
 
 std::optional<std::string> SetAside(const std::string& path) {
@@ -30,12 +39,11 @@ std::optional<std::string> KeepCopy(const std::string& path) {
     return std::string(NameOf(kept));
 }
 
-bool WriteNew(const std::string& path, std::string_view bytes) {
-    File file(path, {GENERIC_WRITE, 0, CREATE_NEW});
-    if (!file.IsOpen()) return false;
-    if (file.Write(bytes) && file.Close()) return true;
-    file.Close();
-    RemoveFile(path);
+bool WriteAnew(const std::string& path, std::string_view bytes) {
+    const auto kept = SetAside(path);
+    if (!kept) return false;
+    if (WriteNew(path, bytes)) return true;
+    if (!kept->empty()) MoveToName(std::string(ParentOf(path)) + "\\" + *kept, path);
     return false;
 }
 

@@ -24,8 +24,9 @@ std::optional<std::string> SetAside(const std::string& path);
 // The same with a copy; the file stays.
 std::optional<std::string> KeepCopy(const std::string& path);
 
-// Writes a file that is not there; nothing is left of one that could not be written whole.
-bool WriteNew(const std::string& path, std::string_view bytes);
+// Sets aside the file that is there and writes it anew. One that cannot be written whole is what it
+// was before.
+bool WriteAnew(const std::string& path, std::string_view bytes);
 
 // Renames to a name that is free, waiting for readers that hold the file.
 bool MoveInPlace(const std::string& from, const std::string& to);

@@ -27,7 +27,9 @@ bool IsFolder(const std::string& path) {
 // other text.
 std::string NamedFolder(const std::string& place, const std::string& root) {
     const std::size_t slash = place.find('/');
-    if (place.find_first_of("\\:") != place.npos || place.starts_with('.') || slash == 0) return {};
+    if (root.empty() || place.find_first_of("\\:") != place.npos || place.starts_with('.') ||
+        slash == 0)
+        return {};
     const std::string postoffice = place.substr(0, slash);
     if (slash == place.npos) return root + "\\" + postoffice;
     const std::string mailbox = place.substr(slash + 1);

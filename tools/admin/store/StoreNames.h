@@ -16,6 +16,7 @@ inline constexpr const char* kActivityBlock = "_activity.blk";
 inline constexpr const char* kMessageCalendarStart = "BEGIN:";
 
 // Names of units; none is that of a file.
+inline constexpr const char* kFolderUnit = "folder/";
 inline constexpr const char* kItemsUnit = "items/";
 inline constexpr const char* kIndexUnit = "index/";
 inline constexpr const char* kGroupsUnit = "groups/";

@@ -55,8 +55,7 @@ Outcome RestoreCalendar(const Finding& finding, bool dryRun) {
     const std::string text = "from " + choice->file->name + ": " + choice->why;
     if (!choice->whole || !HasExtension(taken, "TMP")) {
         const auto bytes = ReadWholeFile(taken);
-        if (!bytes || !SetAside(replacement)) return Left(kNoWrite);
-        if (!WriteNew(replacement, WholeLines(*bytes))) return Left(kNoWrite);
+        if (!bytes || !WriteAnew(replacement, WholeLines(*bytes))) return Left(kNoWrite);
     }
     if (!MoveInPlace(replacement, finding.file)) return Left(kNoWrite);
     TellWatchers(finding);
@@ -73,7 +72,7 @@ Outcome RewriteCalendar(const Finding& finding, bool dryRun) {
     const std::string whole = WholeLines(*bytes);
     if (whole == *bytes) return Done("it is whole again");
     const std::string replacement = stem + ".TMP";
-    if (!SetAside(replacement) || !WriteNew(replacement, whole)) return Left(kNoWrite);
+    if (!WriteAnew(replacement, whole)) return Left(kNoWrite);
     const auto kept = SetAside(finding.file);
     if (!kept || !MoveInPlace(replacement, finding.file)) return Left(kNoWrite);
     TellWatchers(finding);
@@ -106,8 +105,7 @@ Outcome RewriteActivity(const Finding& finding, bool dryRun) {
         const std::string kept = KeptActivity(*bytes);
         if (kept == *bytes) return Done("it is sound again");
         const std::string replacement = finding.folder + "\\" + kActivityReplacement;
-        if (!SetAside(replacement)) return Left(kNoWrite);
-        if (!kept.empty() && !WriteNew(replacement, kept)) return Left(kNoWrite);
+        if (!kept.empty() && !WriteAnew(replacement, kept)) return Left(kNoWrite);
         const auto before = SetAside(finding.file);
         if (!before) return Left(kNoWrite);
         if (!kept.empty() && !MoveInPlace(replacement, finding.file)) return Left(kNoWrite);
@@ -175,9 +173,17 @@ Outcome Mend(const Finding& finding, bool dryRun) {
     return Left("only its users know");
 }
 
-// Locks first, so that nothing waits for those who have ended.
+// Locks first, so that nothing waits for those who have ended; and what is in the way goes before
+// something takes its place.
 int Rank(const Finding& finding) {
-    return KindOf(finding.problem).repair == Repair::BreakBlock ? 0 : 1;
+    switch (KindOf(finding.problem).repair) {
+        case Repair::BreakBlock:
+            return 0;
+        case Repair::SetAside:
+            return 1;
+        default:
+            return 2;
+    }
 }
 
 // What one repair mends is tried once: all torn lines of one calendar, all gaps of one index.
