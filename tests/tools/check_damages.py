@@ -13,6 +13,7 @@ import shlex
 import shutil
 import subprocess
 import sys
+import threading
 import time
 
 SOURCE, BINARY = sys.argv[1:3]
@@ -72,13 +73,17 @@ SOUND = {
     "Inbox/_index.xml": INDEX, "Inbox/_index.xml.bad": b"<",
     "Inbox/3.MAI": b"a", "Inbox/5.MAI": b"b", "Inbox/7.MAI": b"c",
     "Tasks/_index.xml": b'<BASEELEMENT LASTUID="4"/>',
-    "_activity.tab": b"\r\n".join(ACTIVE),
+    "Groups/_groups.xml": WHOLE.replace(b"MAI", b"GRP"), "Groups/3.GRP": b"", "Groups/5.GRP": b"",
+    "Groups/7.GRP": b"", "_activity.tab": b"\r\n".join(ACTIVE),
 }
-# A writer at work, and flags that wait for their readers.
-AT_WORK = {"Calendar/Y25M03D02.BLK": b"", "Calendar/Y25M03D02.CAL": b"", "Calendar/_CHANGE.DTY": b"x",
-         "Calendar/Y25M03D02.TMP": b"174", "Inbox/_index.blk": b"", "_3.NEW": b"mail"}
+# Writers at work, and flags that wait for their readers.
+AT_WORK = {"Calendar/Y25M03D02.BLK": b"", "Calendar/Y25M03D02.CAL": b"",
+           "Calendar/_CHANGE.DTY": b"x", "Calendar/Y25M03D02.TMP": b"174",
+           "Inbox/_index.blk": b"", "_3.NEW": b"mail",
+           "Inbox/9.MAI": b"new", "Marked/_index.xml": INDEX, "Marked/_CHANGE.DTY": b"x"}
 
 C, I, A = "Calendar/Y25M03D01.CAL", "Inbox/_index.xml", "_activity.tab"
+G = "Groups/_groups.xml"
 T, B, O, L = (C[:-3] + e for e in ("TMP", "BAK", "OLD", "BLK"))
 TURNED = b"\r\n".join(reversed(DAY.split(b"\r\n")))
 NEW = DAY + b"\r\n1740821400\t1740823200\tNew"
@@ -96,7 +101,8 @@ def after(text, added, data=DAY):
 # name, files that the damage writes (None: removes; old(...): with a time), what check names
 # (problem, file, line or offset), what recover leaves; a row without the last is left to the user.
 ROWS = [
-    ("between", {C: None, T: NEW, B: DAY}, ("calendar-missing", C, None), {C: NEW, T: None, B: DAY}),
+    ("between", {C: None, T: NEW, B: DAY},
+     ("calendar-missing", C, None), {C: NEW, T: None, B: DAY}),
     ("torn-tmp", {C: None, T: NEW[:-20], B: DAY},
      ("calendar-missing", C, None), {C: DAY, T + ".kept": NEW[:-20]}),
     ("empty-tmp", {C: None, T: b"", B: DAY}, ("calendar-missing", C, None), {C: DAY}),
@@ -144,7 +150,8 @@ ROWS = [
      ("index-id-doubled", I, INDEX.index(TRAILER)), {I: WHOLE}),
     ("last-uid", {I: INDEX.replace(b"x00000007", b"x00000006")},
      ("index-last-uid", I, 0), {I: WHOLE}),
-    ("no-file", {"Inbox/5.MAI": None}, ("index-entry-alone", I, INDEX.index(ENTRIES[1])), {I: INDEX}),
+    ("no-file", {"Inbox/5.MAI": None},
+     ("index-entry-alone", I, INDEX.index(ENTRIES[1])), {I: INDEX}),
     ("no-entry", {"Inbox/9.MAI": old(b"d")}, ("index-file-alone", "Inbox/9.MAI", None), {I: INDEX}),
     ("index-gone", {I: None}, ("index-missing", I, None), {I: INDEX}),
     ("put-aside", {I: None, I + ".bak": None, I + ".bad": INDEX[:150]},
@@ -155,6 +162,10 @@ ROWS = [
      {I + ".bak": INDEX, I + ".bak.kept": WHOLE}),
     ("activity-gone", {A: None, "_activity.tmp": ACTIVE[0]}, ("activity-missing", A, None),
      {A: ACTIVE[0]}),
+    ("empty-activity", {A: None, "_activity.tmp": b""}, ("sibling-left", "_activity.tmp", None),
+     {"_activity.tmp": None}),
+    ("groups", {G: SOUND[G].replace(b"x00000007", b"x00000001")}, ("index-last-uid", G, 0),
+     {G: SOUND[G]}),
     ("short", {A: b"srv\t1\r\n" + ACTIVE[0]}, ("activity-short", A, 1), {A: ACTIVE[0]}),
     ("fields", {A: ACTIVE[0] + b"\r\nsrv\tIMAP\t42"}, ("activity-fields", A, 2), {A: ACTIVE[0]}),
     ("wide-line", {A: ACTIVE[0] + b"x" * 1100}, ("activity-too-long", A, 1), {A: None}),
@@ -162,8 +173,8 @@ ROWS = [
      {A: b"\r\n".join(ACTIVE)}),
     ("earlier-run", {A: ACTIVE[0] + b"\r\n" + ACTIVE[0].replace(b"170000", b"160000")[:-1] + b"1"},
      ("activity-stale", A, 2), {A: ACTIVE[0]}),
-    ("message", {"Inbox/5.MAI": None, "Inbox/_5.MAI": b"b2"}, ("message-missing", "Inbox/5.MAI", None),
-     {"Inbox/5.MAI": b"b2", "Inbox/_5.MAI": None}),
+    ("message", {"Inbox/5.MAI": None, "Inbox/_5.MAI": b"b2"},
+     ("message-missing", "Inbox/5.MAI", None), {"Inbox/5.MAI": b"b2", "Inbox/_5.MAI": None}),
     ("sibling", {"Inbox/_5.MAI": b"b2"}, ("sibling-left", "Inbox/_5.MAI", None),
      {"Inbox/5.MAI": b"b", "Inbox/_5.MAI.kept": b"b2"}),
     ("flag", {"Inbox/_NOTIFY.NFY": old(b"x")}, ("flag-old", "Inbox/_NOTIFY.NFY", None),
@@ -225,22 +236,54 @@ def mend_as_told(left):
                 check(name, file + " as told", now.get(file), content)
 
 
+def at_work(stop):
+    """What a server does: swaps one calendar and makes another anew, without a pause."""
+    folder = MAILBOXES / "sound" / "Calendar"
+    day, new = folder / "Y25M03D01", folder / "Y25M03D05.CAL"
+    files = {name: day.with_suffix(name) for name in (".CAL", ".TMP", ".BAK", ".BLK")}
+    while not stop.is_set():
+        files[".BLK"].touch()
+        files[".TMP"].write_bytes(DAY)
+        shutil.copyfile(files[".CAL"], files[".BAK"])
+        files[".CAL"].unlink()
+        time.sleep(0.002)
+        files[".TMP"].rename(files[".CAL"])
+        files[".BLK"].unlink()
+        new.write_bytes(b"1741132800\t17411")
+        time.sleep(0.002)
+        new.write_bytes(b"1741132800\t1741132800\tNew")
+        new.unlink()
+
+
+def check_at_work():
+    stop = threading.Event()
+    worker = threading.Thread(target=at_work, args=[stop])
+    worker.start()
+    for _ in range(3):
+        tool("check", "sales/sound", status=0)
+    stop.set()
+    worker.join()
+
+
 def locks():
     """Both of the sound mailbox, and which of them may be broken."""
     shown = {lock["file"].rsplit("\\", 1)[1]: (lock["waitSeconds"], lock["stale"], lock["heldOpen"])
              for lock in tool("locks", "sales/sound", status=0)}
-    check("locks", "shown", shown, {"Y25M03D02.BLK": (61, False, False), "_index.blk": (61, False, False)})
+    check("locks", "shown", shown,
+          {"Y25M03D02.BLK": (61, False, False), "_index.blk": (61, False, False)})
     block = MAILBOXES / "sound" / "Inbox" / "_index.blk"
     for seconds, status in ((60, 5), (65, 0), (0, 1)):
         if seconds:
             os.utime(block, (time.time() - seconds,) * 2)
         done = wine(f"{BINARY}/bin/tarnwick-admin.exe", "locks", "break", windows_path(block))
-        check("locks break", f"{seconds} s", (done.returncode, block.exists()), (status, status == 5))
+        check("locks break", f"{seconds} s", (done.returncode, block.exists()),
+              (status, status == 5))
 
 
 def main():
     build()
-    wine("reg", "add", PRODUCT_KEY, "/v", "Mail Root", "/d", windows_path(WORK / "postoffices"), "/f")
+    root = windows_path(WORK / "postoffices")
+    wine("reg", "add", PRODUCT_KEY, "/v", "Mail Root", "/d", root, "/f")
     wine("reg", "add", PRODUCT_KEY, "/v", "Backup Index", "/t", "REG_DWORD", "/d", "1", "/f")
     damaged = {name: contents(MAILBOXES / name) for name, *_ in ROWS}
     found = by_mailbox(tool("check", status=3))
@@ -261,6 +304,7 @@ def main():
         gone = set(damaged[name].values()) - set(now.values()) - {b""}
         check(name, "lost by recover", gone, set())
     tool("check", "sales/sound", status=0)
+    check_at_work()
     mend_as_told(left)
     locks()
     wine("reg", "delete", PRODUCT_KEY, "/v", "Backup Index", "/f")
