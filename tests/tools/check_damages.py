@@ -83,7 +83,8 @@ AT_WORK = {"Calendar/Y25M03D02.BLK": b"", "Calendar/Y25M03D02.CAL": b"",
            "Inbox/9.MAI": b"new", "Marked/_index.xml": INDEX, "Marked/_CHANGE.DTY": b"x"}
 
 C, I, A = "Calendar/Y25M03D01.CAL", "Inbox/_index.xml", "_activity.tab"
-G = "Groups/_groups.xml"
+G, N = "Groups/_groups.xml", "Calendar/Own days.CAL"
+MARK = b"This file is a flag file that denotes that this folder has been changed"
 T, B, O, L = (C[:-3] + e for e in ("TMP", "BAK", "OLD", "BLK"))
 TURNED = b"\r\n".join(reversed(DAY.split(b"\r\n")))
 NEW = DAY + b"\r\n1740821400\t1740823200\tNew"
@@ -123,8 +124,8 @@ ROWS = [
     ("number", {C: b"x" + DAY}, ("number-odd", C, 1), None),
     ("wide", {C: DAY + b"\r\n4102444800\t4102448400\tFar"}, ("time-wrapped", C, 4), None),
     ("wrapped", {C: DAY + b"\r\n1740821400\t-2000000000\tFar"}, ("time-wrapped", C, 4), None),
-    ("reversed", {C: DAY.replace(b"\t1740823200", b"\t1740820000", 1)},
-     ("start-after-end", C, 1), None),
+    ("reversed", {N: MONTH + b"\r\n1740821400\t1740820000\tOld fair"},
+     ("start-after-end", N, 2), None),
     ("id-tab", {C: DAY.replace(b"Lunch", b"Lu\tnch")}, ("id-odd", C, 2), None),
     ("id-long", {C: DAY + b"x" * 60}, ("id-odd", C, 3), None),
     ("id-twice", {C: DAY.replace(b"Lunch", b"REVIEW")}, ("id-doubled", C, 2), None),
@@ -153,7 +154,7 @@ ROWS = [
     ("no-file", {"Inbox/5.MAI": None},
      ("index-entry-alone", I, INDEX.index(ENTRIES[1])), {I: INDEX}),
     ("no-entry", {"Inbox/9.MAI": old(b"d")}, ("index-file-alone", "Inbox/9.MAI", None), {I: INDEX}),
-    ("index-gone", {I: None}, ("index-missing", I, None), {I: INDEX}),
+    ("index-gone", {I: None}, ("index-missing", I, None), {I: INDEX, "Inbox/_CHANGE.DTY": MARK}),
     ("put-aside", {I: None, I + ".bak": None, I + ".bad": INDEX[:150]},
      ("index-quarantined", I + ".bad", None), {I: HEADER + ENTRIES[0] + TRAILER}),
     ("bad-backup", {I + ".bak": INDEX[:-5]}, ("backup-malformed", I + ".bak", len(INDEX) - 5),
@@ -292,7 +293,8 @@ def main():
     check("sound", "check", found, {})
     tool("recover", "--dry-run", status=3)
     check("dry run", "files", {name: contents(MAILBOXES / name) for name in damaged}, damaged)
-    tool("recover", "sales", status=3)
+    steps = tool("recover", "sales", status=3)
+    check("recover", "left", [step for step in steps if not step["done"]], [])
     left = tool("check", "sales", status=3)
     found = by_mailbox(left)
     for name, _, wanted, mended in ROWS:
