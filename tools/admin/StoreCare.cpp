@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "common/Files.h"
-#include "common/MailRoot.h"
+#include "common/Registry.h"
 #include "common/Text.h"
 #include "tools/admin/Commands.h"
 #include "tools/admin/Console.h"

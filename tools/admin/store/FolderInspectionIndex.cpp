@@ -1,7 +1,7 @@
 // The folder's index, its backup, and the files that it lists.
 #include "common/Clock.h"
 #include "common/Text.h"
-#include "Library/LIBStoreIndexSerialisation/IndexBackup.h"
+#include "Library/LIBStoreIndexSerialisation/BackedUpIndexSerialiser.h"
 #include "Library/LIBStoreIndexSerialisation/IndexSettings.h"
 #include "tools/admin/store/BlockRule.h"
 #include "tools/admin/store/FolderInspection.h"

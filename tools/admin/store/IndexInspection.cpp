@@ -9,7 +9,7 @@
 #include "common/Scan.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 #include "Library/LIBStoreIndexSerialisation/IndexLoad.h"
-#include "Library/LIBStoreIndexSerialisation/IndexMalformations.h"
+#include "Library/LIBStoreIndexSerialisation/IndexReports.h"
 
 namespace tarnwick::admin {
 namespace {

@@ -3,9 +3,9 @@
 #include "common/Files.h"
 #include "common/MutexLock.h"
 #include "common/Text.h"
-#include "Library/FolderFlags.h"
+#include "Library/FolderFiles.h"
 #include "Library/IndexBlockFile.h"
-#include "Library/LIBStoreIndexSerialisation/IndexBackup.h"
+#include "Library/LIBStoreIndexSerialisation/BackedUpIndexSerialiser.h"
 #include "Library/LIBStoreIndexSerialisation/StreamXMLStoreIndexSerialiser.h"
 #include "tools/admin/store/FolderListing.h"
 #include "tools/admin/store/IndexInspection.h"
@@ -126,7 +126,7 @@ Outcome RenewBackup(const Finding& finding, bool dryRun) {
         if (dryRun) return Done("a new copy of the index");
         const auto kept = SetAside(finding.file);
         if (!kept) return Left(kNoCopy);
-        CreateIndexBackup(finding.folder);
+        StreamXMLStoreIndexSerialiser().CreateBackup(finding.folder);
         return Done("a new copy of the index; as it was: " + *kept);
     };
     return dryRun ? change() : WithFolder(finding.folder, kMailFolder, change);
