@@ -51,55 +51,6 @@ bool IsBlank(std::string_view text) {
     return text.find_first_not_of(" \t;,") == std::string_view::npos;
 }
 
-// With line breaks as blanks and without other control characters.
-std::string OnOneLine(std::string_view text) {
-    std::string line;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const bool isBreak = text[at] == '\n' || text[at] == '\r';
-        if (isBreak && text.substr(at, 2) != "\r\n") line += ' ';
-        if (!IsControl(text[at])) line += text[at];
-    }
-    return line;
-}
-
-// The first `limit` characters of a text.
-std::string_view TakeCharacters(std::string_view utf8, std::size_t limit) {
-    std::size_t at = 0;
-    for (; at < utf8.size(); ++at) {
-        const bool isFirstByte = (utf8[at] & 0xC0) != 0x80;
-        if (isFirstByte && limit-- == 0) break;
-    }
-    return utf8.substr(0, at);
-}
-
-struct ShownText {
-    std::string text;
-    std::size_t width = 0;  // in characters
-};
-
-// A value of a file as it can be shown: on one line, in the system code page.
-ShownText Shown(std::string_view value, const ToCodePage& toCodePage) {
-    const std::string utf8 = Utf8OrWindows1252(OnOneLine(value));
-    std::string text;
-    std::size_t width = 0;
-    // ASCII is the same in all of them.
-    for (std::string_view rest = utf8; !rest.empty(); ++width) {
-        const std::string_view character = TakeCharacters(rest, 1);
-        rest.remove_prefix(character.size());
-        text +=
-            character.size() == 1 ? std::string(character) : toCodePage(character).value_or("?");
-    }
-    return {std::move(text), width};
-}
-
-// The same within a note.
-std::string ShownBriefly(std::string_view value, const ToCodePage& toCodePage) {
-    constexpr std::size_t kLongest = 60;
-    const std::string utf8 = Utf8OrWindows1252(OnOneLine(value));
-    const std::string_view brief = TakeCharacters(utf8, kLongest);
-    return Shown(brief, toCodePage).text + (brief.size() == utf8.size() ? "" : "...");
-}
-
 // The display name, else what the parts of the name make.
 std::string NameOf(const ItemPropertyContainer& contact) {
     std::string name(TextOf(contact, property::kDisplayName));
@@ -294,44 +245,18 @@ std::string ChangeText(const StoreCard::Change& change, const ToCodePage& toCode
            ShownBriefly(change.value, toCodePage) + "\": the store's card cannot hold it as it was";
 }
 
-using Columns = std::array<ShownText, 3>;
-
-// A column that is wider pushes the rest of its line.
-constexpr std::size_t kWidestColumn = 40;
-
-std::string TableLine(const Columns& columns, const std::array<std::size_t, 3>& widths) {
-    std::string line;
-    std::size_t blanks = 0;
-    for (std::size_t column = 0; column < columns.size(); ++column) {
-        const auto& [text, width] = columns[column];
-        if (!text.empty()) line.append(blanks, ' ').append(text);
-        if (!text.empty()) blanks = 0;
-        blanks += std::max(widths[column], width) - width + 2;
-    }
-    return line + "\n";
-}
-
 }  // namespace
 
 std::string ContactTable(const std::vector<ItemPropertyContainer>& contacts,
                          const ToCodePage& toCodePage) {
-    std::vector<Columns> rows{{{{"NAME", 4}, {"E-MAIL", 6}, {"NICKNAME", 8}}}};
+    std::vector<std::vector<std::string>> rows{{"NAME", "E-MAIL", "NICKNAME"}};
     for (const ItemPropertyContainer& contact : contacts) {
         const std::string name = NameOf(contact);
-        rows.push_back({Shown(IsBlank(name) ? kNoName : name, toCodePage),
-                        Shown(TextOf(contact, property::kEmailAddress), toCodePage),
-                        Shown(TextOf(contact, property::kNickname), toCodePage)});
+        rows.push_back({IsBlank(name) ? kNoName : name,
+                        std::string(TextOf(contact, property::kEmailAddress)),
+                        std::string(TextOf(contact, property::kNickname))});
     }
-    std::array<std::size_t, 3> widths{};
-    for (const Columns& row : rows) {
-        for (std::size_t column = 0; column < row.size(); ++column) {
-            const std::size_t width = std::min(row[column].width, kWidestColumn);
-            widths[column] = std::max(widths[column], width);
-        }
-    }
-    std::string table;
-    for (const Columns& row : rows) table += TableLine(row, widths);
-    return table;
+    return TextTable(rows, toCodePage);
 }
 
 nlohmann::ordered_json ContactJson(const ItemPropertyContainer& contact) {

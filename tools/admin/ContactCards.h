@@ -3,19 +3,15 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <nlohmann/json_fwd.hpp>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Library/convert/ContactReader.h"
+#include "tools/admin/TextTable.h"
 
 namespace tarnwick::admin {
-
-// A UTF-8 text in the system code page; no value when that lacks one of its characters.
-using ToCodePage = std::function<std::optional<std::string>(std::string_view utf8)>;
 
 // Name, e-mail address and nickname in columns under a heading, one line a contact, in the system
 // code page; a character that it lacks is a question mark.
