@@ -35,7 +35,8 @@ PROGRAM = f"{BINARY}/bin/tarnwick-admin.exe"
 # Wine reads arguments in the character set of the locale.
 ENVIRONMENT = dict(os.environ, TARNWICK_PREFIX=str(PREFIX), LC_ALL="C.UTF-8")
 DAY = "1740787200\t1740873599\t"  # 2025-03-01
-WRITERS = {"add", "edit", "remove", "import", "put", "delete"}
+WRITERS = {"add", "edit", "remove", "import", "put", "delete", "salvage", "rebuild", "compact", "purge",
+           "attach", "--set", "--clear", "--add", "--clean", "--uid", "--flags", "--strip"}
 failures = []
 
 
@@ -92,7 +93,8 @@ def run(arguments, status=0, out="", error="", stdin=b""):
     if not error or error not in got_error:
         check(row, "standard error", got_error, error)
     if out is not None:
-        check(row, "standard output", done.stdout, out if isinstance(out, bytes) else out.encode())
+        encoding = "utf-8" if "--json" in arguments else "cp1252"
+        check(row, "standard output", done.stdout, out if isinstance(out, bytes) else out.encode(encoding))
     return done.stdout
 
 
@@ -824,6 +826,96 @@ hosts test north --json |J {"host":"north","failed":null}
 7 --host north add anna x --on 2025-03-01 ! hosts test north
 hosts remove north | removed host north
 """)
+
+
+def transcript(text, **words):
+    """Runs rows whose answers have lines and backslashes: "$STATUS" and a command line, then "|" a line
+    of the output and "!" a part of standard error."""
+    words = {"anna": "sales/anna", **words}
+    for row in text.strip("\n").split("\n$"):
+        command, *lines = row.lstrip("$").split("\n")
+        status, _, command = command.partition(" ")
+        said = {kind: [line[2:] for line in lines if line[0] == kind] for kind in "|!"}
+        run([words.get(word, word) for word in shlex.split(command)], int(status or 0),
+            "".join(line + "\n" for line in said["|"]), "".join(said["!"]))
+
+
+def leave(path):
+    """A lock that somebody left behind long ago."""
+    path.touch()
+    os.utime(path, (0, 0))
+
+
+def index_file(*entries, last=9):
+    text = "".join(f'<ELEMENT ID="{name}" UID="{uid}"><READ>1</READ><RECEIVED>1775727000</RECEIVED>'
+                   f"<SUBJECT>{subject}</SUBJECT></ELEMENT>" for name, uid, subject in entries)
+    return f'<BASEELEMENT LASTUID="x{last:08x}">{text}</BASEELEMENT>\r\n'.encode("latin-1")
+
+
+def folders():
+    """Indexes, by name and, in a copied folder, by path."""
+    anna = ROOT / "sales" / "MAILROOT" / "anna"
+    inbox = anna / "In Büro"
+    inbox.mkdir()
+    index = inbox / "_index.xml"
+    index.write_bytes(index_file(("1.MAI", 1, "Gr&#xfc;n"), ("-----", "-", "x"), ("3.MAI", 3, "R&amp;D")))
+    for name in "135":
+        (inbox / f"{name}.MAI").write_bytes(b"From: me@x\nSubject: new %b\n\nhi\n" % name.encode())
+    words = {"inbox": "sales/anna/In Büro", "copy": windows_path(inbox)}
+    transcript("""
+$1 index list anna
+! index rebuild makes one
+$2 index list inbox --type books
+! --type
+$2 index list sales/../anna
+! holds ".."
+$2 --root C:/ index list copy
+! leave --root away
+$1 index show inbox 2.MAI
+! no entry of the index
+$ index show copy 3
+| ID\t3.MAI
+| UID\t3
+| extent\t247 + 109 bytes
+| file\tthere
+| READ\t1
+| RECEIVED\t2026-04-09T09:30:00Z
+| SUBJECT\tR&D
+$ index compact inbox
+| compacted: 2 entries, 1 blanked one dropped, 372 bytes before, 269 now
+$ index salvage inbox
+| the index is sound; nothing is to be salvaged
+""", **words)
+    check("index", "compacted", index.read_bytes(), index_file(("1.MAI", 1, "Gr&#xfc;n"), ("3.MAI", 3, "R&amp;D")))
+    torn = index_file(("1.MAI", 1, "a"), ("2.MAI", 2, "b"), ("4.MAI", 4, "c")).replace(b"UID=\"2\"", b"UID")
+    index.write_bytes(torn)
+    transcript("""
+$3 index compact inbox
+! index salvage keeps the 2 entries that are whole
+$4 index salvage inbox
+| salvaged 2 entries, LASTUID 9; the damaged file is kept as copy\\_index.xml.damaged
+| lost: 99 bytes at offset 136, entry 2.MAI: the library cannot read it
+! 1 piece is lost
+$ index rebuild inbox
+| rebuilt: 3 entries, 2 added, 1 changed, 1 dropped
+| changed 1.MAI, UID 1, FROM, SIZE, SUBJECT
+| dropped 4.MAI, UID 4
+| added 3.MAI, UID 10
+| added 5.MAI, UID 11
+""".replace("copy", windows_path(inbox)), **words)
+    check("index", "kept aside", (inbox / "_index.xml.damaged").read_bytes(), torn)
+    leave(inbox / "_index.blk")
+    transcript("""
+$5 index compact inbox
+! the folder is busy
+""", **words)
+    (inbox / "_index.blk").unlink()
+    index.chmod(0o444)
+    transcript("""
+$6 index compact inbox
+! is read-only
+""", **words)
+    index.chmod(0o644)
 
 
 def main():

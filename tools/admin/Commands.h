@@ -29,6 +29,7 @@ void RegisterOverviews(CLI::App& app, Context& context);     // freebusy, calend
 void RegisterHosts(CLI::App& app, Context& context);         // hosts list|add|remove|test
 void RegisterContacts(CLI::App& app, Context& context);      // contacts show|convert
 void RegisterStoreCare(CLI::App& app, Context& context);     // check, recover, locks
+void RegisterIndexFiles(CLI::App& app, Context& context);    // index list|show|salvage|...
 
 // The mailbox that the command line names as "postoffice/mailbox". Every command reaches its
 // mailbox through here. Throws Failure when there is no such mailbox.

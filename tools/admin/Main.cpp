@@ -37,9 +37,9 @@ void RegisterCommands(CLI::App& app, Context& context) {
         ->excludes(host);
     app.footer(kFooter);
     app.parse_complete_callback([&app, &context] { context.command = CommandPath(app); });
-    for (const auto registerFamily :
-         {RegisterEntryChanges, RegisterEntryQueries, RegisterTransfers, RegisterItems,
-          RegisterOverviews, RegisterHosts, RegisterContacts, RegisterStoreCare}) {
+    for (const auto registerFamily : {RegisterEntryChanges, RegisterEntryQueries, RegisterTransfers,
+                                      RegisterItems, RegisterOverviews, RegisterHosts,
+                                      RegisterContacts, RegisterStoreCare, RegisterIndexFiles}) {
         registerFamily(app, context);
     }
 }
@@ -63,7 +63,8 @@ ExitStatus ExplainUsage(const CLI::App& app, const CLI::ParseError& error) {
 
 ExitStatus Run(int count, char** arguments) {
     Context context;
-    CLI::App app("Looks after the calendars of mailboxes.", "tarnwick-admin");
+    CLI::App app("Looks after the calendars of mailboxes and the files of the store.",
+                 "tarnwick-admin");
     RegisterCommands(app, context);
     try {
         if (!IsCommandLineWhole()) {

@@ -85,6 +85,10 @@ void CheckCalendarName(std::string_view name) {
     CheckFileName("calendar", name, kIdLimit);
 }
 
+void CheckFolderName(std::string_view name) {
+    CheckFileName("folder", name, kNameLimit);
+}
+
 void CheckItemName(std::string_view name) {
     static constexpr std::array<std::string_view, 5> kReserved{".cal", ".tmp", ".bak", ".old",
                                                                ".blk"};

@@ -25,6 +25,7 @@ std::string ProblemWithId(std::string_view id);
 // Each throws Failure (WrongUsage) when the name is not fit for its use.
 void CheckId(std::string_view id);
 void CheckCalendarName(std::string_view name);
+void CheckFolderName(std::string_view name);
 // Refuses the names of calendars and their companions too: an item of such a name would destroy
 // one.
 void CheckItemName(std::string_view name);
