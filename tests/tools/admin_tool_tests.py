@@ -840,6 +840,10 @@ def transcript(text, **words):
             "".join(line + "\n" for line in said["|"]), "".join(said["!"]))
 
 
+def run_json(arguments, error=""):
+    return [json.loads(line) for line in run([*arguments, "--json"], 0, None, error).splitlines()[1:]]
+
+
 def leave(path):
     """A lock that somebody left behind long ago."""
     path.touch()
@@ -853,7 +857,7 @@ def index_file(*entries, last=9):
 
 
 def folders():
-    """Indexes, by name and, in a copied folder, by path."""
+    """Indexes, activity, flags and markers, by name and, in a copied folder, by path."""
     anna = ROOT / "sales" / "MAILROOT" / "anna"
     inbox = anna / "In Büro"
     inbox.mkdir()
@@ -916,6 +920,47 @@ $6 index compact inbox
 ! is read-only
 """, **words)
     index.chmod(0o644)
+    activity(anna)
+    transcript("""
+$ notify flag anna
+! no folder is flagged
+$ notify flag inbox --set
+| flagged inbox
+$ notify flag inbox --clear
+| cleared inbox
+$1 notify flag inbox --clear
+! is not flagged
+$2 notify markers inbox
+! postoffice/mailbox
+$ notify markers anna --add "From: ben"
+| added marker 1
+$ notify markers anna --add two
+| added marker 2
+$ notify markers anna --json
+| {"formatVersion":1,"command":"notify markers"}
+| {"number":1,"bytes":9,"counts":false,"text":"From: ben"}
+| {"number":2,"bytes":3,"counts":true,"text":"two"}
+$ notify markers anna --clean
+| deleted 1 marker; the number is 2
+""".replace("flagged inbox", "flagged sales/anna/In Büro").replace("cleared inbox", "cleared sales/anna/In Büro"), **words)
+
+
+def activity(anna):
+    tab = anna / "_activity.tab"
+    line = "MAIL\t{}\tanna\t10.0.0.{}\t143\t{}\tInbox\t2\t{}"
+    lines = [line.format("IMAP-4", 5, 100, "A"), line.format("imap", 6, 200, "B"),
+             line.format("POP", 7, 100, "A"), "short"]
+    tab.write_bytes("\r\n".join(lines).encode())
+    listed = run_json(["activity", "list", "sales/anna"], error="1 line is no entry")
+    check("activity list", "stale", [bool(entry["stale"]) for entry in listed], [True, False, False])
+    leave(anna / "_activity.blk")
+    run(["activity", "purge", "sales/anna"], 5, "", "the activity file is locked")
+    (anna / "_activity.blk").unlink()
+    purged = run_json(["activity", "purge", "sales/anna"])
+    check("activity purge", "purged", [entry["address"] for entry in purged], ["10.0.0.5"])
+    check("activity purge", "left", tab.read_bytes(), "\r\n".join(lines[1:3]).encode())
+    run(["activity", "purge", "sales/anna", "--server", "mail"], out=None)
+    check("activity purge", "file", tab.exists(), False)
 
 
 def main():

@@ -30,6 +30,8 @@ void RegisterHosts(CLI::App& app, Context& context);         // hosts list|add|r
 void RegisterContacts(CLI::App& app, Context& context);      // contacts show|convert
 void RegisterStoreCare(CLI::App& app, Context& context);     // check, recover, locks
 void RegisterIndexFiles(CLI::App& app, Context& context);    // index list|show|salvage|...
+void RegisterActivity(CLI::App& app, Context& context);      // activity list|purge
+void RegisterNotify(CLI::App& app, Context& context);        // notify flag|markers
 
 // The mailbox that the command line names as "postoffice/mailbox". Every command reaches its
 // mailbox through here. Throws Failure when there is no such mailbox.

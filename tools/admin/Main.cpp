@@ -37,9 +37,10 @@ void RegisterCommands(CLI::App& app, Context& context) {
         ->excludes(host);
     app.footer(kFooter);
     app.parse_complete_callback([&app, &context] { context.command = CommandPath(app); });
-    for (const auto registerFamily : {RegisterEntryChanges, RegisterEntryQueries, RegisterTransfers,
-                                      RegisterItems, RegisterOverviews, RegisterHosts,
-                                      RegisterContacts, RegisterStoreCare, RegisterIndexFiles}) {
+    for (const auto registerFamily :
+         {RegisterEntryChanges, RegisterEntryQueries, RegisterTransfers, RegisterItems,
+          RegisterOverviews, RegisterHosts, RegisterContacts, RegisterStoreCare, RegisterIndexFiles,
+          RegisterActivity, RegisterNotify}) {
         registerFamily(app, context);
     }
 }
