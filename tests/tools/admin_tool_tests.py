@@ -9,6 +9,8 @@ names that store, belongs to these tests alone (one group at a time). Every row 
 """
 import calendar as grids
 import datetime as dt
+import email.mime.application
+import email.mime.multipart
 import json
 import os
 import pathlib
@@ -22,6 +24,7 @@ import socket
 import subprocess
 import sys
 import threading
+from email import mime
 
 SOURCE, BINARY, GROUP = sys.argv[1:4]
 PREFIX = pathlib.Path(SOURCE) / "build" / "wine-tools"
@@ -961,6 +964,82 @@ def activity(anna):
     check("activity purge", "left", tab.read_bytes(), "\r\n".join(lines[1:3]).encode())
     run(["activity", "purge", "sales/anna", "--server", "mail"], out=None)
     check("activity purge", "file", tab.exists(), False)
+
+
+def nested(depth, chance):
+    """A random message of parts within parts, made by Python's own library."""
+    if depth == 0 or chance.random() < 0.4:
+        body = chance.randbytes(chance.randrange(200))
+        part = mime.application.MIMEApplication(body, name=f"Ä {len(body)}.bin")
+        return part
+    part = mime.multipart.MIMEMultipart(chance.choice(["mixed", "alternative"]))
+    for _ in range(chance.randrange(1, 4)):
+        part.attach(nested(depth - 1, chance))
+    return part
+
+
+def messages():
+    """The outline against Python's own library; edits read back."""
+    inbox = ROOT / "sales" / "MAILROOT" / "anna" / "Inbox"
+    inbox.mkdir()
+    file = inbox / "1.MAI"
+    mixed = mime.multipart.MIMEMultipart("mixed")
+    chance = random.Random(5)
+    for _ in range(4):
+        mixed.attach(nested(4, chance))
+    mixed["Subject"] = "Agenda"
+    file.write_bytes(mixed.as_bytes().replace(b'mixed; boundary', b'mixed;\n boundary', 1))
+    message = "sales/anna/Inbox/1.MAI"
+    wanted = [(part.get_content_type(), part.get_filename(),
+               None if part.is_multipart() else len(part.get_payload(decode=True)))
+              for part in mixed.walk()]
+
+    def outline():
+        parts = run_json(["message", "show", message])
+        return [(part["type"], part["name"], None if "multipart/" in part["type"] else part["decodedLength"])
+                for part in parts]
+
+    check("message show", "parts", outline(), wanted)
+    content = WORK / "plan ä.pdf"
+    content.write_bytes(bytes(range(256)))
+    delete_values(PRODUCT_KEY, "UID Branding Enabled")
+    transcript("""
+$ message attach one content --type application/pdf
+| attached plan ä.pdf, 256 bytes
+$1 message flags one --uid 17
+! UID Branding Enabled
+$2 message headers one --set Subject
+! sets no header field
+$2 message headers one --set "a b=c"
+! sets no header field
+$ message headers one --set Subject=New --set "X-UID=3.4"
+| set Subject, X-UID of 1.MAI
+""", one=message, content=windows_path(content))
+    check("message attach", "parts", outline(), [*wanted, ("application/pdf", "plan ä.pdf", 256)])
+    set_value(PRODUCT_KEY, "UID Branding Enabled", "1", "REG_DWORD")
+    (inbox / "2.MAI").write_bytes(b"Subject: plain\r\n\r\nhi\r\n")
+    transcript("""
+$ message flags one --uid 17 --flags Seen
+| edited 1.MAI
+$ message flags one
+| uid\t17
+| flags\tSeen
+$ message flags one --strip
+| edited 1.MAI
+$ message flags one --json
+| {"formatVersion":1,"command":"message flags"}
+| {"uid":null,"flags":null}
+$1 message attach plain content
+! --force attaches all the same
+$ message headers plain
+| OFFSET  INDEX    FIELD    VALUE
+| 0       SUBJECT  Subject  plain
+$1 message show sales/anna/Inbox/3.MAI
+! there is no file
+""", one=message, content=windows_path(content), plain="sales/anna/Inbox/2.MAI")
+    leave(inbox / "_2.MAI")
+    run(["message", "headers", "sales/anna/Inbox/2.MAI", "--set", "A=b"], 5, "", "is being edited")
+    delete_values(PRODUCT_KEY, "UID Branding Enabled")
 
 
 def main():

@@ -32,6 +32,7 @@ void RegisterStoreCare(CLI::App& app, Context& context);     // check, recover, 
 void RegisterIndexFiles(CLI::App& app, Context& context);    // index list|show|salvage|...
 void RegisterActivity(CLI::App& app, Context& context);      // activity list|purge
 void RegisterNotify(CLI::App& app, Context& context);        // notify flag|markers
+void RegisterMessages(CLI::App& app, Context& context);      // message show|headers|flags|...
 
 // The mailbox that the command line names as "postoffice/mailbox". Every command reaches its
 // mailbox through here. Throws Failure when there is no such mailbox.
