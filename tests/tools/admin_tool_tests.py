@@ -868,7 +868,7 @@ def folders():
     index.write_bytes(index_file(("1.MAI", 1, "Gr&#xfc;n"), ("-----", "-", "x"), ("3.MAI", 3, "R&amp;D")))
     for name in "135":
         (inbox / f"{name}.MAI").write_bytes(b"From: me@x\nSubject: new %b\n\nhi\n" % name.encode())
-    words = {"inbox": "sales/anna/In Büro", "copy": windows_path(inbox)}
+    words = {"inbox": "sales/anna/In Büro", "copy": windows_path(inbox), "file": windows_path(index)}
     transcript("""
 $1 index list anna
 ! index rebuild makes one
@@ -892,6 +892,12 @@ $ index compact inbox
 | compacted: 2 entries, 1 blanked one dropped, 372 bytes before, 269 now
 $ index salvage inbox
 | the index is sound; nothing is to be salvaged
+$ dump file --json
+| {"formatVersion":1,"command":"dump"}
+| {"offset":0,"length":33,"meaning":"header, LASTUID 9"}
+| {"offset":33,"length":111,"meaning":"entry 1.MAI, UID 1"}
+| {"offset":144,"length":109,"meaning":"entry 3.MAI, UID 3"}
+| {"offset":253,"length":16,"meaning":"trailer"}
 """, **words)
     check("index", "compacted", index.read_bytes(), index_file(("1.MAI", 1, "Gr&#xfc;n"), ("3.MAI", 3, "R&amp;D")))
     torn = index_file(("1.MAI", 1, "a"), ("2.MAI", 2, "b"), ("4.MAI", 4, "c")).replace(b"UID=\"2\"", b"UID")

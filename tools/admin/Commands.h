@@ -33,6 +33,7 @@ void RegisterIndexFiles(CLI::App& app, Context& context);    // index list|show|
 void RegisterActivity(CLI::App& app, Context& context);      // activity list|purge
 void RegisterNotify(CLI::App& app, Context& context);        // notify flag|markers
 void RegisterMessages(CLI::App& app, Context& context);      // message show|headers|flags|...
+void RegisterDump(CLI::App& app, Context& context);          // dump
 
 // The mailbox that the command line names as "postoffice/mailbox". Every command reaches its
 // mailbox through here. Throws Failure when there is no such mailbox.

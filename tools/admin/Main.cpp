@@ -40,7 +40,7 @@ void RegisterCommands(CLI::App& app, Context& context) {
     for (const auto registerFamily :
          {RegisterEntryChanges, RegisterEntryQueries, RegisterTransfers, RegisterItems,
           RegisterOverviews, RegisterHosts, RegisterContacts, RegisterStoreCare, RegisterIndexFiles,
-          RegisterActivity, RegisterNotify, RegisterMessages}) {
+          RegisterActivity, RegisterNotify, RegisterMessages, RegisterDump}) {
         registerFamily(app, context);
     }
 }
