@@ -26,23 +26,16 @@ class Exports : public testing::CalendarTest {
     ModuleHandle module_{LoadLibraryA("TWAICP.DLL")};
 };
 
-// What each does is shown of the functions themselves; here that each is there, and refuses a
-// missing record.
-TEST_F(Exports, AreThereAndRefuseAMissingRecord) {
+// What each does is shown of the functions themselves; here that one that has a record refuses
+// none.
+TEST_F(Exports, RefuseAMissingRecord) {
     void* const none = nullptr;
     AppointmentRecord record = testing::MakeRecord(1, 2, "A");
-    for (const char* name :
-         {"AppointmentAdd", "AppointmentEdit", "AppointmentRemove", "AppointmentGet",
-          "AppointmentFindFirst", "AppointmentFindNext", "AppointmentGetLastError",
-          "AppointmentItemWriteFirstChunk", "AppointmentItemWriteNextChunk",
-          "AppointmentItemGetFirstChunk", "AppointmentItemGetNextChunk", "AppointmentItemGetSize",
-          "AppointmentItemDelete", "AppointmentListItemFindFirst", "AppointmentListItemFindNext",
-          "AppointmentListItemFindClose", "GetFreeBusyData", "SetCurrentHost"}) {
-        EXPECT_EQ(Call(name, none, &record), 0U) << name;
-    }
+    EXPECT_EQ(Call("AppointmentEdit", none, &record), 0U);
     EXPECT_EQ(Call("AppointmentEdit", &record, none), 0U);
+    EXPECT_EQ(Call("SetCurrentHost", none), 0U);
+    EXPECT_EQ(Call("AppointmentGetLastError"), 0U);
     EXPECT_EQ(Call("AppointmentItemGetCurrentOffset"), ~0U);
-    EXPECT_EQ(Call("SetCurrentHost", ""), 1U);
     EXPECT_FALSE(testing::PathExists(folder_));
 }
 
