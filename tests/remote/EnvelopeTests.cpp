@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <iterator>
+#include <numeric>
 #include <sstream>
 
 #include "remote/Envelope.h"
@@ -84,40 +85,28 @@ std::string ReplyDifference(const Tokens& tokens) {
     return reports.Joined(ReportChannel::StandardOutput) == trace ? "" : "the trace";
 }
 
-TEST(Request, IsTheEnvelopeCutToItsArea) {
-    const std::string whole =
-        "<DATA><METHOD>EXEC</METHOD><FUNCTION>F</FUNCTION><PARAMETERS></PARAMETERS></DATA>";
-    const std::string_view text = "a</PARAMETERS b</PARAMETERS>c</PARAMETERS>";
-    BuildExecRequest({}, "F");
-    for (std::size_t size = 1; size <= whole.size() + 2; ++size) {
-        std::vector<char> area(size, '#');
-        BuildExecRequest(area, "F");
-        EXPECT_EQ(area.data(), Cut(whole, size));
-        EXPECT_TRUE(InsertBeforeParametersEnd(text, "b", "[x]", area));
-        EXPECT_EQ(area.data(), Cut("a</PARAMETERS b[x]</PARAMETERS>c</PARAMETERS>", size));
-        EXPECT_FALSE(InsertBeforeParametersEnd("a</parameters>", "a", "[x]", area));
-        EXPECT_EQ(area.data(), Cut("a</parameters>", size));
-    }
-}
-
-TEST(Request, ParametersAreAddedAndTracedLikePlainOnes) {
+TEST(Request, IsBuiltAndTracedLikeAPlainOneCutToItsArea) {
     // Noise whose texts end around the bounds, and the sizes of records.
     Tokens values = {
-        "AAA",         "", std::string(16000, 'a'), Noise(16000, 1), Noise(648, 1), Noise(5388, 1),
-        Noise(8772, 1)};
+        "", "AAA", std::string(16000, 'a'), Noise(16000, 1), Noise(648, 1), Noise(8772, 1)};
     for (std::size_t size = 12404; size < 12424; ++size) values.push_back(Noise(size, 7));
+    std::vector<std::size_t> rooms(150);
+    std::iota(rooms.begin(), rooms.end(), 1);
+    rooms.insert(rooms.end(), {32768, 70000});
     std::mt19937 random(1);
-    while (values.size() < 40) values.push_back(testing::MixedText(random));
     for (const std::string& value : values) {
         auto [text, trace] = PlainValue(value);
         if (text.empty()) trace += "Warning: Serialising returned empty buffer\n";
-        for (const std::size_t room : {100U, 150U, 32768U, 70000U}) {
+        for (const std::size_t room : rooms) {
+            if (room < 150 && value.size() > 10) continue;
             const ReportRecorder reports;
-            const int number = static_cast<int>(random() % 12);  // 0: no place for parameters
-            std::vector<char> request(room);
+            const int number = static_cast<int>(random() % 12);
+            std::vector<char> request(room, '#');
             BuildExecRequest(request, "F");
-            if (number == 0) request[27] = '\0';
-            std::string expected = request.data();
+            std::string expected = Cut(
+                "<DATA><METHOD>EXEC</METHOD><FUNCTION>F</FUNCTION><PARAMETERS></PARAMETERS></DATA>",
+                room);
+            ASSERT_EQ(request.data(), expected);
             const std::string element =
                 Cut(Element(std::to_string(number), text, value.size()), kRemoteTextSize);
             const std::size_t place = expected.find("</PARAMETERS>");
@@ -126,14 +115,13 @@ TEST(Request, ParametersAreAddedAndTracedLikePlainOnes) {
             ASSERT_EQ(request.data(), expected) << value.size();
             ASSERT_EQ(reports.Joined(ReportChannel::StandardOutput),
                       trace + (place == kNone ? "{" + expected + "}\n" : ""));
-            std::string back(value.size(), '\0');
-            const bool isWhole = number > 0 && room > 9000 && !text.empty() && value.size() < 9000;
-            EXPECT_TRUE(!isWhole || (GetResponseParameter(request.data(), number, AreaOf(back)) &&
-                                     back == value));
         }
     }
     std::vector<char> larger(2 * kRemoteTextSize);
     EXPECT_EQ(EncodeParameter(BytesOf(Noise(16000, 1)), larger), 0U) << "whatever the area";
+    BuildExecRequest({}, "F");
+    EXPECT_TRUE(InsertBeforeParametersEnd("b</PARAMETERS></PARAMETERS>", "b", "[x]", larger));
+    EXPECT_STREQ(larger.data(), "b[x]</PARAMETERS></PARAMETERS>");
 }
 
 TEST(Reply, IsReadLikeAPlainOne) {
@@ -151,10 +139,6 @@ TEST(Reply, IsReadLikeAPlainOne) {
     for (const std::size_t size : {32766U, 32767U, 32768U}) values.emplace_back(size, 'A');
     for (const std::string& value : values) {
         EXPECT_EQ(ReplyDifference({Element("1", value)}), "") << value;
-    }
-    const std::string whole = Element("1", good);
-    for (std::size_t cut = 0; cut < whole.size(); ++cut) {
-        EXPECT_EQ(ReplyDifference({whole.substr(0, cut)}), "") << cut;
     }
     std::istringstream words(
         "<PARAMETER1 SIZE= 4 > " + good +
@@ -178,26 +162,20 @@ TEST(Envelope, WithoutMemoryNothingIsAddedOrFilled) {
     const testing::ReportWatcher silence;
     const std::string record = Noise(648, 99);
     const std::string reply = Element("1", PlainValue(record).first);
-    const int count = testing::FailEachAllocation([&](int number, bool andAllAfter) {
+    testing::FailEachAllocation([&](int number, bool andAllAfter) {
         std::vector<char> request(kRemoteTextSize);
         BuildExecRequest(request, "AppointmentAdd");
         const std::string before = request.data();
         std::string area(record.size(), '\0');
-        bool isAdded = false, isFilled = false;
-        {
-            const FailingAllocations failing(number, andAllAfter);
-            isAdded = AddRequestParameter(request, 1, BytesOf(record));
-        }
+        const FailingAllocations failing(number, andAllAfter);
+        const bool isAdded = AddRequestParameter(request, 1, BytesOf(record));
+        const bool isFilled = GetResponseParameter(reply, 1, AreaOf(area));
+        const bool failed = FailingAllocations::Any();
         EXPECT_EQ(before == request.data(), !isAdded) << number;
-        const bool isAddingShort = FailingAllocations::Any();
-        {
-            const FailingAllocations failing(number, andAllAfter);
-            isFilled = GetResponseParameter(reply, 1, AreaOf(area));
-        }
         EXPECT_EQ(area == record, isFilled) << number;
-        return isAddingShort || FailingAllocations::Any();
+        EXPECT_NE(failed, isAdded && isFilled);
+        return failed;
     });
-    EXPECT_GE(count, 3);
 }
 
 TEST(ElementText, IsWhatStandsBetweenTheFirstTags) {

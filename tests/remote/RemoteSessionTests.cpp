@@ -12,7 +12,6 @@
 
 #include "tests/remote/SessionWorld.h"
 #include "tests/support/FailingAllocations.h"
-#include "tests/support/Faults.h"
 #include "tests/support/Model.h"
 #include "tests/support/ReportRecorder.h"
 
@@ -318,14 +317,9 @@ TEST(RemoteSession, ASocketThatCannotBeMadeIsReportedAndTheHostStaysConnectedInN
         EXPECT_EQ(world.Gate(), kFailed);
     }
     EXPECT_EQ(world.State('a'), "A/A/TWAICP.DLL/c");
-    EXPECT_EQ(world.Exchange("x"), "");
     EXPECT_EQ(world.Gate(), kReady);
-    while (WSACleanup() == 0) {
-    }
-    EXPECT_EQ(world.Gate("B"), kFailed);
     EXPECT_EQ(reports.Joined(ReportChannel::StandardOutput),
-              "Error connecting to remote admin: 10024\nError connecting to remote admin: 10093\n");
-    const StartedWinsock again;
+              "Error connecting to remote admin: 10024\n");
 }
 
 TEST(RemoteSession, APeerThatSendsWithoutEndIsNotListenedToForLong) {
@@ -341,38 +335,6 @@ TEST(RemoteSession, APeerThatSendsWithoutEndIsNotListenedToForLong) {
     };
     EXPECT_EQ(world.Gate(), kReady);
     EXPECT_EQ(asked, (1 << 20) / 4096);
-}
-
-// Every socket call of three operations fails once; after each the next operation but one is whole.
-TEST(RemoteSession, AfterAnyFailedCallTheNextOperationWorks) {
-    const ReportRecorder unseen;
-    std::string sequence;
-    std::optional<World> world;
-    const auto attempt = [&](const std::string&) {
-        for (const char* host : {"A", "A", "B", "unknown"}) {
-            world->Gate(host);
-            world->Exchange();
-        }
-        // The first gate after a fault may still count a refused session as ready.
-        SetCallObserver(nullptr);
-        world->Gate("A");
-        EXPECT_EQ(world->Gate("A"), kReady);
-        return world->Exchange();
-    };
-    testing::ExpectOutcomes(
-        {{"gates",
-          [&](const std::string&) { world.emplace(); },
-          attempt,
-          {{testing::Fault::Call, "0 " + std::string(kSuccessReply) + " old|"}}}},
-        WSAECONNRESET);
-    world.emplace();
-    CallRecorder calls;
-    world->Gate("A");
-    calls.Clear();
-    world->Gate("127.0.0.1"), world->Gate("unknown");
-    EXPECT_EQ(Joined(calls.Calls()),
-              "ioctlsocket, send, recv, send, recv, send, recv, ioctlsocket, send, recv, socket")
-        << "before its address";
 }
 
 // A gate for B, with A ready, runs out of memory at each of its allocations: what the session then
