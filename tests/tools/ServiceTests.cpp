@@ -31,6 +31,7 @@ class LogKeeper : public service::ServiceLog {
   public:
     void Write(const std::string& line) override {
         if (act) std::exchange(act, nullptr)();
+        EXPECT_TRUE(line.starts_with("127.0.0.1:"));
         const std::lock_guard lock(mutex_);
         lines_.push_back(line.substr(line.find(' ') + 1));
     }
@@ -186,7 +187,7 @@ TEST(Service, EnumerationsBelongToTheirConnection) {
         EXPECT_EQ(first.Run("AppointmentAdd", record), 1) << id;
     }
     AppointmentRecord key = Appointment("a");
-    const AppointmentRecord replacement = Appointment("A");
+    const AppointmentRecord replacement = Appointment("d");
     EXPECT_EQ(first.Run("AppointmentEdit", key, &replacement), 1);
     const struct {
         OpenClient& client;
@@ -194,8 +195,8 @@ TEST(Service, EnumerationsBelongToTheirConnection) {
         std::int32_t result;
         const char* id;
     } steps[] = {
-        {first, "AppointmentFindFirst", 1, "A"},  {first, "AppointmentFindNext", 1, "b"},
-        {second, "AppointmentFindFirst", 1, "A"}, {first, "AppointmentFindNext", 1, "c"},
+        {first, "AppointmentFindFirst", 1, "d"},  {first, "AppointmentFindNext", 1, "b"},
+        {second, "AppointmentFindFirst", 1, "d"}, {first, "AppointmentFindNext", 1, "c"},
         {second, "AppointmentFindNext", 1, "b"},  {first, "AppointmentFindNext", 0, ""},
         {second, "AppointmentFindNext", 1, "c"},
     };
