@@ -75,31 +75,25 @@ const struct {
     const char* after;  // "message": that a block file cannot be deleted
 } kWaits[] = {
     {Acquire, kWriting, kDefault, "BLK", 0, 0, false, 81, "BLK CAL5 "},
-    {Acquire, kWriting, 2, "BLK", 0, 0, false, 3, "BLK CAL5 "},
     {Acquire, kWriting, -1, "BLK", 0, 0, false, 1, "BLK CAL5 "},
     {AcquireNowhere, kWriting, 2, "", 0, 0, false, 3, "CAL5 "},
     {Acquire, kWriting, kDefault, "BLK", 81, 0, false, 81, "CAL5 "},  // too late
     {Acquire, kWriting, kDefault, "BLK", 80, 0, true, 80, "BLK CAL5 "},
-    {Acquire, kWriting, 80, "BLK", 0, 3, false, 3, "BLK CAL5 "},
     {ChangeAnything, kWriting, 0, "BLK", 0, 0, false, 3, "BLK CAL5 "},
-    {Release, kUnBlock, kDefault, "BLK", 0, 0, true, 0, "CAL5 "},
     {Release, kUnBlock, kDefault, "", 0, 0, false, 0, "CAL5 "},
     {Release, kUnBlock, kDefault, "BLK!", 0, 0, false, 81, "BLK CAL5 message"},
     {Release, kUnBlock, 4, "BLK!", 0, 0, false, 5, "BLK CAL5 message"},
-    {Release, kUnBlock, -1, "BLK!", 0, 0, false, 1, "BLK CAL5 message"},
     {Release, kUnBlock, 4, "BLK!", 4, 0, true, 4, "CAL5 "},
     {Release, kUnBlock, 80, "BLK!", 0, 3, false, 3, "BLK CAL5 message"},
     // A reader forces the block away.
     {Read, kReading, kDefault, "BLK", 0, 0, true, 61, "CAL5 "},
     {Wait, kReading, 3, "BLK", 0, 0, false, 4, "CAL5 "},
-    {Wait, kReading, -1, "BLK", 0, 0, false, 1, "CAL5 "},
     {Wait, kReading, kDefault, "BLK", 60, 0, true, 60, "CAL5 "},
     {Wait, kReading, 80, "BLK", 0, 3, false, 3, "CAL5 "},
     // Two cycles of its own, then one of the release and one of its own in turns.
     {Wait, kReading, 1, "BLK!", 9, 0, false, 10, "CAL5 message"},
     // An update is lost. The move has a retry of its own.
     {Add, kApply, kDefault, "CAL!", 0, 0, true, 42, "BAK5 CAL5 "},
-    {Add, kApply, 3, "CAL!", 0, 0, true, 8, "BAK5 CAL5 "},
     {Add, kApply, -1, "CAL!", 0, 0, true, 0, "BAK5 CAL5 "},
     {Add, kApply, kDefault, "CAL!", 21, 0, true, 21, "BAK5 CAL5\t5\t\r\n1\t2\tA "},
     {Add, kApply, 80, "CAL!", 0, 3, true, 4, "BAK5 CAL5 "},

@@ -1,13 +1,15 @@
-// Sequences of the operations on this machine's files beside a model of them; and what is left when
-// a call fails, memory runs short or the process dies.
+// Sequences of the operations on this machine's files beside a model of them; what is left when a
+// call fails, memory runs short or the process dies; and what is sent to a server.
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <map>
 
 #include "provider/Operations.h"
+#include "remote/Envelope.h"
 #include "tests/provider/CalendarFixture.h"
 #include "tests/provider/NaiveLines.h"
+#include "tests/remote/SessionWorld.h"
 #include "tests/support/AllTexts.h"
 #include "tests/support/FailingAllocations.h"
 #include "tests/support/Model.h"
@@ -204,7 +206,9 @@ class NaiveCalendar {
     std::string folder_;
 };
 
-// An operation on both sides; without them the step's bytes are put into a file of its ID's name.
+// An operation on both sides, with the function that a server is asked for, the sizes of the
+// records and whether the first is taken back. Without sides the step's bytes are put into a file
+// of its ID's name.
 template <auto function, auto record>
 std::uint32_t On(Records& with) {
     return function(&(with.*record));
@@ -213,27 +217,37 @@ const struct Operation {
     const char* name;
     std::uint32_t (*product)(Records& with) = nullptr;
     std::uint32_t (NaiveCalendar::*model)(Records& with) = nullptr;
+    const char* asked = "";
 } kOperations[] = {
     {"put"},
-    {"add", On<AppointmentAdd, &Records::entry>, &NaiveCalendar::Add},
-    {"remove", On<AppointmentRemove, &Records::entry>, &NaiveCalendar::RemoveEntry},
+    {"add", On<AppointmentAdd, &Records::entry>, &NaiveCalendar::Add, "AppointmentAdd 648 back"},
+    {"remove", On<AppointmentRemove, &Records::entry>, &NaiveCalendar::RemoveEntry,
+     "AppointmentRemove 648 back"},
     {"edit", [](Records& with) { return AppointmentEdit(&with.entry, &with.replacement); },
-     &NaiveCalendar::Edit},
-    {"get", On<AppointmentGet, &Records::entry>, &NaiveCalendar::Get},
-    {"find first", On<AppointmentFindFirst, &Records::entry>, &NaiveCalendar::FindFirst},
-    {"find next", On<AppointmentFindNext, &Records::entry>, &NaiveCalendar::FindNext},
+     &NaiveCalendar::Edit, "AppointmentEdit 648 648"},
+    {"get", On<AppointmentGet, &Records::entry>, &NaiveCalendar::Get, "AppointmentGet 648 back"},
+    {"find first", On<AppointmentFindFirst, &Records::entry>, &NaiveCalendar::FindFirst,
+     "AppointmentFindFirst 648 back"},
+    {"find next", On<AppointmentFindNext, &Records::entry>, &NaiveCalendar::FindNext,
+     "AppointmentFindNext 648 back"},
     {"set position",
      [](Records& with) { return AppointmentListItemListSetPosition(with.position); },
-     &NaiveCalendar::SetPosition},
+     &NaiveCalendar::SetPosition, "AppointmentListItemListSetPosition 4"},
     {"days", On<GetFreeBusyData, &Records::days>, &NaiveCalendar::ListDays},
     {"length", [](Records& with) { return AppointmentListItemListGetLength(with.list); },
-     &NaiveCalendar::ListLength},
-    {"write first", On<AppointmentItemWriteFirstChunk, &Records::item>, &NaiveCalendar::WriteFirst},
-    {"write next", On<AppointmentItemWriteNextChunk, &Records::item>, &NaiveCalendar::WriteNext},
-    {"rewrite", [](Records& with) { return RewriteItem(with.item); }, &NaiveCalendar::WriteFirst},
-    {"read first", On<AppointmentItemGetFirstChunk, &Records::item>, &NaiveCalendar::ReadFirst},
-    {"read next", On<AppointmentItemGetNextChunk, &Records::item>, &NaiveCalendar::ReadNext},
-    {"size", On<AppointmentItemGetSize, &Records::item>, &NaiveCalendar::GetSize},
+     &NaiveCalendar::ListLength, "AppointmentListItemListGetLength 5388"},
+    {"write first", On<AppointmentItemWriteFirstChunk, &Records::item>, &NaiveCalendar::WriteFirst,
+     "AppointmentItemWriteNextChunk 8772"},
+    {"write next", On<AppointmentItemWriteNextChunk, &Records::item>, &NaiveCalendar::WriteNext,
+     "AppointmentItemWriteNextChunk 8772"},
+    {"rewrite", [](Records& with) { return RewriteItem(with.item); }, &NaiveCalendar::WriteFirst,
+     "AppointmentItemWriteFirstChunk 8772"},
+    {"read first", On<AppointmentItemGetFirstChunk, &Records::item>, &NaiveCalendar::ReadFirst,
+     "AppointmentItemGetFirstChunk 8772 back"},
+    {"read next", On<AppointmentItemGetNextChunk, &Records::item>, &NaiveCalendar::ReadNext,
+     "AppointmentItemGetNextChunk 8772 back"},
+    {"size", On<AppointmentItemGetSize, &Records::item>, &NaiveCalendar::GetSize,
+     "AppointmentItemGetSize 8772 back"},
     {"delete", On<AppointmentItemDelete, &Records::item>, &NaiveCalendar::Delete},
 };
 enum Number {
@@ -563,6 +577,54 @@ TEST_F(CalendarModel, TheListOfDaysEndsBeforeTheOneThatDoesNotFit) {
         }
         ASSERT_EQ(Difference(steps), "");
     }
+}
+
+// Answers every EXEC with the result 7 and with records full of "r", whatever was asked; notes
+// function and sizes, with "?" behind a record that is not full of "s".
+testing::PeerAnswer AnswerAnything(const std::string& request, std::string& asked) {
+    const std::string name = testing::NameOfRequest(request);
+    if (!name.starts_with("EXEC")) return testing::AcceptingAnswer(request);
+    asked = name.substr(5);
+    std::vector<char> reply(kRemoteTextSize);
+    BuildExecRequest(reply, "Any");
+    const std::int32_t result = 7;
+    AddRequestParameter(reply, 0, std::as_bytes(std::span(&result, 1)));
+    std::size_t size = 0;
+    for (int number = 1; number <= 2; ++number) {
+        if (const auto sent = FindResponseParameter(request, number)) {
+            size = static_cast<std::size_t>(sent->size);
+            asked += " " + std::to_string(size);
+            std::vector<std::byte> record(size), expected(size, std::byte{'s'});
+            GetResponseParameter(request, number, record);
+            if (record != expected) asked += "?";
+        }
+        AddRequestParameter(reply, number, std::vector(size, std::byte{'r'}));
+    }
+    return {reply.data()};
+}
+
+TEST_F(CalendarModel, AServerIsSentTheseRecordsUnderThisNameAndSomeAreTakenBack) {
+    testing::SessionWorld world;
+    const testing::ReportWatcher silence;
+    std::string asked;
+    world.a.SetScript([&](const std::string& request) { return AnswerAnything(request, asked); });
+    EXPECT_EQ(::SetCurrentHost("A"), 1U);
+    SetFindPosition(5);
+    for (const Operation& operation : kOperations) {
+        if (operation.product == nullptr) continue;
+        asked = "";
+        std::fill_n(reinterpret_cast<char*>(&product_), sizeof product_, 's');
+        const std::uint32_t result = operation.product(product_);
+        world.a.TakeEvents();
+        const auto* const bytes = reinterpret_cast<const char*>(&product_);
+        const auto back = std::count(bytes, bytes + sizeof product_, 'r');
+        if (back > 0) asked += asked.ends_with(" " + std::to_string(back)) ? " back" : " other";
+        EXPECT_EQ(asked, operation.asked);
+        EXPECT_EQ(result, asked.empty() ? 1U : 7U) << operation.name;
+        EXPECT_EQ(FindPosition(), 5) << "this machine's enumeration stays where it is";
+    }
+    EXPECT_EQ(AppointmentListItemFindFirst(&product_, &product_), 0U);
+    ::SetCurrentHost("");
 }
 
 }  // namespace

@@ -1,15 +1,11 @@
-// What the module takes from the registry and the loader, and what its exports send to a server.
+// What the module takes from the registry and the loader.
 #include <gtest/gtest.h>
 
 #include <thread>
 
 #include "provider/CalendarPaths.h"
 #include "provider/Operations.h"
-#include "remote/Envelope.h"
-#include "remote/RemoteSession.h"
 #include "tests/provider/CalendarFixture.h"
-#include "tests/remote/SessionWorld.h"
-#include "tests/support/ReportRecorder.h"
 
 namespace tarnwick {
 namespace {
@@ -119,99 +115,6 @@ TEST_F(ModuleState, KeysAndPathsHaveTheirCapacity) {
     item = {};
     Shared().itemReadOffset = 2147483647;
     EXPECT_EQ(AppointmentItemGetNextChunk(&item), 0U);
-}
-
-using Bytes = std::vector<std::byte>;
-
-template <auto function, typename Record>
-std::uint32_t Run(Bytes& first, Bytes& second) {
-    auto* const record = reinterpret_cast<Record*>(first.data());
-    if constexpr (std::is_invocable_v<decltype(function), Record&>)
-        return function(*record);
-    else if constexpr (std::is_invocable_v<decltype(function), Record*>)
-        return function(record);
-    else
-        return function(record, reinterpret_cast<Record*>(second.data()));
-}
-using Entry = AppointmentRecord;
-using Item = AppointmentItemRecord;
-
-// Every operation with a remote way, as it is sent, and whether its first record is taken back.
-const struct {
-    std::uint32_t (*run)(Bytes& first, Bytes& second);
-    std::string asked;
-    bool takesFirstBack;
-} kSent[] = {
-    {Run<AppointmentAdd, Entry>, "AppointmentAdd 648", true},
-    {Run<AppointmentRemove, Entry>, "AppointmentRemove 648", true},
-    {Run<AppointmentEdit, Entry>, "AppointmentEdit 648 648", false},
-    {Run<AppointmentGet, Entry>, "AppointmentGet 648", true},
-    {Run<AppointmentFindFirst, Entry>, "AppointmentFindFirst 648", true},
-    {Run<AppointmentFindNext, Entry>, "AppointmentFindNext 648", true},
-    {Run<AppointmentItemGetFirstChunk, Item>, "AppointmentItemGetFirstChunk 8772", true},
-    {Run<AppointmentItemGetNextChunk, Item>, "AppointmentItemGetNextChunk 8772", true},
-    {Run<AppointmentItemGetSize, Item>, "AppointmentItemGetSize 8772", true},
-    // Under the name of the next chunk's function.
-    {Run<AppointmentItemWriteFirstChunk, Item>, "AppointmentItemWriteNextChunk 8772", false},
-    {Run<AppointmentItemWriteNextChunk, Item>, "AppointmentItemWriteNextChunk 8772", false},
-    {Run<RewriteItem, Item>, "AppointmentItemWriteFirstChunk 8772", false},
-    {Run<AppointmentListItemListSetPosition, std::int32_t>, "AppointmentListItemListSetPosition 4",
-     false},
-    {Run<AppointmentListItemListGetLength, ListRecord>, "AppointmentListItemListGetLength 5388",
-     false},
-};
-
-// Answers every EXEC with the result 7 and with records full of "r", whatever was asked; notes
-// function and sizes, with "?" behind a record that is not full of "s".
-testing::PeerAnswer AnswerAnything(const std::string& request, std::string& asked) {
-    const std::string name = testing::NameOfRequest(request);
-    if (!name.starts_with("EXEC")) return testing::AcceptingAnswer(request);
-    asked = name.substr(5);
-    std::vector<char> reply(kRemoteTextSize);
-    BuildExecRequest(reply, "Any");
-    const std::int32_t result = 7;
-    AddRequestParameter(reply, 0, std::as_bytes(std::span(&result, 1)));
-    std::size_t size = 0;
-    for (int number = 1; number <= 2; ++number) {
-        if (const auto sent = FindResponseParameter(request, number)) {
-            size = static_cast<std::size_t>(sent->size);
-            asked += " " + std::to_string(size);
-            Bytes record(size);
-            GetResponseParameter(request, number, record);
-            if (record != Bytes(size, std::byte{'s'})) asked += "?";
-        }
-        AddRequestParameter(reply, number, Bytes(size, std::byte{'r'}));
-    }
-    return {reply.data()};
-}
-
-TEST(RemoteWay, EachSendsTheseRecordsUnderThisNameAndTakesTheseBack) {
-    testing::SessionWorld world;
-    const testing::ReportRecorder unseen;
-    ASSERT_TRUE(OnModuleNotification(DLL_PROCESS_ATTACH));
-    std::string asked;
-    world.a.SetScript([&](const std::string& request) { return AnswerAnything(request, asked); });
-    EXPECT_EQ(::SetCurrentHost("A"), 1U);
-    SetFindPosition(5);
-    for (const auto& [run, expected, takesFirstBack] : kSent) {
-        const Bytes sent(std::stoul(expected.substr(expected.find(' '))), std::byte{'s'});
-        Bytes first = sent, second = sent;
-        EXPECT_EQ(run(first, second), 7U) << expected;
-        world.a.TakeEvents();
-        EXPECT_EQ(asked, expected);
-        EXPECT_EQ(first, takesFirstBack ? Bytes(sent.size(), std::byte{'r'}) : sent) << expected;
-        EXPECT_EQ(second, sent) << expected;
-        EXPECT_EQ(FindPosition(), 5) << "this machine's enumeration stays where it is";
-    }
-    // What has no remote way stays here.
-    asked = "";
-    Item item{};
-    FreeBusyRecord days{};
-    EXPECT_EQ(AppointmentItemDelete(&item), 1U);
-    EXPECT_EQ(GetFreeBusyData(&days), 1U);
-    EXPECT_EQ(AppointmentListItemFindFirst(&item, &item), 0U);
-    EXPECT_EQ(asked, "");
-    ::SetCurrentHost("");
 }
 
 }  // namespace
