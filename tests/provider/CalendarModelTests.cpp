@@ -309,6 +309,36 @@ void Fill(Records& records, const Step& step) {
     StoreField(records.days.namePrefix, step.newId == "" ? "Y11" : "");
 }
 
+// What an operation comes to when one of its calls fails, on a calendar of A and B, a backup and an
+// item: "number outcome|" for each that is not as the one before.
+const struct Trial {
+    std::size_t operation;
+    const char* id;
+    bool isThere;
+    std::string outcomes;
+} kTrials[] = {
+    {kAdd, "C", true,
+     "0 1 BAK12 CAL20|2 0|3 whole|4 1 DTY59 CAL6|5 0 BAK12 -CAL|6 whole|7 0|10 whole|11 1 BAK12 "
+     "CAL20 OLD6|12 1 CAL20|13 whole|"},
+    {kAdd, "C", false, "0 1 DTY59 CAL6|2 0|3 whole|5 0 DTY59|8 1 CAL6|9 1 DTY0 CAL6|10 whole|"},
+    {kRemove, "", true,
+     "0 1 DTY59 BAK12 -CAL|2 0|3 whole|4 0|5 0 DTY59 BAK12 -CAL|6 whole|7 0 DTY59|9 whole|10 1 "
+     "DTY59 BAK12 -CAL OLD6|11 1 DTY59 -CAL|12 whole|16 1 DTY59 BAK12 CAL0|17 1 BAK12 -CAL|18 1 "
+     "DTY0 BAK12 -CAL|19 whole|"},
+    {kEdit, "A", true,
+     "0 1 DTY59 BAK12 CAL13|2 0|3 whole|4 0|5 1 DTY59 BAK12 -CAL|6 whole|7 1 DTY59|10 whole|11 1 "
+     "DTY59 BAK12 CAL13 OLD6|12 1 DTY59 CAL13|13 whole|17 1 BAK12 CAL13|18 1 DTY0 BAK12 CAL13|19 "
+     "whole|"},
+    {kGet, "A", true, "0 1 record|3 0|4 whole|5 0|6 whole|"},
+    {kFindFirst, "B", true, "0 1 record at 2|3 0|4 whole|5 0|6 whole|"},
+    {kDays, "", true, "0 1 record|1 1|2 whole|"},
+    {kWriteFirst, "", true, "0 1 itm8192 record|1 1|2 1 itm0 record|3 whole|"},
+    {kWriteNext, "", true, "0 1 itm8200 record|1 1|2 1 record|3 whole|"},
+    {kRewrite, "", true, "0 1 itm8192 record|2 1 -itm|3 1 itm0 record|4 whole|"},
+    {kReadFirst, "", true, "0 1 record at 9|1 0|2 0 at 1|4 whole|"},
+    {kSize, "", true, "0 0 record|1 0|"},
+};
+
 class CalendarModel : public testing::AttachedCalendarTest {
   protected:
     CalendarModel() {
@@ -335,13 +365,30 @@ class CalendarModel : public testing::AttachedCalendarTest {
         product_ = expected_ = {};
         model_.files = FilesBelow();
     }
-    Files Prepare(const Step& step, bool isThere) {
+    // What the operation, run by `run`, comes to: its result, the files that are not as before with
+    // their sizes, whether the record is not, and where enumeration and item stand.
+    template <typename Run>
+    std::string Outcome(const Trial& trial, Run run) {
         Reset();
-        if (isThere) Put(kCal, "1\t2\tA\r\n3\t4\tB");
+        if (trial.isThere) Put(kCal, "1\t2\tA\r\n3\t4\tB");
         Put(kBak, "backup");
         Put(kItem, "old item");
-        Fill(product_, step);
-        return FilesBelow();
+        Fill(product_, {trial.operation, trial.id, "data"});
+        const Records given = product_;
+        const Files before = FilesBelow();
+        std::string outcome = std::to_string(run(kOperations[trial.operation].product));
+        Files files = FilesBelow();
+        files.insert(before.begin(), before.end());
+        for (const auto& [path, bytes] : files) {
+            const std::string name = path.substr(path.rfind('.') + 1);
+            if (!testing::PathExists(root_.Path() + path))
+                outcome += " -" + name;
+            else if (!before.contains(path) || before.at(path) != bytes)
+                outcome += " " + name + std::to_string(bytes.size());
+        }
+        if (std::memcmp(&product_, &given, sizeof given) != 0) outcome += " record";
+        const int at = FindPosition() + AppointmentItemGetCurrentOffset() + 1;
+        return outcome + (at == 0 ? "" : " at " + std::to_string(at));
     }
     // Plays a step on both sides; how they differ in what a caller can see.
     std::string Play(const Step& step) {
@@ -420,74 +467,32 @@ TEST_F(CalendarModel, RandomSequencesHaveTheSameOutcome) {
                              [&](const Steps& steps) { return Difference(steps); });
 }
 
-// What an operation comes to when one of its calls fails, on a calendar of A and B, a backup and an
-// item: "number result, the files that are not as before with their sizes and whether the record is
-// not|" for each that is not as the one before.
-const struct {
-    std::size_t operation;
-    const char* id;
-    bool isThere;
-    std::string outcomes;
-} kFaults[] = {
-    {kAdd, "C", true,
-     "0 1 BAK12 CAL20|2 0|3 whole|4 1 DTY59 CAL6|5 0 -CAL BAK12|6 whole|7 0|10 whole|11 1 BAK12 "
-     "CAL20 OLD6|12 1 CAL20|13 whole|"},
-    {kAdd, "C", false, "0 1 DTY59 CAL6|2 0|3 whole|5 0 DTY59|8 1 CAL6|9 1 DTY0 CAL6|10 whole|"},
-    {kRemove, "", true,
-     "0 1 -CAL DTY59 BAK12|2 0|3 whole|4 0|5 0 -CAL DTY59 BAK12|6 whole|7 0 DTY59|9 whole|10 1 "
-     "-CAL DTY59 BAK12 OLD6|11 1 -CAL DTY59|12 whole|16 1 DTY59 BAK12 CAL0|17 1 -CAL BAK12|18 1 "
-     "-CAL DTY0 BAK12|19 whole|"},
-    {kEdit, "A", true,
-     "0 1 DTY59 BAK12 CAL13|2 0|3 whole|4 0|5 1 -CAL DTY59 BAK12|6 whole|7 1 DTY59|10 whole|11 1 "
-     "DTY59 BAK12 CAL13 OLD6|12 1 DTY59 CAL13|13 whole|17 1 BAK12 CAL13|18 1 DTY0 BAK12 CAL13|19 "
-     "whole|"},
-    {kGet, "A", true, "0 1 record|3 0|4 whole|5 0|6 whole|"},
-    {kFindFirst, "B", true, "0 1 record|3 0|4 whole|5 0|6 whole|"},
-    {kDays, "", true, "0 1 record|1 1|2 whole|"},
-    {kWriteFirst, "", true, "0 1 itm8192 record|1 1|2 1 itm0 record|3 whole|"},
-    {kWriteNext, "", true, "0 1 itm8200 record|1 1|2 1 record|3 whole|"},
-    {kRewrite, "", true, "0 1 itm8192 record|2 1 -itm|3 1 itm0 record|4 whole|"},
-    {kReadFirst, "", true, "0 1 record|1 0|4 whole|"},
-    {kSize, "", true, "0 0 record|1 0|"},
-    {kDelete, "", true, "0 1 -itm|1 1|"},
-};
-
 TEST_F(CalendarModel, EachFailedCallHasItsOutcome) {
-    for (const auto& [operation, id, isThere, expected] : kFaults) {
+    for (const Trial& trial : kTrials) {
         std::string outcomes, last, whole;
         for (int number = 0, count = 0; number <= count; ++number) {
-            const Files before = Prepare({operation, id, "data"}, isThere);
-            expected_ = product_;
-            testing::CallRecorder calls;
-            calls.FailCall(number, ERROR_ACCESS_DENIED);
-            calls.onCall = [&](const SystemCall&) -> std::uint32_t {
-                if (!isThere || number > 0) return 0;
-                const std::string calendar = before.find(kFolder + kCal)->second;
-                EXPECT_TRUE(testing::ReadBytesOf(InFolder(kCal)) == calendar ||
-                            testing::ReadBytesOf(InFolder(kBak)) == calendar)
-                    << "what is there when the process dies";
-                return 0;
-            };
-            std::string outcome = std::to_string(kOperations[operation].product(product_));
-            count = std::max(count, calls.Count());
-            const Files after = FilesBelow();
-            for (const auto& [path, bytes] : before) {
-                if (!after.contains(path)) outcome += " -" + path.substr(path.rfind('.') + 1);
-            }
-            for (const auto& [path, bytes] : after) {
-                const auto old = before.find(path);
-                if (old == before.end() || old->second != bytes)
-                    outcome +=
-                        " " + path.substr(path.rfind('.') + 1) + std::to_string(bytes.size());
-            }
-            if (std::memcmp(&product_, &expected_, sizeof product_) != 0) outcome += " record";
+            const std::string outcome = Outcome(trial, [&](auto operation) {
+                const std::string calendar = testing::ReadBytesOf(InFolder(kCal));
+                testing::CallRecorder calls;
+                calls.FailCall(number, ERROR_ACCESS_DENIED);
+                calls.onCall = [&](const SystemCall&) -> std::uint32_t {
+                    EXPECT_TRUE(!trial.isThere || number > 0 ||
+                                testing::ReadBytesOf(InFolder(kCal)) == calendar ||
+                                testing::ReadBytesOf(InFolder(kBak)) == calendar)
+                        << "what is there when the process dies";
+                    return 0;
+                };
+                const std::uint32_t result = operation(product_);
+                count = std::max(count, calls.Count());
+                return result;
+            });
             if (number == 0) whole = outcome;
             if (outcome != last)
                 outcomes += std::to_string(number) + " " +
                             (number > 0 && outcome == whole ? "whole" : outcome) + "|";
             last = outcome;
         }
-        EXPECT_EQ(outcomes, expected) << kOperations[operation].name << id;
+        EXPECT_EQ(outcomes, trial.outcomes) << kOperations[trial.operation].name;
     }
 }
 
@@ -509,30 +514,20 @@ class RefusingOnce : public CallObserver {
 
 TEST_F(CalendarModel, WithoutMemoryEachExportIsDoneWholeOrNotAtAll) {
     const testing::ReportWatcher silence;
-    for (const auto& row : kFaults) {
-        if (row.operation == kRewrite) continue;
-        // What is there behind the attempt with this number.
+    for (const Trial& trial : kTrials) {
+        if (trial.operation == kRewrite) continue;
         const auto outcome = [&](int number, bool andAllAfter) {
-            Prepare({row.operation, row.id, "data"}, row.isThere);
-            const RefusingOnce refusing;
-            std::uint32_t result = 0;
-            if (number >= 0) {
+            return Outcome(trial, [&](auto operation) {
+                const RefusingOnce refusing;
                 const testing::FailingAllocations failing(number, andAllAfter);
-                result = kOperations[row.operation].product(product_);
-            }
-            // The time of a file that was just made.
-            if (row.operation == kSize) product_.item.length = 0;
-            return std::tuple(FilesBelow(),
-                              std::string(reinterpret_cast<char*>(&product_), sizeof product_),
-                              result, FindPosition(), AppointmentItemGetCurrentOffset());
+                return operation(product_);
+            });
         };
-        const auto untouched = outcome(-1, false);
-        const auto whole = outcome(0, false);
+        const std::string whole = outcome(0, false);
         testing::FailEachAllocation([&](int number, bool andAllAfter) {
-            const auto after = outcome(number, andAllAfter);
+            const std::string after = outcome(number, andAllAfter);
             const bool failed = testing::FailingAllocations::Any();
-            EXPECT_TRUE(after == untouched || after == whole)
-                << kOperations[row.operation].name << ", allocation " << number;
+            EXPECT_TRUE(after == "0" || after == whole) << number << ": " << after;
             return failed;
         });
     }
