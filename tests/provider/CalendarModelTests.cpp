@@ -250,25 +250,8 @@ const struct Operation {
      "AppointmentItemGetSize 8772 back"},
     {"delete", On<AppointmentItemDelete, &Records::item>, &NaiveCalendar::Delete},
 };
-enum Number {
-    kPut,
-    kAdd,
-    kRemove,
-    kEdit,
-    kGet,
-    kFindFirst,
-    kFindNext,
-    kSetPosition,
-    kDays,
-    kLength,
-    kWriteFirst,
-    kWriteNext,
-    kRewrite,
-    kReadFirst,
-    kReadNext,
-    kSize,
-    kDelete
-};
+enum { kPut, kAdd, kRemove, kEdit, kGet, kFindFirst, kFindNext, kSetPosition, kDays, kLength };
+enum { kWriteFirst = 10, kWriteNext, kRewrite, kReadFirst, kReadNext, kSize, kDelete };
 
 constexpr const char* kAsItWas = "(as it was)";
 
