@@ -34,7 +34,10 @@ TEST_F(Exports, RefuseAMissingRecord) {
     EXPECT_EQ(Call("AppointmentEdit", none, &record), 0U);
     EXPECT_EQ(Call("AppointmentEdit", &record, none), 0U);
     EXPECT_EQ(Call("SetCurrentHost", none), 0U);
-    EXPECT_EQ(Call("AppointmentGetLastError"), 0U);
+    for (const char* name : {"AppointmentGetLastError", "AppointmentListItemFindFirst",
+                             "AppointmentListItemFindNext", "AppointmentListItemFindClose"}) {
+        EXPECT_EQ(Call(name, &record, &record), 0U) << name;
+    }
     EXPECT_EQ(Call("AppointmentItemGetCurrentOffset"), ~0U);
     EXPECT_FALSE(testing::PathExists(folder_));
 }
