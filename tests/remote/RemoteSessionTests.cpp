@@ -325,6 +325,10 @@ TEST(RemoteSession, ASocketThatCannotBeMadeIsReportedAndTheHostStaysConnectedInN
     }
     EXPECT_EQ(world.State('a'), "A/A/TWAICP.DLL/c");
     EXPECT_EQ(world.Gate(), kReady);
+    CallRecorder calls;
+    calls.FailAll("send", WSAECONNRESET);
+    EXPECT_EQ(world.Exchange(), "");
+    EXPECT_EQ(Joined(calls.Calls()), "send") << "nobody waits for an answer to what was not sent";
     EXPECT_EQ(reports.Joined(ReportChannel::StandardOutput),
               "Error connecting to remote admin: 10024\n");
 }
