@@ -2,12 +2,12 @@
 // death of its process, a disk that fills up, and another process or machine at work beside it.
 #include <gtest/gtest.h>
 
+#include "common/Files.h"
 #include "Library/FolderFiles.h"
 #include "Library/IndexBlockFile.h"
 #include "Library/LIBStoreIndexSerialisation/StreamXMLStoreIndexSerialiser.h"
 #include "tests/Library/StoreFolders.h"
 #include "tests/support/Faults.h"
-#include "tests/support/ReportRecorder.h"
 
 namespace tarnwick {
 namespace {
@@ -21,31 +21,21 @@ using testing::ReadBytesOf;
 using testing::Trial;
 using testing::WriteBytesTo;
 
-enum class Stored { Sound, Missing, Torn, TornWithBackup };
 struct Life {
     const char* name;
     std::uint32_t type;
     int mode;
-    Stored stored;
     bool closes;  // else it commits
+    bool stored = true;
 };
 const Life kLives[] = {
-    {"checked", kMailFolder, 1, Stored::Sound, true},
-    {"forced", kContactsFolder, 2, Stored::Sound, false},
-    {"unscanned", kMailFolder, 3, Stored::Sound, true},
-    {"tasks", kTaskFolder, 1, Stored::Sound, false},
-    {"tasks forced", kTaskFolder, 2, Stored::Sound, true},
-    {"groups", kGroupsFolder, 1, Stored::Sound, true},
-    {"built", kMailFolder, 3, Stored::Missing, false},
-    {"torn", kMailFolder, 1, Stored::Torn, true},
-    {"recovered", kMailFolder, 1, Stored::TornWithBackup, true},
+    {"checked", kMailFolder, 1, true},       {"forced", kContactsFolder, 2, false},
+    {"unscanned", kMailFolder, 3, true},     {"tasks", kTaskFolder, 1, false},
+    {"tasks forced", kTaskFolder, 2, true},  {"groups", kGroupsFolder, 1, true},
+    {"built", kMailFolder, 3, false, false},
 };
 
-constexpr int kThrown = -1;
-FolderSettings settings;
 FolderIndex index;
-int opened, committed;
-std::size_t count;
 
 std::string Entry(const std::string& name, std::uint32_t type, int uid) {
     return EntryText(name + MessageFileExtension(type), uid, "<SUBJECT>" + name + "</SUBJECT>");
@@ -66,51 +56,36 @@ void Prepare(const Life& life, const std::string& folder) {
     for (const char* name : {"A.", "B.", "C."}) {
         WriteBytesTo(folder + "\\" + name + MessageFileExtension(life.type), "");
     }
-    const std::string whole =
-        IndexText("x00000007", Entry("A.", life.type, 5) + Entry("B.", life.type, 7));
-    const bool torn = life.stored >= Stored::Torn;
-    WriteBytesTo(file, torn ? whole.substr(0, whole.find("B.")) : whole);
-    if (life.stored == Stored::Missing) RemoveFile(file);
-    if (life.stored == Stored::TornWithBackup) WriteBytesTo(file + ".bak", whole);
+    WriteBytesTo(file,
+                 IndexText("x00000007", Entry("A.", life.type, 5) + Entry("B.", life.type, 7)));
+    if (!life.stored) RemoveFile(file);
     if (life.mode == 1) MarkFolderChanged(folder);
 }
 
+// What the open and the commit gave; "-" for one that threw or was not tried.
 std::string Live(const Life& life, const std::string& folder) {
-    opened = committed = kThrown;
-    count = 0;
+    char result[] = "--";
     if (index.folder.empty()) index = IndexOf(folder, life.type);
     try {
-        opened = StoreIndex_Open(&index, life.mode);
-        count = index.entries.Count();
-        const char first[] = {'A', '.', MessageFileExtension(life.type)[0],
-                              MessageFileExtension(life.type)[1],
-                              MessageFileExtension(life.type)[2]};
-        StoreIndex::Entry* const entry = index.entries.FindById({first, sizeof first});
-        if (entry != nullptr) index.entries.SetProperty(*entry, "READ", "1");
+        result[0] = static_cast<char>('0' + StoreIndex_Open(&index, life.mode));
+        const auto entries = index.entries.InUidOrder();
+        if (index.entries.Count() != 0) index.entries.SetProperty(*entries.begin(), "READ", "1");
     } catch (const std::exception&) {
         // A mutex or memory that cannot be had: reported and thrown on.
     }
     File none;
     if (life.closes) StoreIndex_SaveAndClose(&index, index.open, false, none, nullptr);
-    if (!life.closes) committed = StoreIndex_Commit(&index, kCommit);
-    return "lived";
+    if (!life.closes) result[1] = static_cast<char>('0' + StoreIndex_Commit(&index, kCommit));
+    return result;
 }
 
 // What must not be lost, whatever failed; "kept" when nothing is.
 std::string Lost(const Life& life, const Trial& trial) {
     const std::string& folder = testing::FaultFolder();
-    const std::string bytes = ReadBytesOf(IndexFile(folder, life.type));
-    const std::string aside = ReadBytesOf(IndexFile(folder, life.type) + ".bad");
-    const bool torn = life.stored >= Stored::Torn;
-    const bool marked = IsFolderMarkedChanged(folder);
-    const std::string block = life.type == kGroupsFolder ? "_groups.blk" : "_index.blk";
-    const auto keeps = [&](const std::string& text) {
-        const std::string id = std::string("ID=\"A.") + MessageFileExtension(life.type);
-        const auto has = [&](const std::string& part) { return text.find(part) != text.npos; };
-        return has(id + "\" UID=\"5\">") && has("<SUBJECT>A.</SUBJECT>") && has("</BASEELEMENT>") &&
-               (torn || (has("UID=\"7\">") && has("<SUBJECT>B.</SUBJECT>")));
-    };
-    const auto is = [&](const char* ending) { return trial.call.ends_with(ending); };
+    // What cannot be read is put aside where backups are kept; nothing else replaces it.
+    const std::string file = IndexFile(folder, life.type);
+    const std::string bytes = ReadBytesOf(file) + ReadBytesOf(file + ".bad");
+    const auto has = [&](const char* part) { return bytes.find(part) != bytes.npos; };
     std::string lost;
     if (!trial.result.empty()) {
         StoreIndex stored;
@@ -120,38 +95,19 @@ std::string Lost(const Life& life, const Trial& trial) {
                             stored.LastUid() == index.entries.LastUid();
         const bool mayTear = trial.fault == Fault::AllCalls || trial.call == "WriteFile" ||
                              trial.call == "SetEndOfFile" || trial.call == "SetFilePointer";
-        // What cannot be read is put aside where backups are kept; nothing else replaces it.
-        const auto isTorn = [&](const std::string& text) {
-            return torn && text.ends_with("<ELEMENT ID=\"");
-        };
-        if (life.stored != Stored::Missing && !mayTear && !keeps(bytes) && !isTorn(bytes) &&
-            !(settings.backups && (keeps(aside) || isTorn(aside)))) {
-            lost += "entries ";
-        }
-        const bool sound = life.stored == Stored::Sound;
-        if (opened == kOpenLoaded && sound && count < 2) lost += "loaded ";
-        if (opened == kOpenFailed && (index.open || committed == kCommitted)) lost += "failure ";
-        if (committed == kCommitted && !(inStep && whole)) lost += "commit ";
-        const bool canMark = !is("_CHANGE.DTY") && trial.fault != Fault::AllCalls &&
+        const bool kept = has("UID=\"5\">") && has("<SUBJECT>A.</SUBJECT>") && has("UID=\"7\">") &&
+                          has("<SUBJECT>B.</SUBJECT>") && has("</BASEELEMENT>");
+        if (life.stored && !mayTear && !kept) lost += "entries ";
+        if (trial.result[1] == '1' && !(inStep && whole)) lost += "commit ";
+        const bool canMark = !trial.call.ends_with("_CHANGE.DTY") &&
+                             trial.fault != Fault::AllCalls &&
                              (trial.fault != Fault::CallsLikeIt || trial.call != "WriteFile");
+        const bool unmarked = canMark && !IsFolderMarkedChanged(folder);
         // Open: there was no memory even for the name of the mark, and nothing was begun.
-        if (canMark && life.closes && opened == kOpenLoaded && !inStep && !marked && !index.open) {
-            lost += "save ";
-        }
-        // A backup that is put in the index's place may know less than a scan has just saved.
-        const bool scans = life.mode != 3 && life.stored != Stored::TornWithBackup;
-        if (canMark && scans && whole && opened != kThrown && stored.Count() != 3 && !marked) {
-            lost += "scan ";
-        }
-        const bool keepsBlock = trial.fault == Fault::CallsLikeIt && is(block.c_str()) &&
-                                trial.call.starts_with("DeleteFile");
-        if (canMark && !keepsBlock && testing::PathExists(folder + "\\" + block)) lost += "block ";
-    }
-    for (const std::string& name : testing::NamesIn(folder)) {
-        const bool known = name[0] != '_' || name.ends_with(".xml") || name == "_CHANGE.DTY" ||
-                           name == block || name.ends_with(".bak") ||
-                           (settings.backups && name.ends_with(".bad"));
-        if (!known) lost += name;
+        const bool closed = life.closes && trial.result[0] == '1' && !index.open;
+        if (unmarked && closed && !inStep) lost += "save ";
+        const bool scanned = life.mode != 3 && whole && trial.result[0] != '-';
+        if (unmarked && scanned && stored.Count() != 3) lost += "scan ";
     }
     // A scan finds everything that the files say; the way that is left to an operator comes last.
     MarkFolderChanged(folder);
@@ -165,72 +121,33 @@ std::string Lost(const Life& life, const Trial& trial) {
     return lost.empty() ? "kept" : lost + "after " + trial.call;
 }
 
-class FolderFaults : public ::testing::TestWithParam<FolderSettings> {
-  protected:
-    // Each life under the faults that `choose` names for it.
-    void LiveWith(const std::function<std::vector<Fault>(const Life&)>& choose) {
-        const testing::ScratchRegistry registry;
-        settings = GetParam();
-        testing::Use(settings);
-        std::vector<testing::Operation> operations;
-        for (const Life& life : kLives) {
-            operations.push_back({life.name,
-                                  [&](const std::string& folder) { Prepare(life, folder); },
-                                  [&](const std::string& folder) { return Live(life, folder); },
-                                  {},
-                                  [&](const Trial& trial) { return Lost(life, trial); }});
-            for (const Fault fault : choose(life)) {
-                operations.back().outcomes[fault] = fault < Fault::Death    ? "0 kept|"
-                                                    : fault == Fault::Death ? "1 kept|"
-                                                                            : "kept|";
-            }
-        }
-        testing::ExpectOutcomes(operations, ERROR_GEN_FAILURE);
+class FolderFaults : public ::testing::TestWithParam<FolderSettings> {};
+
+TEST_P(FolderFaults, LoseNothing) {
+    if (!testing::IsAlone()) return;
+    const testing::ScratchRegistry registry;
+    testing::Use(GetParam());
+    std::vector<testing::Operation> operations;
+    for (const Life& life : kLives) {
+        operations.push_back({life.name,
+                              [&](const std::string& folder) { Prepare(life, folder); },
+                              [&](const std::string& folder) { return Live(life, folder); },
+                              {{Fault::Call, "0 kept|"},
+                               {Fault::CallsLikeIt, "0 kept|"},
+                               {Fault::AllCalls, "0 kept|"}},
+                              [&](const Trial& trial) { return Lost(life, trial); }});
+        const bool first = &life == kLives;
+        auto& outcomes = operations.back().outcomes;
+        if (first || GetParam().streamLoads) outcomes[Fault::Memory] = "kept|";
+        if (first && GetParam().backups) outcomes[Fault::Death] = "1 kept|";
     }
-};
-
-TEST_P(FolderFaults, ACallThatFailsLosesNothing) {
-    if (!testing::IsAlone()) return;
-    LiveWith([](const Life&) -> std::vector<Fault> {
-        return {Fault::Call, Fault::CallsLikeIt, Fault::AllCalls};
-    });
-}
-
-// Where backups are kept, what cannot be read is put aside; they matter to torn ones alone.
-TEST_P(FolderFaults, MemoryThatRunsShortLosesNothing) {
-    if (!testing::IsAlone()) return;
-    LiveWith([](const Life& life) -> std::vector<Fault> {
-        const bool chosen = (life.stored >= Stored::Torn) == settings.backups &&
-                            (settings.streamLoads || &life == kLives);
-        return chosen ? std::vector{Fault::Memory} : std::vector<Fault>();
-    });
-}
-
-TEST_P(FolderFaults, WhereverOneDiesTheNextRecovers) {
-    if (!testing::IsAlone()) return;
-    LiveWith([](const Life& life) -> std::vector<Fault> {
-        return &life == kLives && settings.backups ? std::vector{Fault::Death}
-                                                   : std::vector<Fault>();
-    });
+    testing::ExpectOutcomes(operations, ERROR_GEN_FAILURE);
 }
 
 INSTANTIATE_TEST_SUITE_P(Settings, FolderFaults,
-                         ::testing::Values(FolderSettings{.backups = true}, FolderSettings{},
+                         ::testing::Values(FolderSettings{.backups = true},
                                            FolderSettings{.streamLoads = false,
-                                                          .streamSaves = false}),
-                         testing::SettingsName);
-
-// Real waits, but short ones: the others must get their turn. Still long enough that 61 of them
-// outlast a transaction, or a waiter would take the block file of a holder that is alive.
-class ShortSleeper : public Sleeper {
-  public:
-    explicit ShortSleeper(DWORD milliseconds) : milliseconds_(milliseconds) { SetSleeper(this); }
-    ~ShortSleeper() override { SetSleeper(nullptr); }
-    void Sleep(std::uint32_t) override { ::Sleep(milliseconds_); }
-
-  private:
-    DWORD milliseconds_;
-};
+                                                          .streamSaves = false}));
 
 constexpr int kKeptFiles = 6;
 
@@ -261,7 +178,10 @@ void TwoTransact(bool blocked, int rounds) {
     testing::Use({});
     testing::TwoAtOnce(
         [&](const std::string& folder, const std::string& machine) {
-            const ShortSleeper sleeper(blocked ? 50 : 2);
+            // Real waits, but short ones: the others must get their turn. Still long enough that
+            // 61 of them outlast a transaction, or a waiter would take the block file of a holder
+            // that is alive.
+            const testing::CountingSleeper sleeper([=](int) { ::Sleep(blocked ? 50 : 2); });
             for (int round = 0; round < rounds && !::testing::Test::HasFailure(); ++round) {
                 Transact(folder, machine, round, blocked);
             }
@@ -285,52 +205,16 @@ TEST(FolderIndexMachines, TwoLoseNoEntryUnderTheBlockFile) {
     if (testing::IsAlone()) TwoTransact(true, 600);
 }
 
-// Saves in the middle of which the disk fills up and, still full, is opened again: what is put
-// aside and back is moved. The length decides whether the system is told in the last write or in
-// one before it.
-void FillUp(bool streams, const std::string& name, std::size_t length) {
+// What the system itself says of a disk that fills up, on which the other tests' faults rely.
+TEST(FolderSmallDisk, AWriteOrCopyThatDoesNotFitFails) {
     const std::string disk = testing::Environment("TARNWICK_SMALL_DISK");
     if (disk.empty()) return;
-    SCOPED_TRACE(name);
-    const testing::ScratchRegistry registry;
-    testing::Use({.streamLoads = streams, .streamSaves = streams, .backups = streams});
-    const std::string folder = disk + "\\" + name;
-    const std::string file = folder + "\\_index.xml";
-    const std::string stored = IndexText("x00000002", Entry("A.", 0, 1) + Entry("B.", 0, 2));
-    testing::MakePath(folder);
-    for (const char* message : {"\\A.MAI", "\\B.MAI"}) WriteBytesTo(folder + message, "To: m\r\n");
-    WriteBytesTo(file, stored);
-    FolderIndex filling = IndexOf(folder);
-    EXPECT_EQ(StoreIndex_Open(&filling, kOpenChecked), kOpenLoaded);
-    filling.entries.SetProperty(*filling.entries.FindById("A.MAI"), "CC", std::string(length, 's'));
-    if (name == "full") filling.entries.InvalidateExtents();
-    const testing::ReportRecorder reports;
-    File none;
-    StoreIndex_SaveAndClose(&filling, true, false, none, nullptr);
-    EXPECT_TRUE(reports.Joined(ReportChannel::Trace).ends_with("be marked as dirty."));
-    EXPECT_TRUE(IsFolderMarkedChanged(folder));
-    const std::string torn = ReadBytesOf(file);
-    const bool hasBackup = streams && name != "no backup";
-    EXPECT_EQ(ReadBytesOf(file + ".bak"), streams ? stored : "");
-    if (!hasBackup) RemoveFile(file + ".bak");
-    FolderIndex next = IndexOf(folder);
-    EXPECT_EQ(StoreIndex_Open(&next, kOpenChecked), streams ? kOpenLoaded : kOpenFailed);
-    EXPECT_EQ(ReadBytesOf(file + ".bad"), streams ? torn : "");
-    RemoveFile(file + ".bad");
-    if (!streams) RemoveFile(file);
-    EXPECT_EQ(StoreIndex_Open(&next, kOpenChecked), streams ? kOpenKept : kOpenLoaded);
-    EXPECT_EQ(next.entries.Count(), 2U);
-    EXPECT_EQ(next.entries.FindById("A.MAI")->Property("SUBJECT").has_value(), hasBackup);
-    RemoveFile(file);
-}
-
-TEST(FolderIndexSmallDisk, ACutOffStreamSaveIsReplacedByTheBackupOrPutAside) {
-    for (const char* name : {"place", "full", "no backup"}) FillUp(true, name, 100'000);
-}
-TEST(FolderIndexSmallDisk, ACutOffDomSaveMarksTheFolder) {
-    for (const std::size_t length : {100'000U, 66'000U, 60'000U}) {
-        FillUp(false, std::to_string(length), length);
-    }
+    EXPECT_TRUE(File(disk + "\\half", kOpenTruncate).Write(std::string(40'000, 's')));
+    EXPECT_FALSE(CopyOver(disk + "\\half", disk + "\\copy"));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_DISK_FULL));
+    RemoveFile(disk + "\\copy");
+    EXPECT_FALSE(File(disk + "\\full", kOpenTruncate).Write(std::string(40'000, 's')));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_DISK_FULL));
 }
 
 }  // namespace

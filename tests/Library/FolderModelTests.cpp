@@ -533,8 +533,7 @@ INSTANTIATE_TEST_SUITE_P(
                                      .calendarsAlways = true,
                                      .oldFormat = false},
                       FolderSettings{.calendarsAlways = true},
-                      FolderSettings{.streamLoads = false}),
-    testing::SettingsName);
+                      FolderSettings{.streamLoads = false}));
 
 }  // namespace
 }  // namespace tarnwick

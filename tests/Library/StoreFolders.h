@@ -30,13 +30,6 @@ inline void Use(const FolderSettings& settings) {
     SetProduct("MSXML Index Serialisation Produces Old Format", settings.oldFormat ? 1 : 0);
 }
 
-inline std::string SettingsName(const ::testing::TestParamInfo<FolderSettings>& info) {
-    const FolderSettings& settings = info.param;
-    return std::string(settings.streamLoads ? "Stream" : "Dom") +
-           (settings.streamSaves ? "Stream" : "Dom") + (settings.backups ? "Backup" : "") +
-           (settings.calendarsAlways ? "Calendars" : "") + (settings.oldFormat ? "" : "New");
-}
-
 // True in a process that runs the calling test alone; in any other the test runs again in such a
 // one.
 inline bool IsAlone() {

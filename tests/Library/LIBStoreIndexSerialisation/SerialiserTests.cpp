@@ -145,37 +145,29 @@ TEST_F(IndexSerialiser, TriesForFortySecondsToOpenAndToCut) {
     }
 }
 
-TEST_F(IndexSerialiser, WhatAFailingCallLeftUnsavedIsSavedByTheNextTry) {
-    int calls = 1;
-    for (int number = 1; number <= calls; ++number) {
-        Restart();
-        const CountingSleeper sleeper;
-        CallRecorder recorder;
-        recorder.FailCall(number, ERROR_DISK_FULL);
-        const bool saved = ChangeAndSave();
-        calls = recorder.Count();
-        EXPECT_TRUE(!saved || ReadBytesOf(path_) == kChanged) << number;
-        EXPECT_TRUE(Save()) << number;
-        EXPECT_EQ(ReadBytesOf(path_), kChanged) << number;
-    }
-}
-
-TEST_F(IndexSerialiser, AProcessThatDiesLeavesTheOldOrTheNewIndex) {
-    const Operation save{
-        "save",
-        [](const std::string& folder) { WriteBytesTo(folder + "\\_index.xml", kTwo); },
-        [this](const std::string& folder) {
-            serialiser_.Deserialise(index_, folder, 0, {});
-            index_.SetProperty(*index_.FindById("B"), "SUBJECT", "");
-            return std::to_string(serialiser_.Serialise(index_, folder, 0));
-        },
-        {{Fault::Death, "1 whole|"}},
-        [this](const Trial&) -> std::string {
-            if (serialiser_.Deserialise(index_, FaultFolder(), 0, {}) != kLoadFull) return "torn";
-            const std::string subject(*index_.FindById("B")->Property("SUBJECT"));
-            return index_.Count() == 2 && (subject.empty() || subject == "b") ? "whole" : subject;
-        }};
-    ExpectOutcomes({save});
+TEST_F(IndexSerialiser, WhatAFailureOrADeathLeftUnsavedIsSavedByTheNextTry) {
+    const auto load = [this] {
+        return serialiser_.Deserialise(index_, FaultFolder(), 0, {}) == kLoadFull;
+    };
+    const auto save = [this] {
+        index_.SetProperty(*index_.FindById("B"), "SUBJECT", "");
+        return serialiser_.Serialise(index_, FaultFolder(), 0);
+    };
+    const auto outcome = [&](const Trial& trial) -> std::string {
+        const std::string bytes = ReadBytesOf(FaultFolder() + "\\_index.xml");
+        if (trial.result == "1" && bytes != kChanged) return "unsaved";
+        if (trial.result != "0" && !load()) return "torn";
+        if (!save() || !load() || index_.Count() != 2) return "lost";
+        return "saved" + std::string(*index_.FindById("B")->Property("SUBJECT"));
+    };
+    ExpectOutcomes({{"save",
+                     [](const std::string& folder) { WriteBytesTo(folder + "\\_index.xml", kTwo); },
+                     [&](const std::string&) { return !load()  ? "unread"
+                                                      : save() ? "1"
+                                                               : "0"; },
+                     {{Fault::Call, "0 saved|"}, {Fault::Death, "1 saved|"}},
+                     outcome}},
+                   ERROR_DISK_FULL);
 }
 
 TEST(IndexSettingsOwnProcess, AreReadOnce) {
@@ -202,22 +194,31 @@ TEST(IndexSettingsOwnProcess, AreReadOnce) {
     }
 }
 
+// By a copy, or where it has no room by a move; what is refused loses nothing.
 TEST_F(IndexSerialiser, BackupsComeAndGo) {
     EXPECT_FALSE(serialiser_.BackupExists(folder_.Path()));
     EXPECT_FALSE(serialiser_.RestoreBackup(folder_.Path()));
     EXPECT_EQ(serialiser_.BackupAgeMinutes(folder_.Path()), 0U);
     WriteBytesTo(folder_.Path("_groups.xml"), "never copied");
-    serialiser_.CreateBackup(folder_.Path());
-    EXPECT_TRUE(serialiser_.BackupExists(folder_.Path()));
-    WriteBytesTo(path_, "bad");
-    WriteBytesTo(path_ + ".bad", "older");
-    EXPECT_TRUE(serialiser_.RestoreBackup(folder_.Path()));
-    EXPECT_EQ(ReadBytesOf(path_), kTwo);
-    EXPECT_EQ(ReadBytesOf(path_ + ".bad"), "bad");
-    serialiser_.DeleteBackup(folder_.Path());
-    EXPECT_TRUE(serialiser_.QuarantineIndex(folder_.Path()));
-    EXPECT_EQ(ReadBytesOf(path_ + ".bad"), kTwo);
-    EXPECT_EQ(folder_.Names(), (std::vector<std::string>{"_groups.xml", "_index.xml.bad"}));
+    for (const std::uint32_t error : {DWORD{0}, DWORD{ERROR_DISK_FULL}}) {
+        WriteBytesTo(path_, kTwo);
+        serialiser_.CreateBackup(folder_.Path());
+        WriteBytesTo(path_, "bad");
+        WriteBytesTo(path_ + ".bad", "older");
+        CallRecorder calls;
+        calls.FailAll("CopyFile", ERROR_ACCESS_DENIED);
+        const std::string before = folder_.Contents();
+        EXPECT_FALSE(serialiser_.RestoreBackup(folder_.Path()));
+        serialiser_.QuarantineIndex(folder_.Path());
+        EXPECT_EQ(folder_.Contents(), before);
+        calls.FailAll("CopyFile", error);
+        EXPECT_TRUE(serialiser_.RestoreBackup(folder_.Path()));
+        EXPECT_EQ(ReadBytesOf(path_) + ReadBytesOf(path_ + ".bad"), kTwo + "bad");
+        serialiser_.DeleteBackup(folder_.Path());
+        EXPECT_TRUE(serialiser_.QuarantineIndex(folder_.Path()));
+        EXPECT_EQ(ReadBytesOf(path_ + ".bad"), kTwo);
+        EXPECT_EQ(folder_.Names(), (std::vector<std::string>{"_groups.xml", "_index.xml.bad"}));
+    }
 }
 
 TEST(IndexBackup, AgeCountsMonthsOfThirtyDays) {
