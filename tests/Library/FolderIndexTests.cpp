@@ -93,46 +93,36 @@ TEST_F(StoreIndexLife, RefusesWhatIsNoFolder) {
     EXPECT_EQ(ReadBytesOf(folder_.Path("new\\_index.xml")), IndexText("x00000000", ""));
 }
 
-// What happens at the calls of a name to a file, and what is stored then.
-TEST_F(StoreIndexLife, OutlivesTroubleAtSingleCalls) {
-    struct Row {
-        const char* call;
-        std::uint32_t type;
-        int mode, result;
-        bool marked, adds, staysMarked;
-        std::function<std::uint32_t(int count)> act;
+TEST_F(StoreIndexLife, AScanWhoseSaveBreaksOffSavesAgainAndAMarkMeanwhileStays) {
+    MarkFolderChanged(folder_.Path());
+    int writes = 0;
+    CallRecorder calls;
+    calls.onCall = [&](const SystemCall& call) -> std::uint32_t {
+        if (call.name == "WaitForSingleObject") MarkFolderChanged(folder_.Path());
+        return call.name == "WriteFile" && ++writes == 2 ? ERROR_DISK_FULL : 0;
     };
-    const auto refuse = [](std::uint32_t error) { return [=](int) { return error; }; };
-    const Row rows[] = {
-        {"CreateFile _index.blk", 0, 1, 1, true, false, true, refuse(ERROR_PATH_NOT_FOUND)},
-        {"FindFirstFile B.MAI", 0, 2, 1, false, true, false, refuse(ERROR_ACCESS_DENIED)},
-        {"WriteFile", 0, 2, 1, false, true, false,
-         [](int count) { return std::uint32_t{count == 1 ? ERROR_DISK_FULL : 0U}; }},
-        {"WaitForSingleObject", 54, 1, 1, true, true, true,
-         [&](int) { return MarkFolderChanged(folder_.Path()) ? 0U : 1U; }},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.call);
-        folder_.Clear();
-        Fill(row.type == 0 ? "MAI" : "GRP", row.type);
-        // Not the copy of a group folder.
-        WriteBytesTo(folder_.Path("_index.xml.bak"), "backup");
-        if (row.call == std::string("FindFirstFile B.MAI")) RemoveFile(folder_.Path("B.MAI"));
-        if (row.marked) MarkFolderChanged(folder_.Path());
-        CallRecorder calls;
-        int count = 0;
-        calls.onCall = [&](const SystemCall&) {
-            return calls.Calls().back() == row.call ? row.act(++count) : 0U;
-        };
-        EXPECT_EQ(StoreIndex_Open(&index_, row.mode), row.result);
-        EXPECT_GT(count, 0);
-        const std::string left = ReadBytesOf(file_);
-        EXPECT_EQ(left.find("C.") != left.npos, row.adds);
-        EXPECT_NE(left.find("UID=\"5\"><CC>x</CC>"), left.npos);
-        EXPECT_NE(left.find("UID=\"7\""), left.npos);
-        EXPECT_EQ(IsFolderMarkedChanged(folder_.Path()), row.staysMarked);
-        EXPECT_EQ(ReadBytesOf(folder_.Path("_index.xml.bak")), "backup");
+    EXPECT_EQ(StoreIndex_Open(&index_, 1), kOpenLoaded);
+    EXPECT_NE(ReadBytesOf(file_).find("C.MAI"), std::string::npos);
+    EXPECT_TRUE(IsFolderMarkedChanged(folder_.Path()));
+}
+
+TEST_F(StoreIndexLife, AFailedWaitForTheMutexIsReportedAndThrownOnByAnOpenAlone) {
+    ASSERT_EQ(StoreIndex_Open(&index_, 3), kOpenLoaded);
+    CallRecorder calls;
+    calls.FailAll("WaitForSingleObject", ERROR_INVALID_HANDLE);
+    index_.entries.Add("N.MAI");
+    Close(true);
+    EXPECT_NE(reports_.Joined(ReportChannel::EventLogError).find("StoreIndex_SaveAndClose handled"),
+              std::string::npos);
+    for (const int mode : {2, 3}) {
+        index_.loadedFolder = "elsewhere";
+        RemoveFile(folder_.Path("_CHANGE.DTY"));
+        EXPECT_THROW(StoreIndex_Open(&index_, mode), LibraryException);
+        EXPECT_NE(reports_.Joined(ReportChannel::EventLogError).find("StoreIndex_Open handled"),
+                  std::string::npos);
+        EXPECT_EQ(IsFolderMarkedChanged(folder_.Path()), mode == 2);
     }
+    EXPECT_EQ(ReadBytesOf(file_), stored_);
 }
 
 TEST_F(StoreIndexLife, AnIndexThatIsHeldIsNotDamagedAndItsSaveNotRepeated) {
@@ -209,74 +199,61 @@ TEST_F(StoreIndexLife, AFailedSaveMarksTheFolderBeforeTheMutexIsFree) {
 
 // Between machines no mutex holds: another may save as soon as this one's reader is closed.
 TEST_F(StoreIndexLife, SeesASaveRightBehindItsLoad) {
-    bool read = false, changed = false;
+    bool read = false;
     {
         CallRecorder calls;
         calls.onCall = [&](const SystemCall& call) -> std::uint32_t {
             read = read || call.name == "ReadFile";
-            if (!read || changed || call.name == "ReadFile") return 0;
-            // A writer shares the file with nobody, so it comes in behind the reader alone.
-            const ObjectHandle writer(
-                CreateFileA(file_.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
-            DWORD written = 0;
-            changed = writer.IsValid() &&
-                      WriteFile(writer.Get(), stored_.data(), 10, &written, nullptr) != 0 &&
-                      SetEndOfFile(writer.Get()) != 0;
+            if (read && call.name == "FindFirstFile") WriteBytesTo(file_, "another");
             return 0;
         };
         EXPECT_EQ(StoreIndex_Open(&index_, kOpenUnverified), kOpenLoaded);
     }
-    if (!changed) WriteBytesTo(file_, "other");
+    WriteBytesTo(file_, "another");
     index_.entries.SetProperty(*index_.entries.FindById("B.MAI"), "READ", "1");
     Close(true);
     EXPECT_TRUE(IsFolderMarkedChanged(index_.folder)) << "or nobody looks for what was overwritten";
 }
 
 struct FailingLoader final : StoreIndexSerialiser {
-    FailingLoader(bool loads, bool recovers) : loads_(loads), recovers_(recovers) {}
+    explicit FailingLoader(bool loads) : loads_(loads) {}
     bool Serialise(StoreIndex&, const std::string&, std::uint32_t) override { return false; }
     std::uint32_t Deserialise(StoreIndex&, const std::string&, std::uint32_t,
                               const DeserialiseRequest&) override {
-        if (!loads_) throw std::runtime_error("torn");
-        return kLoadFull;
+        return loads_ ? kLoadFull : throw std::runtime_error("torn");
     }
     bool RequiresFullLoad() override { return true; }
-    bool SupportsRecovery() override { return recovers_; }
-    bool BackupExists(const std::string&) override { throw std::runtime_error("backup"); }
+    bool SupportsRecovery() override { return true; }
+    bool BackupExists(const std::string&) override { throw 7; }
 
   private:
-    bool loads_, recovers_;
+    bool loads_;
 };
 
 TEST_F(StoreIndexLife, WhatALoaderOrItsBackupThrowsIsTold) {
     const auto load = [&](SerialiserOwner loader) {
-        return LoadWithRecovery(loader, index_.entries, "F", 0, {}, BackupWish::Refresh);
+        index_.entries.SetLoadStatus(kLoadIdentifiers);
+        const auto status =
+            LoadWithRecovery(loader, index_.entries, "F", 0, {}, BackupWish::Refresh);
+        EXPECT_EQ(status, index_.entries.LoadStatus());
+        return status;
     };
+    EXPECT_EQ(load(MakeSerialiser<FailingLoader>(true)), kLoadFull);
+    RestOn(ReportChannel::StandardOutput, "Exception occured when backing up");
+    EXPECT_EQ(load(MakeSerialiser<FailingLoader>(false)), kLoadFailed);
     const std::string thrown =
         "StoreIndexSerialiser::Deserialise handled an exception; session will be dropped.\n"
-        "The exception was: ";
-    EXPECT_EQ(load(MakeSerialiser<FailingLoader>(true, true)), kLoadFull);
-    RestOn(ReportChannel::StandardOutput, "Exception occured when backing up");
-    EXPECT_EQ(load(MakeSerialiser<FailingLoader>(false, false)), kLoadFailed);
-    RestOn(ReportChannel::Trace, thrown + "torn\nFailed to deserialise index: F");
-    EXPECT_EQ(load(MakeSerialiser<FailingLoader>(false, true)), kLoadFailed);
-    RestOn(ReportChannel::EventLogError, thrown + "torn\n" + thrown + "backup\n");
-    index_.entries.SetLoadStatus(kLoadFull);
+        "The exception was: torn\n";
+    EXPECT_EQ(reports_.Joined(ReportChannel::EventLogError), thrown);
+    RestOn(ReportChannel::Trace, thrown + "StoreIndexSerialiser::Deserialise raised an exception");
     EXPECT_EQ(load(NoSerialiser()), kLoadFailed);
-    EXPECT_EQ(index_.entries.LoadStatus(), kLoadFailed);
-    const auto report = [](const auto& exception) {
-        try {
-            throw exception;
-        } catch (...) {
-            ReportCaughtException("Operation");
-        }
-    };
-    report(_com_error(E_OUTOFMEMORY));
-    RestOn(ReportChannel::EventLogError, "");
-    report(_com_error(E_OUTOFMEMORY));
+    try {
+        throw _com_error(E_OUTOFMEMORY);
+    } catch (...) {
+        ReportCaughtException("Operation");
+    }
+    EXPECT_EQ(reports_.Joined(ReportChannel::EventLogError), "");
     RestOn(ReportChannel::Trace, "\nSource = \nEror Description = \n");
-    report(7);
-    RestOn(ReportChannel::Trace, "Operation raised an exception");
 }
 
 // Beside what an open asks for, which the model shows.
@@ -284,40 +261,34 @@ TEST_F(StoreIndexLife, ALoaderThatIsForcedLooksAtTheFiles) {
     struct Row {
         bool exists;
         std::uint32_t type;
-        LoaderChoice choice;
+        bool forced;
         const char* entries;
     };
-    const LoaderChoice forced{.forceReindex = true};
-    const Row rows[] = {{true, 3, {}, "A.TSK:5[CC=x] B.TSK:7 "},
-                        {true, 3, {.reindexIfFlagged = true}, "A.TSK:5[CC=x] B.TSK:7 "},
-                        {true, 3, forced, "A.TSK:5[CC=x] B.TSK:7 C.TSK:8"},
-                        {false, 3, forced, ""},
-                        {false, 3, {.reindexIfFlagged = true}, "A.TSK:1"},
-                        {true, 54, forced, ""}};
+    const Row rows[] = {{true, 3, false, "A.TSK:5[CC=x] "},
+                        {true, 3, true, "A.TSK:5[CC=x] B.TSK:7 C.TSK:8"},
+                        {false, 3, true, ""},
+                        {true, 54, true, ""}};
+    // A scan needs the whole index, whatever part is wished.
     const IdSet known{"A.TSK"};
     for (const Row& row : rows) {
         Fill(row.type == 3 ? "TSK" : "GRP", row.type);
         if (!row.exists) RemoveFile(file_);
-        SerialiserOwner loader = ChooseLoader(folder_.Path(), row.type, row.choice,
-                                              LookForIndex(folder_.Path(), row.type));
-        // A scan needs the whole index, whatever part is wished.
-        DeserialiseRequest request;
-        if (row.choice.forceReindex) request = {.loadMode = kLoadHeader, .knownIds = &known};
-        EXPECT_EQ(loader->Deserialise(index_.entries, folder_.Path(), row.type, request),
-                  kLoadFull);
-        EXPECT_TRUE(testing::Describe(index_.entries).starts_with(row.entries));
-        EXPECT_EQ(index_.entries.Count() == 0, row.entries[0] == '\0');
-        EXPECT_TRUE(index_.entries.IsWhole());
-        const bool stream = row.exists && !row.choice.forceReindex;
-        EXPECT_EQ(loader->SupportsRecovery(), stream);
-        EXPECT_EQ(loader->RequiresFullLoad(), !stream);
-        EXPECT_TRUE(stream || !loader->Serialise(index_.entries, folder_.Path(), row.type));
+        SerialiserOwner loader =
+            ChooseLoader(folder_.Path(), row.type, {.forceReindex = row.forced},
+                         LookForIndex(folder_.Path(), row.type));
+        EXPECT_EQ(
+            loader->Deserialise(index_.entries, folder_.Path(), row.type, {.knownIds = &known}),
+            kLoadFull);
+        const std::string entries = testing::Describe(index_.entries);
+        EXPECT_EQ(entries.substr(0, entries.find("[MOD")), row.entries);
+        EXPECT_EQ(index_.entries.IsWhole(), row.forced);
+        EXPECT_EQ(loader->SupportsRecovery(), !row.forced);
+        EXPECT_EQ(loader->RequiresFullLoad(), row.forced);
+        EXPECT_TRUE(!row.forced || !loader->Serialise(index_.entries, folder_.Path(), row.type));
     }
     EXPECT_FALSE(SaverRequiresFullLoad());
-    const ScratchFolder empty;
-    SerialiserOwner loader =
-        ChooseLoader(empty.Path(), 9, {.reindexIfFlagged = true}, IndexPresence::Gone);
-    EXPECT_EQ(loader->Deserialise(index_.entries, empty.Path(), 9, {}), kLoadFailed) << "no type";
+    SerialiserOwner loader = ChooseLoader("F", 9, {.reindexIfFlagged = true}, IndexPresence::Gone);
+    EXPECT_EQ(loader->Deserialise(index_.entries, "F", 9, {}), kLoadFailed) << "no type";
 }
 
 // The setting is read once a process.
