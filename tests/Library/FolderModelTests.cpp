@@ -3,14 +3,10 @@
 
 #include <filesystem>
 #include <map>
-#include <regex>
 #include <set>
-#include <thread>
 
 #include "common/Clock.h"
-#include "common/MutexLock.h"
 #include "common/Reports.h"
-#include "Library/ExceptionReport.h"
 #include "Library/FolderFiles.h"
 #include "Library/FolderScan.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
@@ -154,25 +150,16 @@ bool ReadScanning(StoreIndex& entries, const FolderIndex& it, bool verify) {
     return scanned || Fail(it, "");
 }
 
-bool ScanStored(const FolderIndex& it, bool forced) {
-    const ObjectHandle mutex = OpenFolderMutex(it.folder);
-    const xMutexLock lock(mutex.Get(), INFINITE);
-    StoreIndex entries;
-    if (!PathExists(IndexPath(it)) || !ReadOrRecover(entries, it, it.folderType != 54, false)) {
-        if (!forced && PathExists(IndexPath(it))) return false;
-        entries.CountAsWhole();
-    }
-    return LookThroughFiles(entries, it) && (!entries.IsModified() || Save(entries, it));
-}
-
 void ScanAndMark(const FolderIndex& it, bool forced) {
-    bool scanned = false;
-    try {
-        scanned = ScanStored(it, forced);
-    } catch (const LibraryException&) {
-        Mark(it);
-        throw;
+    StoreIndex entries;
+    bool scanned =
+        PathExists(IndexPath(it)) && ReadOrRecover(entries, it, it.folderType != 54, false);
+    if (!scanned && (forced || !PathExists(IndexPath(it)))) {
+        entries.CountAsWhole();
+        scanned = true;
     }
+    scanned =
+        scanned && LookThroughFiles(entries, it) && (!entries.IsModified() || Save(entries, it));
     if (!scanned) Mark(it);
     Trace(std::string("StoreIndex_Open::Performing StoreIndex_Scan(TW_STOREINDEX_") +
           (forced ? "REINDEX" : "CHECKDIRTY") + ") on folder " + it.folder);
@@ -189,7 +176,7 @@ void BeginLoad(FolderIndex& it) {
     it.loadedType = it.folderType;
 }
 
-int PlainOpen(FolderIndex* index, int mode) try {
+int PlainOpen(FolderIndex* index, int mode) {
     FolderIndex& it = *index;
     if (!IsLoadedFrom(it)) BeginLoad(it);
     bool wanted = mode == 2 || (!IsScannedByLoader(it) && !PathExists(IndexPath(it)));
@@ -211,8 +198,6 @@ int PlainOpen(FolderIndex* index, int mode) try {
         Trace("StoreIndex_Open::Using cached index for folder " + it.folder);
         return kOpenKept;
     }
-    const ObjectHandle mutex = OpenFolderMutex(it.folder);
-    const xMutexLock lock(mutex.Get(), INFINITE);
     BeginLoad(it);
     const bool scanning = !PathExists(IndexPath(it)) || always || (marked && mode != 3);
     it.open = scanning ? ReadScanning(it.entries, it, mode != 5)
@@ -221,9 +206,6 @@ int PlainOpen(FolderIndex* index, int mode) try {
                    : "StoreIndex_Open::Error opening store index in: ") +
           it.folder);
     return it.open ? kOpenLoaded : kOpenFailed;
-} catch (...) {
-    ReportCaughtException("StoreIndex_Open");
-    throw;
 }
 
 bool WriteDetails(const FolderIndex& it, const FolderDetails* given, bool wasWhole) {
@@ -246,8 +228,6 @@ bool WriteDetails(const FolderIndex& it, const FolderDetails* given, bool wasWho
 int PlainCommit(FolderIndex* index, int mode) {
     FolderIndex& it = *index;
     if (!it.open) return kCommitNotOpen;
-    const ObjectHandle mutex = OpenFolderMutex(it.folder);
-    const MutexLock lock(mutex.Get(), INFINITE);
     const bool wasWhole = it.entries.IsWhole();
     const bool saved = Save(it.entries, it);
     if (saved) WriteDetails(it, nullptr, wasWhole);
@@ -256,9 +236,7 @@ int PlainCommit(FolderIndex* index, int mode) {
     return saved ? kCommitted : kCommitFailed;
 }
 
-bool SaveUnlessOvertaken(FolderIndex& it, const FolderDetails* details) try {
-    const ObjectHandle mutex = OpenFolderMutex(it.folder);
-    const xMutexLock lock(mutex.Get(), INFINITE);
+bool SaveUnlessOvertaken(FolderIndex& it, const FolderDetails* details) {
     const bool overtaken = StampOf(IndexPath(it)).value_or(IndexFileStamp{}).lastWrite !=
                            it.entries.FileStamp().lastWrite;
     const bool wasWhole = it.entries.IsWhole();
@@ -270,9 +248,6 @@ bool SaveUnlessOvertaken(FolderIndex& it, const FolderDetails* details) try {
         Trace("StoreIndex_SaveAndClose::SetCacheDetailsToFile for folder " + it.folder);
     }
     return saved && !overtaken;
-} catch (...) {
-    ReportCaughtException("StoreIndex_SaveAndClose");
-    return false;
 }
 
 int PlainSaveAndClose(FolderIndex* index, bool save, bool, File& block,
@@ -290,8 +265,7 @@ int PlainSaveAndClose(FolderIndex* index, bool save, bool, File& block,
     return 1;
 }
 
-// Two folders, and two objects as two processes have them: once for the product, once for the plain
-// version.
+// Two folders and an object: once for the product, once for the plain version.
 const char* const kFolders[] = {"\\Inbox", "\\$FileRoot"};
 
 struct World {
@@ -299,13 +273,9 @@ struct World {
     decltype(StoreIndex_Commit)& commit;
     decltype(StoreIndex_SaveAndClose)& saveAndClose;
     std::string root;
-    FolderIndex objects[2] = {};
-    std::size_t at = 0;
+    FolderIndex it = {};
     bool scanFails = false;
     std::uint64_t minute = 0, ticks = 0;
-    std::vector<ObjectHandle> abandoned = {};
-
-    FolderIndex& It() { return objects[at]; }
 };
 
 void SetLastWrite(const std::string& path, std::uint64_t time) {
@@ -342,9 +312,9 @@ std::string Other(const World& world, const FolderIndex& it) {
 const FolderDetails kDetails{9, 8, 7, 6};
 int Close(World& world, bool save, bool withBlock, const FolderDetails* details = nullptr) {
     File block;
-    if (withBlock) RemoveFile(BlockPath(world.It()));
-    if (withBlock) block = File(BlockPath(world.It()), kCreateBlockFile);
-    return world.saveAndClose(&world.It(), save, withBlock, block, details) + 2 * block.IsOpen();
+    if (withBlock) RemoveFile(BlockPath(world.it));
+    if (withBlock) block = File(BlockPath(world.it), kCreateBlockFile);
+    return world.saveAndClose(&world.it, save, withBlock, block, details) + 2 * block.IsOpen();
 }
 
 int Set(FolderIndex& it, const char* message, const char* name, const char* value) {
@@ -356,11 +326,6 @@ int Forget(FolderIndex& it) {
     if (entry != nullptr) it.entries.Remove(*entry);
     return entry != nullptr;
 }
-void Abandon(World& world, const FolderIndex& it) {
-    world.abandoned.push_back(OpenFolderMutex(it.folder));
-    std::thread([&] { WaitForSingleObject(world.abandoned.back().Get(), INFINITE); }).join();
-}
-
 using Act = std::function<int(World&, FolderIndex&)>;
 const std::map<char, Act> kSteps{
     {'c', [](World& world, FolderIndex& it) { return world.commit(&it, 0); }},
@@ -393,31 +358,27 @@ const std::map<char, Act> kSteps{
     {'S', [](World& world, FolderIndex&) { return world.scanFails = !world.scanFails; }},
     {'G', [](World& world, FolderIndex& it) { return it.folder = Other(world, it), 0; }},
     {'K', [](World&, FolderIndex& it) { return it.folderType = it.folderType == 3 ? 0 : 3; }},
-    {'!', [](World& world, FolderIndex& it) { return Abandon(world, it), 0; }},
-    {'@', [](World& world, FolderIndex&) { return world.at = 1 - world.at, 0; }},
 };
-constexpr const char* kWeighted = "1122356777ccnsssbiqaarRdFmmMhkffgxotuvyzZpPSGK@@!";
+constexpr const char* kWeighted = "1122356777ccnsssbiqaarRdFmmMhkffgxotuvyzZpPSGK";
 
 void Begin(World& world, std::uint32_t type) {
     for (const char* name : {kFolders[1], kFolders[0]}) {
-        for (FolderIndex& index : world.objects) index = testing::IndexOf(world.root + name);
+        world.it = testing::IndexOf(world.root + name, type);
         for (const std::string& left : testing::NamesIn(world.root + name)) {
             // Message files are slow to make and keep what they say.
-            if (left[0] == '_' || left[0] == 'D') RemoveFile(In(world.It(), left));
+            if (left[0] == '_' || left[0] == 'D') RemoveFile(In(world.it, left));
         }
         for (const std::uint32_t each : {0U, 3U, type}) {
-            world.It().folderType = each;
-            for (const char* message : {"A", "B", "C"}) WriteMessage(world.It(), message);
+            world.it.folderType = each;
+            for (const char* message : {"A", "B", "C"}) WriteMessage(world.it, message);
         }
     }
     RemoveFile(world.root + "\\MAILROOT\\PO\\F\\_FOLDER.DAT");
-    for (FolderIndex& index : world.objects) {
-        index.folderType = type;
-        index.dataDirectory = world.root;
-        index.postoffice = "PO";
-        index.folderName = "F";
-    }
-    Plant(world.It(), "x00000007", "A", 5, Rest(world.It(), 7));
+    world.it.folderType = type;
+    world.it.dataDirectory = world.root;
+    world.it.postoffice = "PO";
+    world.it.folderName = "F";
+    Plant(world.it, "x00000007", "A", 5, Rest(world.it, 7));
 }
 
 // Files that were written just now get times of their own, as if the clock ticked finely.
@@ -431,10 +392,8 @@ void SettleTimes(World& world) {
             std::uint64_t& time = settled[stamp->lastWrite];
             if (time == 0) time = now - ++world.ticks;
             SetLastWrite(path, time);
-            for (FolderIndex& index : world.objects) {
-                if (index.entries.FileStamp() != *stamp) continue;
-                index.entries.SetFileStamp({time, stamp->size});
-            }
+            StoreIndex& entries = world.it.entries;
+            if (entries.FileStamp() == *stamp) entries.SetFileStamp({time, stamp->size});
         }
     }
 }
@@ -451,23 +410,16 @@ std::string Step(World& world, char letter) {
     scans = 0;
     scanFails = world.scanFails;
     now = kYear2020 + world.minute * kMinute;
-    std::string seen;
-    try {
-        const bool opens = letter >= '1' && letter <= '7';
-        seen = std::to_string(opens ? world.open(&world.It(), letter - '0')
-                                    : kSteps.at(letter)(world, world.It()));
-    } catch (const LibraryException& lost) {
-        seen = lost.what();
-    }
+    const bool opens = letter >= '1' && letter <= '7';
+    std::string seen = std::to_string(opens ? world.open(&world.it, letter - '0')
+                                            : kSteps.at(letter)(world, world.it));
     SettleTimes(world);
     seen += "\n" + reports.Joined(ReportChannel::Trace) + "\n" +
             reports.Joined(ReportChannel::EventLogError) + "\n" +
-            testing::Describe(world.It().entries) + std::to_string(world.It().entries.LastUid()) +
-            " " + std::to_string(sleeper.Count()) + " waits, " + std::to_string(scans) +
-            " scans, " + (world.It().open ? "open " : "closed ") +
-            (world.It().entries.IsWhole() ? "whole" : "part");
-    // A mutex is named by its handle.
-    return Without(std::regex_replace(seen, std::regex("utex 0x\\w+"), "utex"), world.root);
+            testing::Describe(world.it.entries) + std::to_string(world.it.entries.LastUid()) + " " +
+            std::to_string(sleeper.Count()) + " waits, " + std::to_string(scans) + " scans, " +
+            (world.it.open ? "open " : "closed ") + (world.it.entries.IsWhole() ? "whole" : "part");
+    return Without(seen, world.root);
 }
 
 std::string Files(const World& world) {
