@@ -84,32 +84,27 @@ TEST(FolderScan, TakesWhatItCanReadOfAFile) {
     EXPECT_EQ(reads, 1U);
 }
 
-TEST(FolderFlags, AreWrittenFoundAndClearedTheCachedOneWhenSwitchedOn) {
+// The model shows the mark of a change.
+TEST(FolderFlags, FailWithTheirCallsAndTheCachedOneIsWrittenWhenSwitchedOn) {
     const ScratchFolder folder;
-    EXPECT_FALSE(ClearFolderChanged(folder.Path()));
-    EXPECT_TRUE(MarkFolderChanged(folder.Path()));
-    EXPECT_EQ(ReadBytesOf(folder.Path("_CHANGE.DTY")),
-              "This file is a flag file that denotes that this folder has been changed");
-    EXPECT_TRUE(IsFolderMarkedChanged(folder.Path()));
-    EXPECT_TRUE(ClearFolderChanged(folder.Path()));
-    EXPECT_TRUE(folder.Names().empty());
     EXPECT_FALSE(MarkFolderChanged(folder.Path("missing")));
     for (const char* call : {"WriteFile", "CloseHandle"}) {
         CallRecorder calls;
         calls.FailAll(call, ERROR_DISK_FULL);
         EXPECT_FALSE(MarkFolderChanged(folder.Path())) << call;
     }
-    EXPECT_FALSE(WriteCachedFlag(folder.Path()));
-    WriteBytesTo(folder.Path("_CACHED.DTY"), "x");
-    EXPECT_FALSE(HasCachedFlag(folder.Path()));
-    EXPECT_FALSE(DeleteCachedFlag(folder.Path()));
-    CachedTransactionsEnabled() = true;
-    EXPECT_TRUE(WriteCachedFlag(folder.Path()));
-    EXPECT_EQ(ReadBytesOf(folder.Path("_CACHED.DTY")),
-              "This file is a flag file that there are cached transactions that are not written to "
-              "disk.");
-    EXPECT_TRUE(HasCachedFlag(folder.Path()));
-    EXPECT_TRUE(DeleteCachedFlag(folder.Path()));
+    for (const bool enabled : {false, true}) {
+        CachedTransactionsEnabled() = enabled;
+        WriteBytesTo(folder.Path("_CACHED.DTY"), "x");
+        EXPECT_EQ(WriteCachedFlag(folder.Path()), enabled);
+        EXPECT_EQ(ReadBytesOf(folder.Path("_CACHED.DTY")),
+                  enabled ? "This file is a flag file that there are cached transactions that are "
+                            "not written to disk."
+                          : "x");
+        EXPECT_EQ(HasCachedFlag(folder.Path()), enabled);
+        EXPECT_EQ(DeleteCachedFlag(folder.Path()), enabled);
+        EXPECT_EQ(testing::PathExists(folder.Path("_CACHED.DTY")), !enabled);
+    }
     EXPECT_FALSE(HasCachedFlag(folder.Path()));
     CachedTransactionsEnabled() = false;
 }
