@@ -93,15 +93,28 @@ TEST_F(StoreIndexLife, RefusesWhatIsNoFolder) {
     EXPECT_EQ(ReadBytesOf(folder_.Path("new\\_index.xml")), IndexText("x00000000", ""));
 }
 
+TEST_F(StoreIndexLife, WithoutItsBlockFileNothingIsScanned) {
+    MarkFolderChanged(folder_.Path());
+    CallRecorder calls;
+    calls.FailAll("CreateFile _index.blk", ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(StoreIndex_Open(&index_, 1), kOpenLoaded);
+    EXPECT_EQ(ReadBytesOf(file_), stored_);
+    EXPECT_TRUE(IsFolderMarkedChanged(folder_.Path()));
+}
+
+// It drops no entry whose file it cannot look for.
 TEST_F(StoreIndexLife, AScanWhoseSaveBreaksOffSavesAgainAndAMarkMeanwhileStays) {
+    RemoveFile(folder_.Path("B.MAI"));
     MarkFolderChanged(folder_.Path());
     int writes = 0;
     CallRecorder calls;
     calls.onCall = [&](const SystemCall& call) -> std::uint32_t {
         if (call.name == "WaitForSingleObject") MarkFolderChanged(folder_.Path());
+        if (calls.Calls().back() == "FindFirstFile B.MAI") return ERROR_ACCESS_DENIED;
         return call.name == "WriteFile" && ++writes == 2 ? ERROR_DISK_FULL : 0;
     };
     EXPECT_EQ(StoreIndex_Open(&index_, 1), kOpenLoaded);
+    EXPECT_NE(ReadBytesOf(file_).find("B.MAI"), std::string::npos);
     EXPECT_NE(ReadBytesOf(file_).find("C.MAI"), std::string::npos);
     EXPECT_TRUE(IsFolderMarkedChanged(folder_.Path()));
 }
