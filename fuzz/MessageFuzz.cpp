@@ -1,14 +1,46 @@
 // Header edits of any message, and attaching to it: read in any portions, everything but the edited
 // fields survives. The input is a choice of the edit, the portions' size, and the message.
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 #include "common/Text.h"
+#include "common/TextFile.h"
 #include "fuzz/Fuzz.h"
-#include "tests/Library/activity/messages/StreamFixtures.h"
+#include "Library/activity/messages/AttachmentWriter.h"
+#include "Library/activity/messages/MessageHeaderEdit.h"
 
 namespace tarnwick::fuzz {
 namespace {
+
+// Hands out a text in reads of at most `chunk` bytes.
+class TextSource : public ByteSource {
+  public:
+    TextSource(std::string_view text, std::size_t chunk) : rest_(text), chunk_(chunk) {}
+    std::optional<std::size_t> Read(std::span<char> bytes) override {
+        const std::size_t count = std::min({rest_.size(), chunk_, bytes.size()});
+        std::memcpy(bytes.data(), rest_.data(), count);
+        rest_.remove_prefix(count);
+        return count;
+    }
+
+  private:
+    std::string_view rest_;
+    std::size_t chunk_;
+};
+
+struct TextSink : ByteSink {
+    bool Write(std::string_view bytes) override {
+        text += bytes;
+        return true;
+    }
+    std::string text;
+};
+
+std::string Decoded(std::string bytes) {
+    DecodeTextMode(bytes);
+    return bytes;
+}
 
 // The message without the header lines that `isDropped`.
 template <typename IsDropped>
@@ -35,8 +67,8 @@ std::vector<FieldRule> RulesOf(unsigned choice) {
 
 std::string Edited(std::string_view message, std::size_t chunk, std::size_t bufferSize,
                    std::vector<FieldRule>& fields) {
-    testing::TextSource source(message, chunk);
-    testing::TextSink sink;
+    TextSource source(message, chunk);
+    TextSink sink;
     Require(CopyMessage(source, {.lineBufferSize = bufferSize}, fields, sink) ==
             CopyResult::Complete);
     return sink.text;
@@ -64,7 +96,7 @@ void CheckEdit(std::string_view message, unsigned choice, std::size_t chunk) {
 // The text without its Content-Type fields and what continues them.
 std::string WithoutType(const std::string& bytes) {
     bool inField = false;
-    return Without(testing::Decoded(bytes), 1024, [&](std::string_view line) {
+    return Without(Decoded(bytes), 1024, [&](std::string_view line) {
         const bool continues = line[0] == ' ' || line[0] == '\t';
         if (!continues) inField = StartsWithIgnoreCase(line, "Content-Type:");
         return inField;
@@ -73,8 +105,8 @@ std::string WithoutType(const std::string& bytes) {
 
 std::string Attached(std::string_view message, std::size_t chunk) {
     constexpr AttachmentRecord kPart{"<id>", "name", "text/plain", nullptr, "inline"};
-    testing::TextSource source(message, chunk);
-    testing::TextSink sink;
+    TextSource source(message, chunk);
+    TextSink sink;
     Require(CopyWithAttachment(source, kPart, message.substr(0, 100),
                                "0123456789ABCDEF0123456789ABCDEF", sink));
     return sink.text;
@@ -89,7 +121,7 @@ void CheckAttaching(const std::string& message, std::size_t chunk) {
     const std::string now = WithoutType(after);
     if (now.starts_with(old)) return;
     const std::size_t part = now.rfind("Content-Type: text/plain;\n\tname=\"name\"\n");
-    Require(testing::Decoded(message).find("multipart/mixed") != now.npos);
+    Require(Decoded(message).find("multipart/mixed") != now.npos);
     Require(part != now.npos && part >= 2);
     const std::size_t cut = now.rfind('\n', part - 2) + 1;
     const std::string cutLine = old.substr(std::min(cut, old.size()));
