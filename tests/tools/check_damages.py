@@ -122,6 +122,7 @@ ROWS = [
      ("line-too-long", C, 2), {C: DAY}),
     ("ctrl-z", {C: after(b"Review", b"\x1a")}, ("lines-hidden", C, 1), {C: DAY}),
     ("number", {C: b"x" + DAY}, ("number-odd", C, 1), None),
+    ("nul", {C: after(b"Review", b"\0\0")}, ("line-torn", C, 1), {C: DAY}),
     ("wide", {C: DAY + b"\r\n4102444800\t4102448400\tFar"}, ("time-wrapped", C, 4), None),
     ("wrapped", {C: DAY + b"\r\n1740821400\t-2000000000\tFar"}, ("time-wrapped", C, 4), None),
     ("reversed", {N: MONTH + b"\r\n1740821400\t1740820000\tOld fair"},

@@ -80,6 +80,7 @@ void ForEachLine(std::string_view text, Take take) {
 }
 
 bool IsWholeLine(std::string_view line) {
+    if (FindByte(line, '\0') != kNotFound) return false;
     const std::size_t first = FindByte(line, '\t');
     return first != kNotFound && FindByte(line, '\t', first + 1) != kNotFound &&
            line.size() <= kLongestLine;
@@ -158,7 +159,7 @@ void CalendarInspection::TakeLine(std::string_view text) {
     const std::size_t second = first == kNotFound ? first : FindByte(text, '\t', first + 1);
     if (text.size() > kLongestLine) {
         Add(Problem::LineTooLong);
-    } else if (second == kNotFound) {
+    } else if (second == kNotFound || FindByte(text, '\0') != kNotFound) {
         Add(Problem::LineTorn);
     } else {
         TakeEntry(text.substr(0, first), text.substr(first + 1, second - first - 1),
@@ -247,6 +248,8 @@ std::string WholeLines(std::string_view bytes) {
     std::erase(text, kEndOfText);
     std::string whole;
     ForEachLine(text, [&](std::string_view line) {
+        // As readers do, which see nothing behind it.
+        if (line.size() <= kLongestLine) line = line.substr(0, FindByte(line, '\0'));
         if (!IsWholeLine(line)) return;
         if (!whole.empty()) whole += "\r\n";
         whole += line;

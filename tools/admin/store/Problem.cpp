@@ -17,12 +17,12 @@ constexpr ProblemKind kKinds[] = {
      "entries shows, and the next entry added would begin a calendar without them ({detail})",
      kRecover, Repair::RestoreCalendar},
     {Problem::LineTorn, "line-torn",
-     "the line is cut off, or belongs to an ID that held a line break: it shows as an entry with "
-     "wrong times and the ID of the line before it",
+     "the line is cut off, holds a NUL, or belongs to an ID that held a line break: it shows as an "
+     "entry with wrong times, under a number or another line's ID, or not to its end",
      kRecover, Repair::RewriteCalendar},
     {Problem::LineEmpty, "line-empty",
-     "the calendar holds an empty line or ends in a line break, which its writers never leave: "
-     "another program wrote it",
+     "the calendar holds an empty line, which lists show as an entry of 1970, or ends in a line "
+     "break: another program wrote it, its writers leave neither",
      kRecover, Repair::RewriteCalendar},
     {Problem::LineTooLong, "line-too-long",
      "the line has over 1023 characters: it shows as several entries with wrong times", kRecover,
@@ -43,7 +43,7 @@ constexpr ProblemKind kKinds[] = {
      "the entry ends before it starts ({detail}): programs show it at either time, or not at all",
      kShowEntry, Repair::None},
     {Problem::IdOdd, "id-odd",
-     "the ID {detail}: the entry shows, but no program can name it to change or remove it",
+     "the ID {detail}: the entry shows, but no command can name it to change or remove it",
      "tarnwick-admin export {place} {calendar}.txt --calendar {calendar}", Repair::None},
     {Problem::IdDoubled, "id-doubled",
      "line {detail} of the calendar has the same ID: both entries show, but only the last can be "
