@@ -106,9 +106,15 @@ ROWS = [
      ("calendar-missing", C, None), {C: NEW, T: None, B: DAY}),
     ("torn-tmp", {C: None, T: NEW[:-20], B: DAY},
      ("calendar-missing", C, None), {C: DAY, T + ".kept": NEW[:-20]}),
-    ("empty-tmp", {C: None, T: b"", B: DAY}, ("calendar-missing", C, None), {C: DAY}),
-    ("old-whole", {C: None, T: NEW[:-20], B: DAY + b"\r\n", O: TURNED},
-     ("calendar-missing", C, None), {C: TURNED, B: DAY + b"\r\n"}),
+    ("empty-tmp", {C: None, T: b"", B: DAY}, ("calendar-emptied", B, None), None),
+    ("all-empty", {N: None, N[:-3] + "TMP": b""}, ("calendar-missing", N, None), {N: b""}),
+    ("old-whole", {C: None, T: NEW[:-20], B: DAY + b"\r\n17", O: TURNED},
+     ("calendar-missing", C, None), {C: DAY, B + ".kept": DAY + b"\r\n17"}),
+    ("old-only", {C: None, T: b"17", B: b"", O: TURNED}, ("calendar-missing", C, None),
+     {C: TURNED, T + ".kept": b"17"}),
+    ("removed", {N: None, N[:-3] + "BAK": DAY, N[:-3] + "BLK": old(b"", 90)},
+     ("block-stale", N[:-3] + "BLK", None), {N: None, N[:-3] + "BLK": None}),
+    ("full-block", {L: old(MONTH, 90)}, ("block-stale", L, None), {L: None, L + ".kept": MONTH}),
     ("newest", {C: None, T: old(MONTH, 600), B: old(NEW, 500)},
      ("calendar-missing", C, None), {C: NEW, T + ".kept": MONTH}),
     ("none-whole", {C: None, T: NEW + b"\r\n174", B: None},
@@ -116,13 +122,13 @@ ROWS = [
     ("tmp-left", {T: NEW}, ("sibling-left", T, None), {C: DAY, T: None, T + ".kept": NEW}),
     ("torn", {C: after(b"Review", b"\r\n1740")}, ("line-torn", C, 2),
      {C: DAY, C + ".kept": after(b"Review", b"\r\n1740")}),
+    ("nul", {C: after(b"Review", b"\0\0")}, ("line-torn", C, 1), {C: DAY}),
     ("line-break-id", {C: after(b"Review", b"\r\nof law")}, ("line-torn", C, 2), {C: DAY}),
     ("line-break", {C: DAY + b"\r\n"}, ("line-empty", C, 4), {C: DAY}),
     ("long", {C: after(b"Review", b"\r\n1740821400\t1740823200\t" + b"x" * 1100)},
      ("line-too-long", C, 2), {C: DAY}),
     ("ctrl-z", {C: after(b"Review", b"\x1a")}, ("lines-hidden", C, 1), {C: DAY}),
     ("number", {C: b"x" + DAY}, ("number-odd", C, 1), None),
-    ("nul", {C: after(b"Review", b"\0\0")}, ("line-torn", C, 1), {C: DAY}),
     ("wide", {C: DAY + b"\r\n4102444800\t4102448400\tFar"}, ("time-wrapped", C, 4), None),
     ("wrapped", {C: DAY + b"\r\n1740821400\t-2000000000\tFar"}, ("time-wrapped", C, 4), None),
     ("reversed", {N: MONTH + b"\r\n1740821400\t1740820000\tOld fair"},
@@ -226,10 +232,11 @@ def mend_as_told(left):
     names = [name for name, _, _, mended in ROWS if not mended]
     wanted = {name: contents(MAILBOXES / name) for name in names}
     moved, rest = DAY.replace(b"\t1740823200", b"\t1740923200", 1).split(b"\r\n", 1)
+    wanted["empty-tmp"] |= {C: DAY, T: None}
     wanted["bucket"] |= {C: rest, "Calendar/Y25M03.CAL": MONTH + b"\r\n" + moved}
     for finding in left:
         for command in finding["mend"].split(" && "):
-            done = wine(f"{BINARY}/bin/tarnwick-admin.exe", *shlex.split(command)[1:])
+            done = wine(f"{BINARY}/bin/tarnwick-admin.exe", *shlex.split(command.replace("\\", r"\\"))[1:])
             check(command, "exit status", (done.returncode, done.stderr), (0, b""))
     for name in names:
         now = contents(MAILBOXES / name)

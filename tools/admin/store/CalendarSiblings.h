@@ -10,14 +10,17 @@
 namespace tarnwick::admin {
 
 struct SiblingChoice {
-    const StoredFile* file;
-    bool whole;
-    std::string why;  // what there was to choose from
+    const StoredFile* file = nullptr;
+    bool whole = false;
+    // Whether the new calendar is empty and this one is not: its entries may have been removed.
+    bool mayBeRemoved = false;
+    std::string why = {};  // what there was to choose from
 };
 
-// Which of ".TMP", ".BAK" and ".OLD" stands in for a calendar that has gone: the newest that is
-// whole and has entries; else the newest that has some; else one that is empty. No value when there
-// is none of them.
+// Which of ".TMP", ".BAK" and ".OLD" stands in for a calendar that has gone: ".TMP" when it is
+// whole, has entries and is not older than ".BAK"; else the first with entries of ".BAK", ".TMP"
+// and ".OLD", which may be older by any number of changes; else ".TMP". No value without a ".TMP"
+// that can be read: then no swap broke off, or what it holds is not known.
 std::optional<SiblingChoice> ChooseSibling(const FolderListing& listing, std::string_view calendar,
                                            SharedReader& reader);
 

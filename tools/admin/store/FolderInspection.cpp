@@ -197,11 +197,16 @@ void FolderInspection::TakeCompanion(const StoredFile& file) {
         }
         return;
     }
-    // Said once, where there are both.
-    if (isBlock && listing_->Find(calendar + ".TMP") != nullptr) return;
+    // A block file without a replacement kept nobody from a swap: writers take it, too, when they
+    // look for a calendar whose last entry was removed.
+    if (isBlock || !Read(file, unit)) return;
     const auto choice = ChooseSibling(*listing_, calendar, reader_);
     if (!choice) return;
-    Add(Problem::CalendarMissing, calendar + ".CAL", unit, state, choice->why).calendar = calendar;
+    const bool mayBeRemoved = choice->mayBeRemoved;
+    Add(mayBeRemoved ? Problem::CalendarEmptied : Problem::CalendarMissing,
+        mayBeRemoved ? choice->file->name : calendar + ".CAL", unit, state,
+        mayBeRemoved ? calendar + ".TMP" : choice->why)
+        .calendar = calendar;
 }
 
 void FolderInspection::CollectItems() {

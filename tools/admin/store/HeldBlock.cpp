@@ -2,6 +2,7 @@
 
 #include "common/BlockFile.h"
 #include "tools/admin/store/BlockRule.h"
+#include "tools/admin/store/RepairFiles.h"
 
 namespace tarnwick::admin {
 namespace {
@@ -37,7 +38,9 @@ bool BreakBlock(const std::string& path) {
     if (!before) return false;
     WaitMilliseconds(kLookAgainMilliseconds);
     const auto now = StaleBlock(path);
-    return now && ToUint64(now->lastWrite) == ToUint64(before->lastWrite) && RemoveFile(path);
+    if (!now || ToUint64(now->lastWrite) != ToUint64(before->lastWrite)) return false;
+    // Writers leave them empty; what stands in one is no writer's.
+    return now->size == 0 ? RemoveFile(path) : SetAside(path).has_value();
 }
 
 HeldBlock::HeldBlock(const std::string& path) : path_(path) {

@@ -16,6 +16,10 @@ constexpr ProblemKind kKinds[] = {
      "a writer ended between deleting the calendar and moving the new one to its name: none of its "
      "entries shows, and the next entry added would begin a calendar without them ({detail})",
      kRecover, Repair::RestoreCalendar},
+    {Problem::CalendarEmptied, "calendar-emptied",
+     "its calendar has gone, and an empty one was to take its place: its last entries were being "
+     "removed, or a full disk or a power cut emptied it. To leave them removed, delete {detail}",
+     "tarnwick-admin import {place} {file} --calendar {calendar}", Repair::None},
     {Problem::LineTorn, "line-torn",
      "the line is cut off, holds a NUL, or belongs to an ID that held a line break: it shows as an "
      "entry with wrong times, under a number or another line's ID, or not to its end",

@@ -11,6 +11,7 @@ namespace tarnwick::admin {
 
 enum class Problem : std::size_t {
     CalendarMissing,
+    CalendarEmptied,
     LineTorn,
     LineEmpty,
     LineTooLong,

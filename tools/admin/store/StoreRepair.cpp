@@ -53,7 +53,11 @@ Outcome RestoreCalendar(const Finding& finding, bool dryRun) {
     const std::string replacement = stem + ".TMP";
     const std::string taken = listing.PathOf(choice->file->name);
     const std::string text = "from " + choice->file->name + ": " + choice->why;
-    if (!choice->whole || !HasExtension(taken, "TMP")) {
+    if (choice->mayBeRemoved) return Left("its entries may have been removed");
+    const bool isReplacement = HasExtension(taken, "TMP");
+    // The next changes write over the other two.
+    if (!choice->whole && !isReplacement && !KeepCopy(taken)) return Left(kNoWrite);
+    if (!choice->whole || !isReplacement) {
         const auto bytes = ReadWholeFile(taken);
         if (!bytes || !WriteAnew(replacement, WholeLines(*bytes))) return Left(kNoWrite);
     }
