@@ -83,11 +83,11 @@ WalkProgress Noted(const char* job, const Context& context) {
     };
 }
 
-// The command, on the folder of postoffices that this one was given.
-std::string OnRoot(std::string command, const Context& context) {
+// The command, on a folder of postoffices; empty: the mail root.
+std::string OnRoot(std::string command, const std::string& root) {
     constexpr std::string_view kTool = "tarnwick-admin ";
-    if (context.root.empty()) return command;
-    const std::string option = "--root " + Quoted(context.root) + " ";
+    if (root.empty()) return command;
+    const std::string option = "--root " + Quoted(root) + " ";
     for (std::size_t at = 0; (at = command.find(kTool, at)) != command.npos;) {
         at += kTool.size();
         command.insert(at, option);
@@ -97,7 +97,8 @@ std::string OnRoot(std::string command, const Context& context) {
 
 void PrintFinding(const Finding& finding, Answer& answer, const Context& context) {
     const char* code = KindOf(finding.problem).code;
-    const std::string mend = OnRoot(finding.Mend(), context);
+    const std::string mend =
+        OnRoot(finding.Mend(), finding.root.empty() ? context.root : finding.root);
     if (answer.IsJson()) {
         Json json{{"problem", code}, {"file", ToUtf8(finding.file)}};
         if (finding.line) json["line"] = *finding.line;
@@ -147,7 +148,7 @@ void RunRecover(const std::string& place, const Context& context) {
         [&](const RepairStep& step) { PrintStep(step, answer, context); },
         Noted("checked", context));
     if (left.empty()) return;
-    const std::string command = OnRoot("tarnwick-admin check " + Quoted(folder), context);
+    const std::string command = OnRoot("tarnwick-admin check " + Quoted(folder), context.root);
     EndWithProblems(left.size(), " left; " + command + " shows them");
 }
 

@@ -66,29 +66,28 @@ std::string StampOf(const StoredFile* file) {
     return std::to_string(file->size) + "@" + std::to_string(file->lastWrite);
 }
 
-std::string PlaceText(std::string_view folder, std::string_view root) {
-    const auto isBelow = [](std::string_view path, std::string_view above) {
-        return path.size() > above.size() && StartsWithIgnoreCase(path, above) &&
-               path[above.size()] == '\\';
-    };
-    if (!root.empty() && isBelow(folder, root)) {
-        const std::string_view below = folder.substr(root.size() + 1);
-        const std::string_view postoffice = below.substr(0, below.find('\\'));
-        const std::string mailboxes = std::string(postoffice) + "\\MAILROOT";
-        if (isBelow(below, mailboxes)) {
-            const std::string_view mailbox = below.substr(mailboxes.size() + 1);
-            return std::string(postoffice) + "/" +
-                   std::string(mailbox.substr(0, mailbox.find('\\')));
-        }
-    }
-    return std::string(folder);
+Place PlaceOf(std::string_view folder, std::string_view root) {
+    const std::string lower = Lower(folder);
+    constexpr std::string_view kMailboxes = "\\mailroot\\";
+    const std::size_t end = lower.find(kMailboxes);
+    const std::size_t postoffice = folder.substr(0, end).rfind('\\');
+    if (end == lower.npos || postoffice == folder.npos) return {std::string(folder), {}};
+    const std::string_view mailbox = folder.substr(end + kMailboxes.size());
+    Place place;
+    place.text = std::string(folder.substr(postoffice + 1, end - postoffice - 1)) + "/" +
+                 std::string(mailbox.substr(0, mailbox.find('\\')));
+    // A drive's own backslash stays.
+    const bool isDrive = folder.substr(0, postoffice).ends_with(':');
+    const std::string_view above = folder.substr(0, isDrive ? postoffice + 1 : postoffice);
+    if (!EqualsIgnoreCase(above, root)) place.root = above;
+    return place;
 }
 
 std::vector<Finding> FolderInspection::Run(const FolderListing& listing, const Units* units) {
     listing_ = &listing;
     units_ = units;
     hasCalendars_ = IsCalendarFolder(listing.Folder());
-    place_ = PlaceText(listing.Folder(), root_);
+    place_ = PlaceOf(listing.Folder(), root_);
     findings_.clear();
     items_.clear();
     itemOfId_.clear();
@@ -131,7 +130,8 @@ Finding& FolderInspection::Add(Problem problem, std::string_view fileName, const
                                std::string state, std::string detail) {
     Finding finding{.problem = problem, .file = listing_->PathOf(fileName)};
     finding.detail = std::move(detail);
-    finding.place = place_;
+    finding.place = place_.text;
+    finding.root = place_.root;
     finding.folder = listing_->Folder();
     finding.unit = unit;
     finding.state = std::move(state);

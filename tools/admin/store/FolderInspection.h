@@ -19,6 +19,13 @@ namespace tarnwick::admin {
 // What belongs together in a folder: a calendar with its companions, the index, ... by a name.
 using Units = std::set<std::string>;
 
+// How commands name a folder.
+struct Place {
+    std::string text;  // "postoffice/mailbox" within a mailbox, else the folder
+    std::string root;  // where the postoffices are, when that is not the mail root
+};
+Place PlaceOf(std::string_view folder, std::string_view root);
+
 // Looks at one folder after another; reads only, and holds no file open for longer than its
 // reading.
 class FolderInspection {
@@ -62,7 +69,7 @@ class FolderInspection {
     const FolderListing* listing_ = nullptr;
     const Units* units_ = nullptr;
     bool hasCalendars_ = false;
-    std::string place_;
+    Place place_;
     std::vector<Finding> findings_;
     // Items by their names in lower case, and whether an entry of theirs was met.
     std::map<std::string, bool> items_;
@@ -79,8 +86,5 @@ bool HasMessageExtension(std::string_view name);
 
 // Size and time of a file; null: that there is none.
 std::string StampOf(const StoredFile* file);
-
-// "postoffice/mailbox" of a folder within a mailbox below the root, else the folder.
-std::string PlaceText(std::string_view folder, std::string_view root);
 
 }  // namespace tarnwick::admin

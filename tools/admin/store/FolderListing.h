@@ -18,13 +18,15 @@ struct StoredFile {
 
 class FolderListing {
   public:
-    // `folder` comes without a backslash at its end.
+    // `folder` comes without a backslash at its end, unless it is a drive's.
     explicit FolderListing(std::string folder);
 
     // Why the folder could not be listed to its end; 0 when it was, or has gone.
     std::uint32_t Error() const { return error_; }
     const std::string& Folder() const { return folder_; }
-    std::string PathOf(std::string_view name) const { return folder_ + "\\" + std::string(name); }
+    std::string PathOf(std::string_view name) const {
+        return folder_ + (folder_.ends_with('\\') ? "" : "\\") + std::string(name);
+    }
     // In the order of their names without regard to case.
     const std::vector<StoredFile>& Files() const { return files_; }
     const std::vector<std::string>& Folders() const { return folders_; }

@@ -8,7 +8,7 @@ namespace tarnwick::admin {
 namespace {
 
 constexpr const char* kRecover = "tarnwick-admin recover {place}";
-constexpr const char* kShowEntry = "tarnwick-admin get {place} {id} --calendar {calendar}";
+constexpr const char* kShowEntry = "tarnwick-admin get {place} --calendar {calendar} {id}";
 constexpr const char* kShowCalendar = "tarnwick-admin list {place} --calendar {calendar}";
 
 constexpr ProblemKind kKinds[] = {
@@ -56,8 +56,8 @@ constexpr ProblemKind kKinds[] = {
     {Problem::WrongCalendar, "wrong-calendar",
      "by its times the entry belongs into the calendar {detail}: whoever looks at its days does "
      "not see it",
-     "tarnwick-admin add {place} {id} --start {start} --end {end} && tarnwick-admin remove {place} "
-     "{id} --calendar {calendar} --force",
+     "tarnwick-admin add {place} --start {start} --end {end} {id} && tarnwick-admin remove {place} "
+     "--calendar {calendar} --force {id}",
      Repair::None},
     {Problem::ItemMissing, "item-missing",
      "the entry came with an import, and its item {detail} has gone: it shows without its text, "
@@ -179,6 +179,11 @@ std::string Filled(std::string_view form, Replacements replacements) {
     return text;
 }
 
+// The last argument of a command, which is no option whatever it begins with.
+std::string LastArgument(std::string_view text) {
+    return (text.starts_with('-') ? "-- " : "") + Quoted(text);
+}
+
 }  // namespace
 
 const ProblemKind& KindOf(Problem problem) {
@@ -189,7 +194,15 @@ std::string Quoted(std::string_view text) {
     constexpr std::string_view kPlain =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-/\\:@~#";
     if (!text.empty() && text.find_first_not_of(kPlain) == text.npos) return std::string(text);
-    return "\"" + std::string(text) + "\"";
+    std::string quoted = "\"";
+    std::size_t backslashes = 0;
+    for (const char byte : text) {
+        // Those in front of a quotation mark count double, and one more is the mark's own.
+        if (byte == '"') quoted.append(backslashes + 1, '\\');
+        backslashes = byte == '\\' ? backslashes + 1 : 0;
+        quoted += byte;
+    }
+    return quoted.append(backslashes, '\\') + "\"";
 }
 
 std::string Finding::Means() const {
@@ -200,9 +213,9 @@ std::string Finding::Mend() const {
     const std::string name = file.substr(file.find_last_of('\\') + 1);
     return Filled(KindOf(problem).mend, {{"place", Quoted(place)},
                                          {"file", Quoted(file)},
-                                         {"name", Quoted(name)},
+                                         {"name", LastArgument(name)},
                                          {"calendar", Quoted(calendar)},
-                                         {"id", Quoted(id)},
+                                         {"id", LastArgument(id)},
                                          {"start", std::to_string(start)},
                                          {"end", std::to_string(end)}});
 }

@@ -84,6 +84,7 @@ struct Finding {
     std::optional<std::uint64_t> offset = {};
     std::string detail = {};
     std::string place = {};     // what the commands take: postoffice/mailbox, or a folder
+    std::string root = {};      // where the place is, when that is not the mail root
     std::string calendar = {};  // for the commands that take them
     std::string id = {};
     std::int64_t start = 0;
