@@ -115,6 +115,8 @@ ROWS = [
      {C: TURNED, T + ".kept": b"17"}),
     ("removed", {N: None, N[:-3] + "BAK": DAY, N[:-3] + "BLK": old(b"", 90)},
      ("block-stale", N[:-3] + "BLK", None), {N: None, N[:-3] + "BLK": None}),
+    ("folder", {L + "/x": b"in it"}, ("folder-instead", L, None),
+     {L + "/x": None, L + ".kept/x": b"in it"}),
     ("full-block", {L: old(MONTH, 90)}, ("block-stale", L, None), {L: None, L + ".kept": MONTH}),
     ("newest", {C: None, T: old(MONTH, 600), B: old(NEW, 500)},
      ("calendar-missing", C, None), {C: NEW, T + ".kept": MONTH}),

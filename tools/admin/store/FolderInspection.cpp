@@ -14,6 +14,10 @@ namespace tarnwick::admin {
 namespace {
 
 constexpr std::string_view kMessageExtensions[] = {"MAI", "VCF", "TSK", "CAL"};
+constexpr const char* kCalendarExtensions[] = {"CAL", "TMP", "BAK", "BLK"};
+constexpr const char* kStoreFiles[] = {
+    kIndexName,  kGroupsName,   kBackupName,          "_index.blk",   "_groups.blk",
+    kChangeFlag, kActivityName, kActivityReplacement, kActivityBlock, kCachedFlag};
 
 std::string Lower(std::string_view text) {
     std::string lower(text);
@@ -42,6 +46,15 @@ bool LooksImported(std::string_view id) {
 bool IsFlag(std::string_view name) {
     return EqualsIgnoreCase(name, kChangeFlag) || EqualsIgnoreCase(name, kCachedFlag) ||
            (name.starts_with('_') && (HasExtension(name, "NFY") || HasExtension(name, "NEW")));
+}
+
+// Whether the store's programs open a file by this name, whatever has it.
+bool IsNameOfFile(std::string_view name, bool besideCalendars) {
+    const auto isIt = [name](const char* known) { return EqualsIgnoreCase(name, known); };
+    const auto hasIt = [name](const char* extension) { return HasExtension(name, extension); };
+    return std::any_of(std::begin(kStoreFiles), std::end(kStoreFiles), isIt) ||
+           (besideCalendars &&
+            std::any_of(std::begin(kCalendarExtensions), std::end(kCalendarExtensions), hasIt));
 }
 
 std::string ErrorText(DWORD error) {
@@ -104,6 +117,12 @@ std::vector<Finding> FolderInspection::Run(const FolderListing& listing, const U
             TakeOther(file);
         } else {
             TakeCompanion(file);
+        }
+    }
+    for (const std::string& name : listing.Folders()) {
+        const std::string unit = Lower(name);
+        if (Wants(unit) && IsNameOfFile(name, hasCalendars_)) {
+            Add(Problem::FolderInstead, name, unit, {});
         }
     }
     if (hasCalendars_) ReportItems();

@@ -147,6 +147,10 @@ constexpr ProblemKind kKinds[] = {
     {Problem::BlockStale, "block-stale",
      "its holder has ended without removing it ({detail}): who needs the lock waits, or fails",
      "tarnwick-admin locks break {file}", Repair::BreakBlock},
+    {Problem::FolderInstead, "folder-instead",
+     "a folder has the name of one of the store's files: who needs the file waits or fails, and a "
+     "change may be lost",
+     kRecover, Repair::SetAside},
     {Problem::Unreadable, "unreadable",
      "it cannot be read ({detail}): what it holds does not show, and was not checked",
      "tarnwick-admin check {place}", Repair::None},

@@ -46,6 +46,7 @@ enum class Problem : std::size_t {
     SiblingLeft,
     FlagOld,
     BlockStale,
+    FolderInstead,
     Unreadable,
     Count,
 };
