@@ -143,6 +143,7 @@ ROWS = [
     ("id-twice", {C: DAY.replace(b"Lunch", b"REVIEW")}, ("id-doubled", C, 2), None),
     ("bucket", {C: DAY.replace(b"\t1740823200", b"\t1740923200", 1)},
      ("wrong-calendar", C, 1), None),
+    ("read-only", {C: (DAY, OLD, 0o444)}, ("calendar-read-only", C, None), None),
     ("item-gone", {"Calendar/anna@b.example.ICS": None}, ("item-missing", C, 3), None),
     ("item-left", {"Calendar/c@d.ICS": b"x"}, ("item-alone", "Calendar/c@d.ICS", None), None),
     ("block", {L: old(b"", 90)}, ("block-stale", L, None), {L: None, C: DAY}),
@@ -200,12 +201,15 @@ def write(mailbox, files, default_time):
     for name, content in files.items():
         path = mailbox / name
         path.parent.mkdir(parents=True, exist_ok=True)
-        content, written = content if isinstance(content, tuple) else (content, default_time)
+        if not isinstance(content, tuple):
+            content = (content, default_time)
+        content, written, *mode = content
         if content is None:
             path.unlink()
         else:
             path.write_bytes(content)
             os.utime(path, (written, written))
+            path.chmod(*mode or [0o644])
 
 
 def build():
@@ -243,7 +247,8 @@ def mend_as_told(left):
         for command in finding["mend"].split(" && "):
             # Windows takes a backslash for one unless a quotation mark follows.
             words = shlex.split(re.sub(r'\\(?=[^"\\])', r"\\\\", command))
-            done = wine(f"{BINARY}/bin/tarnwick-admin.exe", *words[1:])
+            program = f"{BINARY}/bin/{words[0]}.exe" if words[0] == "tarnwick-admin" else words[0]
+            done = wine(program, *words[1:])
             check(command, "exit status", (done.returncode, done.stderr), (0, b""))
     for name in names:
         now = contents(MAILBOXES / name)

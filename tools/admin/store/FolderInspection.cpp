@@ -177,6 +177,9 @@ void FolderInspection::TakeCalendar(const StoredFile& file) {
     const auto bytes = Read(file, unit);
     // In a folder with an index a message may have the extension too.
     if (!bytes || bytes->starts_with(kMessageCalendarStart)) return;
+    if (file.readOnly && Wants(unit)) {
+        Add(Problem::CalendarReadOnly, file.name, unit, StampOf(&file));
+    }
     TakeCalendarLines(file, unit, *bytes);
 }
 

@@ -24,7 +24,8 @@ FolderListing::FolderListing(std::string folder) : folder_(std::move(folder)) {
     while (auto found = scan.Next()) {
         if (found->name == "." || found->name == "..") continue;
         if ((found->attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
-            files_.push_back({std::move(found->name), found->size, ToUint64(found->lastWrite)});
+            files_.push_back({std::move(found->name), found->size, ToUint64(found->lastWrite),
+                              (found->attributes & FILE_ATTRIBUTE_READONLY) != 0});
         } else if ((found->attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
             // What a link leads to is a folder of its own, or one above this.
             folders_.push_back(std::move(found->name));

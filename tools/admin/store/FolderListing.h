@@ -14,6 +14,7 @@ struct StoredFile {
     std::string name;
     std::uint64_t size = 0;
     std::uint64_t lastWrite = 0;  // 100 ns units since 1601-01-01 UTC
+    bool readOnly = false;
 };
 
 class FolderListing {

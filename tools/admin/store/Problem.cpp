@@ -59,6 +59,9 @@ constexpr ProblemKind kKinds[] = {
      "tarnwick-admin add {place} --start {start} --end {end} {id} && tarnwick-admin remove {place} "
      "--calendar {calendar} --force {id}",
      Repair::None},
+    {Problem::CalendarReadOnly, "calendar-read-only",
+     "the file is marked as read-only: each change takes long, is told as done, and is lost",
+     "attrib -R {file}", Repair::None},
     {Problem::ItemMissing, "item-missing",
      "the entry came with an import, and its item {detail} has gone: it shows without its text, "
      "and an export writes its ID and times alone",

@@ -22,6 +22,7 @@ enum class Problem : std::size_t {
     IdOdd,
     IdDoubled,
     WrongCalendar,
+    CalendarReadOnly,
     ItemMissing,
     ItemAlone,
     IndexMalformed,
