@@ -54,7 +54,8 @@ std::string NaiveFindings(const std::string& bytes) {
         const std::size_t second = line.find('\t', first + 1);
         if (line.empty()) return "line-empty";
         if (line.size() > 1023) return "line-too-long";
-        if (first == line.npos || second == line.npos) return "line-torn";
+        const bool hasNul = line.find('\0') != line.npos;
+        if (first == line.npos || second == line.npos || hasNul) return "line-torn";
         const std::string start = line.substr(0, first);
         const std::string end = line.substr(first + 1, second - first - 1);
         const std::string id = line.substr(second + 1);
@@ -116,6 +117,7 @@ TEST(CalendarInspection, FindsWhatANaiveReaderFinds) {
                           "1740800000\t1740800001\ta",
                           "1740800000\t1740800001\tB",
                           "\x1A",
+                          std::string(1, '\0'),
                           "\x7F",
                           "\xE9",
                           std::string(64, 'x'),
