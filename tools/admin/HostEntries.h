@@ -40,8 +40,9 @@ struct TestStep {
     std::string fault;  // empty: it went well
 };
 
-// The steps in their order, up to the first that failed.
-std::vector<TestStep> TestHost(const HostEntry& entry);
+// The steps in their order, up to the first that failed. With a limit (milliseconds) connection and
+// each answer take no longer; 0: as long as the calls themselves would wait.
+std::vector<TestStep> TestHost(const HostEntry& entry, std::uint32_t limit = 0);
 
 // Throws Failure (WrongUsage) when the text cannot be a host's name: a registry key's name of 1 to
 // 255 characters.
