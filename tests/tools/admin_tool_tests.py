@@ -1046,6 +1046,169 @@ $1 message show sales/anna/Inbox/3.MAI
     leave(inbox / "_2.MAI")
     run(["message", "headers", "sales/anna/Inbox/2.MAI", "--set", "A=b"], 5, "", "is being edited")
     delete_values(PRODUCT_KEY, "UID Branding Enabled")
+def product_reads():
+    """The registry values that the product's sources name where they read, each with its default when
+    the line has one; and the files that read by a name from elsewhere."""
+    reader = r"(?:ReadRegistryString|ReadRegistryDword|RegistryDwordOr|\bSetting)\("
+    named = rf'(?:{reader}|TimeoutSetting k\w+\{{|\bk\w+Value =)[^;"]*?"([^"]+)"(?:,\s*(\w+))?'
+    values, others = {}, set()
+    for room in ("common", "remote", "provider", "Library"):
+        for file in [*pathlib.Path(SOURCE, room).rglob("*.cpp"), *pathlib.Path(SOURCE, room).rglob("*.h")]:
+            text = file.read_text(encoding="utf-8")
+            for name, default in re.findall(named, text):
+                default = (re.findall(rf"\b{default} = (\d+);", text) if default else []) or [default]
+                values[name] = default[0].replace("INFINITE", str(2**32 - 1))
+            if re.search(rf'RegQueryValue|RegGetValue|{reader}[^;"]*;', text):
+                others.add(file.relative_to(SOURCE).as_posix())
+    return values, others
+
+
+def listed_settings():
+    objects = [json.loads(line) for line in run(["doctor", "--settings", "--json"], out=None).splitlines()]
+    listed = [(o["key"], o["setting"], o["type"], o["default"], o["unit"], o["read"], o["means"])
+              for o in objects[1:]]
+    documented, key = [], ""
+    for line in pathlib.Path(SOURCE, "docs", "settings.md").read_text(encoding="utf-8").splitlines():
+        key = line.strip("`") if line.startswith("`HK") else key
+        if line.startswith("| `"):
+            name, *rest = (cell.strip() for cell in line.strip("|").split("|"))
+            documented.append((key, name.strip("`"), *rest))
+    check("docs/settings.md", "rows", documented, listed)
+    values, others = product_reads()
+    check("settings", "names", sorted(values), sorted(row[1] for row in listed))
+    for _, name, _, default, *_ in listed:
+        if values.get(name, "").isdigit():
+            check(name, "default", default, values[name])
+    # By names that stand in their tables, which are looked through above.
+    check("settings", "reads by other names", others, {
+        "common/Registry.cpp", "common/Registry.h", "provider/CalendarLock.cpp", "remote/AdminHost.cpp",
+        "Library/LIBStoreIndexSerialisation/IndexSettings.cpp"})
+
+
+def settle(values):
+    """Has the product's keys hold these lines of a registry file and nothing else."""
+    keys = {"P": PRODUCT_KEY, "W": PRODUCT_KEY + r"\Providers", "S": PRODUCT_KEY + r"\Providers\Store",
+            "T": PROVIDERS_KEY, "A": PRODUCT_KEY.replace("HKLM", "HKCU") + r"\Administration"}
+    text = "Windows Registry Editor Version 5.00\r\n"
+    for key in (r"HKLM\SOFTWARE\Wow6432Node\Tarnwick", r"HKLM\SOFTWARE\Tarnwick",
+                r"HKCU\SOFTWARE\Wow6432Node\Tarnwick"):
+        wine("reg", "delete", key, "/f")
+    for row in values.strip().splitlines():
+        key, name, value = re.match(r'(\w) "(.*?)"=(.*)', row.strip()).groups()
+        path = keys[key].replace("HKLM", "HKEY_LOCAL_MACHINE").replace("HKCU", "HKEY_CURRENT_USER")
+        text += f'[{path}]\r\n"{name}"={value}\r\n'
+    (WORK / "settings.reg").write_bytes(b"\xff\xfe" + text.encode("utf-16-le"))
+    wine("reg", "import", windows_path(WORK / "settings.reg"))
+
+
+def doctored(values, problems="", risks="", *options):
+    """What the doctor says of a machine with these settings, as objects."""
+    settle(values)
+    before, count = files(), len(problems.split())
+    said = run(["doctor", "--json", *options], 3 if count else 0, None, f"{count} problem" if count else "")
+    objects = [json.loads(line) for line in said.splitlines()]
+    for kind, wanted in (("problem", problems), ("risk", risks)):
+        check(values, kind, sorted(o[kind] for o in objects if kind in o), sorted(wanted.split()))
+    check("doctor", "files", files(), before)
+    return objects
+
+
+def doctor():
+    listed_settings()
+    usual = "program-folder-unset backup-off dom-chosen"
+    home = WORK / "B\u00fcro Post"
+    (home / "sales" / "MAILROOT").mkdir(parents=True)
+    (WORK / "app64").mkdir()
+    quoted = lambda path: '"' + windows_path(path).replace("\\", "\\\\") + '"'
+    fine = f"""
+P "Mail Root"={quoted(home)}
+P "Application Directory"={quoted(WORK / "app")}
+P "Backup Index"=dword:1
+P "Use XML Stream Index Serialisation"=dword:1
+P "Use XML Stream Index Deserialisation"=dword:1"""
+    doctored("", "mail-root-unset", usual)
+    objects = doctored(fine)
+    for what, part in (("value", {"setting": "Mail Root", "value": windows_path(home), "from": "registry"}),
+                       ("default", {"setting": "Apply Timeout", "value": "20", "from": "default"}),
+                       ("wait", {"wait": "writer-lingers", "seconds": 81}),
+                       ("folder", {"folder": "mail root", "writable": True, "exists": True}),
+                       ("library", {"version": "1.0.0", "toolVersion": "1.0.0"})):
+        check("doctor", what, any(part.items() <= o.items() for o in objects), True)
+    text = run(["doctor"], out=None)
+    for line in ("  Mail Root +registry +" + re.escape(windows_path(home)), "  101 +a waiter for the act",
+                 "  mail root +is there, writable", "  clock of the library.* 20..-"):
+        check("doctor", line, len(re.findall(line.encode("cp1252"), text)), 1)
+    # Each of these has a command that mends it: run as it is printed, it leaves nothing to be found.
+    objects = doctored(fine.replace("=dword:1", "=dword:2", 1) + r"""
+T "Read Wait Timeout"="90"
+T "Write Wait Timeout"=hex(b):50,00,00,00,00,00,00,00
+T "UnBlock Timeout"=dword:ffffffff
+W "Apply Timeout"=dword:5
+W "Index Unblock Mode"=hex:01,00
+P "Data Directory"=hex(2):25,00,53,00,79,00,73,00,74,00,65,00,6d,00,44,00,72,00,69,00,76,00,65,00,25,00,00,00
+""", "switch-odd timeout-negative value-misplaced value-not-expanded" + 3 * " value-wrong-type", "backup-off")
+    batch = "".join("@" + o["mend"] + "\r\n" for o in objects if "problem" in o)
+    (WORK / "mend.bat").write_bytes(batch.encode("cp1252"))
+    wine("cmd", "/c", windows_path(WORK / "mend.bat"))
+    mended = [json.loads(line) for line in run(["doctor", "--json"], out=None).splitlines()]
+    for name, value in (("Read Wait Timeout", "90"), ("Write Wait Timeout", "80"), ("Apply Timeout", "5"),
+                        ("UnBlock Timeout", "86400"), ("Backup Index", "1"), ("Data Directory", "C:")):
+        check("mended", name, [o["value"] for o in mended if o.get("setting") == name], [value])
+    # One setting each beside those that are fine.
+    for values, problems, risks in (
+            (r'P "Mail Root"="mail"', "mail-root-missing mail-root-relative", ""),
+            (r'P "Mail Root"=""', "mail-root-unset", ""),
+            (r'P "Mail Root"="\\\\nowhere.invalid\\mail"', "mail-root-missing", "mail-root-on-share"),
+            (r'P "Mail Root"="Z:\\proc"', "mail-root-not-writable", "no-postoffice"),
+            ('P "Mail Root"="Z:\\\\\u4e2d"', "mail-root-missing value-characters", ""),
+            ('P "Mail Root"=dword:41', "mail-root-missing mail-root-relative value-wrong-type", ""),
+            ('P "Data Directory"="' + 1024 * "x" + '"', "value-too-long", ""),
+            ('P "Application Directory"="C:\\\\none"', "program-folder-missing", ""),
+            ('P "Use XML Stream Index Deserialisation"=dword:0\nS "XML Version"="6.0"', "dom-version",
+             "backup-idle dom-chosen"),
+            ('T "Read Wait Timeout"=dword:29', "", "reader-outruns-writer"),
+            ('W "Store Notification Wait Timeout"=dword:ffffffff', "", "wait-endless"),
+            ('W "Index Unblock Mode"=dword:1\nP "Calendar ReIndex Mode"=dword:1', "",
+             "index-unblocked calendars-rescanned"),
+            ('A "ForceDefaultHost"=dword:1', "default-host-missing", "")):
+        doctored(fine + "\n" + values, problems, risks)
+    doctored("", "", usual, "--root", windows_path(ROOT))
+    play("2 --host north doctor ! leave --host away")
+    doctor_of_hosts()
+    doctor_of_libraries()
+
+
+def doctor_of_hosts():
+    success = b"<DATA><STATUS>SUCCESS</STATUS></DATA>"
+    with socket.create_server(("127.0.0.1", 0)) as listener:
+        for name, port in (("Default", served(success, success, success)), ("mute", listener.getsockname()[1]),
+                           ("shut", 1)):
+            run(["hosts", "add", name, "--address", "127.0.0.1", "--port", str(port)], out=None)
+        wine("reg", "add", PRODUCT_KEY.replace("HKLM", "HKCU") + r"\Administration", "/v", "ForceDefaultHost",
+             "/t", "REG_DWORD", "/d", "1", "/f")
+        said = run(["doctor", "--json", "--root", windows_path(ROOT)], 3, None, "2 problems")
+    objects = [json.loads(line) for line in said.splitlines()]
+    check("hosts", "steps", [o["failed"] for o in objects if "failed" in o], [None, "AUTH", "connect"])
+    check("hosts", "codes", [o["problem"] for o in objects if "problem" in o], 2 * ["host-unreachable"])
+    check("hosts", "forced", "default-host-forced" in said.decode(), True)
+    check("hosts", "credentials", said.count(b'"(not shown)"'), 3)
+
+
+def doctor_of_libraries():
+    """Tools beside another library, or none."""
+    settle("")
+    library = pathlib.Path(BINARY, "bin", "TWAICP.DLL").read_bytes()
+    newer = library.replace(b"\xbd\x04\xef\xfe\0\0\1\0\0\0\1\0", b"\xbd\x04\xef\xfe\0\0\1\0\2\0\1\0")
+    for content, code in ((None, "library-unusable"), (b"no library", "library-unusable"),
+                          (newer, "library-version")):
+        folder = WORK / f"tool {len(content or '')}"
+        folder.mkdir()
+        shutil.copy(PROGRAM, folder)
+        if content:
+            (folder / "TWAICP.DLL").write_bytes(content)
+        done = wine(folder / "tarnwick-admin.exe", "doctor", "--json", "--root", windows_path(ROOT))
+        found = [json.loads(line)["problem"] for line in done.stdout.splitlines() if b'"problem"' in line]
+        check("library", "problems", (done.returncode, found), (3, [code]))
 
 
 def main():

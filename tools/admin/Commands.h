@@ -34,6 +34,7 @@ void RegisterActivity(CLI::App& app, Context& context);      // activity list|pu
 void RegisterNotify(CLI::App& app, Context& context);        // notify flag|markers
 void RegisterMessages(CLI::App& app, Context& context);      // message show|headers|flags|...
 void RegisterDump(CLI::App& app, Context& context);          // dump
+void RegisterDoctor(CLI::App& app, Context& context);        // doctor
 
 // The mailbox that the command line names as "postoffice/mailbox". Every command reaches its
 // mailbox through here. Throws Failure when there is no such mailbox.

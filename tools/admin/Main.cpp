@@ -40,7 +40,7 @@ void RegisterCommands(CLI::App& app, Context& context) {
     for (const auto registerFamily :
          {RegisterEntryChanges, RegisterEntryQueries, RegisterTransfers, RegisterItems,
           RegisterOverviews, RegisterHosts, RegisterContacts, RegisterStoreCare, RegisterIndexFiles,
-          RegisterActivity, RegisterNotify, RegisterMessages, RegisterDump}) {
+          RegisterActivity, RegisterNotify, RegisterMessages, RegisterDump, RegisterDoctor}) {
         registerFamily(app, context);
     }
 }
