@@ -1136,12 +1136,13 @@ P "Use XML Stream Index Deserialisation"=dword:1"""
         check("doctor", what, any(part.items() <= o.items() for o in objects), True)
     text = run(["doctor"], out=None)
     for line in ("  Mail Root +registry +" + re.escape(windows_path(home)), "  101 +a waiter for the act",
-                 "  mail root +is there, writable", "  clock of the library.* 20..-"):
+                 "  mail root +is there, writable", "  library, of version +1.0.0 +Z:",
+                 "  clock of the library.* 20..-"):
         check("doctor", line, len(re.findall(line.encode("cp1252"), text)), 1)
     # Each of these has a command that mends it: run as it is printed, it leaves nothing to be found.
     objects = doctored(fine.replace("=dword:1", "=dword:2", 1) + r"""
 T "Read Wait Timeout"="90"
-T "Write Wait Timeout"=hex(b):50,00,00,00,00,00,00,00
+T "Write Wait Timeout"=hex(b):46,00,00,00,00,00,00,00
 T "UnBlock Timeout"=dword:ffffffff
 W "Apply Timeout"=dword:5
 W "Index Unblock Mode"=hex:01,00
@@ -1151,7 +1152,7 @@ P "Data Directory"=hex(2):25,00,53,00,79,00,73,00,74,00,65,00,6d,00,44,00,72,00,
     (WORK / "mend.bat").write_bytes(batch.encode("cp1252"))
     wine("cmd", "/c", windows_path(WORK / "mend.bat"))
     mended = [json.loads(line) for line in run(["doctor", "--json"], out=None).splitlines()]
-    for name, value in (("Read Wait Timeout", "90"), ("Write Wait Timeout", "80"), ("Apply Timeout", "5"),
+    for name, value in (("Read Wait Timeout", "90"), ("Write Wait Timeout", "70"), ("Apply Timeout", "5"),
                         ("UnBlock Timeout", "86400"), ("Backup Index", "1"), ("Data Directory", "C:")):
         check("mended", name, [o["value"] for o in mended if o.get("setting") == name], [value])
     # One setting each beside those that are fine.
@@ -1207,8 +1208,10 @@ def doctor_of_libraries():
         if content:
             (folder / "TWAICP.DLL").write_bytes(content)
         done = wine(folder / "tarnwick-admin.exe", "doctor", "--json", "--root", windows_path(ROOT))
-        found = [json.loads(line)["problem"] for line in done.stdout.splitlines() if b'"problem"' in line]
-        check("library", "problems", (done.returncode, found), (3, [code]))
+        found = [json.loads(line) for line in done.stdout.splitlines() if b'"problem"' in line]
+        place = windows_path(folder / "TWAICP.DLL") if content else "TWAICP.DLL"
+        check("library", "problems", (done.returncode, [(o["problem"], o["file"]) for o in found]),
+              (3, [(code, place)]))
 
 
 def main():
