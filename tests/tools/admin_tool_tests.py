@@ -11,6 +11,7 @@ import calendar as grids
 import datetime as dt
 import email.mime.application
 import email.mime.multipart
+import itertools
 import json
 import os
 import pathlib
@@ -555,8 +556,66 @@ def grid(year, month, busy):
     return page + f"\n[ ] busy: {len(busy)} of {grids.monthrange(year, month)[1]} days\n"
 
 
-def overviews():
+def strips(months, busy):
+    """The page of several mailboxes, and its JSON: `busy` has the days of a month by mailbox."""
+    width, objects = max(13, *map(len, busy)) + 2, []
+    page = f"{'# busy':<{width}}" + " ".join(6 * ["MTWTFSS"]) + "\n"
+    for year, month in months:
+        def line(label, cell):
+            weeks = grids.Calendar().monthdayscalendar(year, month)
+            cells = " ".join("".join(cell(day) if day else " " for day in week) for week in weeks)
+            return f"{label:<{width}}{cells}".rstrip() + "\n"
+        page += "\n" + line(f"{dt.date(year, month, 1):%B %Y}", lambda day: str(day % 10))
+        free = set(range(1, grids.monthrange(year, month)[1] + 1))
+        for mailbox, days in busy.items():
+            page += line(mailbox, lambda day: "#" if day in days[month] else ".")
+            free -= days[month]
+            objects.append({"mailbox": mailbox, "month": f"{year}-{month:02}", "busyDays": sorted(days[month])})
+        runs = [[day for _, day in of_it] for _, of_it in
+                itertools.groupby(enumerate(sorted(free)), lambda pair: pair[1] - pair[0])]
+        spans = (f"{days[0]}-{days[-1]}" if len(days) > 1 else str(days[0]) for days in runs)
+        page += f"{'free for all:':<{width}}" + (", ".join(spans) or "no day") + "\n"
+        objects.append({"month": f"{year}-{month:02}", "freeForAll": sorted(free)})
+    header = {"formatVersion": 1, "command": "freebusy"}
+    return page, "".join(json.dumps(o, separators=(",", ":")) + "\n" for o in [header, *objects])
+
+
+def several_mailboxes():
+    r = random.Random(2)
+    long = ROOT / "sales" / "MAILROOT" / "long-name" / "Calendar"
+    long.mkdir(parents=True)
+    chances = [r.choice([0, .05, .3, .7, 1]) for _ in range(12)]
+    busy = {f"sales/{folder.parent.name}": {month: {
+        day for day in range(1, grids.monthrange(2023, month)[1] + 1) if r.random() < chance}
+        for month, chance in enumerate(chances, 1)} for folder in (FOLDER, BEN, long)}
+    for folder in (FOLDER, BEN, long):
+        folder.mkdir(exist_ok=True)
+        for month, days in busy[f"sales/{folder.parent.name}"].items():
+            for day in days:
+                (folder / f"Y23M{month:02}D{day:02}.CAL").write_bytes(b"0\t0\tx")
+    page, objects = strips([(2023, month) for month in range(1, 13)], busy)
+    run(["freebusy", "sales/*", "--year", "2023"], out=page)
+    run(["freebusy", "sales/*", "--year", "2023", "--json"], out=objects)
+    one = {name: days for name, days in busy.items() if "long" not in name}
+    page, objects = strips([(2023, 2)], one)
+    run(["freebusy", "sales/anna", "sales/BEN", "sales/Anna", "2023-02"],
+        out=page.replace("sales/ben", "sales/BEN"))
+    # What cannot be read is told and left out: no folder, and one that cannot be listed.
+    shutil.rmtree(long)
+    long.write_bytes(b"")
+    run(["freebusy", "sales/*", "2023-02", "--json"], 4, objects, "sales/long-name is left out: the folder")
+    play("""
+1 freebusy sales/x sales/y 2023-02 ! sales/x is left out: the mailbox folder
+1 freebusy shop/* 2023-02 ! no mailbox has a folder
+""")
+    shutil.rmtree(long.parent)
+    for folder in (FOLDER, BEN):
+        shutil.rmtree(folder)
     FOLDER.mkdir()
+
+
+def overviews():
+    several_mailboxes()
     r = random.Random(1)
     for year, month in [(2020, 12), (2021, 1), (2024, 12), (2025, 1),
                         *((r.randint(1902, 2037), r.randint(1, 12)) for _ in range(6))]:
@@ -634,6 +693,10 @@ def usage():
             ("list anna --day 2038-01-20", "is no day"), ("list anna --year 25", "is no year"),
             ("list anna --year 2039", "is no year"), ("list anna --month 1901-11", "is no month"),
             ("list anna --month 2025-13", "is no month"), ("freebusy anna March", "is no month"),
+            ("freebusy 2025-03", "no mailbox is named"), ("freebusy anna", "one month is needed"),
+            ("freebusy anna 2025-03 --year 2025", "one month"), ("freebusy anna 2025-03 2025-04", "one month"),
+            ("freebusy anna --year 2025 --entries", "--entries is for"), ("freebusy ../* 2025-03", '"..'),
+            ("--host x freebusy sales/* 2025-03", "leave --host away"),
             ("list anna --day 2025-03-01 --year 2025", "at most 1"), ("add anna x", "needs --start"),
             ("add anna x --start 5 --end 4", "lies before the start"),
             ("add anna x --on 2025-03-01 --start 5", "excludes"), ("edit anna x", "nothing to change"),

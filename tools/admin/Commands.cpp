@@ -15,11 +15,6 @@ PlacedEntry InUtf8(const PlacedEntry& placed) {
             {placed.entry.start, placed.entry.end, ToUtf8(placed.entry.id)}};
 }
 
-std::chrono::year YearOption(const std::string& text) {
-    if (const auto year = ParseYear(text)) return *year;
-    throw WrongUsage("\"" + text + "\" is no year; write it as 2025 (1901 to 2038)");
-}
-
 }  // namespace
 
 MailboxStore OpenMailbox(const std::string& text, const Context& context) {
@@ -139,6 +134,11 @@ Period DayOption(const std::string& text) {
 std::chrono::year_month MonthOption(const std::string& text) {
     if (const auto month = ParseMonth(text)) return *month;
     throw WrongUsage("\"" + text + "\" is no month; write it as 2025-03 (1901 to 2038)");
+}
+
+std::chrono::year YearOption(const std::string& text) {
+    if (const auto year = ParseYear(text)) return *year;
+    throw WrongUsage("\"" + text + "\" is no year; write it as 2025 (1901 to 2038)");
 }
 
 }  // namespace tarnwick::admin

@@ -98,5 +98,6 @@ void PrintChange(const std::string& change, const std::string& text, const Place
 std::int32_t TimeOption(const std::string& text);
 Period DayOption(const std::string& text);
 std::chrono::year_month MonthOption(const std::string& text);
+std::chrono::year YearOption(const std::string& text);
 
 }  // namespace tarnwick::admin

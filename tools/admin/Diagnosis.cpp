@@ -53,6 +53,26 @@ void RequireMailboxFolder(const Mailbox& mailbox) {
         kProductKey);
 }
 
+void RequireReadableCalendars(const Mailbox& mailbox) {
+    if (!HasCalendarFolder(mailbox) || DirectoryScan(FileIn(mailbox, "*")).Next()) return;
+    throw SystemFailure("the folder " + FolderOf(mailbox) + " cannot be listed; check its rights");
+}
+
+std::vector<std::string> MailboxNames(const std::string& postoffice) {
+    // A name of the same form is checked in place of the pattern.
+    ParseMailbox(postoffice + "/all");
+    const std::string pattern = ParentOf(FolderOf({postoffice, "*"}));
+    std::vector<std::string> names;
+    DirectoryScan scan(pattern);
+    while (const auto found = scan.Next()) {
+        const bool isFolder = (found->attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+        if (isFolder && found->name.front() != '.') names.push_back(found->name);
+    }
+    if (names.empty()) throw Refusal("no mailbox has a folder " + pattern);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
 std::optional<std::string> BlockNotice(const Mailbox& mailbox, const std::string& calendar) {
     if (!mailbox.host.empty()) return std::nullopt;
     const std::string path = FileIn(mailbox, calendar + ".BLK");

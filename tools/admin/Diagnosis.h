@@ -15,6 +15,14 @@ namespace tarnwick::admin {
 // would find nothing there, which looks like an empty mailbox.
 void RequireMailboxFolder(const Mailbox& mailbox);
 
+// Throws Failure when the mailbox has a Calendar folder that cannot be listed: a search of the
+// library finds nothing there, which looks like free days.
+void RequireReadableCalendars(const Mailbox& mailbox);
+
+// Names of the mailboxes that have a folder in the postoffice, sorted. Throws Failure when there
+// is none.
+std::vector<std::string> MailboxNames(const std::string& postoffice);
+
 // "calendar X is blocked: FILE has been there for 3 min 20 s"; no value when it is not.
 std::optional<std::string> BlockNotice(const Mailbox& mailbox, const std::string& calendar);
 

@@ -16,14 +16,6 @@ using std::chrono::year_month_day;
 
 constexpr unsigned kDaysPerWeek = 7;
 
-std::string MonthTitle(year_month month) {
-    static constexpr std::array<const char*, 12> kMonths{
-        "January", "February", "March",     "April",   "May",      "June",
-        "July",    "August",   "September", "October", "November", "December"};
-    return std::string(kMonths.at(static_cast<unsigned>(month.month()) - 1)) + " " +
-           std::to_string(static_cast<int>(month.year()));
-}
-
 sys_days MondayOf(sys_days date) {
     return date - (std::chrono::weekday(date) - Monday);
 }
@@ -48,10 +40,6 @@ std::string WeekRow(sys_days monday, year_month month, const std::set<unsigned>&
     return row + "\n";
 }
 
-unsigned DaysOf(year_month month) {
-    return static_cast<unsigned>((month / std::chrono::last).day());
-}
-
 }  // namespace
 
 std::set<unsigned> BusyDays(const std::vector<std::string>& scanned) {
@@ -62,6 +50,18 @@ std::set<unsigned> BusyDays(const std::vector<std::string>& scanned) {
         if (day >= 1 && day <= 31) busy.insert(day);
     }
     return busy;
+}
+
+std::string MonthTitle(year_month month) {
+    static constexpr std::array<const char*, 12> kMonths{
+        "January", "February", "March",     "April",   "May",      "June",
+        "July",    "August",   "September", "October", "November", "December"};
+    return std::string(kMonths.at(static_cast<unsigned>(month.month()) - 1)) + " " +
+           std::to_string(static_cast<int>(month.year()));
+}
+
+unsigned LastDayOf(year_month month) {
+    return static_cast<unsigned>((month / std::chrono::last).day());
 }
 
 unsigned IsoWeek(sys_days date) {
@@ -81,7 +81,7 @@ std::string MonthGrid(year_month month, const std::set<unsigned>& busyDays,
         text += WeekRow(monday, month, busyDays);
     }
     return text + "\n[ ] busy: " + std::to_string(busyDays.size()) + " of " +
-           std::to_string(DaysOf(month)) + " days\n";
+           std::to_string(LastDayOf(month)) + " days\n";
 }
 
 }  // namespace tarnwick::admin

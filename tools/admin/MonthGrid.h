@@ -17,6 +17,10 @@ std::set<unsigned> BusyDays(const std::vector<std::string>& scanned);
 std::string MonthGrid(std::chrono::year_month month, const std::set<unsigned>& busyDays,
                       std::string_view title);
 
+// "March 2025"
+std::string MonthTitle(std::chrono::year_month month);
+unsigned LastDayOf(std::chrono::year_month month);
+
 // Number of the week in which the date lies by ISO 8601: 1 to 53.
 unsigned IsoWeek(std::chrono::sys_days date);
 
