@@ -17,6 +17,13 @@ PlacedEntry InUtf8(const PlacedEntry& placed) {
 
 }  // namespace
 
+void TellBlock(const Mailbox& mailbox, const std::string& calendar, const Context& context) {
+    const auto notice = BlockNotice(mailbox, calendar);
+    // A reader that has waited long enough deletes the block file.
+    if (notice && context.dryRun) throw Failure(ExitStatus::Busy, *notice);
+    if (notice) Note(*notice + "; waiting");
+}
+
 MailboxStore OpenMailbox(const std::string& text, const Context& context) {
     Mailbox mailbox = ParseMailbox(text);
     mailbox.host = context.host;
@@ -27,10 +34,7 @@ MailboxStore OpenMailbox(const std::string& text, const Context& context) {
         RequireMailboxFolder(mailbox);
     }
     MailboxStore store(mailbox, [mailbox, &context](const std::string& calendar) {
-        const auto notice = BlockNotice(mailbox, calendar);
-        // A reader that has waited long enough deletes the block file.
-        if (notice && context.dryRun) throw Failure(ExitStatus::Busy, *notice);
-        if (notice) Note(*notice + "; waiting");
+        TellBlock(mailbox, calendar, context);
     });
     if (context.dryRun) store.BeginDryRun(!HasCalendarFolder(mailbox));
     return store;

@@ -16,9 +16,10 @@ namespace tarnwick::admin {
 struct Context {
     bool json = false;
     bool dryRun = false;
-    std::string host;     // the server that carries out the calls; empty: this machine
-    std::string root;     // the folder of the postoffices; empty: the registry's
-    std::string command;  // "list", "item put"
+    std::string host;       // the server that carries out the calls; empty: this machine
+    std::string root;       // the folder of the postoffices; empty: the registry's
+    std::string command;    // "list", "item put"
+    int programStatus = 0;  // what a program that was run for the command ended with
 };
 
 void RegisterEntryChanges(CLI::App& app, Context& context);  // add, edit, remove
@@ -35,10 +36,15 @@ void RegisterNotify(CLI::App& app, Context& context);        // notify flag|mark
 void RegisterMessages(CLI::App& app, Context& context);      // message show|headers|flags|...
 void RegisterDump(CLI::App& app, Context& context);          // dump
 void RegisterDoctor(CLI::App& app, Context& context);        // doctor
+void RegisterWithLock(CLI::App& app, Context& context);      // with-lock
 
 // The mailbox that the command line names as "postoffice/mailbox". Every command reaches its
 // mailbox through here. Throws Failure when there is no such mailbox.
 MailboxStore OpenMailbox(const std::string& text, const Context& context);
+
+// To be called before what may wait for a calendar: tells that it is blocked. Throws Failure in a
+// dry run.
+void TellBlock(const Mailbox& mailbox, const std::string& calendar, const Context& context);
 
 // What the help of a command says: a line for the list of commands, what there is to know, and
 // command lines to copy.

@@ -77,6 +77,10 @@ void PrintBytes(std::string_view bytes) {
     throw SystemFailure("standard output cannot be written");
 }
 
+void* StandardOutput() {
+    return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(output)));
+}
+
 void Note(std::string_view text) {
     const std::string shown(IsForUtf8Console() && !IsUtf8(text) ? ToUtf8(text) : text);
     const std::string line = "tarnwick-admin: " + shown + "\n";

@@ -22,6 +22,9 @@ void Print(std::string_view text);
 // Writes the bytes as they are.
 void PrintBytes(std::string_view bytes);
 
+// The standard output that the tool was given, for a program that it starts: the system's handle.
+void* StandardOutput();
+
 // A line on standard error, with the tool's name in front. The text is that of the system code page
 // or UTF-8, as files have it.
 void Note(std::string_view text);

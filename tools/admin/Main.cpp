@@ -40,7 +40,8 @@ void RegisterCommands(CLI::App& app, Context& context) {
     for (const auto registerFamily :
          {RegisterEntryChanges, RegisterEntryQueries, RegisterTransfers, RegisterItems,
           RegisterOverviews, RegisterHosts, RegisterContacts, RegisterStoreCare, RegisterIndexFiles,
-          RegisterActivity, RegisterNotify, RegisterMessages, RegisterDump, RegisterDoctor}) {
+          RegisterActivity, RegisterNotify, RegisterMessages, RegisterDump, RegisterDoctor,
+          RegisterWithLock}) {
         registerFamily(app, context);
     }
 }
@@ -62,7 +63,7 @@ ExitStatus ExplainUsage(const CLI::App& app, const CLI::ParseError& error) {
     return ExitStatus::WrongUsage;
 }
 
-ExitStatus Run(int count, char** arguments) {
+int Run(int count, char** arguments) {
     Context context;
     CLI::App app("Looks after the calendars of mailboxes and the files of the store.",
                  "tarnwick-admin");
@@ -72,15 +73,15 @@ ExitStatus Run(int count, char** arguments) {
             throw WrongUsage("the command line holds a character that the system code page lacks");
         }
         app.parse(count, arguments);
-        return ExitStatus::Done;
+        return context.programStatus;
     } catch (const CLI::ParseError& error) {
-        return ExplainUsage(app, error);
+        return static_cast<int>(ExplainUsage(app, error));
     } catch (const Failure& failure) {
         Note(failure.what());
-        return failure.Status();
+        return static_cast<int>(failure.Status());
     } catch (const std::exception& error) {
         Note(error.what());
-        return ExitStatus::Refused;
+        return static_cast<int>(ExitStatus::Refused);
     }
 }
 
@@ -89,5 +90,5 @@ ExitStatus Run(int count, char** arguments) {
 
 int main(int count, char** arguments) {
     tarnwick::admin::TakeStandardStreams();
-    return static_cast<int>(tarnwick::admin::Run(count, arguments));
+    return tarnwick::admin::Run(count, arguments);
 }
