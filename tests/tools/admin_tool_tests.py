@@ -88,7 +88,7 @@ def run(arguments, status=0, out="", error="", stdin=b""):
     error; without a text there, there must be nothing at all."""
     row = "tarnwick-admin " + " ".join(repr(a) if " " in a or not a else a for a in arguments)
     stdin = stdin.encode() if isinstance(stdin, str) else stdin
-    is_rehearsed = WRITERS & set(arguments) and status != 2 and GROUP not in ("refusals", "with_lock")
+    is_rehearsed = WRITERS & set(arguments) and status != 2 and GROUP not in ("refusals", "with_lock", "descriptions")
     rehearsed = rehearse(row, arguments, stdin) if is_rehearsed else None
     done = wine(PROGRAM, *arguments, stdin=stdin)
     if rehearsed:
@@ -723,6 +723,38 @@ def usage():
     check_names("*")
     run(["--version"], out="1.0.0\n")
     check("--help", "statuses", b"5 busy, another program holds the lock" in run(["--help"], out=None), True)
+
+
+def helps(path=()):
+    """Each command's path and help."""
+    text = run([*path, "--help"], out=None).decode()
+    yield list(path), text
+    for name in re.findall(r"^  ([a-z-]+) ", text.partition("\nSubcommands:\n")[2].partition("\n\n")[0], re.M):
+        yield from helps((*path, name))
+
+
+def descriptions():
+    """Manual and completions have every command and option that --help shows."""
+    texts = list(helps())
+    described = {kind: run([*kind.split()], out=None).decode()
+                 for kind in ("manual", "completion bash", "completion powershell")}
+    bash = WORK / "completion.bash"
+    bash.write_text(described["completion bash"])
+    asks = "".join(f"COMP_WORDS=(x {' '.join(path)} {word}); COMP_CWORD={len(path) + 1}; _tarnwick_admin; "
+                   "echo ${COMPREPLY[@]}\n" for path, _ in texts for word in ("''", "--"))
+    told = subprocess.run(["bash", "-c", f". {bash}\n{asks}"], capture_output=True, check=True).stdout.decode()
+    answers = dict(zip([" ".join(path) for path, _ in texts], zip(*[iter(told.split("\n"))] * 2)))
+    manual = described["manual"].replace("\\-", "-")
+    for path, text in texts:
+        name = " ".join(path)
+        options = set(re.findall(r"--[a-z-]+", "\n".join(re.findall(r"^ +-.*", text, re.M))))
+        check(name, "completed options", options - set(answers[name][1].split()), set())
+        below = {" ".join(p[len(path):]) for p, _ in texts if len(p) == len(path) + 1 and p[:-1] == path}
+        check(name, "completed commands", set(answers[name][0].split()), below)
+        check(name, "manual", f".SS {name}" in manual or not path, True)
+        check(name, "manual's options", {o for o in options if o not in manual}, set())
+        entry, = re.findall(f"^ +'{name}' = (.*)", described["completion powershell"], re.M)
+        check(name, "PowerShell", (options | below) - set(entry.replace("'", "").split(", ")), set())
 
 
 def frame():

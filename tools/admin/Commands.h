@@ -37,6 +37,7 @@ void RegisterMessages(CLI::App& app, Context& context);      // message show|hea
 void RegisterDump(CLI::App& app, Context& context);          // dump
 void RegisterDoctor(CLI::App& app, Context& context);        // doctor
 void RegisterWithLock(CLI::App& app, Context& context);      // with-lock
+void RegisterDescriptions(CLI::App& app, Context& context);  // completion bash|powershell, manual
 
 // The mailbox that the command line names as "postoffice/mailbox". Every command reaches its
 // mailbox through here. Throws Failure when there is no such mailbox.

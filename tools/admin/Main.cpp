@@ -41,7 +41,7 @@ void RegisterCommands(CLI::App& app, Context& context) {
          {RegisterEntryChanges, RegisterEntryQueries, RegisterTransfers, RegisterItems,
           RegisterOverviews, RegisterHosts, RegisterContacts, RegisterStoreCare, RegisterIndexFiles,
           RegisterActivity, RegisterNotify, RegisterMessages, RegisterDump, RegisterDoctor,
-          RegisterWithLock}) {
+          RegisterWithLock, RegisterDescriptions}) {
         registerFamily(app, context);
     }
 }
