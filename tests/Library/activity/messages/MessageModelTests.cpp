@@ -47,7 +47,8 @@ const Texts kPieces = {"A: 1\r\n",
                        "--b--",
                        "--",
                        "body\r\n",
-                       "\x1a"};
+                       "\x1a",
+                       "---\r\n"};
 
 // Letters of a case, from '0' on, that refuse a call from then on.
 struct Refusal {
@@ -336,12 +337,14 @@ TEST(MessageModel, EveryEditDoesWhatThePlainOneDoes) {
     testing::ScratchRegistry::SetDword(HKEY_LOCAL_MACHINE, kProductKey, "UID Branding Enabled", 2);
     SetGuidSource([] { return Guid{1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}}; });
     testing::CompareWithModel(
-        "abcdefghijklmnopqrstuvwxy"
+        "abcdefghijklmnopqrstuvwxyz"
         "ahhhijpprrruvwxx"
         "0001234"
         "ABCDEFGHIJKLMN"
         "ABCDEHHHHHG",
         1, 700, 14, DifferenceIn);
+    // Of the closing lines in three dashes, the first is in two pieces.
+    EXPECT_TRUE(testing::Agrees(std::string("phlzH"), DifferenceIn));
 }
 
 }  // namespace
