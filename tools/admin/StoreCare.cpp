@@ -126,6 +126,7 @@ void RunCheck(const std::string& place, const Context& context) {
     const std::vector<Finding> findings = CheckStore(folder, root, Noted("checked", context));
     for (const Finding& finding : findings) PrintFinding(finding, answer, context);
     if (!findings.empty()) EndWithProblems(findings.size(), " found");
+    if (!context.json) Note("no problem found in " + folder);
 }
 
 void PrintStep(const RepairStep& step, Answer& answer, const Context& context) {
@@ -147,7 +148,10 @@ void RunRecover(const std::string& place, const Context& context) {
         folder, root, context.dryRun,
         [&](const RepairStep& step) { PrintStep(step, answer, context); },
         Noted("checked", context));
-    if (left.empty()) return;
+    if (left.empty()) {
+        if (!context.json) Note("no problem is left in " + folder);
+        return;
+    }
     const std::string command = OnRoot("tarnwick-admin check " + Quoted(folder), context.root);
     EndWithProblems(left.size(), " left; " + command + " shows them");
 }
@@ -177,13 +181,16 @@ void PrintLock(const FolderListing& listing, const StoredFile& file, const Block
 void RunLocks(const std::string& place, const Context& context) {
     const std::string folder = FolderOfPlace(place, RootOf(context));
     Answer answer(context);
+    bool any = false;
     WalkFolders(folder, [&](const FolderListing& listing) {
         for (const StoredFile& file : listing.Files()) {
             if (const auto rule = RuleOf(listing.Folder(), file.name)) {
                 PrintLock(listing, file, *rule, answer);
+                any = true;
             }
         }
     });
+    if (!any && !context.json) Note("no block file in " + folder);
 }
 
 void RunBreak(const std::string& text, const Context& context) {

@@ -140,7 +140,7 @@ void RegisterWithLock(CLI::App& app, Context& context) {
          "standard error says so, and the status is the tool's: 1 refused, 2 wrong usage, 5 the\n"
          "calendar is busy, 6 not allowed.\n",
 
-         "  tarnwick-admin with-lock sales/anna Y25M03D01 -- cmd /c copy Y25M03D01.CAL D:\\copies\n"
+         "  tarnwick-admin with-lock sales/anna Y25M03D01 -- \\copies\\copy-calendars.cmd\n"
          "  tarnwick-admin with-lock sales/anna Holidays -- notepad.exe\n"});
     AddMailboxOption(*command, options->mailbox);
     command->add_option("calendar", options->calendar, "The calendar to hold")->required();
