@@ -37,6 +37,7 @@ using testing::WriteBytesTo;
 class StoreIndexLife : public ::testing::Test {
   protected:
     void SetUp() override {
+        // It has run, and been judged, in a process of its own by then.
         if (!testing::IsAlone()) GTEST_SKIP();
         testing::Use({.backups = true});
         Fill("MAI", 0);
