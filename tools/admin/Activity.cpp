@@ -148,35 +148,34 @@ void Purge(const ActivityOptions& options, Context& context) {
     Print(ConnectionTable(gone));
 }
 
-CLI::App* AddActivityCommand(CLI::App& activity, const char* name, const CommandHelp& help,
-                             Context& context, void (*action)(const ActivityOptions&, Context&)) {
+Command AddActivityCommand(const Command& activity, const char* name, const CommandHelp& help,
+                           Context& context, void (*action)(const ActivityOptions&, Context&)) {
     auto options = std::make_shared<ActivityOptions>();
-    CLI::App* command = AddCommand(activity, name, help);
-    command->add_option("directory", options->directory, "The mailbox or folder")->required();
+    const Command command = activity.AddCommand(name, help);
+    command.AddOption("directory", options->directory, "The mailbox or folder").Required();
     if (action == Purge) {
-        command->add_option("--server", options->server,
-                            "Takes out all entries of this server, which will not run again, "
-                            "instead of the stale ones");
+        command.AddOption("--server", options->server,
+                          "Takes out all entries of this server, which will not run again, "
+                          "instead of the stale ones");
     }
-    command->callback([options, &context, action] { action(*options, context); });
+    command.OnRun([options, &context, action] { action(*options, context); });
     return command;
 }
 
 }  // namespace
 
-void RegisterActivity(CLI::App& app, Context& context) {
-    CLI::App* activity =
-        AddCommand(app, "activity",
-                   {"List the clients that watch a folder, or purge stale ones",
+void RegisterActivity(const Command& app, Context& context) {
+    const Command activity = app.AddCommand(
+        "activity", {"List the clients that watch a folder, or purge stale ones",
 
-                    "Servers keep the connections that watch a mailbox or folder in its activity\n"
-                    "file (_activity.tab). The place is postoffice/mailbox,\n"
-                    "postoffice/mailbox/folder, postoffice/Public/folder, or a path.\n",
+                     "Servers keep the connections that watch a mailbox or folder in its activity\n"
+                     "file (_activity.tab). The place is postoffice/mailbox,\n"
+                     "postoffice/mailbox/folder, postoffice/Public/folder, or a path.\n",
 
-                    "  tarnwick-admin activity list sales/anna\n"});
-    activity->require_subcommand(1);
+                     "  tarnwick-admin activity list sales/anna\n"});
+    activity.NeedsCommand();
     AddActivityCommand(
-        *activity, "list",
+        activity, "list",
         {"Show who is connected, from where, and which entries are stale",
 
          "An entry is stale when another run of its server, by the same protocol, has set a\n"
@@ -186,12 +185,12 @@ void RegisterActivity(CLI::App& app, Context& context) {
          "  tarnwick-admin activity list sales/Public/News --json\n"},
         context, List);
     AddDryRunOption(
-        *AddActivityCommand(*activity, "purge",
-                            {"Take stale entries out, under the library's lock", "",
+        AddActivityCommand(activity, "purge",
+                           {"Take stale entries out, under the library's lock", "",
 
-                             "  tarnwick-admin activity purge sales/anna --dry-run\n"
-                             "  tarnwick-admin activity purge sales/anna --server OLDSERVER\n"},
-                            context, Purge),
+                            "  tarnwick-admin activity purge sales/anna --dry-run\n"
+                            "  tarnwick-admin activity purge sales/anna --server OLDSERVER\n"},
+                           context, Purge),
         context);
 }
 

@@ -40,33 +40,25 @@ MailboxStore OpenMailbox(const std::string& text, const Context& context) {
     return store;
 }
 
-CLI::App* AddCommand(CLI::App& app, const char* name, const CommandHelp& help) {
-    CLI::App* command = app.add_subcommand(name, help.summary);
-    command->footer(std::string(help.details) + "\nExamples:\n" + help.examples);
-    command->fallthrough();
-    return command;
+void AddMailboxOption(const Command& command, std::string& mailbox) {
+    command.AddOption("mailbox", mailbox, "The mailbox, as postoffice/mailbox").Required();
 }
 
-void AddMailboxOption(CLI::App& command, std::string& mailbox) {
-    command.add_option("mailbox", mailbox, "The mailbox, as postoffice/mailbox")->required();
-}
-
-void AddDryRunOption(CLI::App& command, Context& context) {
-    command.add_flag("--dry-run", context.dryRun, "Only say what would be done; write nothing");
+void AddDryRunOption(const Command& command, Context& context) {
+    command.AddFlag("--dry-run", context.dryRun, "Only say what would be done; write nothing");
 }
 
 void PrintDone(const std::string& text, const Context& context) {
     Print((context.dryRun ? "dry run: " : "") + text + "\n");
 }
 
-void AddSelectionOptions(CLI::App& command, Selection& selection) {
-    CLI::Option_group* group =
-        command.add_option_group("Calendars", "Which ones (all date calendars when none is given)");
-    group->add_option("--calendar", selection.calendar, "The calendar of this name");
-    group->add_option("--day", selection.day, "The calendar of a day: 2025-03-01");
-    group->add_option("--month", selection.month, "Those of a month and its days: 2025-03");
-    group->add_option("--year", selection.year, "Those of a year, its months and days: 2025");
-    group->require_option(0, 1);
+void AddSelectionOptions(const Command& command, Selection& selection) {
+    const Command group =
+        command.AddChoice("Calendars", "Which ones (all date calendars when none is given)");
+    group.AddOption("--calendar", selection.calendar, "The calendar of this name");
+    group.AddOption("--day", selection.day, "The calendar of a day: 2025-03-01");
+    group.AddOption("--month", selection.month, "Those of a month and its days: 2025-03");
+    group.AddOption("--year", selection.year, "Those of a year, its months and days: 2025");
 }
 
 std::vector<std::string> SelectedCalendars(const MailboxStore& store, const Selection& selection) {

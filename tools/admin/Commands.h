@@ -2,10 +2,10 @@
 // one is a new file, its function declared here and named in Main.cpp.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
+#include "tools/admin/CommandTree.h"
 #include "tools/admin/EntryText.h"
 #include "tools/admin/MailboxStore.h"
 #include "tools/admin/Times.h"
@@ -22,22 +22,23 @@ struct Context {
     int programStatus = 0;  // what a program that was run for the command ended with
 };
 
-void RegisterEntryChanges(CLI::App& app, Context& context);  // add, edit, remove
-void RegisterEntryQueries(CLI::App& app, Context& context);  // get, list
-void RegisterTransfers(CLI::App& app, Context& context);     // import, export
-void RegisterItems(CLI::App& app, Context& context);         // item put|get|size|delete
-void RegisterOverviews(CLI::App& app, Context& context);     // freebusy, calendars
-void RegisterHosts(CLI::App& app, Context& context);         // hosts list|add|remove|test
-void RegisterContacts(CLI::App& app, Context& context);      // contacts show|convert
-void RegisterStoreCare(CLI::App& app, Context& context);     // check, recover, locks
-void RegisterIndexFiles(CLI::App& app, Context& context);    // index list|show|salvage|...
-void RegisterActivity(CLI::App& app, Context& context);      // activity list|purge
-void RegisterNotify(CLI::App& app, Context& context);        // notify flag|markers
-void RegisterMessages(CLI::App& app, Context& context);      // message show|headers|flags|...
-void RegisterDump(CLI::App& app, Context& context);          // dump
-void RegisterDoctor(CLI::App& app, Context& context);        // doctor
-void RegisterWithLock(CLI::App& app, Context& context);      // with-lock
-void RegisterDescriptions(CLI::App& app, Context& context);  // completion bash|powershell, manual
+void RegisterEntryChanges(const Command& app, Context& context);  // add, edit, remove
+void RegisterEntryQueries(const Command& app, Context& context);  // get, list
+void RegisterTransfers(const Command& app, Context& context);     // import, export
+void RegisterItems(const Command& app, Context& context);         // item put|get|size|delete
+void RegisterOverviews(const Command& app, Context& context);     // freebusy, calendars
+void RegisterHosts(const Command& app, Context& context);         // hosts list|add|remove|test
+void RegisterContacts(const Command& app, Context& context);      // contacts show|convert
+void RegisterStoreCare(const Command& app, Context& context);     // check, recover, locks
+void RegisterIndexFiles(const Command& app, Context& context);    // index list|show|salvage|...
+void RegisterActivity(const Command& app, Context& context);      // activity list|purge
+void RegisterNotify(const Command& app, Context& context);        // notify flag|markers
+void RegisterMessages(const Command& app, Context& context);      // message show|headers|flags|...
+void RegisterDump(const Command& app, Context& context);          // dump
+void RegisterDoctor(const Command& app, Context& context);        // doctor
+void RegisterWithLock(const Command& app, Context& context);      // with-lock
+void RegisterDescriptions(const Command& app,
+                          Context& context);  // completion bash|powershell, manual
 
 // The mailbox that the command line names as "postoffice/mailbox". Every command reaches its
 // mailbox through here. Throws Failure when there is no such mailbox.
@@ -47,25 +48,15 @@ MailboxStore OpenMailbox(const std::string& text, const Context& context);
 // dry run.
 void TellBlock(const Mailbox& mailbox, const std::string& calendar, const Context& context);
 
-// What the help of a command says: a line for the list of commands, what there is to know, and
-// command lines to copy.
-struct CommandHelp {
-    const char* summary;
-    const char* details;
-    const char* examples;
-};
-
-// A subcommand; options that belong to the tool may follow it.
-CLI::App* AddCommand(CLI::App& app, const char* name, const CommandHelp& help);
 // The first argument of all commands.
-void AddMailboxOption(CLI::App& command, std::string& mailbox);
+void AddMailboxOption(const Command& command, std::string& mailbox);
 
 // Writes an item's file and reads it back. Throws Failure when it is not what was written.
 void PutItem(const MailboxStore& store, const std::string& name, const std::string& file);
 
 // For every command that changes a store or a setting: --dry-run. The mailbox that it opens keeps
 // its changes to itself then; what it changes elsewhere it leaves out when the context says so.
-void AddDryRunOption(CLI::App& command, Context& context);
+void AddDryRunOption(const Command& command, Context& context);
 
 // Prints what a command did: a line, which tells when it was a dry run.
 void PrintDone(const std::string& text, const Context& context);
@@ -81,7 +72,7 @@ struct Selection {
         return calendar.empty() && day.empty() && month.empty() && year.empty();
     }
 };
-void AddSelectionOptions(CLI::App& command, Selection& selection);
+void AddSelectionOptions(const Command& command, Selection& selection);
 
 // The names of the calendars selected: the one named, or the date buckets of the period; all date
 // buckets for an empty selection.

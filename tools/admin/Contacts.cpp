@@ -53,14 +53,14 @@ void Convert(const ContactOptions& options, const Context& context) {
     Print("converted " + Counted(count, "contact", "contacts") + "\n");
 }
 
-CLI::App* AddContactCommand(CLI::App& contacts, const char* name, const CommandHelp& help,
-                            const std::shared_ptr<ContactOptions>& options) {
-    CLI::App* command = AddCommand(contacts, name, help);
-    command->add_option("file", options->file, "The card file; - or nothing is standard input");
+Command AddContactCommand(const Command& contacts, const char* name, const CommandHelp& help,
+                          const std::shared_ptr<ContactOptions>& options) {
+    const Command command = contacts.AddCommand(name, help);
+    command.AddOption("file", options->file, "The card file; - or nothing is standard input");
     return command;
 }
 
-void RegisterShow(CLI::App& contacts, const Context& context) {
+void RegisterShow(const Command& contacts, const Context& context) {
     auto options = std::make_shared<ContactOptions>();
     AddContactCommand(contacts, "show",
                       {"Show name, e-mail address and nickname of each contact",
@@ -70,12 +70,12 @@ void RegisterShow(CLI::App& contacts, const Context& context) {
                        "  tarnwick-admin contacts show book.vcf\n"
                        "  tarnwick-admin contacts show book.vcf --json\n"},
                       options)
-        ->callback([options, &context] { Show(*options, context); });
+        .OnRun([options, &context] { Show(*options, context); });
 }
 
-void RegisterConvert(CLI::App& contacts, const Context& context) {
+void RegisterConvert(const Command& contacts, const Context& context) {
     auto options = std::make_shared<ContactOptions>();
-    CLI::App* command = AddContactCommand(
+    const Command command = AddContactCommand(
         contacts, "convert",
         {"Write each contact as the store's own card",
 
@@ -85,23 +85,23 @@ void RegisterConvert(CLI::App& contacts, const Context& context) {
          "  tarnwick-admin contacts convert book.vcf store.vcf\n"
          "  tarnwick-admin contacts convert book.vcf - > store.vcf\n"},
         options);
-    command->add_option("output", options->output, "The file; - or nothing is standard output");
-    command->callback([options, &context] { Convert(*options, context); });
+    command.AddOption("output", options->output, "The file; - or nothing is standard output");
+    command.OnRun([options, &context] { Convert(*options, context); });
 }
 
 }  // namespace
 
-void RegisterContacts(CLI::App& app, Context& context) {
-    CLI::App* contacts = AddCommand(app, "contacts",
-                                    {"Show or convert the contacts of card files (.vcf)",
+void RegisterContacts(const Command& app, Context& context) {
+    const Command contacts =
+        app.AddCommand("contacts", {"Show or convert the contacts of card files (.vcf)",
 
-                                     "vCard 2.1, 3.0 and 4.0, many to a file. No mailbox is"
-                                     " needed.\n",
+                                    "vCard 2.1, 3.0 and 4.0, many to a file. No mailbox is"
+                                    " needed.\n",
 
-                                     "  tarnwick-admin contacts show book.vcf\n"});
-    contacts->require_subcommand(1);
-    RegisterShow(*contacts, context);
-    RegisterConvert(*contacts, context);
+                                    "  tarnwick-admin contacts show book.vcf\n"});
+    contacts.NeedsCommand();
+    RegisterShow(contacts, context);
+    RegisterConvert(contacts, context);
 }
 
 }  // namespace tarnwick::admin

@@ -1,6 +1,6 @@
 // completion bash|powershell, manual: made from what the tool knows of its commands, so that they
 // say what its help says.
-#include <functional>
+#include <CLI/CLI.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -163,24 +163,25 @@ std::string Manual(const std::vector<Described>& all) {
     return text + ".SH EXIT STATUS\n.nf\n" + Escaped(tool.get_footer()) + "\n.fi\n";
 }
 
-void AddDescription(CLI::App& parent, CLI::App& tool, const char* name, const CommandHelp& help,
-                    const std::function<std::string(const std::vector<Described>&)>& write) {
-    AddCommand(parent, name, help)->callback([&tool, write] { Print(write(DescribeAll(tool))); });
+void AddDescription(const Command& parent, const Command& tool, const char* name,
+                    const CommandHelp& help, std::string (*write)(const std::vector<Described>&)) {
+    parent.AddCommand(name, help).OnRun([tool, write] {
+        Print(write(DescribeAll(tool.Parser())));
+    });
 }
 
 }  // namespace
 
-void RegisterDescriptions(CLI::App& app, Context&) {
-    CLI::App* completion =
-        AddCommand(app, "completion",
-                   {"Print what a shell needs to complete commands and options",
-                    "See the --help of each.\n", "  tarnwick-admin completion bash --help\n"});
-    completion->require_subcommand(1);
-    AddDescription(*completion, app, "bash",
+void RegisterDescriptions(const Command& app, Context&) {
+    const Command completion = app.AddCommand(
+        "completion", {"Print what a shell needs to complete commands and options",
+                       "See the --help of each.\n", "  tarnwick-admin completion bash --help\n"});
+    completion.NeedsCommand();
+    AddDescription(completion, app, "bash",
                    {"For bash", "Source it, or put it where bash-completion finds it.\n",
                     "  tarnwick-admin completion bash > tarnwick-admin.bash\n"},
                    BashCompletion);
-    AddDescription(*completion, app, "powershell",
+    AddDescription(completion, app, "powershell",
                    {"For PowerShell", "Add it to the profile.\n",
                     "  tarnwick-admin completion powershell >> profile.ps1\n"},
                    PowerShellCompletion);

@@ -174,10 +174,10 @@ void Diagnose(const Context& context) {
 
 }  // namespace
 
-void RegisterDoctor(CLI::App& app, Context& context) {
+void RegisterDoctor(const Command& app, Context& context) {
     const auto listOnly = std::make_shared<bool>(false);
-    CLI::App* command = AddCommand(
-        app, "doctor",
+    const Command command = app.AddCommand(
+        "doctor",
         {"Look at the settings of this machine, and at what they lead to",
 
          "Each setting with its value and where it comes from, how long waits last, folders,\n"
@@ -187,8 +187,8 @@ void RegisterDoctor(CLI::App& app, Context& context) {
          "  tarnwick-admin doctor\n"
          "  tarnwick-admin doctor --json\n"
          "  tarnwick-admin doctor --settings\n"});
-    command->add_flag("--settings", *listOnly, "All settings there are, without their values");
-    command->callback([listOnly, &context] {
+    command.AddFlag("--settings", *listOnly, "All settings there are, without their values");
+    command.OnRun([listOnly, &context] {
         if (*listOnly) return ListSettings(context);
         Diagnose(context);
     });

@@ -65,10 +65,10 @@ void Dump(const DumpOptions& options, Context& context) {
 
 }  // namespace
 
-void RegisterDump(CLI::App& app, Context& context) {
+void RegisterDump(const Command& app, Context& context) {
     auto options = std::make_shared<DumpOptions>();
-    CLI::App* command = AddCommand(
-        app, "dump",
+    const Command command = app.AddCommand(
+        "dump",
         {"Show the bytes of an index, calendar or activity file beside their meaning",
 
          "Each piece of the file has its offset, its first bytes, its length and its meaning.\n"
@@ -76,11 +76,10 @@ void RegisterDump(CLI::App& app, Context& context) {
 
          "  tarnwick-admin dump sales/anna/Inbox/_index.xml\n"
          "  tarnwick-admin dump sales/anna/Calendar/Y26M04D09.CAL --all\n"});
-    command
-        ->add_option("file", options->file, "The file: a path, or postoffice/mailbox/folder/file")
-        ->required();
-    command->add_flag("--all", options->all, "All bytes of each piece, not the first 32 alone");
-    command->callback([options, &context] { Dump(*options, context); });
+    command.AddOption("file", options->file, "The file: a path, or postoffice/mailbox/folder/file")
+        .Required();
+    command.AddFlag("--all", options->all, "All bytes of each piece, not the first 32 alone");
+    command.OnRun([options, &context] { Dump(*options, context); });
 }
 
 }  // namespace tarnwick::admin

@@ -18,13 +18,13 @@ struct TimeOptions {
     std::string day;
 };
 
-void AddTimeOptions(CLI::App& command, TimeOptions& times) {
+void AddTimeOptions(const Command& command, TimeOptions& times) {
     const char* form = "2025-03-01T09:30:00Z, 2025-03-01 or seconds since 1970";
-    CLI::Option* start = command.add_option("--start", times.start, std::string("Start: ") + form);
-    CLI::Option* end = command.add_option("--end", times.end, "End (the start when left out)");
-    command.add_option("--on", times.day, "The whole of a day instead: 2025-03-01")
-        ->excludes(start)
-        ->excludes(end);
+    const Option start = command.AddOption("--start", times.start, std::string("Start: ") + form);
+    const Option end = command.AddOption("--end", times.end, "End (the start when left out)");
+    command.AddOption("--on", times.day, "The whole of a day instead: 2025-03-01")
+        .Excludes(start)
+        .Excludes(end);
 }
 
 void RequireOrder(const Entry& entry) {
@@ -86,10 +86,10 @@ void Add(const AddOptions& options, const Context& context) {
     PrintChange("added", "added " + Quoted(options.id) + " to " + placed.calendar, placed, context);
 }
 
-void RegisterAdd(CLI::App& app, Context& context) {
+void RegisterAdd(const Command& app, Context& context) {
     auto options = std::make_shared<AddOptions>();
-    CLI::App* command = AddCommand(
-        app, "add",
+    const Command command = app.AddCommand(
+        "add",
         {"Add an entry",
 
          "Without --calendar it goes to the calendar of its date: that of the day (Y25M03D01), or\n"
@@ -99,13 +99,13 @@ void RegisterAdd(CLI::App& app, Context& context) {
          "2025-03-01T10:00Z\n"
          "  tarnwick-admin add sales/anna \"Fair\" --start 2025-03-03 --end 2025-03-07T18:00\n"
          "  tarnwick-admin add sales/anna \"Holiday\" --on 2025-05-01 --calendar Holidays\n"});
-    AddMailboxOption(*command, options->mailbox);
-    AddDryRunOption(*command, context);
-    command->add_option("id", options->id, "ID of the entry, at most 63 characters")->required();
-    AddTimeOptions(*command, options->times);
-    command->add_option("--calendar", options->calendar,
-                        "Name of the calendar (left out: the one of the entry's date)");
-    command->callback([options, &context] { Add(*options, context); });
+    AddMailboxOption(command, options->mailbox);
+    AddDryRunOption(command, context);
+    command.AddOption("id", options->id, "ID of the entry, at most 63 characters").Required();
+    AddTimeOptions(command, options->times);
+    command.AddOption("--calendar", options->calendar,
+                      "Name of the calendar (left out: the one of the entry's date)");
+    command.OnRun([options, &context] { Add(*options, context); });
 }
 
 struct EditOptions {
@@ -173,10 +173,10 @@ void Edit(const EditOptions& options, const Context& context) {
     }
 }
 
-void RegisterEdit(CLI::App& app, Context& context) {
+void RegisterEdit(const Command& app, Context& context) {
     auto options = std::make_shared<EditOptions>();
-    CLI::App* command = AddCommand(
-        app, "edit",
+    const Command command = app.AddCommand(
+        "edit",
         {"Change the times or the ID of an entry",
 
          "When its date changes, it moves to the calendar of the new date, unless --calendar\n"
@@ -185,13 +185,13 @@ void RegisterEdit(CLI::App& app, Context& context) {
          "  tarnwick-admin edit sales/anna \"Review\" --end 2025-03-01T11:00Z\n"
          "  tarnwick-admin edit sales/anna \"Review\" --id \"Review with Ben\"\n"
          "  tarnwick-admin edit sales/anna \"Holiday\" --calendar Holidays --on 2025-05-02\n"});
-    AddMailboxOption(*command, options->mailbox);
-    AddDryRunOption(*command, context);
-    command->add_option("id", options->id, "ID of the entry")->required();
-    AddTimeOptions(*command, options->times);
-    command->add_option("--id", options->newId, "Its new ID");
-    AddSelectionOptions(*command, options->selection);
-    command->callback([options, &context] { Edit(*options, context); });
+    AddMailboxOption(command, options->mailbox);
+    AddDryRunOption(command, context);
+    command.AddOption("id", options->id, "ID of the entry").Required();
+    AddTimeOptions(command, options->times);
+    command.AddOption("--id", options->newId, "Its new ID");
+    AddSelectionOptions(command, options->selection);
+    command.OnRun([options, &context] { Edit(*options, context); });
 }
 
 struct RemoveOptions {
@@ -250,31 +250,30 @@ void Remove(const RemoveOptions& options, const Context& context) {
                        : RemoveOne(store, options, context);
 }
 
-void RegisterRemove(CLI::App& app, Context& context) {
+void RegisterRemove(const Command& app, Context& context) {
     auto options = std::make_shared<RemoveOptions>();
-    CLI::App* command =
-        AddCommand(app, "remove",
-                   {"Remove an entry, or all of a calendar",
+    const Command command = app.AddCommand(
+        "remove", {"Remove an entry, or all of a calendar",
 
-                    "A calendar goes with its last entry, which needs --force. --all takes every "
-                    "entry of the\n"
-                    "calendars chosen.\n",
+                   "A calendar goes with its last entry, which needs --force. --all takes every "
+                   "entry of the\n"
+                   "calendars chosen.\n",
 
-                    "  tarnwick-admin remove sales/anna \"Review\"\n"
-                    "  tarnwick-admin remove sales/anna \"Review\" --day 2025-03-01\n"
-                    "  tarnwick-admin remove sales/anna --all --month 2025-03 --force\n"});
-    AddMailboxOption(*command, options->mailbox);
-    AddDryRunOption(*command, context);
-    command->add_option("id", options->id, "ID of the entry");
-    command->add_flag("--all", options->all, "Every entry");
-    command->add_flag("--force", options->force, "Also the last entry of a calendar, or all");
-    AddSelectionOptions(*command, options->selection);
-    command->callback([options, &context] { Remove(*options, context); });
+                   "  tarnwick-admin remove sales/anna \"Review\"\n"
+                   "  tarnwick-admin remove sales/anna \"Review\" --day 2025-03-01\n"
+                   "  tarnwick-admin remove sales/anna --all --month 2025-03 --force\n"});
+    AddMailboxOption(command, options->mailbox);
+    AddDryRunOption(command, context);
+    command.AddOption("id", options->id, "ID of the entry");
+    command.AddFlag("--all", options->all, "Every entry");
+    command.AddFlag("--force", options->force, "Also the last entry of a calendar, or all");
+    AddSelectionOptions(command, options->selection);
+    command.OnRun([options, &context] { Remove(*options, context); });
 }
 
 }  // namespace
 
-void RegisterEntryChanges(CLI::App& app, Context& context) {
+void RegisterEntryChanges(const Command& app, Context& context) {
     RegisterAdd(app, context);
     RegisterEdit(app, context);
     RegisterRemove(app, context);

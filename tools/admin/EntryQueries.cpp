@@ -25,39 +25,38 @@ void List(const QueryOptions& options, const Context& context) {
     if (entries.empty()) Note("no entries");
 }
 
-void RegisterGet(CLI::App& app, const Context& context) {
+void RegisterGet(const Command& app, const Context& context) {
     auto options = std::make_shared<QueryOptions>();
-    CLI::App* command = AddCommand(app, "get",
-                                   {"Show the entries with an ID",
+    const Command command =
+        app.AddCommand("get", {"Show the entries with an ID",
 
-                                    "Capital and small letters of the ID are the same.\n",
+                               "Capital and small letters of the ID are the same.\n",
 
-                                    "  tarnwick-admin get sales/anna \"Review\"\n"
-                                    "  tarnwick-admin get sales/anna \"Review\" --month 2025-03\n"
-                                    "  tarnwick-admin --json get sales/anna \"Review\"\n"});
-    AddMailboxOption(*command, options->mailbox);
-    command->add_option("id", options->id, "ID of the entry")->required();
-    AddSelectionOptions(*command, options->selection);
-    command->callback([options, &context] { Get(*options, context); });
+                               "  tarnwick-admin get sales/anna \"Review\"\n"
+                               "  tarnwick-admin get sales/anna \"Review\" --month 2025-03\n"
+                               "  tarnwick-admin --json get sales/anna \"Review\"\n"});
+    AddMailboxOption(command, options->mailbox);
+    command.AddOption("id", options->id, "ID of the entry").Required();
+    AddSelectionOptions(command, options->selection);
+    command.OnRun([options, &context] { Get(*options, context); });
 }
 
-void RegisterList(CLI::App& app, const Context& context) {
+void RegisterList(const Command& app, const Context& context) {
     auto options = std::make_shared<QueryOptions>();
-    CLI::App* command =
-        AddCommand(app, "list",
-                   {"Show all entries", "",
+    const Command command =
+        app.AddCommand("list", {"Show all entries", "",
 
-                    "  tarnwick-admin list sales/anna\n"
-                    "  tarnwick-admin list sales/anna --day 2025-03-01\n"
-                    "  tarnwick-admin list sales/anna --calendar Holidays --json\n"});
-    AddMailboxOption(*command, options->mailbox);
-    AddSelectionOptions(*command, options->selection);
-    command->callback([options, &context] { List(*options, context); });
+                                "  tarnwick-admin list sales/anna\n"
+                                "  tarnwick-admin list sales/anna --day 2025-03-01\n"
+                                "  tarnwick-admin list sales/anna --calendar Holidays --json\n"});
+    AddMailboxOption(command, options->mailbox);
+    AddSelectionOptions(command, options->selection);
+    command.OnRun([options, &context] { List(*options, context); });
 }
 
 }  // namespace
 
-void RegisterEntryQueries(CLI::App& app, Context& context) {
+void RegisterEntryQueries(const Command& app, Context& context) {
     RegisterGet(app, context);
     RegisterList(app, context);
 }

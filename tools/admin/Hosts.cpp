@@ -89,11 +89,11 @@ void Test(const std::string& name, const Context& context) {
     throw Failure(ExitStatus::NotReached, std::string(last.name) + ": " + last.fault);
 }
 
-void RegisterAdd(CLI::App& hosts, Context& context) {
+void RegisterAdd(const Command& hosts, Context& context) {
     auto options = std::make_shared<HostOptions>();
     options->entry.port = kAdminPort;
-    CLI::App* command = AddCommand(
-        hosts, "add",
+    const Command command = hosts.AddCommand(
+        "add",
         {"Add a host, or replace it",
 
          "The host is kept in the registry of this account. Credentials are the first line of a\n"
@@ -101,48 +101,45 @@ void RegisterAdd(CLI::App& hosts, Context& context) {
 
          "  tarnwick-admin hosts add north --address mail.example.org --credentials-file key.txt\n"
          "  tarnwick-admin hosts add Default --address 10.0.0.7 --port 9000\n"});
-    command->add_option("name", options->entry.name, "Name of the host")->required();
-    command->add_option("--address", options->entry.address, "Host name or dotted address")
-        ->required();
-    command->add_option("--port", options->entry.port, "TCP port")
-        ->check(CLI::Range(1, 65535))
-        ->capture_default_str();
-    command->add_option("--credentials-file", options->credentialsFile,
-                        "File whose first line the service wants; - is standard input");
-    command->add_option("--protocol", options->entry.protocol, "Authentication protocol");
-    AddDryRunOption(*command, context);
-    command->callback([options, &context] { Add(*options, context); });
+    command.AddOption("name", options->entry.name, "Name of the host").Required();
+    command.AddOption("--address", options->entry.address, "Host name or dotted address")
+        .Required();
+    command.AddPort("--port", options->entry.port, "TCP port");
+    command.AddOption("--credentials-file", options->credentialsFile,
+                      "File whose first line the service wants; - is standard input");
+    command.AddOption("--protocol", options->entry.protocol, "Authentication protocol");
+    AddDryRunOption(command, context);
+    command.OnRun([options, &context] { Add(*options, context); });
 }
 
-CLI::App& RegisterNamed(CLI::App& hosts, const Context& context, const char* name,
-                        const CommandHelp& help,
-                        void (*action)(const std::string&, const Context&)) {
+Command RegisterNamed(const Command& hosts, const Context& context, const char* name,
+                      const CommandHelp& help, void (*action)(const std::string&, const Context&)) {
     auto host = std::make_shared<std::string>();
-    CLI::App* command = AddCommand(hosts, name, help);
-    command->add_option("name", *host, "Name of the host")->required();
-    command->callback([host, &context, action] { action(*host, context); });
-    return *command;
+    const Command command = hosts.AddCommand(name, help);
+    command.AddOption("name", *host, "Name of the host").Required();
+    command.OnRun([host, &context, action] { action(*host, context); });
+    return command;
 }
 
 }  // namespace
 
-void RegisterHosts(CLI::App& app, Context& context) {
-    CLI::App* hosts = AddCommand(app, "hosts",
-                                 {"List, add, remove or test the servers that --host may name",
+void RegisterHosts(const Command& app, Context& context) {
+    const Command hosts =
+        app.AddCommand("hosts", {"List, add, remove or test the servers that --host may name",
 
-                                  "A host is another server that runs tarnwick-service.\n",
+                                 "A host is another server that runs tarnwick-service.\n",
 
-                                  "  tarnwick-admin hosts add --help\n"});
-    hosts->require_subcommand(1);
-    AddCommand(*hosts, "list", {"List the hosts", "", "  tarnwick-admin hosts list --json\n"})
-        ->callback([&context] { List(context); });
-    RegisterAdd(*hosts, context);
+                                 "  tarnwick-admin hosts add --help\n"});
+    hosts.NeedsCommand();
+    hosts.AddCommand("list", {"List the hosts", "", "  tarnwick-admin hosts list --json\n"})
+        .OnRun([&context] { List(context); });
+    RegisterAdd(hosts, context);
     AddDryRunOption(
-        RegisterNamed(*hosts, context, "remove",
+        RegisterNamed(hosts, context, "remove",
                       {"Remove a host", "", "  tarnwick-admin hosts remove north\n"}, Remove),
         context);
     RegisterNamed(
-        *hosts, context, "test",
+        hosts, context, "test",
         {"Talk to a host's service, step by step",
 
          "The steps are address, connect, AUTH, LOAD and PING; the first that fails ends\n"

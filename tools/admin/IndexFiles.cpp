@@ -25,6 +25,12 @@ const std::map<std::string, std::uint32_t> kFolderTypes{{"mail", kMailFolder},
                                                         {"tasks", kTaskFolder},
                                                         {"groups", kGroupsFolder}};
 
+std::vector<std::string> FolderTypeNames() {
+    std::vector<std::string> names;
+    for (const auto& [name, type] : kFolderTypes) names.push_back(name);
+    return names;
+}
+
 // Whether the folder has message files of the type.
 bool HasFilesOf(const std::string& folder, std::uint32_t type) {
     return FileExists(folder + "\\*." + MessageFileExtension(type));
@@ -447,30 +453,30 @@ void Compact(const IndexOptions& options, Context& context) {
 
 using IndexAction = void (*)(const IndexOptions&, Context&);
 
-CLI::App* AddIndexCommand(CLI::App& index, const char* name, const CommandHelp& help,
-                          Context& context, IndexAction action) {
+Command AddIndexCommand(const Command& index, const char* name, const CommandHelp& help,
+                        Context& context, IndexAction action) {
     auto options = std::make_shared<IndexOptions>();
-    CLI::App* command = AddCommand(index, name, help);
-    command->add_option("folder", options->folder, "The folder, as postoffice/mailbox/folder")
-        ->required();
+    const Command command = index.AddCommand(name, help);
+    command.AddOption("folder", options->folder, "The folder, as postoffice/mailbox/folder")
+        .Required();
     if (action == Show) {
-        command->add_option("name", options->name, "ID (a file's name) or UID of the entry")
-            ->required();
+        command.AddOption("name", options->name, "ID (a file's name) or UID of the entry")
+            .Required();
     }
     command
-        ->add_option("--type", options->type,
-                     "What the folder holds: mail, contacts, calendar, tasks or groups (left out: "
-                     "what its files tell)")
-        ->check(CLI::IsMember(kFolderTypes));
-    command->callback([options, &context, action] { action(*options, context); });
+        .AddOption("--type", options->type,
+                   "What the folder holds: mail, contacts, calendar, tasks or groups (left out: "
+                   "what its files tell)")
+        .OneOf(FolderTypeNames());
+    command.OnRun([options, &context, action] { action(*options, context); });
     return command;
 }
 
 }  // namespace
 
-void RegisterIndexFiles(CLI::App& app, Context& context) {
-    CLI::App* index = AddCommand(
-        app, "index",
+void RegisterIndexFiles(const Command& app, Context& context) {
+    const Command index = app.AddCommand(
+        "index",
         {"List, salvage, rebuild or compact the index of a folder",
 
          "The index (_index.xml) has an entry for each message file of a folder.\n"
@@ -480,8 +486,8 @@ void RegisterIndexFiles(CLI::App& app, Context& context) {
 
          "  tarnwick-admin index list sales/anna/Inbox\n"
          "  tarnwick-admin index salvage sales/anna/Inbox --dry-run\n"});
-    index->require_subcommand(1);
-    AddIndexCommand(*index, "list",
+    index.NeedsCommand();
+    AddIndexCommand(index, "list",
                     {"List the entries of an index",
 
                      "Of a damaged index those that are whole, and status 3. With --json all of\n"
@@ -490,42 +496,42 @@ void RegisterIndexFiles(CLI::App& app, Context& context) {
                      "  tarnwick-admin index list sales/anna/Inbox\n"
                      "  tarnwick-admin index list \"C:\\Copy of Inbox\" --json\n"},
                     context, List);
-    AddIndexCommand(*index, "show",
+    AddIndexCommand(index, "show",
                     {"Show one entry with all its properties", "",
 
                      "  tarnwick-admin index show sales/anna/Inbox 0A1B2C3D.MAI\n"
                      "  tarnwick-admin index show sales/anna/Inbox 17\n"},
                     context, Show);
     AddDryRunOption(
-        *AddIndexCommand(*index, "salvage",
-                         {"Keep what is whole of a damaged index",
+        AddIndexCommand(index, "salvage",
+                        {"Keep what is whole of a damaged index",
 
-                          "Every complete entry stays, with its UID and properties, and so does\n"
-                          "LASTUID. What is lost is listed, and the status is then 4. The damaged\n"
-                          "file is kept beside the index, with .damaged behind its name.\n",
+                         "Every complete entry stays, with its UID and properties, and so does\n"
+                         "LASTUID. What is lost is listed, and the status is then 4. The damaged\n"
+                         "file is kept beside the index, with .damaged behind its name.\n",
 
-                          "  tarnwick-admin index salvage sales/anna/Inbox --dry-run\n"
-                          "  tarnwick-admin index salvage sales/anna/Inbox\n"},
-                         context, Salvage),
+                         "  tarnwick-admin index salvage sales/anna/Inbox --dry-run\n"
+                         "  tarnwick-admin index salvage sales/anna/Inbox\n"},
+                        context, Salvage),
         context);
     AddDryRunOption(
-        *AddIndexCommand(*index, "rebuild",
-                         {"Bring an index in line with the message files",
+        AddIndexCommand(index, "rebuild",
+                        {"Bring an index in line with the message files",
 
-                          "Files without an entry get one, entries without a file go, and every\n"
-                          "entry says what its file says. UIDs, what only the index knows (READ,\n"
-                          "FLAGSTATUS, ...) and when a mail was received stay. An index that is\n"
-                          "damaged is salvaged first, one that is missing is made.\n",
+                         "Files without an entry get one, entries without a file go, and every\n"
+                         "entry says what its file says. UIDs, what only the index knows (READ,\n"
+                         "FLAGSTATUS, ...) and when a mail was received stay. An index that is\n"
+                         "damaged is salvaged first, one that is missing is made.\n",
 
-                          "  tarnwick-admin index rebuild sales/anna/Inbox --dry-run\n"
-                          "  tarnwick-admin index rebuild sales/anna/Contacts --type contacts\n"},
-                         context, RebuildIndex),
+                         "  tarnwick-admin index rebuild sales/anna/Inbox --dry-run\n"
+                         "  tarnwick-admin index rebuild sales/anna/Contacts --type contacts\n"},
+                        context, RebuildIndex),
         context);
-    AddDryRunOption(*AddIndexCommand(*index, "compact",
-                                     {"Write an index anew, without blanked entries", "",
+    AddDryRunOption(AddIndexCommand(index, "compact",
+                                    {"Write an index anew, without blanked entries", "",
 
-                                      "  tarnwick-admin index compact sales/anna/Inbox\n"},
-                                     context, Compact),
+                                     "  tarnwick-admin index compact sales/anna/Inbox\n"},
+                                    context, Compact),
                     context);
 }
 

@@ -96,18 +96,18 @@ void Delete(const ItemOptions& options, const Context& context) {
 
 using ItemAction = void (*)(const ItemOptions&, const Context&);
 
-std::shared_ptr<ItemOptions> AddItemCommand(CLI::App& command, const Context& context,
+std::shared_ptr<ItemOptions> AddItemCommand(const Command& command, const Context& context,
                                             ItemAction action) {
     auto options = std::make_shared<ItemOptions>();
     AddMailboxOption(command, options->mailbox);
-    command.add_option("name", options->name, "File name of the item, with extension")->required();
-    command.callback([options, &context, action] { action(*options, context); });
+    command.AddOption("name", options->name, "File name of the item, with extension").Required();
+    command.OnRun([options, &context, action] { action(*options, context); });
     return options;
 }
 
-void RegisterPut(CLI::App& item, Context& context) {
-    CLI::App* command = AddCommand(
-        item, "put",
+void RegisterPut(const Command& item, Context& context) {
+    const Command command = item.AddCommand(
+        "put",
         {"Write an item file, replacing it",
 
          "The library reads items in chunks of 8192 bytes and skips one byte between two of them.\n"
@@ -117,16 +117,16 @@ void RegisterPut(CLI::App& item, Context& context) {
 
          "  tarnwick-admin item put sales/anna review.txt agenda.txt\n"
          "  tarnwick-admin item put sales/anna review.txt < agenda.txt\n"});
-    const auto options = AddItemCommand(*command, context, Put);
-    command->add_option("file", options->file, "The content; - or nothing is standard input");
-    AddDryRunOption(*command, context);
-    command->add_flag("--raw", options->raw,
-                      "No filler bytes: for programs that open the file themselves");
+    const auto options = AddItemCommand(command, context, Put);
+    command.AddOption("file", options->file, "The content; - or nothing is standard input");
+    AddDryRunOption(command, context);
+    command.AddFlag("--raw", options->raw,
+                    "No filler bytes: for programs that open the file themselves");
 }
 
-void RegisterGet(CLI::App& item, const Context& context) {
-    CLI::App* command = AddCommand(
-        item, "get",
+void RegisterGet(const Command& item, const Context& context) {
+    const Command command = item.AddCommand(
+        "get",
         {"Read an item through the library",
 
          "Of an item over 8192 bytes that was written without filler bytes (item put --help), one\n"
@@ -134,8 +134,8 @@ void RegisterGet(CLI::App& item, const Context& context) {
 
          "  tarnwick-admin item get sales/anna review.txt\n"
          "  tarnwick-admin item get sales/anna review.txt agenda.txt\n"});
-    const auto options = AddItemCommand(*command, context, Get);
-    command->add_option("file", options->file, "The file; - or nothing is standard output");
+    const auto options = AddItemCommand(command, context, Get);
+    command.AddOption("file", options->file, "The file; - or nothing is standard output");
 }
 
 }  // namespace
@@ -155,28 +155,26 @@ void PutItem(const MailboxStore& store, const std::string& name, const std::stri
                       " can be written and that the disk is not full");
 }
 
-void RegisterItems(CLI::App& app, Context& context) {
-    CLI::App* item =
-        AddCommand(app, "item",
-                   {"Write, read, measure or delete item files",
+void RegisterItems(const Command& app, Context& context) {
+    const Command item = app.AddCommand(
+        "item", {"Write, read, measure or delete item files",
 
-                    "Items are the full texts of appointments, in files beside the calendars.\n",
+                 "Items are the full texts of appointments, in files beside the calendars.\n",
 
-                    "  tarnwick-admin item put --help\n"});
-    item->require_subcommand(1);
-    RegisterPut(*item, context);
-    RegisterGet(*item, context);
-    AddItemCommand(*AddCommand(*item, "size",
-                               {"Show how many bytes get would give", "",
+                 "  tarnwick-admin item put --help\n"});
+    item.NeedsCommand();
+    RegisterPut(item, context);
+    RegisterGet(item, context);
+    AddItemCommand(item.AddCommand("size", {"Show how many bytes get would give", "",
 
-                                "  tarnwick-admin item size sales/anna review.txt\n"}),
+                                            "  tarnwick-admin item size sales/anna review.txt\n"}),
                    context, Size);
-    CLI::App* remove = AddCommand(*item, "delete",
-                                  {"Delete an item file", "",
+    const Command remove =
+        item.AddCommand("delete", {"Delete an item file", "",
 
                                    "  tarnwick-admin item delete sales/anna review.txt\n"});
-    AddItemCommand(*remove, context, Delete);
-    AddDryRunOption(*remove, context);
+    AddItemCommand(remove, context, Delete);
+    AddDryRunOption(remove, context);
 }
 
 }  // namespace tarnwick::admin

@@ -1,4 +1,5 @@
 // tarnwick-admin: the calendars of the mail server for the people who run it.
+#include <CLI/CLI.hpp>
 #include <exception>
 #include <sstream>
 
@@ -42,7 +43,7 @@ void RegisterCommands(CLI::App& app, Context& context) {
           RegisterOverviews, RegisterHosts, RegisterContacts, RegisterStoreCare, RegisterIndexFiles,
           RegisterActivity, RegisterNotify, RegisterMessages, RegisterDump, RegisterDoctor,
           RegisterWithLock, RegisterDescriptions}) {
-        registerFamily(app, context);
+        registerFamily(Command(&app), context);
     }
 }
 

@@ -25,8 +25,7 @@ struct MessageOptions {
     std::string file;
     std::vector<std::string> set;
     std::string uid;
-    std::string flags;
-    bool hasFlags = false;
+    std::optional<std::string> flags;
     bool dropUid = false;
     bool strip = false;
     std::string attachment;
@@ -226,24 +225,24 @@ void EditFlags(const MessageOptions& options, const EditedMessage& message) {
         const MessageUid uid = ParseMessageUid(options.uid);
         SetMessageUid(folder, name, uid.high, uid.low, std::nullopt);
     }
-    if (options.hasFlags) SetMessageTempFlags(folder, name, options.flags, options.dropUid);
+    if (options.flags) SetMessageTempFlags(folder, name, *options.flags, options.dropUid);
     const std::vector<HeaderField> fields = message.Fields();
     const std::string uid = FieldValue(fields, kUidField);
     RequireEdited(!(options.strip || options.dropUid) || uid.empty(), message);
     RequireEdited(options.uid.empty() || !uid.empty(), message);
-    RequireEdited(!options.hasFlags || FieldValue(fields, kFlagsField) ==
-                                           HeaderFieldsOf("f:" + options.flags).front().value,
+    RequireEdited(!options.flags || FieldValue(fields, kFlagsField) ==
+                                        HeaderFieldsOf("f:" + *options.flags).front().value,
                   message);
 }
 
 void Flags(const MessageOptions& options, Context& context) {
-    const bool isEdit = options.strip || !options.uid.empty() || options.hasFlags;
-    if (options.dropUid && !options.hasFlags) throw WrongUsage("--drop-uid goes with --flags");
+    const bool isEdit = options.strip || !options.uid.empty() || options.flags.has_value();
+    if (options.dropUid && !options.flags) throw WrongUsage("--drop-uid goes with --flags");
     if (!isEdit) {
         return ShowFlags(HeaderFieldsOf(ReadStoreFile(StoreFile(options.file, context))), context);
     }
     if (!options.uid.empty()) ParseMessageUid(options.uid);
-    RequireOneLine("the flags", options.flags);
+    RequireOneLine("the flags", options.flags.value_or(""));
     const EditedMessage message(options.file, context);
     if (RegistryDwordOr(kProductKey, "UID Branding Enabled", 0) == 0) {
         throw Refusal(std::string("the library edits UID and flags only where \"UID Branding "
@@ -347,21 +346,21 @@ void Attach(const MessageOptions& options, Context& context) {
 
 using MessageAction = void (*)(const MessageOptions&, Context&);
 
-CLI::App* AddMessageCommand(CLI::App& message, const char* name, const CommandHelp& help,
-                            Context& context, const std::shared_ptr<MessageOptions>& options,
-                            MessageAction action) {
-    CLI::App* command = AddCommand(message, name, help);
+Command AddMessageCommand(const Command& message, const char* name, const CommandHelp& help,
+                          Context& context, const std::shared_ptr<MessageOptions>& options,
+                          MessageAction action) {
+    const Command command = message.AddCommand(name, help);
     command
-        ->add_option("file", options->file,
-                     "The message file: a path, or postoffice/mailbox/folder/file")
-        ->required();
-    command->callback([options, &context, action] { action(*options, context); });
+        .AddOption("file", options->file,
+                   "The message file: a path, or postoffice/mailbox/folder/file")
+        .Required();
+    command.OnRun([options, &context, action] { action(*options, context); });
     return command;
 }
 
-void RegisterHeaders(CLI::App& message, Context& context) {
+void RegisterHeaders(const Command& message, Context& context) {
     auto options = std::make_shared<MessageOptions>();
-    CLI::App* command = AddMessageCommand(
+    const Command command = AddMessageCommand(
         message, "headers",
         {"Show the header fields, or set some",
 
@@ -371,15 +370,13 @@ void RegisterHeaders(CLI::App& message, Context& context) {
          "  tarnwick-admin message headers sales/anna/Inbox/0A1B2C3D.MAI\n"
          "  tarnwick-admin message headers mail.mai --set \"Subject=New text\"\n"},
         context, options, Headers);
-    AddDryRunOption(*command, context);
-    command->add_option("--set", options->set, "A field to set, as Name=text; may be repeated")
-        ->expected(1)
-        ->take_all();
+    AddDryRunOption(command, context);
+    command.AddRepeated("--set", options->set, "A field to set, as Name=text; may be repeated");
 }
 
-void RegisterFlags(CLI::App& message, Context& context) {
+void RegisterFlags(const Command& message, Context& context) {
     auto options = std::make_shared<MessageOptions>();
-    CLI::App* command = AddMessageCommand(
+    const Command command = AddMessageCommand(
         message, "flags",
         {"Show the UID and flags of a message, or set or strip them",
 
@@ -390,25 +387,20 @@ void RegisterFlags(CLI::App& message, Context& context) {
          "  tarnwick-admin message flags mail.mai --uid 17 --flags Seen\n"
          "  tarnwick-admin message flags mail.mai --strip\n"},
         context, options, Flags);
-    AddDryRunOption(*command, context);
-    CLI::Option* uid = command->add_option("--uid", options->uid, "Sets the UID: 17, or 3.17");
-    CLI::Option* flags = command->add_option_function<std::string>(
-        "--flags",
-        [options](const std::string& text) {
-            options->flags = text;
-            options->hasFlags = true;
-        },
-        "Sets the flags to this text");
-    command->add_flag("--drop-uid", options->dropUid, "Takes the UID away while flags are set")
-        ->excludes(uid);
-    command->add_flag("--strip", options->strip, "Takes UID and flags away")
-        ->excludes(uid)
-        ->excludes(flags);
+    AddDryRunOption(command, context);
+    const Option uid = command.AddOption("--uid", options->uid, "Sets the UID: 17, or 3.17");
+    const Option flags =
+        command.AddOption("--flags", options->flags, "Sets the flags to this text");
+    command.AddFlag("--drop-uid", options->dropUid, "Takes the UID away while flags are set")
+        .Excludes(uid);
+    command.AddFlag("--strip", options->strip, "Takes UID and flags away")
+        .Excludes(uid)
+        .Excludes(flags);
 }
 
-void RegisterAttach(CLI::App& message, Context& context) {
+void RegisterAttach(const Command& message, Context& context) {
     auto options = std::make_shared<MessageOptions>();
-    CLI::App* command = AddMessageCommand(
+    const Command command = AddMessageCommand(
         message, "attach",
         {"Add an attachment to a message",
 
@@ -419,30 +411,29 @@ void RegisterAttach(CLI::App& message, Context& context) {
          "  tarnwick-admin message attach sales/anna/Inbox/0A1B2C3D.MAI plan.pdf "
          "--type application/pdf\n"},
         context, options, Attach);
-    AddDryRunOption(*command, context);
-    command->add_option("attachment", options->attachment, "The file; - is standard input")
-        ->required();
-    command->add_option("--name", options->name, "Its name in the message (left out: its own)");
-    command->add_option("--type", options->type,
-                        "Its content type (left out: application/octet-stream)");
-    command->add_option("--id", options->contentId, "Its Content-ID");
-    command->add_flag("--force", options->force, "Also where it hides the message's text");
+    AddDryRunOption(command, context);
+    command.AddOption("attachment", options->attachment, "The file; - is standard input")
+        .Required();
+    command.AddOption("--name", options->name, "Its name in the message (left out: its own)");
+    command.AddOption("--type", options->type,
+                      "Its content type (left out: application/octet-stream)");
+    command.AddOption("--id", options->contentId, "Its Content-ID");
+    command.AddFlag("--force", options->force, "Also where it hides the message's text");
 }
 
 }  // namespace
 
-void RegisterMessages(CLI::App& app, Context& context) {
-    CLI::App* message =
-        AddCommand(app, "message",
-                   {"Show or edit a message file",
+void RegisterMessages(const Command& app, Context& context) {
+    const Command message = app.AddCommand(
+        "message", {"Show or edit a message file",
 
                     "A message is postoffice/mailbox/folder/file below the mail root, or a path.\n"
                     "An edit does not change the folder's index: index rebuild does.\n",
 
                     "  tarnwick-admin message show sales/anna/Inbox/0A1B2C3D.MAI\n"});
-    message->require_subcommand(1);
+    message.NeedsCommand();
     AddMessageCommand(
-        *message, "show",
+        message, "show",
         {"Show the outline of the MIME parts",
 
          "SIZE is that of the decoded part; OFFSET is where its header begins, BODY and\n"
@@ -450,9 +441,9 @@ void RegisterMessages(CLI::App& app, Context& context) {
 
          "  tarnwick-admin message show sales/anna/Inbox/0A1B2C3D.MAI\n"},
         context, std::make_shared<MessageOptions>(), Show);
-    RegisterHeaders(*message, context);
-    RegisterFlags(*message, context);
-    RegisterAttach(*message, context);
+    RegisterHeaders(message, context);
+    RegisterFlags(message, context);
+    RegisterAttach(message, context);
 }
 
 }  // namespace tarnwick::admin

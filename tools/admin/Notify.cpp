@@ -14,10 +14,9 @@ namespace {
 
 struct NotifyOptions {
     std::string place;
-    std::string text;
+    std::optional<std::string> text;
     bool set = false;
     bool clear = false;
-    bool hasText = false;
 };
 
 std::vector<FoundFile> FilesLike(const std::string& pattern) {
@@ -152,7 +151,7 @@ void Markers(const NotifyOptions& options, Context& context) {
     const std::string directory = StoreDirectory(options.place, context);
     const std::vector<NewMailMarker> markers = MarkersIn(directory);
     const std::int32_t highest = markers.empty() ? 0 : std::max(markers.back().number, 0);
-    if (!options.hasText && !options.clear) return ShowMarkers(markers, context);
+    if (!options.text && !options.clear) return ShowMarkers(markers, context);
     if (options.clear) {
         if (!context.dryRun) GetNewMessageCount(name.postoffice, name.mailbox, {});
         const std::size_t gone = markers.size() - (highest > 0 ? 1 : 0);
@@ -163,27 +162,26 @@ void Markers(const NotifyOptions& options, Context& context) {
     }
     const std::string path = directory + "\\_" + std::to_string(highest + 1) + ".NEW";
     if (!context.dryRun) {
-        WriteNewMailMarker(name.postoffice, name.mailbox, options.text);
+        WriteNewMailMarker(name.postoffice, name.mailbox, *options.text);
         if (!FileExists(path)) throw SystemFailure("the marker " + path + " cannot be written");
     }
     if (context.json) return JsonLines(context).Add({{"number", highest + 1}});
     PrintDone("added marker " + std::to_string(highest + 1), context);
 }
 
-CLI::App* AddNotifyCommand(CLI::App& notify, const char* name, const CommandHelp& help,
-                           Context& context, const std::shared_ptr<NotifyOptions>& options,
-                           void (*action)(const NotifyOptions&, Context&)) {
-    CLI::App* command = AddCommand(notify, name, help);
-    command->add_option("place", options->place, "postoffice/mailbox, or a folder in it")
-        ->required();
-    AddDryRunOption(*command, context);
-    command->callback([options, &context, action] { action(*options, context); });
+Command AddNotifyCommand(const Command& notify, const char* name, const CommandHelp& help,
+                         Context& context, const std::shared_ptr<NotifyOptions>& options,
+                         void (*action)(const NotifyOptions&, Context&)) {
+    const Command command = notify.AddCommand(name, help);
+    command.AddOption("place", options->place, "postoffice/mailbox, or a folder in it").Required();
+    AddDryRunOption(command, context);
+    command.OnRun([options, &context, action] { action(*options, context); });
     return command;
 }
 
-void RegisterFlag(CLI::App& notify, Context& context) {
+void RegisterFlag(const Command& notify, Context& context) {
     auto options = std::make_shared<NotifyOptions>();
-    CLI::App* command = AddNotifyCommand(
+    const Command command = AddNotifyCommand(
         notify, "flag",
         {"Show the folders that are flagged as changed; set or clear a flag",
 
@@ -194,13 +192,13 @@ void RegisterFlag(CLI::App& notify, Context& context) {
          "  tarnwick-admin notify flag sales/anna\n"
          "  tarnwick-admin notify flag sales/anna/Inbox --set\n"},
         context, options, Flag);
-    command->add_flag("--set", options->set, "Flags the folder")
-        ->excludes(command->add_flag("--clear", options->clear, "Takes its flag away"));
+    command.AddFlag("--set", options->set, "Flags the folder")
+        .Excludes(command.AddFlag("--clear", options->clear, "Takes its flag away"));
 }
 
-void RegisterMarkers(CLI::App& notify, Context& context) {
+void RegisterMarkers(const Command& notify, Context& context) {
     auto options = std::make_shared<NotifyOptions>();
-    CLI::App* command = AddNotifyCommand(
+    const Command command = AddNotifyCommand(
         notify, "markers",
         {"Show the new-mail markers of a mailbox; add one or delete those that do not count",
 
@@ -210,30 +208,23 @@ void RegisterMarkers(CLI::App& notify, Context& context) {
          "  tarnwick-admin notify markers sales/anna\n"
          "  tarnwick-admin notify markers sales/anna --add \"From: ben\"\n"},
         context, options, Markers);
-    command
-        ->add_option_function<std::string>(
-            "--add",
-            [options](const std::string& text) {
-                options->text = text;
-                options->hasText = true;
-            },
-            "Adds the next marker, with this text")
-        ->excludes(command->add_flag("--clean", options->clear, "Deletes all but the highest"));
+    command.AddOption("--add", options->text, "Adds the next marker, with this text")
+        .Excludes(command.AddFlag("--clean", options->clear, "Deletes all but the highest"));
 }
 
 }  // namespace
 
-void RegisterNotify(CLI::App& app, Context& context) {
-    CLI::App* notify = AddCommand(app, "notify",
-                                  {"Show or set change flags and new-mail markers",
+void RegisterNotify(const Command& app, Context& context) {
+    const Command notify =
+        app.AddCommand("notify", {"Show or set change flags and new-mail markers",
 
-                                   "Small files that tell other programs of a change.\n",
+                                  "Small files that tell other programs of a change.\n",
 
-                                   "  tarnwick-admin notify flag sales/anna\n"
-                                   "  tarnwick-admin notify markers sales/anna\n"});
-    notify->require_subcommand(1);
-    RegisterFlag(*notify, context);
-    RegisterMarkers(*notify, context);
+                                  "  tarnwick-admin notify flag sales/anna\n"
+                                  "  tarnwick-admin notify markers sales/anna\n"});
+    notify.NeedsCommand();
+    RegisterFlag(notify, context);
+    RegisterMarkers(notify, context);
 }
 
 }  // namespace tarnwick::admin

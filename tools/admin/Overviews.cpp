@@ -145,10 +145,10 @@ void FreeBusy(const FreeBusyOptions& options, const Context& context) {
                context);
 }
 
-void RegisterFreeBusy(CLI::App& app, const Context& context) {
+void RegisterFreeBusy(const Command& app, const Context& context) {
     auto options = std::make_shared<FreeBusyOptions>();
-    CLI::App* command = AddCommand(
-        app, "freebusy",
+    const Command command = app.AddCommand(
+        "freebusy",
         {"Show the busy days of a month or a year, of one mailbox or several",
 
          "A day is busy when it has a calendar of its own. Entries over several days lie in the\n"
@@ -164,12 +164,12 @@ void RegisterFreeBusy(CLI::App& app, const Context& context) {
          "  tarnwick-admin freebusy sales/anna sales/ben 2025-03\n"
          "  tarnwick-admin freebusy sales/* --year 2025\n"});
     command
-        ->add_option("mailbox", options->words,
-                     "Mailboxes, as postoffice/mailbox or postoffice/*; and the month: 2025-03")
-        ->required();
-    command->add_option("--year", options->year, "Each month of the year, not one: 2025");
-    command->add_flag("--entries", options->entries, "The month's entries below the grid");
-    command->callback([options, &context] { FreeBusy(*options, context); });
+        .AddOption("mailbox", options->words,
+                   "Mailboxes, as postoffice/mailbox or postoffice/*; and the month: 2025-03")
+        .Required();
+    command.AddOption("--year", options->year, "Each month of the year, not one: 2025");
+    command.AddFlag("--entries", options->entries, "The month's entries below the grid");
+    command.OnRun([options, &context] { FreeBusy(*options, context); });
 }
 
 struct CalendarsOptions {
@@ -208,10 +208,10 @@ void Calendars(const CalendarsOptions& options, const Context& context) {
     if (options.selection.IsEmpty()) NoteOtherCalendars(store.Owner(), names);
 }
 
-void RegisterCalendars(CLI::App& app, const Context& context) {
+void RegisterCalendars(const Command& app, const Context& context) {
     auto options = std::make_shared<CalendarsOptions>();
-    CLI::App* command = AddCommand(
-        app, "calendars",
+    const Command command = app.AddCommand(
+        "calendars",
         {"List the date calendars and their numbers of entries",
 
          "Y25M03D01 holds the entries of a day, Y25M03 what covers several days of a month, Y25\n"
@@ -219,14 +219,14 @@ void RegisterCalendars(CLI::App& app, const Context& context) {
 
          "  tarnwick-admin calendars sales/anna\n"
          "  tarnwick-admin calendars sales/anna --month 2025-03\n"});
-    AddMailboxOption(*command, options->mailbox);
-    AddSelectionOptions(*command, options->selection);
-    command->callback([options, &context] { Calendars(*options, context); });
+    AddMailboxOption(command, options->mailbox);
+    AddSelectionOptions(command, options->selection);
+    command.OnRun([options, &context] { Calendars(*options, context); });
 }
 
 }  // namespace
 
-void RegisterOverviews(CLI::App& app, Context& context) {
+void RegisterOverviews(const Command& app, Context& context) {
     RegisterFreeBusy(app, context);
     RegisterCalendars(app, context);
 }

@@ -211,32 +211,32 @@ void RunBreak(const std::string& text, const Context& context) {
     PrintDone("removed " + path, context);
 }
 
-CLI::App* AddPlaceCommand(CLI::App& app, const char* name, const CommandHelp& help,
-                          std::string& place) {
-    CLI::App* command = AddCommand(app, name, help);
-    command->add_option("place", place,
-                        "A postoffice, postoffice/mailbox or folder; left out: the mail root");
+Command AddPlaceCommand(const Command& app, const char* name, const CommandHelp& help,
+                        std::string& place) {
+    const Command command = app.AddCommand(name, help);
+    command.AddOption("place", place,
+                      "A postoffice, postoffice/mailbox or folder; left out: the mail root");
     return command;
 }
 
 }  // namespace
 
-void RegisterStoreCare(CLI::App& app, Context& context) {
+void RegisterStoreCare(const Command& app, Context& context) {
     const auto place = std::make_shared<std::string>();
     const auto file = std::make_shared<std::string>();
-    AddPlaceCommand(app, "check", kCheckHelp, *place)->callback([place, &context] {
+    AddPlaceCommand(app, "check", kCheckHelp, *place).OnRun([place, &context] {
         RunCheck(*place, context);
     });
-    CLI::App* recover = AddPlaceCommand(app, "recover", kRecoverHelp, *place);
-    AddDryRunOption(*recover, context);
-    recover->callback([place, &context] { RunRecover(*place, context); });
-    CLI::App* locks = AddPlaceCommand(app, "locks", kLocksHelp, *place);
-    CLI::App* breaking = AddCommand(*locks, "break", kBreakHelp);
-    breaking->add_option("file", *file, "The block file")->required();
-    AddDryRunOption(*breaking, context);
-    breaking->callback([file, &context] { RunBreak(*file, context); });
-    locks->callback([locks, place, &context] {
-        if (locks->get_subcommands().empty()) RunLocks(*place, context);
+    const Command recover = AddPlaceCommand(app, "recover", kRecoverHelp, *place);
+    AddDryRunOption(recover, context);
+    recover.OnRun([place, &context] { RunRecover(*place, context); });
+    const Command locks = AddPlaceCommand(app, "locks", kLocksHelp, *place);
+    const Command breaking = locks.AddCommand("break", kBreakHelp);
+    breaking.AddOption("file", *file, "The block file").Required();
+    AddDryRunOption(breaking, context);
+    breaking.OnRun([file, &context] { RunBreak(*file, context); });
+    locks.OnRun([locks, place, &context] {
+        if (!locks.HasChosenCommand()) RunLocks(*place, context);
     });
 }
 

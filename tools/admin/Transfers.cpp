@@ -57,10 +57,10 @@ void Import(const ImportOptions& options, const Context& context) {
     return isCalendarFile ? ImportEvents(options, context) : ImportLines(options, context);
 }
 
-void RegisterImport(CLI::App& app, Context& context) {
+void RegisterImport(const Command& app, Context& context) {
     auto options = std::make_shared<ImportOptions>();
-    CLI::App* command = AddCommand(
-        app, "import",
+    const Command command = app.AddCommand(
+        "import",
         {"Add entries from lines of text or a calendar file (.ics)",
 
          "A line is start<tab>end<tab>ID with times in seconds since 1970, as calendar files hold\n"
@@ -75,21 +75,21 @@ void RegisterImport(CLI::App& app, Context& context) {
          "  tarnwick-admin import sales/anna holidays.ics --until 2027-12-31\n"
          "  tarnwick-admin export sales/anna | tarnwick-admin import sales/ben\n"
          "  tarnwick-admin import sales/anna year.tsv --calendar Holidays --replace\n"});
-    AddMailboxOption(*command, options->mailbox);
-    AddDryRunOption(*command, context);
-    command->add_option("file", options->file, "The lines; - or nothing is standard input");
-    command->add_option("--calendar", options->calendar,
-                        "Put all entries there (left out: each into that of its date)");
-    command->add_flag("--ics", options->ics, "It is a calendar file, whatever its name");
-    command->add_option("--from", options->from,
-                        "Enter occurrences from this time on (the event's start)");
-    command->add_option("--until", options->until,
-                        "Enter occurrences up to this day (400 days from today)");
-    command->add_flag("--strict", options->strict,
-                      "Import nothing when anything would be noted or left out");
-    command->add_flag("--replace", options->replace, "Change entries that exist already");
-    command->add_flag("--quiet", options->quiet, "No progress on standard error");
-    command->callback([options, &context] { Import(*options, context); });
+    AddMailboxOption(command, options->mailbox);
+    AddDryRunOption(command, context);
+    command.AddOption("file", options->file, "The lines; - or nothing is standard input");
+    command.AddOption("--calendar", options->calendar,
+                      "Put all entries there (left out: each into that of its date)");
+    command.AddFlag("--ics", options->ics, "It is a calendar file, whatever its name");
+    command.AddOption("--from", options->from,
+                      "Enter occurrences from this time on (the event's start)");
+    command.AddOption("--until", options->until,
+                      "Enter occurrences up to this day (400 days from today)");
+    command.AddFlag("--strict", options->strict,
+                    "Import nothing when anything would be noted or left out");
+    command.AddFlag("--replace", options->replace, "Change entries that exist already");
+    command.AddFlag("--quiet", options->quiet, "No progress on standard error");
+    command.OnRun([options, &context] { Import(*options, context); });
 }
 
 struct ExportOptions {
@@ -122,10 +122,10 @@ void Export(const ExportOptions& options, const Context& context) {
     throw Failure(ExitStatus::PartlyDone, Counted(unread, "item", "items") + " could not be read");
 }
 
-void RegisterExport(CLI::App& app, const Context& context) {
+void RegisterExport(const Command& app, const Context& context) {
     auto options = std::make_shared<ExportOptions>();
-    CLI::App* command = AddCommand(
-        app, "export",
+    const Command command = app.AddCommand(
+        "export",
         {"Write entries as lines of text or a calendar file (.ics)",
 
          "A line is start<tab>end<tab>ID, as calendar files hold them and as import reads them.\n"
@@ -136,12 +136,12 @@ void RegisterExport(CLI::App& app, const Context& context) {
          "  tarnwick-admin export sales/anna --month 2025-03 --iso\n"
          "  tarnwick-admin export sales/anna anna.ics --ics --year 2025\n"
          "  tarnwick-admin export sales/anna --calendar Holidays\n"});
-    AddMailboxOption(*command, options->mailbox);
-    command->add_option("file", options->file, "The file; - or nothing is standard output");
-    command->add_flag("--iso", options->iso, "Times as 2025-03-01T09:30:00Z instead of seconds");
-    command->add_flag("--ics", options->ics, "A calendar file for other programs");
-    AddSelectionOptions(*command, options->selection);
-    command->callback([options, &context] { Export(*options, context); });
+    AddMailboxOption(command, options->mailbox);
+    command.AddOption("file", options->file, "The file; - or nothing is standard output");
+    command.AddFlag("--iso", options->iso, "Times as 2025-03-01T09:30:00Z instead of seconds");
+    command.AddFlag("--ics", options->ics, "A calendar file for other programs");
+    AddSelectionOptions(command, options->selection);
+    command.OnRun([options, &context] { Export(*options, context); });
 }
 
 }  // namespace
@@ -181,7 +181,7 @@ Imported ImportEntry(const MailboxStore& store, const PlacedEntry& placed, std::
     return replace ? Imported::Replaced : Imported::Refused;
 }
 
-void RegisterTransfers(CLI::App& app, Context& context) {
+void RegisterTransfers(const Command& app, Context& context) {
     RegisterImport(app, context);
     RegisterExport(app, context);
 }

@@ -126,10 +126,10 @@ void WithLock(const WithLockOptions& options, Context& context) {
 
 }  // namespace
 
-void RegisterWithLock(CLI::App& app, Context& context) {
+void RegisterWithLock(const Command& app, Context& context) {
     auto options = std::make_shared<WithLockOptions>();
-    CLI::App* command = AddCommand(
-        app, "with-lock",
+    const Command command = app.AddCommand(
+        "with-lock",
         {"Run a program while a calendar is held, as its writers hold it",
 
          "Writers of the calendar wait for the program, up to \"Write Wait Timeout\" (80 s), and\n"
@@ -142,11 +142,11 @@ void RegisterWithLock(CLI::App& app, Context& context) {
 
          "  tarnwick-admin with-lock sales/anna Y25M03D01 -- \\copies\\copy-calendars.cmd\n"
          "  tarnwick-admin with-lock sales/anna Holidays -- notepad.exe\n"});
-    AddMailboxOption(*command, options->mailbox);
-    command->add_option("calendar", options->calendar, "The calendar to hold")->required();
-    command->add_option("program", options->program, "Behind --: the program and its arguments");
-    AddDryRunOption(*command, context);
-    command->callback([options, &context] { WithLock(*options, context); });
+    AddMailboxOption(command, options->mailbox);
+    command.AddOption("calendar", options->calendar, "The calendar to hold").Required();
+    command.AddOption("program", options->program, "Behind --: the program and its arguments");
+    AddDryRunOption(command, context);
+    command.OnRun([options, &context] { WithLock(*options, context); });
 }
 
 }  // namespace tarnwick::admin
