@@ -28,6 +28,7 @@ endif()
 add_library(tarnwick_warnings INTERFACE)
 target_compile_options(tarnwick_warnings INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+    $<$<CXX_COMPILER_ID:Clang>:-Wreserved-identifier>
     # GCC 12 sees overlapping copies in the standard library's own string concatenation.
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 
