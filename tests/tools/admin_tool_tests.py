@@ -88,7 +88,8 @@ def run(arguments, status=0, out="", error="", stdin=b""):
     error; without a text there, there must be nothing at all."""
     row = "tarnwick-admin " + " ".join(repr(a) if " " in a or not a else a for a in arguments)
     stdin = stdin.encode() if isinstance(stdin, str) else stdin
-    is_rehearsed = WRITERS & set(arguments) and status != 2 and GROUP not in ("refusals", "with_lock", "descriptions")
+    is_rehearsed = WRITERS & set(arguments) and status != 2 and GROUP not in (
+        "refusals", "with_lock", "descriptions", "examples")
     rehearsed = rehearse(row, arguments, stdin) if is_rehearsed else None
     done = wine(PROGRAM, *arguments, stdin=stdin)
     if rehearsed:
@@ -1377,6 +1378,105 @@ def doctor_of_libraries():
         place = windows_path(folder / "TWAICP.DLL") if content else "TWAICP.DLL"
         check("library", "problems", (done.returncode, [(o["problem"], o["file"]) for o in found]),
               (3, [(code, place)]))
+
+
+# What the examples of the helps name: files below D:, whose folder Mail is the mail root. Texts are
+# written with CR LF.
+REVIEWS = "1740821400\t1740823200\tReview\n1740830400\t1740832200\tLunch"
+ANNA, BEN_TOO = "Mail/sales/MAILROOT/anna/", "Mail/sales/MAILROOT/ben/"
+CARD = "BEGIN:VCARD\nVERSION:3.0\nN:Smith;Anna\nEND:VCARD\n"
+MESSAGE = ('Subject: Agenda\nContent-Type: multipart/mixed;\n boundary="x"\n\n--x\n\nhello\n'
+           "--x--\n")
+EXAMPLE_FILES = {
+    ANNA + "Calendar/Y25M03D01.CAL": REVIEWS, ANNA + "Calendar/review.txt": "the agenda",
+    ANNA + "Calendar/Y26M04D09.CAL": "1775727000\t1775728800\tReview of April",
+    ANNA + "Calendar/Holidays.CAL": "1746057600\t1746143999\tHoliday", BEN_TOO + "x.txt": "",
+    ANNA + "Inbox/_index.xml": index_file(("0A1B2C3D.MAI", 17, "Agenda"), last=17),
+    ANNA + "Inbox/0A1B2C3D.MAI": MESSAGE, ANNA + "Contacts/1.CTC": CARD,
+    ANNA + "_activity.tab": "OLDSERVER\tIMAP\tanna\t10.0.0.5\t143\t100\tInbox\t2\tA",
+    "Mail/sales/PUBROOT/News/_activity.tab": "MAIL\tIMAP\tanna\t10.0.0.5\t143\t100\tNews\t2\tA",
+    "year.tsv": "2025-06-01\t2025-06-02\tFair of the year\n", "book.vcf": CARD, "mail.mai": MESSAGE,
+    "holidays.ics": "BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:1\nDTSTART;VALUE=DATE:20250501\n"
+                    "RRULE:FREQ=YEARLY\nEND:VEVENT\nEND:VCALENDAR\n",
+    "agenda.txt": "the agenda", "key.txt": "ann:secret\n", "plan.pdf": "%PDF",
+    "copies/copy-calendars.cmd": "@copy Mail\\sales\\MAILROOT\\anna\\Calendar\\*.CAL D:\\copies >nul",
+    "C:/Copy of Inbox/_index.xml": index_file(("0A1B2C3D.MAI", 17, "Agenda"), last=17),
+}
+# Others for the commands whose names begin so, written long ago; None: no such file.
+EXAMPLE_FILES_OF = {
+    "add": {ANNA + "Calendar/Y25M03D01.CAL": None, ANNA + "Calendar/Holidays.CAL": None},
+    "locks break": {ANNA + "Calendar/Y25M03D01.BLK": ""},
+}
+# What stands for a word of an example: no test opens windows.
+EXAMPLE_WORDS = {"notepad.exe": "hostname.exe"}
+
+
+def lay_out(drives, files_of_it, is_old=False):
+    for name, content in files_of_it.items():
+        drive, _, rest = name.rpartition(":/")
+        path = drives[drive or "D"] / rest
+        path.parent.mkdir(parents=True, exist_ok=True)
+        if content is None:
+            path.unlink()
+            continue
+        path.write_bytes(content if isinstance(content, bytes)
+                         else content.replace("\n", "\r\n").encode("cp1252"))
+        if is_old:
+            os.utime(path, (0, 0))
+
+
+def run_example(drives, path, example, port):
+    """One example, typed at D: in a store and a list of hosts of its own."""
+    name = " ".join(path)
+    for folder in (drives["D"], drives["C"] / "Copy of Inbox"):
+        shutil.rmtree(folder, ignore_errors=True)
+    lay_out(drives, EXAMPLE_FILES)
+    for start, more in EXAMPLE_FILES_OF.items():
+        if name.startswith(start):
+            lay_out(drives, more, is_old=True)
+    has_hosts = name.startswith("hosts") or "--host" in example
+    if has_hosts:
+        wine(PROGRAM, "hosts", "add", "north", "--address", "127.0.0.1", "--port", port,
+             "--credentials-file", "D:\\key.txt")
+    typed = example.replace("%", "%%")
+    for word, other in EXAMPLE_WORDS.items():
+        typed = typed.replace(word, other)
+    batch = (f"@cd /d D:\\\n@set PATH={windows_path(BINARY)}\\bin;%PATH%\n@{typed}\n"
+             "@exit %errorlevel%\n")
+    lay_out(drives, {"example.cmd": batch})
+    done = wine("cmd", "/c", "D:\\example.cmd")
+    refusal = done.stderr if done.returncode else b""
+    check(example, "status and refusal", (done.returncode, refusal), (0, b""))
+    for host in ("north", "Default") * has_hosts:
+        wine(PROGRAM, "hosts", "remove", host)
+
+
+def examples():
+    """Every example of every command's help does what it says."""
+    drives = {"C": PREFIX / "drive_c", "D": WORK / "d"}
+    letter = PREFIX / "dosdevices" / "d:"
+    letter.unlink(missing_ok=True)
+    letter.symlink_to(drives["D"])
+    (WORK / "key.txt").write_text("ann:secret\n", encoding="ascii")
+    set_value(PRODUCT_KEY, "Mail Root", "D:\\Mail")
+    set_value(PRODUCT_KEY, "UID Branding Enabled", "1", "REG_DWORD")
+    service = subprocess.Popen(
+        ["bash", f"{SOURCE}/script/wine", f"{BINARY}/bin/tarnwick-service.exe", "--port", "0",
+         "--credentials-file", windows_path(WORK / "key.txt")],
+        stdout=subprocess.PIPE, env=ENVIRONMENT)
+    try:
+        port = service.stdout.readline().decode().rsplit(":", 1)[1].strip()
+        for path, text in helps():
+            said = re.findall("^  (tarnwick-admin .*)", text.partition("\nExamples:\n")[2], re.M)
+            check(" ".join(path), "has examples", bool(said), bool(path))
+            for example in said:
+                run_example(drives, path, example, port)
+    finally:
+        service.send_signal(signal.SIGINT)
+        service.wait(60)
+        shutil.rmtree(drives["C"] / "Copy of Inbox", ignore_errors=True)
+        letter.unlink()
+        delete_values(PRODUCT_KEY, "UID Branding Enabled")
 
 
 def main():
