@@ -1,8 +1,9 @@
 // Programs that write in a mail store: one that is ended in the middle of a change, and one that
 // makes changes of every kind for a while.
 //
-//   store_writer end POSTOFFICE MAILBOX CALENDAR ID START END
-//       adds an entry to a calendar of the mail root and is ended between the old file and the new
+//   store_writer end CALL POSTOFFICE MAILBOX CALENDAR ID START END
+//       adds an entry to a calendar of the mail root and is ended in front of a file call, given by
+//       its name or its number from 1
 //   store_writer work MAILBOX_FOLDER NAME SECONDS
 //       works on the mailbox beside others of other names; prints how many changes it made
 #include <cstdio>
@@ -35,23 +36,28 @@ AppointmentRecord EntryIn(const std::string& mailbox, const std::string& calenda
     return record;
 }
 
-// The old calendar is deleted, the new one not yet moved to its name.
-class EndsInSwap : public CallObserver {
+class EndsAtCall : public CallObserver {
   public:
-    EndsInSwap() { SetCallObserver(this); }
+    explicit EndsAtCall(std::string call) : call_(std::move(call)) { SetCallObserver(this); }
     std::uint32_t BeforeCall(const SystemCall& call) override {
-        if (call.name == "MoveFile") TerminateProcess(GetCurrentProcess(), testing::kDiedAtCall);
+        if (call.name == call_ || std::to_string(++count_) == call_) {
+            TerminateProcess(GetCurrentProcess(), testing::kDiedAtCall);
+        }
         return 0;
     }
+
+  private:
+    std::string call_;
+    int count_ = 0;
 };
 
-int AddAndEnd(char** names) {
+int AddAndEnd(char** words) {
     OnModuleNotification(DLL_PROCESS_ATTACH);
-    EndsInSwap observer;
-    AppointmentRecord record = EntryIn(names[1], names[2], names[3]);
-    StoreField(record.postoffice, names[0]);
-    record.start = std::atoi(names[4]);
-    record.end = std::atoi(names[5]);
+    AppointmentRecord record = EntryIn(words[2], words[3], words[4]);
+    StoreField(record.postoffice, words[1]);
+    record.start = std::atoi(words[5]);
+    record.end = std::atoi(words[6]);
+    const EndsAtCall end(words[0]);
     return AddAppointment(record) ? 0 : 1;
 }
 
@@ -59,7 +65,7 @@ int AddAndEnd(char** names) {
 class ShortSleeper : public Sleeper {
   public:
     ShortSleeper() { SetSleeper(this); }
-    void Sleep(std::uint32_t /*milliseconds*/) override { ::Sleep(50); }
+    void Sleep(std::uint32_t /*milliseconds*/) override { ::Sleep(20); }
 };
 
 class Silence : public ReportSink {
@@ -165,7 +171,7 @@ int Work(char** words) {
 
 int main(int count, char** words) {
     const std::string part = count > 1 ? words[1] : "";
-    if (part == "end" && count == 8) return tarnwick::AddAndEnd(words + 2);
+    if (part == "end" && count == 9) return tarnwick::AddAndEnd(words + 2);
     if (part == "work" && count == 5) return tarnwick::Work(words + 2);
     return 2;
 }
