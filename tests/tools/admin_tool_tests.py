@@ -8,6 +8,7 @@ names that store, belongs to these tests alone (one group at a time). Every row 
 --dry-run first, which must say the same and leave all files as they are.
 """
 import calendar as grids
+import contextlib
 import datetime as dt
 import email.mime.application
 import email.mime.multipart
@@ -89,7 +90,7 @@ def run(arguments, status=0, out="", error="", stdin=b""):
     row = "tarnwick-admin " + " ".join(repr(a) if " " in a or not a else a for a in arguments)
     stdin = stdin.encode() if isinstance(stdin, str) else stdin
     is_rehearsed = WRITERS & set(arguments) and status != 2 and GROUP not in (
-        "refusals", "with_lock", "descriptions", "examples")
+        "refusals", "with_lock", "descriptions", "examples", "full_disk")
     rehearsed = rehearse(row, arguments, stdin) if is_rehearsed else None
     done = wine(PROGRAM, *arguments, stdin=stdin)
     if rehearsed:
@@ -837,6 +838,37 @@ def refusals():
     set_value(PRODUCT_KEY, "Data Directory", windows_path(WORK))
     play("list anna --day 2025-03-02 || Y25M03D02 2025-03-02T00:00:00Z 2025-03-02T00:00:00Z y")
     delete_values(PRODUCT_KEY, "Data Directory")
+
+
+def full_disk():
+    """Nothing that was there is lost where nothing more fits, and the tool says so."""
+    disk = WORK / "disk"
+    folder = disk / "sales" / "MAILROOT" / "anna" / "Calendar"
+    disk.mkdir()
+    if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "tmpfs", disk],
+                      capture_output=True).returncode:
+        print("skipped: a small disk needs the right to mount one")
+        sys.exit(77)
+    try:
+        folder.mkdir(parents=True)
+        day = b"\r\n".join(b"1740787200\t1740873599\tEntry %d" % number for number in range(900))
+        torn = {"Y25M03D01.CAL": day, "Y25M03D02.CAL": b"1740873600\t1740959999\tx\r\n17408"}
+        for name, content in torn.items():
+            (folder / name).write_bytes(content)
+        with contextlib.suppress(OSError), open(disk / "filler", "wb", buffering=0) as filler:
+            while filler.write(bytes(512)):
+                pass
+        play(r"""
+1 --root disk add anna New --on 2025-03-01 ! . Its disk is all but full: 0 bytes are free
+1 --root disk edit anna 'Entry 7' --day 2025-03-01 --end 2025-03-01T10:00Z ! all but full
+1 --root disk item put anna a.txt < text ! not written as it should be
+1 --root disk import anna < 2025-03-02\t2025-03-02\tNew\n |* ! 0 entries were imported before it
+3 --root disk recover |* ! 1 problem left
+""", disk=windows_path(disk))
+        for name, content in torn.items():
+            check("full disk", name, (folder / name).read_bytes(), content)
+    finally:
+        subprocess.run(["umount", disk], check=True)
 
 
 def until(condition):

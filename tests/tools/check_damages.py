@@ -14,7 +14,6 @@ import shlex
 import shutil
 import subprocess
 import sys
-import threading
 import time
 
 SOURCE, BINARY = sys.argv[1:3]
@@ -257,33 +256,32 @@ def mend_as_told(left):
                 check(name, file + " as told", now.get(file), content)
 
 
-def at_work(stop):
-    """What a server does: swaps one calendar and makes another anew, without a pause."""
-    folder = MAILBOXES / "sound" / "Calendar"
-    day, new = folder / "Y25M03D01", folder / "Y25M03D05.CAL"
-    files = {name: day.with_suffix(name) for name in (".CAL", ".TMP", ".BAK", ".BLK")}
-    while not stop.is_set():
-        files[".BLK"].touch()
-        files[".TMP"].write_bytes(DAY)
-        shutil.copyfile(files[".CAL"], files[".BAK"])
-        files[".CAL"].unlink()
-        time.sleep(0.002)
-        files[".TMP"].rename(files[".CAL"])
-        files[".BLK"].unlink()
-        new.write_bytes(b"1741132800\t17411")
-        time.sleep(0.002)
-        new.write_bytes(b"1741132800\t1741132800\tNew")
-        new.unlink()
-
-
-def check_at_work():
-    stop = threading.Event()
-    worker = threading.Thread(target=at_work, args=[stop])
-    worker.start()
-    for _ in range(3):
-        tool("check", "sales/sound", status=0)
-    stop.set()
-    worker.join()
+def ended_writers():
+    """A process that adds an entry is ended at each of its file calls: the calendar comes back
+    whole, without the entry or with it, and no lock stays."""
+    added = "Visit", "1740830400", "1740834000"
+    old_day = DAY.replace(b"@", b"-at-")
+    new_day = old_day + b"\r\n" + "\t".join(added[1:] + added[:1]).encode()
+    mailboxes = WORK / "postoffices" / "ended" / "MAILROOT"
+    number, status = 0, 86
+    while status == 86:
+        number += 1
+        folder = mailboxes / str(number) / "Calendar"
+        folder.mkdir(parents=True)
+        (folder / "Y25M03D01.CAL").write_bytes(old_day)
+        status = wine(f"{BINARY}/bin/store_writer.exe", "end", number, "ended", number, "Y25M03D01",
+                      *added).returncode
+    for block in mailboxes.rglob("*.BLK"):
+        os.utime(block, (0, 0))
+    found = {finding["problem"] for finding in tool("check", "ended", status=3)}
+    check("ended writers", "found", found, {"block-stale", "calendar-missing", "sibling-left"})
+    tool("recover", "ended", status=0)
+    states = []
+    for mailbox in sorted(mailboxes.iterdir(), key=lambda folder: int(folder.name)):
+        content = (mailbox / "Calendar" / "Y25M03D01.CAL").read_bytes()
+        state = {old_day: "old", new_day: "new"}.get(content, content)
+        states += [state] if states[-1:] != [state] else []
+    check("ended writers", "calendars", (status, states), (0, ["old", "new"]))
 
 
 def locks():
@@ -329,8 +327,8 @@ def main():
     check("outside", "mend", found[0]["mend"], f"tarnwick-admin --root {root} get sales/reversed "
           '--calendar "Own days" "Old fair"')
     tool("check", "sales/sound", status=0)
-    check_at_work()
     mend_as_told(left)
+    ended_writers()
     locks()
     wine("reg", "delete", PRODUCT_KEY, "/v", "Backup Index", "/f")
     return 1 if failures else 0

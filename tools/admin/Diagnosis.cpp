@@ -15,6 +15,8 @@ namespace tarnwick::admin {
 namespace {
 
 constexpr std::uint64_t kFileTimeUnitsPerSecond = 10'000'000;
+// A disk with less room has none for a calendar that is written anew.
+constexpr std::uint64_t kScarceBytes = 1 << 20;
 
 // The provider's path rules, of which this program holds a copy, know the mail root since the
 // library was loaded.
@@ -35,6 +37,13 @@ std::string AgeOf(const FoundFile& file) {
     const std::uint64_t then = ToUint64(file.lastWrite);
     return FormatAge(
         now < then ? 0 : static_cast<std::int64_t>((now - then) / kFileTimeUnitsPerSecond));
+}
+
+std::string RoomNotice(const std::string& folder) {
+    ULARGE_INTEGER room{};
+    const BOOL known = GetDiskFreeSpaceExA(folder.c_str(), &room, nullptr, nullptr);
+    if (known == FALSE || room.QuadPart >= kScarceBytes) return {};
+    return ". Its disk is all but full: " + std::to_string(room.QuadPart) + " bytes are free";
 }
 
 }  // namespace
@@ -95,7 +104,8 @@ Failure RefusedChange(const Mailbox& mailbox, const std::string& calendar) {
     }
     return {StatusOfFile(mailbox, calendar + ".CAL"),
             "the library refused and gives no reason; check that files in " + FolderOf(mailbox) +
-                " can be written, and that none of them is held open by another program"};
+                " can be written, and that none of them is held open by another program" +
+                RoomNotice(FolderOf(mailbox))};
 }
 
 ExitStatus StatusOfFile(const Mailbox& mailbox, const std::string& name) {
