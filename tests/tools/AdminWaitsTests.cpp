@@ -1,13 +1,15 @@
-// What the doctor says of waits, against the library's own waiting, counted.
+// What the doctor says of waits, against the library's own waiting, counted; and what it makes of
+// facts that no machine of a test has.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "Library/activity/BlockFileLock.h"
 #include "Library/IndexBlockFile.h"
 #include "provider/CalendarLock.h"
 #include "tests/provider/CalendarFixture.h"
-#include "tools/admin/doctor/WaitTimes.h"
+#include "tools/admin/doctor/Examination.h"
 
 namespace tarnwick::admin {
 namespace {
@@ -63,6 +65,60 @@ TEST_F(DoctorWaits, AreThoseOfTheLibraryOwnProcess) {
               *SecondsOfWait(waits, "scan-breaks") + *SecondsOfWait(waits, "scan-removal"));
     Compare("activity-breaks", Counted("_activity.blk", false, enter));
     Compare("activity-removal", Counted("_activity.blk", true, leave));
+}
+
+// The library's name for a blocked calendar's file is one that no file can have on a drive alone.
+TEST_F(DoctorWaits, AWriterLingersOnDrives) {
+    const std::pair<const char*, bool> roots[] = {{"D:\\Mail", true},
+                                                  {"d:Mail", true},
+                                                  {"\\\\server\\mail", false},
+                                                  {"M", false},
+                                                  {"", false}};
+    for (const std::uint32_t timeout : {80U, 7U}) {
+        SetTimeout("UnBlock Timeout", timeout);
+        for (const auto& [root, isOnDrive] : roots) {
+            EXPECT_EQ(SecondsOfWait(WaitTimes(root), "writer-lingers"), isOnDrive ? timeout + 1 : 0)
+                << root;
+        }
+    }
+}
+
+TEST_F(DoctorWaits, FactsAreJudgedOneByOne) {
+    Facts fine;
+    fine.root = fine.wholeRoot = "D:\\Mail";
+    fine.rootFolder = {fine.root, true, true};
+    fine.hasPostoffice = fine.programFolder.isThere = fine.library.isBesideTool = true;
+    fine.waits = WaitTimes(fine.root);
+    fine.clock.unixTime = 1767225600;
+    const auto has = [&](const std::string& code, auto change) {
+        Facts facts = fine;
+        change(facts);
+        const std::vector<Advice> all = Examine(facts);
+        return std::ranges::any_of(all, [&](const Advice& advice) { return advice.code == code; });
+    };
+    for (const auto& [time, isWrong] : {std::pair{1704067199LL, true},
+                                        {1704067200LL, false},
+                                        {2147483647LL, false},
+                                        {2147483648LL, true},
+                                        {0LL, true}}) {
+        EXPECT_EQ(has("clock-wrong", [&](Facts& facts) { facts.clock.unixTime = time; }), isWrong)
+            << time;
+    }
+    for (const bool isBeside : {true, false}) {
+        EXPECT_EQ(
+            has("library-elsewhere", [&](Facts& facts) { facts.library.isBesideTool = isBeside; }),
+            !isBeside);
+        // What cannot be used has no other fault.
+        EXPECT_FALSE(has("library-elsewhere", [&](Facts& facts) {
+            facts.library.isBesideTool = isBeside;
+            facts.library.fault = "no library";
+        }));
+    }
+    for (const char* root : {"D:\\Mail", "D:Mail", "\\Mail", "Mail", "\\\\server\\mail"}) {
+        const bool isRelative = root[1] != ':' ? root[1] != '\\' : root[2] != '\\';
+        EXPECT_EQ(has("mail-root-relative", [&](Facts& facts) { facts.root = root; }), isRelative)
+            << root;
+    }
 }
 
 }  // namespace

@@ -5,13 +5,11 @@
 #include <limits>
 
 #include "common/Text.h"
-#include "remote/AdminHost.h"
-#include "remote/Socket.h"
+#include "common/WindowsApi.h"
 
 namespace tarnwick::admin {
 namespace {
 
-constexpr std::uint32_t kHostAnswerMilliseconds = 3000;
 constexpr std::int64_t kLastSecond = std::numeric_limits<std::int32_t>::max();
 // 2024-01-01: a clock before it was never set.
 constexpr std::int64_t kFirstSecond = 1704067200;
@@ -182,7 +180,7 @@ void ExamineRoot(const Facts& facts, AllAdvice& advice) {
     if (!IsAbsolute(facts.root)) {
         add(true, "mail-root-relative",
             "the mail root depends on the current directory or drive of each program",
-            SetCommand(setting, WholePathOf(facts.root)));
+            SetCommand(setting, facts.wholeRoot));
     }
     if (facts.rootFolder.isShared) {
         add(false, "mail-root-on-share",
@@ -336,43 +334,7 @@ void ExamineHosts(const std::vector<HostState>& hosts, AllAdvice& advice) {
     }
 }
 
-std::vector<HostState> LookAtHosts() {
-    std::vector<HostState> hosts;
-    const StartedWinsock winsock;
-    for (const std::string& name : HostNames()) {
-        const HostEntry entry = ReadHostEntry(name).value_or(HostEntry{});
-        hosts.push_back({name, entry.address + ":" + std::to_string(entry.port),
-                         TestHost(entry, kHostAnswerMilliseconds).back()});
-    }
-    return hosts;
-}
-
 }  // namespace
-
-Facts GatherFacts(const std::string& root) {
-    Facts facts;
-    for (const RegistrySetting& setting : AllSettings()) {
-        if (!IsHostSetting(setting)) facts.settings.push_back(ReadSetting(setting));
-    }
-    for (const std::string& host : HostNames()) {
-        for (const RegistrySetting& setting : AllSettings()) {
-            if (!IsHostSetting(setting)) continue;
-            facts.settings.push_back(ReadSetting(setting, HostKey(host)));
-        }
-    }
-    std::array<char, kPathCapacity> mailRoot{};
-    ReadMailRoot(mailRoot);
-    facts.rootIsGiven = !root.empty();
-    facts.root = facts.rootIsGiven ? WholePathOf(root) : std::string(FieldText(mailRoot));
-    facts.rootFolder = LookAtFolder(facts.root);
-    facts.hasPostoffice = facts.rootFolder.isThere && HasPostoffice(facts.root);
-    facts.programFolder = LookAtFolder(Named("Application Directory").text + "64");
-    facts.waits = WaitTimes(facts.root);
-    facts.library = LookAtLibrary();
-    facts.clock = LookAtClock();
-    facts.hosts = LookAtHosts();
-    return facts;
-}
 
 std::vector<Advice> Examine(const Facts& facts) {
     AllAdvice advice;

@@ -4,35 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "tools/admin/doctor/Machine.h"
-#include "tools/admin/doctor/Settings.h"
-#include "tools/admin/doctor/WaitTimes.h"
-#include "tools/admin/HostEntries.h"
+#include "tools/admin/doctor/Facts.h"
 
 namespace tarnwick::admin {
-
-struct HostState {
-    std::string name;
-    std::string address;  // with the port
-    TestStep last;        // the step that failed, or the last of all
-};
-
-// All that was found, before it is judged.
-struct Facts {
-    std::vector<EffectiveSetting> settings;  // those of each host at the end
-    bool rootIsGiven = false;                // by the command line
-    std::string root;                        // empty: nothing names one
-    FolderState rootFolder;
-    bool hasPostoffice = false;
-    FolderState programFolder;  // of the modules that are loaded at run time
-    std::vector<WaitTime> waits;
-    LibraryState library;
-    ClockState clock;
-    std::vector<HostState> hosts;
-};
-
-// `root`: the folder of postoffices that the command line names; empty: the registry's.
-Facts GatherFacts(const std::string& root);
 
 struct Advice {
     bool isProblem;     // or a risk: the system works, but not as well as it could

@@ -1,0 +1,37 @@
+// What is found of a machine's settings and surroundings, before it is judged.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/admin/doctor/Machine.h"
+#include "tools/admin/doctor/Settings.h"
+#include "tools/admin/doctor/WaitTimes.h"
+#include "tools/admin/HostEntries.h"
+
+namespace tarnwick::admin {
+
+struct HostState {
+    std::string name;
+    std::string address;  // with the port
+    TestStep last;        // the step that failed, or the last of all
+};
+
+struct Facts {
+    std::vector<EffectiveSetting> settings;  // those of each host at the end
+    bool rootIsGiven = false;                // by the command line
+    std::string root;                        // empty: nothing names one
+    std::string wholeRoot;                   // from its drive on
+    FolderState rootFolder;
+    bool hasPostoffice = false;
+    FolderState programFolder;  // of the modules that are loaded at run time
+    std::vector<WaitTime> waits;
+    LibraryState library;
+    ClockState clock;
+    std::vector<HostState> hosts;
+};
+
+// `root`: the folder of postoffices that the command line names; empty: the registry's.
+Facts GatherFacts(const std::string& root);
+
+}  // namespace tarnwick::admin
