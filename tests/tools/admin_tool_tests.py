@@ -735,6 +735,15 @@ def helps(path=()):
         yield from helps((*path, name))
 
 
+def left_open(script):
+    """The brackets and quotes of a PowerShell script that nothing closes, or that close nothing."""
+    script = re.sub(r"#.*|'[^'\n]*'|\"[^\"\n]*\"", "", script)
+    script = re.sub(r"[^][(){}'\"]", "", script)
+    while (inner := re.sub(r"\(\)|\[\]|\{\}", "", script)) != script:
+        script = inner
+    return script
+
+
 def descriptions():
     """Manual and completions have every command and option that --help shows."""
     texts = list(helps())
@@ -747,9 +756,13 @@ def descriptions():
     told = subprocess.run(["bash", "-c", f". {bash}\n{asks}"], capture_output=True, check=True).stdout.decode()
     answers = dict(zip([" ".join(path) for path, _ in texts], zip(*[iter(told.split("\n"))] * 2)))
     manual = described["manual"].replace("\\-", "-")
+    check("completion powershell", "left open", left_open(described["completion powershell"]), "")
+    of_all = set()
     for path, text in texts:
         name = " ".join(path)
         options = set(re.findall(r"--[a-z-]+", "\n".join(re.findall(r"^ +-.*", text, re.M))))
+        of_all = of_all or options - {"--help", "--version"}
+        check(name, "options of all commands", {o for o in of_all if o not in text}, set())
         check(name, "completed options", options - set(answers[name][1].split()), set())
         below = {" ".join(p[len(path):]) for p, _ in texts if len(p) == len(path) + 1 and p[:-1] == path}
         check(name, "completed commands", set(answers[name][0].split()), below)

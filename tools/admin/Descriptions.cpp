@@ -25,8 +25,9 @@ void Describe(const CLI::App& app, const std::string& path, std::vector<Describe
     all.push_back({path, &app, app.get_options(), {}});
     for (const CLI::App* below : app.get_subcommands({})) {
         if (below->get_name().empty()) {
-            const auto options = below->get_options();
-            all[at].options.insert(all[at].options.end(), options.begin(), options.end());
+            for (const CLI::Option* option : below->get_options()) {
+                if (!option->check_lname("help")) all[at].options.push_back(option);
+            }
             continue;
         }
         all[at].commands.push_back(below->get_name());

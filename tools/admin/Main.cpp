@@ -1,6 +1,7 @@
 // tarnwick-admin: the calendars of the mail server for the people who run it.
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <memory>
 #include <sstream>
 
 #include "tools/admin/Commands.h"
@@ -15,6 +16,17 @@ constexpr const char* kFooter =
     "reached. The reason is on standard error.\n"
     "Each command has its own --help with examples.";
 
+// The help of a command names the options that the tool has for all of them.
+class CommandHelpFormatter : public CLI::Formatter {
+  public:
+    std::string make_footer(const CLI::App* app) const override {
+        const std::string footer = CLI::Formatter::make_footer(app);
+        if (app->get_parent() == nullptr) return footer;
+        return footer +
+               "Of all commands: --json, --host NAME, --root DIR (tarnwick-admin --help)\n";
+    }
+};
+
 // "item put": the subcommands, as far as the command line was understood.
 std::string CommandPath(const CLI::App& app) {
     const auto chosen = app.get_subcommands();
@@ -24,6 +36,7 @@ std::string CommandPath(const CLI::App& app) {
 }
 
 void RegisterCommands(CLI::App& app, Context& context) {
+    app.formatter(std::make_shared<CommandHelpFormatter>());
     // Paths may begin with a slash.
     app.allow_windows_style_options(false);
     app.require_subcommand(1);
