@@ -63,6 +63,7 @@ ENTRIES = [f'<ELEMENT ID="{n}.MAI" UID="{n}"><SUBJECT>s{n}</SUBJECT></ELEMENT>'.
 BLANKED = b'<ELEMENT ID="-----" UID="-"><SUBJECT>gone</SUBJECT></ELEMENT>'
 TRAILER = b"</BASEELEMENT>\r\n"
 INDEX = HEADER + ENTRIES[0] + BLANKED + ENTRIES[1] + ENTRIES[2] + TRAILER
+SEEN = ENTRIES[0].replace(b"<SUBJECT>", b"<READ>1</READ><SUBJECT>")  # newer than the backup's
 WHOLE = HEADER + b"".join(ENTRIES) + TRAILER  # as it is rewritten
 ACTIVE = [b"srv\tIMAP-2\tbob\t10.0.0.1\t143\t1700000000\tInbox\t7\trun2",
           b"far\tPOP3\tann\t::1\t-1\t5\t\t3\t"]
@@ -153,7 +154,10 @@ ROWS = [
     ("nested", {I: INDEX.replace(b"</SUBJECT>", b"", 1), I + ".bak": None},
      ("index-malformed", I, len(HEADER) + len(ENTRIES[0]) - 20), {I + ".kept":
                                                 INDEX.replace(b"</SUBJECT>", b"", 1)}),
-    ("cut", {I: INDEX[:150]}, ("index-malformed", I, 150), {I: INDEX, I + ".kept": INDEX[:150]}),
+    ("cut", {I: INDEX[:150]}, ("index-malformed", I, 150), {I: WHOLE, I + ".kept": INDEX[:150]}),
+    ("merged", {I: HEADER + SEEN + ENTRIES[2] + b"<"},
+     ("index-malformed", I, len(HEADER + SEEN + ENTRIES[2]) + 1),
+     {I: HEADER + SEEN + ENTRIES[1] + ENTRIES[2] + TRAILER}),
     ("order", {I: HEADER + ENTRIES[1] + ENTRIES[0] + ENTRIES[2] + TRAILER, I + ".bak": None},
      ("index-out-of-order", I, len(HEADER) + len(ENTRIES[1])), {I: WHOLE}),
     ("blanked", {I: after(HEADER, BLANKED * 500, INDEX)}, ("index-blanked", I, 33), {I: WHOLE}),

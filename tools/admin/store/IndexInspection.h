@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Library/LIBStoreIndexSerialisation/StoreIndex.h"
@@ -30,6 +31,7 @@ class IndexInspection {
     // Whether the index loads; what was read of one that does not is held all the same.
     bool Loads() const { return loads_; }
     const StoreIndex& Index() const { return index_; }
+    StoreIndex TakeIndex() { return std::move(index_); }
 
   private:
     std::optional<std::string> MalformationOf(std::string_view bytes);

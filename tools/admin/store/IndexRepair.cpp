@@ -1,5 +1,8 @@
 #include "tools/admin/store/IndexRepair.h"
 
+#include <algorithm>
+#include <set>
+
 #include "common/Files.h"
 #include "common/MutexLock.h"
 #include "common/Text.h"
@@ -18,11 +21,11 @@ constexpr DWORD kMutexMilliseconds = 60'000;
 constexpr const char* kNoLock = "another program holds the folder; try again";
 constexpr const char* kNoCopy = "no copy of it could be kept; see the folder's rights and room";
 
-// What an index file holds: how many entries can be read of it, and whether it loads.
+// What an index file holds: the entries that can be read of it, and whether it loads.
 struct IndexContent {
     bool there = false;
     bool loads = false;
-    std::size_t entries = 0;
+    StoreIndex index = {};
 };
 
 IndexContent ContentOf(const std::string& path) {
@@ -30,7 +33,7 @@ IndexContent ContentOf(const std::string& path) {
     if (!bytes) return {};
     IndexInspection inspection;
     inspection.Run(*bytes, 0);
-    return {true, inspection.Loads(), inspection.Index().Count()};
+    return {true, inspection.Loads(), inspection.TakeIndex()};
 }
 
 std::string Entries(std::size_t count) {
@@ -51,16 +54,36 @@ std::uint32_t TypeOf(const Finding& finding) {
     return EqualsIgnoreCase(NameOf(finding.file), kGroupsName) ? kGroupsFolder : kMailFolder;
 }
 
-bool SaveWhole(const std::string& folder, std::uint32_t type) {
-    StreamXMLStoreIndexSerialiser serialiser;
-    StoreIndex index;
-    serialiser.Deserialise(index, folder, type, {});
+bool SaveWhole(StoreIndex& index, const std::string& folder, std::uint32_t type) {
     index.CountAsWhole();
-    return serialiser.Serialise(index, folder, type);
+    return StreamXMLStoreIndexSerialiser().Serialise(index, folder, type);
 }
 
-bool MayUseBackup(const IndexContent& index, const IndexContent& backup) {
-    return !index.loads && backup.loads && backup.entries > index.entries;
+void Copy(const StoreIndex::Entry& entry, IndexEntryDraft& draft) {
+    draft.SetId(entry.Id());
+    if (entry.HasUid()) draft.SetUid(entry.Uid());
+    for (std::size_t at = 0; at < entry.PropertyCount(); ++at) {
+        draft.SetProperty(entry.Names().Name(at), entry.Value(at));
+    }
+}
+
+// Adds the backup's entries that the index lacks, as they are; how many there were. One whose UID
+// has become another's stays out: its file gets a new one.
+std::size_t AddMissing(StoreIndex& index, const StoreIndex& backup) {
+    std::set<std::uint32_t> uids;
+    for (const StoreIndex::Entry& entry : index.InUidOrder()) uids.insert(entry.Uid());
+    const std::size_t before = index.Count();
+    IndexEntryDraft draft;
+    for (const StoreIndex::Entry& entry : backup.InUidOrder()) {
+        if (index.FindById(entry.Id()) != nullptr || !uids.insert(entry.Uid()).second) continue;
+        draft.Begin(index.Names());
+        Copy(entry, draft);
+        const auto number = static_cast<std::uint32_t>(index.Count() + 1);
+        index.Load(draft, number, number);
+    }
+    index.FinishLoad();
+    index.SetLastUid(std::max(index.LastUid(), backup.LastUid()));
+    return index.Count() - before;
 }
 
 }  // namespace
@@ -69,23 +92,24 @@ Outcome RewriteIndex(const Finding& finding, bool dryRun) {
     const std::uint32_t type = TypeOf(finding);
     const std::string backupPath = finding.folder + "\\" + kBackupName;
     const auto change = [&] {
-        const IndexContent index = ContentOf(finding.file);
-        if (!index.there) return Left("the file cannot be read");
-        const IndexContent backup = type == kGroupsFolder ? IndexContent{} : ContentOf(backupPath);
-        const bool useBackup = MayUseBackup(index, backup);
-        const std::string text =
-            useBackup
-                ? "the backup with " + Entries(backup.entries) + " takes its place, of which " +
-                      Entries(index.entries) + " could be read"
-                : "written anew with the " + Entries(index.entries) + " that could be read";
+        IndexContent content = ContentOf(finding.file);
+        if (!content.there) return Left("the file cannot be read");
+        std::string text =
+            "written anew with the " + Entries(content.index.Count()) + " that could be read";
+        // What could be read is newer than its like in the backup.
+        if (!content.loads && type != kGroupsFolder) {
+            const IndexContent backup = ContentOf(backupPath);
+            const std::size_t added = backup.loads ? AddMissing(content.index, backup.index) : 0;
+            if (added > 0) text += " and " + Entries(added) + " of the backup";
+        }
         if (dryRun) return Done(text);
         const auto kept = KeepCopy(finding.file);
         if (!kept) return Left(kNoCopy);
-        const bool written =
-            useBackup ? CopyOver(backupPath, finding.file) : SaveWhole(finding.folder, type);
-        if (!written) return Left("it could not be written; as it was: " + *kept);
+        if (!SaveWhole(content.index, finding.folder, type)) {
+            return Left("it could not be written; as it was: " + *kept);
+        }
         // Files that have no entry now get one when the folder is opened next.
-        if (!index.loads) MarkFolderChanged(finding.folder);
+        if (!content.loads) MarkFolderChanged(finding.folder);
         return Done(text + "; as it was: " + *kept);
     };
     return dryRun ? change() : WithFolder(finding.folder, type, change);
@@ -97,14 +121,14 @@ Outcome RestoreIndex(const Finding& finding, bool dryRun) {
         if (FileExists(path)) return Done("it is there again");
         const std::string backup = finding.folder + "\\" + kBackupName;
         const std::string quarantined = finding.folder + "\\" + kQuarantineName;
-        const IndexContent best = ContentOf(backup);
-        const bool useBackup = best.loads || !FileExists(quarantined);
-        const IndexContent taken = useBackup ? best : ContentOf(quarantined);
+        IndexContent taken = ContentOf(backup);
+        const bool useBackup = taken.loads || !FileExists(quarantined);
+        if (!useBackup) taken = ContentOf(quarantined);
         const std::string text = "from " + std::string(useBackup ? kBackupName : kQuarantineName) +
-                                 " with " + Entries(taken.entries);
+                                 " with " + Entries(taken.index.Count());
         if (dryRun) return Done(text);
         if (!CopyOver(useBackup ? backup : quarantined, path)) return Left(kNoCopy);
-        if (!taken.loads && !SaveWhole(finding.folder, kMailFolder)) {
+        if (!taken.loads && !SaveWhole(taken.index, finding.folder, kMailFolder)) {
             return Left("it could not be written");
         }
         MarkFolderChanged(finding.folder);
