@@ -20,6 +20,7 @@ SOURCE, BINARY = sys.argv[1:3]
 WORK = pathlib.Path(BINARY) / "tools-tests" / "damages"
 MAILBOXES = WORK / "postoffices" / "sales" / "MAILROOT"
 PRODUCT_KEY = r"HKLM\SOFTWARE\Wow6432Node\Tarnwick\Tarnwick"
+PROVIDERS_KEY = r"HKLM\SOFTWARE\Tarnwick\Tarnwick\Providers"
 ENVIRONMENT = dict(os.environ, LC_ALL="C.UTF-8",
                    TARNWICK_PREFIX=str(pathlib.Path(SOURCE) / "build" / "wine-tools"))
 failures = 0
@@ -303,6 +304,24 @@ def locks():
               (status, status == 5))
 
 
+def waiting():
+    """Whoever mends something waits for a holder that may be at work, and says so at once."""
+    for kind in ("Read", "Write"):
+        wine("reg", "add", PROVIDERS_KEY, "/v", f"{kind} Wait Timeout", "/t", "REG_DWORD",
+             "/d", "2", "/f")
+    for options, wanted in (([], 1), (["--json"], 0)):
+        write(MAILBOXES / "sound", {C: DAY + b"\r\n", L: b""}, time.time())
+        done = wine(f"{BINARY}/bin/tarnwick-admin.exe", "recover", "sales/sound", *options)
+        check("recover", "exit status", (done.returncode, (MAILBOXES / "sound" / C).read_bytes()),
+              (0, DAY))
+        told = re.findall(rb"waiting for .*Y25M03D01.BLK, which guards the calendar Y25M03D01 and "
+                          rb"is \d s old; 9 s at most\r?\n(?=.*no problem is left)", done.stderr,
+                          re.S)
+        check("recover", "waits told", len(told), wanted)
+    for kind in ("Read", "Write"):
+        wine("reg", "delete", PROVIDERS_KEY, "/v", f"{kind} Wait Timeout", "/f")
+
+
 def main():
     build()
     root = windows_path(WORK / "postoffices")
@@ -334,6 +353,7 @@ def main():
     mend_as_told(left)
     ended_writers()
     locks()
+    waiting()
     wine("reg", "delete", PRODUCT_KEY, "/v", "Backup Index", "/f")
     return 1 if failures else 0
 

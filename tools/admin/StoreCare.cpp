@@ -147,6 +147,9 @@ void RunRecover(const std::string& place, const Context& context) {
     const std::vector<Finding> left = RecoverStore(
         folder, root, context.dryRun,
         [&](const RepairStep& step) { PrintStep(step, answer, context); },
+        [&](const std::string& text) {
+            if (!context.json) Note(text);
+        },
         Noted("checked", context));
     if (left.empty()) {
         if (!context.json) Note("no problem is left in " + folder);

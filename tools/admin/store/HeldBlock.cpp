@@ -8,8 +8,6 @@ namespace tarnwick::admin {
 namespace {
 
 constexpr std::uint32_t kLookAgainMilliseconds = 200;
-// Beyond the patience of writers.
-constexpr std::uint32_t kMoreWaits = 5;
 
 std::optional<FoundFile> StaleBlock(const std::string& path) {
     const auto rule = RuleOf(std::string(ParentOf(path)), std::string(NameOf(path)));

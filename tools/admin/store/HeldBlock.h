@@ -1,9 +1,13 @@
 // Holding a calendar's own block file while something is mended.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace tarnwick::admin {
+
+// Seconds beyond the patience of writers, after which whoever mends something gives up.
+inline constexpr std::uint32_t kMoreWaits = 5;
 
 // Waits for a holder as a writer does, and removes the block file of one that has ended.
 class HeldBlock {

@@ -50,10 +50,6 @@ Outcome WithFolder(const std::string& folder, std::uint32_t type, Change change)
     return change();
 }
 
-std::uint32_t TypeOf(const Finding& finding) {
-    return EqualsIgnoreCase(NameOf(finding.file), kGroupsName) ? kGroupsFolder : kMailFolder;
-}
-
 bool SaveWhole(StoreIndex& index, const std::string& folder, std::uint32_t type) {
     index.CountAsWhole();
     return StreamXMLStoreIndexSerialiser().Serialise(index, folder, type);
@@ -88,8 +84,12 @@ std::size_t AddMissing(StoreIndex& index, const StoreIndex& backup) {
 
 }  // namespace
 
+std::uint32_t IndexTypeOf(const Finding& finding) {
+    return EqualsIgnoreCase(NameOf(finding.file), kGroupsName) ? kGroupsFolder : kMailFolder;
+}
+
 Outcome RewriteIndex(const Finding& finding, bool dryRun) {
-    const std::uint32_t type = TypeOf(finding);
+    const std::uint32_t type = IndexTypeOf(finding);
     const std::string backupPath = finding.folder + "\\" + kBackupName;
     const auto change = [&] {
         IndexContent content = ContentOf(finding.file);

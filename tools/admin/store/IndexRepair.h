@@ -1,12 +1,17 @@
 // Repairs of indexes, each under the folder's block file and mutex.
 #pragma once
 
+#include <cstdint>
+
 #include "tools/admin/store/Problem.h"
 #include "tools/admin/store/RepairFiles.h"
 
 namespace tarnwick::admin {
 
-// Writes what can be read of the index anew, or takes the backup when that has more.
+// Of the folder whose index the problem is in.
+std::uint32_t IndexTypeOf(const Finding& finding);
+
+// Writes what can be read of the index anew, with what a backup that loads has besides.
 Outcome RewriteIndex(const Finding& finding, bool dryRun);
 // Puts the backup, or else what was put aside, in the place of an index that has gone.
 Outcome RestoreIndex(const Finding& finding, bool dryRun);

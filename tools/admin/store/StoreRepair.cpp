@@ -8,12 +8,15 @@
 #include "common/Retry.h"
 #include "Library/activity/ActivityReplacement.h"
 #include "Library/activity/BlockFileLock.h"
+#include "Library/IndexBlockFile.h"
 #include "provider/CalendarPaths.h"
+#include "tools/admin/store/BlockRule.h"
 #include "tools/admin/store/CalendarSiblings.h"
 #include "tools/admin/store/HeldBlock.h"
 #include "tools/admin/store/IndexRepair.h"
 #include "tools/admin/store/RepairFiles.h"
 #include "tools/admin/store/StoreNames.h"
+#include "tools/admin/Times.h"
 
 namespace tarnwick::admin {
 namespace {
@@ -177,6 +180,42 @@ Outcome Mend(const Finding& finding, bool dryRun) {
     return Left("only its users know");
 }
 
+// The block file under which the problem is mended; empty: none.
+std::string BlockOf(const Finding& finding) {
+    const std::string ofCalendar = WithoutExtension(finding.file) + ".BLK";
+    const std::string ofActivity = finding.folder + "\\" + kActivityBlock;
+    switch (KindOf(finding.problem).repair) {
+        case Repair::RestoreCalendar:
+        case Repair::RewriteCalendar:
+            return ofCalendar;
+        case Repair::RestoreActivity:
+        case Repair::RewriteActivity:
+            return ofActivity;
+        case Repair::RewriteIndex:
+        case Repair::RestoreIndex:
+        case Repair::RenewBackup:
+            return IndexBlockPath(finding.folder, IndexTypeOf(finding));
+        case Repair::SetAside:
+            if (finding.unit == kActivityUnit) return ofActivity;
+            return HasExtension(finding.file, "TMP") ? ofCalendar : "";
+        default:
+            return {};
+    }
+}
+
+// A holder that is at work is waited for.
+void TellWait(const Finding& finding, const WaitReport& wait) {
+    const std::string block = BlockOf(finding);
+    const auto rule = RuleOf(std::string(ParentOf(block)), std::string(NameOf(block)));
+    const auto found = DirectoryScan(block).Next();
+    if (!rule || !found) return;
+    const std::uint64_t lastWrite = ToUint64(found->lastWrite);
+    if (IsStale(*rule, block, lastWrite)) return;
+    wait("waiting for " + block + ", which guards " + rule->guards + " and is " +
+         FormatAge(AgeSeconds(lastWrite)) + " old; " +
+         std::to_string(rule->patienceSeconds + kMoreWaits + 1) + " s at most");
+}
+
 // Locks first, so that nothing waits for those who have ended; and what is in the way goes before
 // something takes its place.
 int Rank(const Finding& finding) {
@@ -201,7 +240,8 @@ Attempt AttemptOf(const Finding& finding) {
 }  // namespace
 
 std::vector<Finding> RecoverStore(const std::string& folder, const std::string& root, bool dryRun,
-                                  const StepReport& report, const WalkProgress& progress) {
+                                  const StepReport& report, const WaitReport& wait,
+                                  const WalkProgress& progress) {
     std::set<Attempt> tried;
     std::vector<Finding> found = CheckStore(folder, root, progress);
     for (int round = 0; round < kRounds; ++round) {
@@ -212,6 +252,7 @@ std::vector<Finding> RecoverStore(const std::string& folder, const std::string& 
         for (const Finding& finding : found) {
             if (KindOf(finding.problem).repair == Repair::None) continue;
             if (!tried.insert(AttemptOf(finding)).second) continue;
+            if (!dryRun) TellWait(finding, wait);
             const Outcome outcome = Mend(finding, dryRun);
             report({finding.problem, finding.file, outcome.done, outcome.text});
             changed = changed || (outcome.done && !dryRun);

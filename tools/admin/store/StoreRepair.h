@@ -20,10 +20,13 @@ struct RepairStep {
 };
 
 using StepReport = std::function<void(const RepairStep& step)>;
+// Told before a wait of seconds begins: for what and how long at most.
+using WaitReport = std::function<void(const std::string& text)>;
 
 // Mends what can be mended at the folder and below it, each calendar, index and activity file under
 // its own lock. With `dryRun` nothing is written. The result is what is left for a person to mend.
 std::vector<Finding> RecoverStore(const std::string& folder, const std::string& root, bool dryRun,
-                                  const StepReport& report, const WalkProgress& progress = {});
+                                  const StepReport& report, const WaitReport& wait,
+                                  const WalkProgress& progress = {});
 
 }  // namespace tarnwick::admin
