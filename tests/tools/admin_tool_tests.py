@@ -26,11 +26,12 @@ import socket
 import subprocess
 import sys
 import threading
-from email import mime
 import time
+from email import mime
 
 SOURCE, BINARY, GROUP = sys.argv[1:4]
-PREFIX = pathlib.Path(SOURCE) / "build" / "wine-tools"
+PREFIX = pathlib.Path(os.environ.setdefault(
+    "TARNWICK_PREFIX", f"{SOURCE}/build/wine-tools1"))
 WORK = pathlib.Path(BINARY) / "tools-tests" / GROUP
 ROOT = WORK / "postoffices"
 FOLDER = ROOT / "sales" / "MAILROOT" / "anna" / "Calendar"
@@ -39,7 +40,7 @@ PRODUCT_KEY = r"HKLM\SOFTWARE\Wow6432Node\Tarnwick\Tarnwick"
 PROVIDERS_KEY = r"HKLM\SOFTWARE\Tarnwick\Tarnwick\Providers"
 PROGRAM = f"{BINARY}/bin/tarnwick-admin.exe"
 # Wine reads arguments in the character set of the locale.
-ENVIRONMENT = dict(os.environ, TARNWICK_PREFIX=str(PREFIX), LC_ALL="C.UTF-8")
+ENVIRONMENT = dict(os.environ, LC_ALL="C.UTF-8")
 DAY = "1740787200\t1740873599\t"  # 2025-03-01
 WRITERS = {"add", "edit", "remove", "import", "put", "delete", "salvage", "rebuild", "compact", "purge",
            "attach", "--set", "--clear", "--add", "--clean", "--uid", "--flags", "--strip"}

@@ -18,7 +18,7 @@ SOURCE, BINARY = sys.argv[1:3]
 SECONDS = int(sys.argv[3]) if len(sys.argv) > 3 else 5
 WORK = pathlib.Path(BINARY) / "tools-tests" / "at-work"
 MAILBOXES = [WORK / "postoffices" / "sales" / "MAILROOT" / name for name in "abcd"]
-ENVIRONMENT = dict(os.environ, TARNWICK_PREFIX=str(pathlib.Path(SOURCE) / "build" / "wine-tools"))
+ENVIRONMENT = {"TARNWICK_PREFIX": f"{SOURCE}/build/wine-tools1", **os.environ}
 
 
 def windows_path(path):

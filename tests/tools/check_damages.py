@@ -21,8 +21,7 @@ WORK = pathlib.Path(BINARY) / "tools-tests" / "damages"
 MAILBOXES = WORK / "postoffices" / "sales" / "MAILROOT"
 PRODUCT_KEY = r"HKLM\SOFTWARE\Wow6432Node\Tarnwick\Tarnwick"
 PROVIDERS_KEY = r"HKLM\SOFTWARE\Tarnwick\Tarnwick\Providers"
-ENVIRONMENT = dict(os.environ, LC_ALL="C.UTF-8",
-                   TARNWICK_PREFIX=str(pathlib.Path(SOURCE) / "build" / "wine-tools"))
+ENVIRONMENT = {"TARNWICK_PREFIX": f"{SOURCE}/build/wine-tools1", **os.environ, "LC_ALL": "C.UTF-8"}
 failures = 0
 
 
