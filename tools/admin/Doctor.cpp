@@ -1,6 +1,5 @@
 // doctor
 #include <memory>
-#include <optional>
 
 #include "tools/admin/Commands.h"
 #include "tools/admin/Console.h"
@@ -10,26 +9,6 @@
 
 namespace tarnwick::admin {
 namespace {
-
-// An answer of many parts: objects for programs, text for people.
-class Sheet {
-  public:
-    explicit Sheet(const Context& context) {
-        if (context.json) lines_.emplace(context);
-    }
-    void Title(const std::string& title) {
-        if (!lines_) Print((isEmpty_ ? "" : "\n") + title + "\n");
-        isEmpty_ = false;
-    }
-    void Add(const Json& object, const std::string& text) {
-        if (lines_) return lines_->Add(object);
-        Print(text + "\n");
-    }
-
-  private:
-    std::optional<JsonLines> lines_;
-    bool isEmpty_ = true;
-};
 
 std::string Padded(std::string text, std::size_t width) {
     text.resize(std::max(text.size() + 2, width), ' ');
@@ -45,104 +24,86 @@ std::string Row(const std::string& name, const std::string& value, const std::st
 }
 
 void ListSettings(const Context& context) {
-    Sheet sheet(context);
+    Answer answer(context);
     std::string key;
     for (const RegistrySetting& setting : AllSettings()) {
-        if (KeyText(setting) != key) sheet.Title(key = KeyText(setting));
+        if (KeyText(setting) != key) answer.Title(key = KeyText(setting));
         const std::string missing = MissingText(setting);
         const std::string unit = *setting.unit == '\0' ? "" : std::string(" ") + setting.unit;
-        sheet.Add({{"setting", setting.name},
-                   {"key", key},
-                   {"type", TypeText(setting)},
-                   {"default", missing},
-                   {"unit", setting.unit},
-                   {"read", setting.read},
-                   {"means", setting.means}},
-                  "  " + std::string(setting.name) + " (" + TypeText(setting) + "; " + missing +
-                      unit + " when missing; read " + setting.read + ")\n    " + setting.means);
+        answer.Add({{"setting", setting.name},
+                    {"key", key},
+                    {"type", TypeText(setting)},
+                    {"default", missing},
+                    {"unit", setting.unit},
+                    {"read", setting.read},
+                    {"means", setting.means}},
+                   "  " + std::string(setting.name) + " (" + TypeText(setting) + "; " + missing +
+                       unit + " when missing; read " + setting.read + ")\n    " + setting.means);
     }
 }
 
-// Where a setting's present value comes from.
-std::string SourceOf(const EffectiveSetting& value, const Facts& facts) {
-    if (facts.rootIsGiven && value.setting->name == std::string_view("Mail Root")) return "--root";
-    if (!value.stored) return "default";
-    return value.isTaken ? "registry" : "default, unreadable";
-}
-
-std::string UnitOf(const EffectiveSetting& value) {
-    const std::string unit = value.setting->unit;
-    return unit.empty() ? "" : " " + unit;
-}
-
-void ShowSettings(const Facts& facts, Sheet& sheet) {
+void ShowSettings(const Facts& facts, Answer& answer) {
     std::string key;
-    for (const EffectiveSetting& value : facts.settings) {
-        const std::string source = SourceOf(value, facts);
-        const std::string shown = source == "--root" ? facts.root : value.Shown();
-        const std::string its = std::string(RootText(value.setting->root)) + "\\" + value.key;
-        if (its != key) sheet.Title(key = its);
-        sheet.Add({{"setting", value.setting->name},
-                   {"key", ToUtf8(key)},
-                   {"value", ToUtf8(shown)},
-                   {"from", source}},
-                  Row(value.setting->name, source, shown + UnitOf(value)));
+    for (const ShownSetting& setting : ShownSettings(facts)) {
+        if (setting.key != key) answer.Title(key = setting.key);
+        answer.Add({{"setting", setting.name},
+                    {"key", ToUtf8(key)},
+                    {"value", ToUtf8(setting.value)},
+                    {"from", setting.source}},
+                   Row(setting.name, setting.source, setting.value + setting.unit));
     }
 }
 
-void ShowWaits(const Facts& facts, Sheet& sheet) {
-    sheet.Title("Waits, in seconds");
+void ShowWaits(const Facts& facts, Answer& answer) {
+    answer.Title("Waits, in seconds");
     for (const WaitTime& wait : facts.waits) {
         Json json{{"wait", wait.wait}, {"seconds", nullptr}, {"setBy", wait.setting}};
         if (wait.seconds) json["seconds"] = *wait.seconds;
         json["means"] = wait.what;
         const std::string seconds = wait.seconds ? std::to_string(*wait.seconds) : "endless";
-        sheet.Add(json, "  " + Padded(seconds, 12) + wait.what);
+        answer.Add(json, "  " + Padded(seconds, 12) + wait.what);
     }
 }
 
-void ShowFolder(const FolderState& folder, const char* what, Sheet& sheet) {
-    const std::string state = !folder.isThere      ? "is not there"
-                              : !folder.isWritable ? "is there, not writable"
-                                                   : "is there, writable";
-    sheet.Add({{"folder", what},
-               {"path", ToUtf8(folder.path)},
-               {"exists", folder.isThere},
-               {"writable", folder.isWritable},
-               {"shared", folder.isShared}},
-              Row(what, state + (folder.isShared ? ", on another machine" : ""), folder.path));
+void ShowFolder(const FolderState& folder, const char* what, Answer& answer) {
+    answer.Add({{"folder", what},
+                {"path", ToUtf8(folder.path)},
+                {"exists", folder.isThere},
+                {"writable", folder.isWritable},
+                {"shared", folder.isShared}},
+               Row(what, StateText(folder), folder.path));
 }
 
-void ShowMachine(const Facts& facts, Sheet& sheet) {
-    sheet.Title("Machine");
-    ShowFolder(facts.rootFolder, "mail root", sheet);
-    ShowFolder(facts.programFolder, "program modules", sheet);
+void ShowMachine(const Facts& facts, Answer& answer) {
+    answer.Title("Machine");
+    ShowFolder(facts.rootFolder, "mail root", answer);
+    ShowFolder(facts.programFolder, "program modules", answer);
     const LibraryState& library = facts.library;
-    sheet.Add({{"library", ToUtf8(library.path)},
-               {"version", library.version},
-               {"toolVersion", TARNWICK_VERSION}},
-              Row("library, of version", library.version, library.path));
+    answer.Add({{"library", ToUtf8(library.path)},
+                {"version", library.version},
+                {"toolVersion", TARNWICK_VERSION}},
+               Row("library, of version", library.version, library.path));
     const auto time = FormatTime(static_cast<std::int32_t>(facts.clock.unixTime));
-    sheet.Add({{"clock", time},
-               {"unixTime", facts.clock.unixTime},
-               {"zone", ToUtf8(facts.clock.zone)},
-               {"biasMinutes", facts.clock.biasMinutes},
-               {"libraryBiasMinutes", 0}},
-              Row("clock of the library, which counts in UTC", time) + "\n" +
-                  Row("bias of the machine in minutes, not used",
-                      std::to_string(facts.clock.biasMinutes), facts.clock.zone));
+    answer.Add({{"clock", time},
+                {"unixTime", facts.clock.unixTime},
+                {"zone", ToUtf8(facts.clock.zone)},
+                {"biasMinutes", facts.clock.biasMinutes},
+                {"libraryBiasMinutes", 0}},
+               Row("clock of the library, which counts in UTC", time) + "\n" +
+                   Row("bias of the machine in minutes, not used",
+                       std::to_string(facts.clock.biasMinutes), facts.clock.zone));
     for (const HostState& host : facts.hosts) {
         const bool answers = host.last.fault.empty();
         Json json{{"host", ToUtf8(host.name)}, {"address", ToUtf8(host.address)}};
         json["failed"] = answers ? Json(nullptr) : Json(host.last.name);
-        sheet.Add(json, Row("host " + host.name,
-                            answers ? "answers" : "fails at " + std::string(host.last.name),
-                            host.address));
+        answer.Add(json, Row("host " + host.name,
+                             answers ? "answers" : "fails at " + std::string(host.last.name),
+                             host.address));
     }
 }
 
-void ShowAdvice(const Advice& advice, Sheet& sheet) {
-    sheet.Add(
+void ShowAdvice(const Advice& advice, Answer& answer) {
+    answer.Add(
         {{advice.isProblem ? "problem" : "risk", advice.code},
          {advice.about, ToUtf8(advice.place)},
          {"means", ToUtf8(advice.means)},
@@ -155,17 +116,17 @@ void Diagnose(const Context& context) {
         throw WrongUsage("this command looks at this machine; leave --host away");
     }
     const Facts facts = GatherFacts(context.root);
-    Sheet sheet(context);
-    ShowSettings(facts, sheet);
-    ShowWaits(facts, sheet);
-    ShowMachine(facts, sheet);
+    Answer answer(context);
+    ShowSettings(facts, answer);
+    ShowWaits(facts, answer);
+    ShowMachine(facts, answer);
     std::size_t problems = 0;
     bool hasRisks = false;
     for (const Advice& advice : Examine(facts)) {
-        if (advice.isProblem && problems++ == 0) sheet.Title("Problems");
-        if (!advice.isProblem && !hasRisks) sheet.Title("Risks");
+        if (advice.isProblem && problems++ == 0) answer.Title("Problems");
+        if (!advice.isProblem && !hasRisks) answer.Title("Risks");
         hasRisks = hasRisks || !advice.isProblem;
-        ShowAdvice(advice, sheet);
+        ShowAdvice(advice, answer);
     }
     if (problems == 0) return;
     throw Failure(ExitStatus::ProblemsFound,

@@ -14,4 +14,18 @@ void JsonLines::Add(const Json& object) {
     PrintBytes(object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
+Answer::Answer(const Context& context) : context_(context) {
+    if (context.json) lines_.emplace(context);
+}
+
+void Answer::Title(const std::string& title) {
+    if (!lines_) Print((isEmpty_ ? "" : "\n") + title + "\n");
+    isEmpty_ = false;
+}
+
+void Answer::Add(const Json& object, const std::string& text) {
+    if (lines_) return lines_->Add(object);
+    PrintDone(text, context_);
+}
+
 }  // namespace tarnwick::admin

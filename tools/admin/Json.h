@@ -2,6 +2,8 @@
 #pragma once
 
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
 
 #include "tools/admin/Commands.h"
 
@@ -18,6 +20,21 @@ class JsonLines {
     explicit JsonLines(const Context& context);
     // Prints an object as a line. Texts must be UTF-8; what is not is replaced.
     void Add(const Json& object);
+};
+
+// An answer of many parts: objects for programs, text for people.
+class Answer {
+  public:
+    explicit Answer(const Context& context);
+    // For people alone: a line above what follows.
+    void Title(const std::string& title);
+    // The text, on lines of its own, is marked when the command is a dry run.
+    void Add(const Json& object, const std::string& text);
+
+  private:
+    const Context& context_;
+    std::optional<JsonLines> lines_;
+    bool isEmpty_ = true;
 };
 
 }  // namespace tarnwick::admin

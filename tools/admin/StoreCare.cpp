@@ -14,6 +14,7 @@
 #include "tools/admin/store/HeldBlock.h"
 #include "tools/admin/store/StoreCheck.h"
 #include "tools/admin/store/StoreRepair.h"
+#include "tools/admin/StoreCare.h"
 
 namespace tarnwick::admin {
 namespace {
@@ -50,68 +51,16 @@ constexpr CommandHelp kBreakHelp{
 
     "  tarnwick-admin locks break D:\\Mail\\sales\\MAILROOT\\anna\\Calendar\\Y25M03D01.BLK\n"};
 
-// The folder of postoffices that the command line or the registry names.
-std::string RootOf(const Context& context) {
-    if (!context.host.empty()) {
-        throw WrongUsage("this command looks at the files of this machine; leave --host away");
-    }
-    if (!context.root.empty()) return FullPath(context.root);
-    std::array<char, kPathCapacity> root{};
-    ReadMailRoot(root);
-    return root.front() == '\0' ? std::string() : FullPath(root.data());
-}
-
-// An answer of many parts: objects for programs, blocks of text for people.
-class Answer {
-  public:
-    explicit Answer(const Context& context) {
-        if (context.json) lines_.emplace(context);
-    }
-    bool IsJson() const { return lines_.has_value(); }
-    void Add(const Json& object) { lines_->Add(object); }
-
-  private:
-    std::optional<JsonLines> lines_;
-};
-
-// One note a tenth of the walk, as all long jobs have.
-WalkProgress Noted(const char* job, const Context& context) {
-    auto progress = std::make_shared<std::optional<Progress>>();
-    return [=, wanted = !context.json](std::size_t, std::size_t total) {
-        if (!*progress) progress->emplace(job, total, wanted);
-        (*progress)->Step();
-    };
-}
-
-// The command, on a folder of postoffices; empty: the mail root.
-std::string OnRoot(std::string command, const std::string& root) {
-    constexpr std::string_view kTool = "tarnwick-admin ";
-    if (root.empty()) return command;
-    const std::string option = "--root " + Quoted(root) + " ";
-    for (std::size_t at = 0; (at = command.find(kTool, at)) != command.npos;) {
-        at += kTool.size();
-        command.insert(at, option);
-    }
-    return command;
-}
-
 void PrintFinding(const Finding& finding, Answer& answer, const Context& context) {
     const char* code = KindOf(finding.problem).code;
-    const std::string mend =
-        OnRoot(finding.Mend(), finding.root.empty() ? context.root : finding.root);
-    if (answer.IsJson()) {
-        Json json{{"problem", code}, {"file", ToUtf8(finding.file)}};
-        if (finding.line) json["line"] = *finding.line;
-        if (finding.offset) json["offset"] = *finding.offset;
-        json["means"] = ToUtf8(finding.Means());
-        json["mend"] = ToUtf8(mend);
-        return answer.Add(json);
-    }
-    std::string text = finding.file;
-    if (finding.line) text += ", line " + std::to_string(*finding.line);
-    if (finding.offset) text += ", offset " + std::to_string(*finding.offset);
-    text += "\n  " + std::string(code) + ": " + finding.Means();
-    Print(text + "\n  mend: " + mend + "\n");
+    const std::string mend = MendCommand(finding, context.root);
+    Json json{{"problem", code}, {"file", ToUtf8(finding.file)}};
+    if (finding.line) json["line"] = *finding.line;
+    if (finding.offset) json["offset"] = *finding.offset;
+    json["means"] = ToUtf8(finding.Means());
+    json["mend"] = ToUtf8(mend);
+    answer.Add(json,
+               finding.PlaceText() + "\n  " + code + ": " + finding.Means() + "\n  mend: " + mend);
 }
 
 [[noreturn]] void EndWithProblems(std::size_t count, const std::string& hint) {
@@ -129,15 +78,13 @@ void RunCheck(const std::string& place, const Context& context) {
     if (!context.json) Note("no problem found in " + folder);
 }
 
-void PrintStep(const RepairStep& step, Answer& answer, const Context& context) {
+void PrintStep(const RepairStep& step, Answer& answer) {
     const char* code = KindOf(step.problem).code;
-    if (answer.IsJson()) {
-        return answer.Add({{"problem", code},
-                           {"file", ToUtf8(step.file)},
-                           {"done", step.done},
-                           {"text", ToUtf8(step.text)}});
-    }
-    PrintDone(step.file + "\n  " + code + ": " + (step.done ? "" : "left: ") + step.text, context);
+    answer.Add({{"problem", code},
+                {"file", ToUtf8(step.file)},
+                {"done", step.done},
+                {"text", ToUtf8(step.text)}},
+               step.file + "\n  " + code + ": " + (step.done ? "" : "left: ") + step.text);
 }
 
 void RunRecover(const std::string& place, const Context& context) {
@@ -146,7 +93,7 @@ void RunRecover(const std::string& place, const Context& context) {
     Answer answer(context);
     const std::vector<Finding> left = RecoverStore(
         folder, root, context.dryRun,
-        [&](const RepairStep& step) { PrintStep(step, answer, context); },
+        [&](const RepairStep& step) { PrintStep(step, answer); },
         [&](const std::string& text) {
             if (!context.json) Note(text);
         },
@@ -159,26 +106,20 @@ void RunRecover(const std::string& place, const Context& context) {
     EndWithProblems(left.size(), " left; " + command + " shows them");
 }
 
-void PrintLock(const FolderListing& listing, const StoredFile& file, const BlockRule& rule,
-               Answer& answer) {
-    const std::string path = listing.PathOf(file.name);
-    const std::int64_t age = AgeSeconds(file.lastWrite);
-    const bool stale = IsStale(rule, path, file.lastWrite);
-    const bool held = !stale && IsHeldOpen(path);
-    if (answer.IsJson()) {
-        return answer.Add({{"file", ToUtf8(path)},
-                           {"ageSeconds", age},
-                           {"guards", ToUtf8(rule.guards)},
-                           {"waitSeconds", rule.waiterSeconds},
-                           {"broken", rule.breaks},
-                           {"heldOpen", held},
-                           {"stale", stale}});
-    }
-    Print(path + "\n  guards " + rule.guards + ", for " + FormatAge(age) +
-          (held    ? "; a program has it open"
-           : stale ? "; its holder has ended"
-                   : "") +
-          "\n  broken " + rule.breaks + "\n");
+void PrintLock(const BlockState& block, Answer& answer) {
+    const BlockRule& rule = block.rule;
+    answer.Add({{"file", ToUtf8(block.path)},
+                {"ageSeconds", block.ageSeconds},
+                {"guards", ToUtf8(rule.guards)},
+                {"waitSeconds", rule.waiterSeconds},
+                {"broken", rule.breaks},
+                {"heldOpen", block.isHeldOpen},
+                {"stale", block.isStale}},
+               block.path + "\n  guards " + rule.guards + ", for " + FormatAge(block.ageSeconds) +
+                   (block.isHeldOpen ? "; a program has it open"
+                    : block.isStale  ? "; its holder has ended"
+                                     : "") +
+                   "\n  broken " + rule.breaks);
 }
 
 void RunLocks(const std::string& place, const Context& context) {
@@ -186,11 +127,9 @@ void RunLocks(const std::string& place, const Context& context) {
     Answer answer(context);
     bool any = false;
     WalkFolders(folder, [&](const FolderListing& listing) {
-        for (const StoredFile& file : listing.Files()) {
-            if (const auto rule = RuleOf(listing.Folder(), file.name)) {
-                PrintLock(listing, file, *rule, answer);
-                any = true;
-            }
+        for (const BlockState& block : BlocksOf(listing)) {
+            PrintLock(block, answer);
+            any = true;
         }
     });
     if (!any && !context.json) Note("no block file in " + folder);
@@ -209,9 +148,7 @@ void RunBreak(const std::string& text, const Context& context) {
                                             " old, and its holder may be at work; it is broken " +
                                             rule->breaks);
     }
-    Answer answer(context);
-    if (answer.IsJson()) return answer.Add({{"result", "removed"}, {"file", ToUtf8(path)}});
-    PrintDone("removed " + path, context);
+    Answer(context).Add({{"result", "removed"}, {"file", ToUtf8(path)}}, "removed " + path);
 }
 
 Command AddPlaceCommand(const Command& app, const char* name, const CommandHelp& help,
@@ -223,6 +160,39 @@ Command AddPlaceCommand(const Command& app, const char* name, const CommandHelp&
 }
 
 }  // namespace
+
+std::string RootOf(const Context& context) {
+    if (!context.host.empty()) {
+        throw WrongUsage("this command looks at the files of this machine; leave --host away");
+    }
+    if (!context.root.empty()) return FullPath(context.root);
+    std::array<char, kPathCapacity> root{};
+    ReadMailRoot(root);
+    return root.front() == '\0' ? std::string() : FullPath(root.data());
+}
+
+WalkProgress Noted(const char* job, const Context& context) {
+    auto progress = std::make_shared<std::optional<Progress>>();
+    return [=, wanted = !context.json](std::size_t, std::size_t total) {
+        if (!*progress) progress->emplace(job, total, wanted);
+        (*progress)->Step();
+    };
+}
+
+std::string OnRoot(std::string command, const std::string& root) {
+    constexpr std::string_view kTool = "tarnwick-admin ";
+    if (root.empty()) return command;
+    const std::string option = "--root " + Quoted(root) + " ";
+    for (std::size_t at = 0; (at = command.find(kTool, at)) != command.npos;) {
+        at += kTool.size();
+        command.insert(at, option);
+    }
+    return command;
+}
+
+std::string MendCommand(const Finding& finding, const std::string& root) {
+    return OnRoot(finding.Mend(), finding.root.empty() ? root : finding.root);
+}
 
 void RegisterStoreCare(const Command& app, Context& context) {
     const auto place = std::make_shared<std::string>();

@@ -22,7 +22,27 @@ std::vector<HostState> LookAtHosts() {
     return hosts;
 }
 
+// Where a setting's present value comes from.
+std::string SourceOf(const EffectiveSetting& value, const Facts& facts) {
+    if (facts.rootIsGiven && value.setting->name == std::string_view("Mail Root")) return "--root";
+    if (!value.stored) return "default";
+    return value.isTaken ? "registry" : "default, unreadable";
+}
+
 }  // namespace
+
+std::vector<ShownSetting> ShownSettings(const Facts& facts) {
+    std::vector<ShownSetting> shown;
+    for (const EffectiveSetting& value : facts.settings) {
+        const std::string source = SourceOf(value, facts);
+        const std::string unit = value.setting->unit;
+        shown.push_back({value.setting->name,
+                         std::string(RootText(value.setting->root)) + "\\" + value.key, source,
+                         source == "--root" ? facts.root : value.Shown(),
+                         unit.empty() ? "" : " " + unit});
+    }
+    return shown;
+}
 
 Facts GatherFacts(const std::string& root) {
     Facts facts;

@@ -34,4 +34,15 @@ struct Facts {
 // `root`: the folder of postoffices that the command line names; empty: the registry's.
 Facts GatherFacts(const std::string& root);
 
+// A setting as people are shown it.
+struct ShownSetting {
+    const char* name;
+    std::string key;     // "HKLM\\SOFTWARE\\..."
+    std::string source;  // "registry", "default", "default, unreadable" or "--root"
+    std::string value;
+    std::string unit;  // behind the value, its blank included
+};
+// Settings of one key stand together.
+std::vector<ShownSetting> ShownSettings(const Facts& facts);
+
 }  // namespace tarnwick::admin

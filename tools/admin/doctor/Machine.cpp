@@ -72,6 +72,13 @@ FolderState LookAtFolder(const std::string& path) {
     return state;
 }
 
+std::string StateText(const FolderState& folder) {
+    const std::string state = !folder.isThere      ? "is not there"
+                              : !folder.isWritable ? "is there, not writable"
+                                                   : "is there, writable";
+    return state + (folder.isShared ? ", on another machine" : "");
+}
+
 bool HasPostoffice(const std::string& root) {
     DirectoryScan scan(root + "\\*");
     while (const auto found = scan.Next()) {

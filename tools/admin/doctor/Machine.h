@@ -16,6 +16,8 @@ struct FolderState {
     bool isShared = false;    // on another machine
 };
 FolderState LookAtFolder(const std::string& path);
+// "is there, writable"
+std::string StateText(const FolderState& folder);
 // Whether a folder below it has a MAILROOT of its own.
 bool HasPostoffice(const std::string& root);
 

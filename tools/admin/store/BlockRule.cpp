@@ -64,4 +64,17 @@ bool IsStale(const BlockRule& rule, const std::string& path, std::uint64_t lastW
     return AgeSeconds(lastWrite) > rule.patienceSeconds && !IsHeldOpen(path);
 }
 
+std::vector<BlockState> BlocksOf(const FolderListing& listing) {
+    std::vector<BlockState> blocks;
+    for (const StoredFile& file : listing.Files()) {
+        const auto rule = RuleOf(listing.Folder(), file.name);
+        if (!rule) continue;
+        const std::string path = listing.PathOf(file.name);
+        const bool isStale = IsStale(*rule, path, file.lastWrite);
+        blocks.push_back(
+            {path, *rule, AgeSeconds(file.lastWrite), isStale, !isStale && IsHeldOpen(path)});
+    }
+    return blocks;
+}
+
 }  // namespace tarnwick::admin

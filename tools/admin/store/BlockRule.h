@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tools/admin/store/FolderListing.h"
 
@@ -25,5 +26,15 @@ std::int64_t AgeSeconds(std::uint64_t lastWrite);
 // Whether a block file's holder has ended: it is older than its rule's waits and nobody has it
 // open.
 bool IsStale(const BlockRule& rule, const std::string& path, std::uint64_t lastWrite);
+
+// A block file as it stands now.
+struct BlockState {
+    std::string path;
+    BlockRule rule;
+    std::int64_t ageSeconds = 0;
+    bool isStale = false;
+    bool isHeldOpen = false;
+};
+std::vector<BlockState> BlocksOf(const FolderListing& listing);
 
 }  // namespace tarnwick::admin

@@ -212,6 +212,11 @@ std::string Quoted(std::string_view text) {
     return quoted.append(backslashes, '\\') + "\"";
 }
 
+std::string Finding::PlaceText() const {
+    if (line) return file + ", line " + std::to_string(*line);
+    return offset ? file + ", offset " + std::to_string(*offset) : file;
+}
+
 std::string Finding::Means() const {
     return Filled(KindOf(problem).means, {{"detail", detail}});
 }

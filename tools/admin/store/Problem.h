@@ -97,6 +97,8 @@ struct Finding {
     std::string unit = {};
     std::string state = {};
 
+    // The file, with the line or the offset.
+    std::string PlaceText() const;
     std::string Means() const;
     std::string Mend() const;
 };
