@@ -36,6 +36,7 @@ void RegisterNotify(const Command& app, Context& context);        // notify flag
 void RegisterMessages(const Command& app, Context& context);      // message show|headers|flags|...
 void RegisterDump(const Command& app, Context& context);          // dump
 void RegisterDoctor(const Command& app, Context& context);        // doctor
+void RegisterReport(const Command& app, Context& context);        // report
 void RegisterWithLock(const Command& app, Context& context);      // with-lock
 void RegisterDescriptions(const Command& app,
                           Context& context);  // completion bash|powershell, manual

@@ -55,7 +55,7 @@ void RegisterCommands(CLI::App& app, Context& context) {
          {RegisterEntryChanges, RegisterEntryQueries, RegisterTransfers, RegisterItems,
           RegisterOverviews, RegisterHosts, RegisterContacts, RegisterStoreCare, RegisterIndexFiles,
           RegisterActivity, RegisterNotify, RegisterMessages, RegisterDump, RegisterDoctor,
-          RegisterWithLock, RegisterDescriptions}) {
+          RegisterReport, RegisterWithLock, RegisterDescriptions}) {
         registerFamily(Command(&app), context);
     }
 }

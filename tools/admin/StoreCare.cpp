@@ -92,8 +92,7 @@ void RunRecover(const std::string& place, const Context& context) {
     const std::string folder = FolderOfPlace(place, root);
     Answer answer(context);
     const std::vector<Finding> left = RecoverStore(
-        folder, root, context.dryRun,
-        [&](const RepairStep& step) { PrintStep(step, answer); },
+        folder, root, context.dryRun, [&](const RepairStep& step) { PrintStep(step, answer); },
         [&](const std::string& text) {
             if (!context.json) Note(text);
         },
@@ -116,10 +115,7 @@ void PrintLock(const BlockState& block, Answer& answer) {
                 {"heldOpen", block.isHeldOpen},
                 {"stale", block.isStale}},
                block.path + "\n  guards " + rule.guards + ", for " + FormatAge(block.ageSeconds) +
-                   (block.isHeldOpen ? "; a program has it open"
-                    : block.isStale  ? "; its holder has ended"
-                                     : "") +
-                   "\n  broken " + rule.breaks);
+                   StateText(block) + "\n  broken " + rule.breaks);
 }
 
 void RunLocks(const std::string& place, const Context& context) {

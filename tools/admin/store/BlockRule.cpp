@@ -77,4 +77,9 @@ std::vector<BlockState> BlocksOf(const FolderListing& listing) {
     return blocks;
 }
 
+std::string StateText(const BlockState& block) {
+    if (block.isHeldOpen) return "; a program has it open";
+    return block.isStale ? "; its holder has ended" : "";
+}
+
 }  // namespace tarnwick::admin

@@ -36,5 +36,7 @@ struct BlockState {
     bool isHeldOpen = false;
 };
 std::vector<BlockState> BlocksOf(const FolderListing& listing);
+// What follows its age: "; its holder has ended", or nothing where it may be at work.
+std::string StateText(const BlockState& block);
 
 }  // namespace tarnwick::admin

@@ -79,23 +79,6 @@ std::string StampOf(const StoredFile* file) {
     return std::to_string(file->size) + "@" + std::to_string(file->lastWrite);
 }
 
-Place PlaceOf(std::string_view folder, std::string_view root) {
-    const std::string lower = Lower(folder);
-    constexpr std::string_view kMailboxes = "\\mailroot\\";
-    const std::size_t end = lower.find(kMailboxes);
-    const std::size_t postoffice = folder.substr(0, end).rfind('\\');
-    if (end == lower.npos || postoffice == folder.npos) return {std::string(folder), {}};
-    const std::string_view mailbox = folder.substr(end + kMailboxes.size());
-    Place place;
-    place.text = std::string(folder.substr(postoffice + 1, end - postoffice - 1)) + "/" +
-                 std::string(mailbox.substr(0, mailbox.find('\\')));
-    // A drive's own backslash stays.
-    const bool isDrive = folder.substr(0, postoffice).ends_with(':');
-    const std::string_view above = folder.substr(0, isDrive ? postoffice + 1 : postoffice);
-    if (!EqualsIgnoreCase(above, root)) place.root = above;
-    return place;
-}
-
 std::vector<Finding> FolderInspection::Run(const FolderListing& listing, const Units* units) {
     listing_ = &listing;
     units_ = units;

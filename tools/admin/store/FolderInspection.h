@@ -19,13 +19,6 @@ namespace tarnwick::admin {
 // What belongs together in a folder: a calendar with its companions, the index, ... by a name.
 using Units = std::set<std::string>;
 
-// How commands name a folder.
-struct Place {
-    std::string text;  // "postoffice/mailbox" within a mailbox, else the folder
-    std::string root;  // where the postoffices are, when that is not the mail root
-};
-Place PlaceOf(std::string_view folder, std::string_view root);
-
 // Looks at one folder after another; reads only, and holds no file open for longer than its
 // reading.
 class FolderInspection {

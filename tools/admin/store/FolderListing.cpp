@@ -4,6 +4,7 @@
 
 #include "common/Files.h"
 #include "common/Retry.h"
+#include "common/Scan.h"
 #include "common/Text.h"
 
 namespace tarnwick::admin {
@@ -90,6 +91,22 @@ std::string_view ParentOf(std::string_view path) {
 bool IsCalendarFolder(std::string_view folder) {
     return EqualsIgnoreCase(NameOf(folder), "Calendar") &&
            EqualsIgnoreCase(NameOf(ParentOf(ParentOf(folder))), "MAILROOT");
+}
+
+Place PlaceOf(std::string_view folder, std::string_view root) {
+    constexpr std::string_view kMailboxes = "\\mailroot\\";
+    const std::size_t end = FindTextIgnoreCase(folder, kMailboxes);
+    const std::size_t postoffice = folder.substr(0, end).rfind('\\');
+    if (end == kNotFound || postoffice == folder.npos) return {std::string(folder), {}};
+    const std::string_view mailbox = folder.substr(end + kMailboxes.size());
+    Place place;
+    place.text = std::string(folder.substr(postoffice + 1, end - postoffice - 1)) + "/" +
+                 std::string(mailbox.substr(0, mailbox.find('\\')));
+    // A drive's own backslash stays.
+    const bool isDrive = folder.substr(0, postoffice).ends_with(':');
+    const std::string_view above = folder.substr(0, isDrive ? postoffice + 1 : postoffice);
+    if (!EqualsIgnoreCase(above, root)) place.root = above;
+    return place;
 }
 
 }  // namespace tarnwick::admin

@@ -65,4 +65,11 @@ std::string_view ParentOf(std::string_view path);
 // Whether the folder is one in which a mailbox has its calendars.
 bool IsCalendarFolder(std::string_view folder);
 
+// How commands name a folder.
+struct Place {
+    std::string text;  // "postoffice/mailbox" within a mailbox, else the folder
+    std::string root;  // where the postoffices are, when that is not the mail root
+};
+Place PlaceOf(std::string_view folder, std::string_view root);
+
 }  // namespace tarnwick::admin
