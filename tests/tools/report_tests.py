@@ -375,9 +375,6 @@ def picture(path):
 
 
 def browser():
-    if not any(map(shutil.which, BROWSERS)):
-        print("there is no browser here; one of", *BROWSERS)
-        return 77
     make()
     root = parsed(PAGE)
     seen = StrictParser(browse("store.html", "--dump-dom")).root
@@ -402,10 +399,13 @@ def browser():
 
 
 def main():
+    if sys.argv[3] == "browser" and not any(map(shutil.which, BROWSERS)):
+        print("there is no browser here, none of", *BROWSERS)
+        return 77
     WORK.mkdir(parents=True, exist_ok=True)
-    status = {"page": page, "browser": browser}[sys.argv[3]]()
+    {"page": page, "browser": browser}[sys.argv[3]]()
     wine("reg", "delete", damages.PRODUCT_KEY, "/v", "Backup Index", "/f")
-    return 1 if damages.failures else status
+    return 1 if damages.failures else 0
 
 
 sys.exit(main())

@@ -116,6 +116,7 @@ footer { padding-top: 0.5rem; padding-bottom: 2rem; color: var(--quiet); font-si
     header, main, footer { max-width: none; padding: 0; }
     section.card { padding: 0; margin: 8mm 0; border: 0; }
     nav, details { display: none; }
+    .months svg { width: auto; height: 62px; }
     .scroll { overflow: visible; }
     thead th, tbody th { white-space: normal; }
     th, td { padding-right: 0.75rem; overflow-wrap: anywhere; }
