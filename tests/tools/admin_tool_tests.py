@@ -1446,6 +1446,7 @@ EXAMPLE_FILES = {
                     "RRULE:FREQ=YEARLY\nEND:VEVENT\nEND:VCALENDAR\n",
     "agenda.txt": "the agenda", "key.txt": "ann:secret\n", "plan.pdf": "%PDF",
     "copies/copy-calendars.cmd": "@copy Mail\\sales\\MAILROOT\\anna\\Calendar\\*.CAL D:\\copies >nul",
+    "Copy/sales/MAILROOT/anna/Calendar/Y25M03D01.CAL": REVIEWS,
     "C:/Copy of Inbox/_index.xml": index_file(("0A1B2C3D.MAI", 17, "Agenda"), last=17),
 }
 # Others for the commands whose names begin so, written long ago; None: no such file.
