@@ -855,7 +855,7 @@ def refusals():
 
 
 def full_disk():
-    """Nothing that was there is lost where nothing more fits, and the tool says so."""
+    """Nothing that was there is lost where nothing more fits, and the tool says so at once."""
     disk = WORK / "disk"
     folder = disk / "sales" / "MAILROOT" / "anna" / "Calendar"
     disk.mkdir()
@@ -879,6 +879,16 @@ def full_disk():
 1 --root disk import anna < 2025-03-02\t2025-03-02\tNew\n |* ! 0 entries were imported before it
 3 --root disk recover |* ! 1 problem left
 """, disk=windows_path(disk))
+        # Nor where nothing may be written: no lock is waited for that cannot be made.
+        subprocess.run(["mount", "-o", "remount,ro", disk], check=True)
+        began = time.monotonic()
+        play(r"""
+6 --root disk add anna New --on 2025-03-01 ! this account cannot make files in
+6 --root disk with-lock anna Y25M03D01 -- cmd ! this account cannot make files in
+3 --root disk recover # 1*left: this account cannot make files ! 1 problem left
+--root disk list anna --day 2025-03-01 # 901*\n
+""", disk=windows_path(disk))
+        check("read-only disk", "waited", time.monotonic() - began > 60, False)
         for name, content in torn.items():
             check("full disk", name, (folder / name).read_bytes(), content)
     finally:

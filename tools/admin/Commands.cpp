@@ -18,6 +18,7 @@ PlacedEntry InUtf8(const PlacedEntry& placed) {
 }  // namespace
 
 void TellBlock(const Mailbox& mailbox, const std::string& calendar, const Context& context) {
+    RequireReadableCalendar(mailbox, calendar);
     const auto notice = BlockNotice(mailbox, calendar);
     // A reader that has waited long enough deletes the block file.
     if (notice && context.dryRun) throw Failure(ExitStatus::Busy, *notice);
@@ -33,9 +34,17 @@ MailboxStore OpenMailbox(const std::string& text, const Context& context) {
     } else {
         RequireMailboxFolder(mailbox);
     }
-    MailboxStore store(mailbox, [mailbox, &context](const std::string& calendar) {
+    RequireReadableCalendars(mailbox);
+    bool isWritable = false;
+    const auto beforeCall = [mailbox, &context, isWritable](const std::string& calendar,
+                                                            MailboxStore::Access access) mutable {
+        if (access == MailboxStore::Access::Change && !isWritable) {
+            RequireWritableCalendars(mailbox);
+            isWritable = true;
+        }
         TellBlock(mailbox, calendar, context);
-    });
+    };
+    MailboxStore store(mailbox, beforeCall);
     if (context.dryRun) store.BeginDryRun(!HasCalendarFolder(mailbox));
     return store;
 }

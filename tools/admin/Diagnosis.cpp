@@ -5,16 +5,20 @@
 #include "common/Clock.h"
 #include "common/Files.h"
 #include "common/Registry.h"
+#include "common/Waits.h"
 #include "provider/CalendarPaths.h"
 #include "provider/ModuleState.h"
 #include "tools/admin/Console.h"
 #include "tools/admin/HostEntries.h"
+#include "tools/admin/store/RepairFiles.h"
 #include "tools/admin/Times.h"
 
 namespace tarnwick::admin {
 namespace {
 
 constexpr std::uint64_t kFileTimeUnitsPerSecond = 10'000'000;
+constexpr int kLooks = 5;
+constexpr std::uint32_t kLookAgainMilliseconds = 100;
 // A disk with less room has none for a calendar that is written anew.
 constexpr std::uint64_t kScarceBytes = 1 << 20;
 
@@ -63,8 +67,34 @@ void RequireMailboxFolder(const Mailbox& mailbox) {
 }
 
 void RequireReadableCalendars(const Mailbox& mailbox) {
-    if (!HasCalendarFolder(mailbox) || DirectoryScan(FileIn(mailbox, "*")).Next()) return;
+    if (!mailbox.host.empty() || !HasCalendarFolder(mailbox) ||
+        DirectoryScan(FileIn(mailbox, "*")).Next()) {
+        return;
+    }
     throw SystemFailure("the folder " + FolderOf(mailbox) + " cannot be listed; check its rights");
+}
+
+void RequireReadableCalendar(const Mailbox& mailbox, const std::string& calendar) {
+    if (!mailbox.host.empty()) return;
+    const std::string path = FileIn(mailbox, calendar + ".CAL");
+    // What is being deleted is refused for the same reason, but not for long.
+    for (int look = 0; look < kLooks; ++look) {
+        const FileHandle file(CreateFileA(path.c_str(), GENERIC_READ,
+                                          kShareReadWrite | FILE_SHARE_DELETE, nullptr,
+                                          OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+        if (file.IsValid() || GetLastError() != ERROR_ACCESS_DENIED) return;
+        WaitMilliseconds(kLookAgainMilliseconds);
+    }
+    throw Failure(ExitStatus::NotAllowed,
+                  "this account may not read " + path + "; check its rights");
+}
+
+void RequireWritableCalendars(const Mailbox& mailbox) {
+    if (!mailbox.host.empty() || !HasCalendarFolder(mailbox)) return;
+    const std::string folder = FolderOf(mailbox);
+    if (CanMakeFiles(folder)) return;
+    throw Failure(ExitStatus::NotAllowed,
+                  "this account cannot make files in " + folder + "; check its rights");
 }
 
 std::vector<std::string> MailboxNames(const std::string& postoffice) {
@@ -109,13 +139,6 @@ Failure RefusedChange(const Mailbox& mailbox, const std::string& calendar) {
 }
 
 ExitStatus StatusOfFile(const Mailbox& mailbox, const std::string& name) {
-    const auto statusOf = [](const std::string& path, DWORD access) {
-        // Folders too are opened this way.
-        const FileHandle file(CreateFileA(path.c_str(), access, kShareReadWrite | FILE_SHARE_DELETE,
-                                          nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS,
-                                          nullptr));
-        return file.IsValid() ? ExitStatus::Refused : StatusOfError(GetLastError());
-    };
     if (!mailbox.host.empty()) return ExitStatus::Refused;
     const std::string path = FileIn(mailbox, name);
     const DWORD attributes = GetFileAttributesA(path.c_str());
@@ -123,9 +146,13 @@ ExitStatus StatusOfFile(const Mailbox& mailbox, const std::string& name) {
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & kKinds) == FILE_ATTRIBUTE_READONLY) {
         return ExitStatus::NotAllowed;
     }
-    const ExitStatus status = statusOf(path, GENERIC_WRITE | DELETE);
-    if (status != ExitStatus::Refused) return status;
-    return statusOf(FolderOf(mailbox), FILE_ADD_FILE);
+    // Folders too are opened this way.
+    const FileHandle file(CreateFileA(path.c_str(), GENERIC_WRITE | DELETE,
+                                      kShareReadWrite | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                      FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    const ExitStatus status = file.IsValid() ? ExitStatus::Refused : StatusOfError(GetLastError());
+    if (status != ExitStatus::Refused || !HasCalendarFolder(mailbox)) return status;
+    return CanMakeFiles(FolderOf(mailbox)) ? status : ExitStatus::NotAllowed;
 }
 
 bool HasCalendarFolder(const Mailbox& mailbox) {

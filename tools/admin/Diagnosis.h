@@ -15,9 +15,13 @@ namespace tarnwick::admin {
 // would find nothing there, which looks like an empty mailbox.
 void RequireMailboxFolder(const Mailbox& mailbox);
 
-// Throws Failure when the mailbox has a Calendar folder that cannot be listed: a search of the
-// library finds nothing there, which looks like free days.
+// Throws Failure when the mailbox has a Calendar folder that cannot be listed, or a calendar that
+// this account may not read: the library finds nothing there, which looks like free days.
 void RequireReadableCalendars(const Mailbox& mailbox);
+void RequireReadableCalendar(const Mailbox& mailbox, const std::string& calendar);
+// Throws Failure when this account cannot make files in the Calendar folder: the library would wait
+// for the block file that it cannot make as if another program held it.
+void RequireWritableCalendars(const Mailbox& mailbox);
 
 // Names of the mailboxes that have a folder in the postoffice, sorted. Throws Failure when there
 // is none.

@@ -56,8 +56,9 @@ void RequireLocal(const Mailbox& mailbox, const char* what) {
 MailboxStore::MailboxStore(Mailbox mailbox, Notice beforeCall)
     : mailbox_(std::move(mailbox)), beforeCall_(std::move(beforeCall)) {}
 
-AppointmentRecord MailboxStore::RecordFor(const std::string& calendar, std::string_view id) const {
-    if (beforeCall_) beforeCall_(calendar);
+AppointmentRecord MailboxStore::RecordFor(const std::string& calendar, std::string_view id,
+                                          Access access) const {
+    if (beforeCall_) beforeCall_(calendar, access);
     AppointmentRecord record{};
     StoreField(record.mailbox, mailbox_.name);
     StoreField(record.postoffice, mailbox_.postoffice);
@@ -100,7 +101,7 @@ bool MailboxStore::Add(const std::string& calendar, const Entry& entry) const {
         Rehearsed(calendar).push_back(entry);
         return true;
     }
-    AppointmentRecord record = RecordFor(calendar, {});
+    AppointmentRecord record = RecordFor(calendar, {}, Access::Change);
     StoreEntry(record, entry);
     return Library().add(&record) != 0 && Get(calendar, entry.id) == entry;
 }
@@ -113,7 +114,7 @@ bool MailboxStore::Edit(const std::string& calendar, const std::string& id,
         }
         return Get(calendar, replacement.id) == replacement;
     }
-    AppointmentRecord key = RecordFor(calendar, id);
+    AppointmentRecord key = RecordFor(calendar, id, Access::Change);
     AppointmentRecord record = key;
     StoreEntry(record, replacement);
     return Library().edit(&key, &record) != 0 && Get(calendar, replacement.id) == replacement;
@@ -125,7 +126,7 @@ bool MailboxStore::Remove(const std::string& calendar, const std::string& id) co
                    return id.empty() || EqualsIgnoreCase(entry.id, id);
                }) != 0;
     }
-    AppointmentRecord record = RecordFor(calendar, id);
+    AppointmentRecord record = RecordFor(calendar, id, Access::Change);
     return Library().remove(&record) != 0 && !Get(calendar, id);
 }
 

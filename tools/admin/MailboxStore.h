@@ -18,8 +18,9 @@ namespace tarnwick::admin {
 
 class MailboxStore {
   public:
-    // Called with a calendar's name before each call that may wait until it is unblocked.
-    using Notice = std::function<void(const std::string& calendar)>;
+    // Called before each call that may wait for a calendar, with its name and what is done to it.
+    enum class Access { Read, Change };
+    using Notice = std::function<void(const std::string& calendar, Access access)>;
 
     explicit MailboxStore(Mailbox mailbox, Notice beforeCall = {});
 
@@ -62,7 +63,8 @@ class MailboxStore {
         std::map<std::string, std::optional<std::string>> items;
     };
 
-    AppointmentRecord RecordFor(const std::string& calendar, std::string_view id) const;
+    AppointmentRecord RecordFor(const std::string& calendar, std::string_view id,
+                                Access access = Access::Read) const;
     // Calls `visit` with each entry until it gives false.
     void Visit(const std::string& calendar, const std::function<bool(const Entry&)>& visit) const;
     // The calendar as the dry run has made it.

@@ -116,6 +116,7 @@ void WithLock(const WithLockOptions& options, Context& context) {
             return PrintDone("held " + options.calendar + " and ran " + options.program.front(),
                              context);
         }
+        RequireWritableCalendars(store.Owner());
         const HeldCalendar held(store.Owner(), options.calendar);
         context.programStatus = StartHeld(options, commandLine).Wait();
     } catch (const Failure& failure) {

@@ -8,6 +8,7 @@
 #include "remote/AdminHost.h"
 #include "tools/admin/CalendarLibrary.h"
 #include "tools/admin/Failure.h"
+#include "tools/admin/store/RepairFiles.h"
 
 namespace tarnwick::admin {
 namespace {
@@ -19,16 +20,6 @@ std::string FolderOfFile(const std::string& path) {
 bool IsFolder(const std::string& path) {
     const DWORD attributes = GetFileAttributesA(path.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-}
-
-// A right to write may be missing at the folder, its share or its disk; only a file tells. The
-// system takes it away with its handle, also when this process is ended.
-bool CanHoldFiles(const std::string& folder) {
-    const std::string name =
-        folder + "\\tarnwick-doctor-" + std::to_string(GetCurrentProcessId()) + ".tmp";
-    return FileHandle(CreateFileA(name.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW,
-                                  FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr))
-        .IsValid();
 }
 
 bool IsOnOtherMachine(const std::string& path) {
@@ -67,7 +58,7 @@ std::string WholePathOf(const std::string& path) {
 
 FolderState LookAtFolder(const std::string& path) {
     FolderState state{path, IsFolder(path)};
-    state.isWritable = state.isThere && CanHoldFiles(path);
+    state.isWritable = state.isThere && CanMakeFiles(path);
     state.isShared = IsOnOtherMachine(path);
     return state;
 }

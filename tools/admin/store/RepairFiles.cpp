@@ -26,6 +26,15 @@ bool WriteNew(const std::string& path, std::string_view bytes) {
 
 }  // namespace
 
+bool CanMakeFiles(const std::string& folder) {
+    // A right may be missing at the folder, its share or its disk. The system takes the file away
+    // with its handle, also when this process is ended.
+    const std::string name = folder + "\\tarnwick-probe-" + std::to_string(GetCurrentProcessId());
+    return FileHandle(CreateFileA(name.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW,
+                                  FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr))
+        .IsValid();
+}
+
 std::optional<std::string> SetAside(const std::string& path) {
     if (!FileExists(path)) return std::string();
     const std::string kept = FreeName(path);

@@ -28,6 +28,9 @@ std::optional<std::string> KeepCopy(const std::string& path);
 // was before.
 bool WriteAnew(const std::string& path, std::string_view bytes);
 
+// Whether this account can make files in the folder: tried with one that goes when it is closed.
+bool CanMakeFiles(const std::string& folder);
+
 // Renames to a name that is free, waiting for readers that hold the file.
 bool MoveInPlace(const std::string& from, const std::string& to);
 

@@ -216,6 +216,16 @@ void TellWait(const Finding& finding, const WaitReport& wait) {
          std::to_string(rule->patienceSeconds + kMoreWaits + 1) + " s at most");
 }
 
+// Without the right to make files a lock would be waited for in vain.
+Outcome MendUnlessRefused(const Finding& finding, bool dryRun, const WaitReport& wait) {
+    if (dryRun) return Mend(finding, true);
+    if (!CanMakeFiles(finding.folder)) {
+        return Left("this account cannot make files in the folder; see its rights");
+    }
+    TellWait(finding, wait);
+    return Mend(finding, false);
+}
+
 // Locks first, so that nothing waits for those who have ended; and what is in the way goes before
 // something takes its place.
 int Rank(const Finding& finding) {
@@ -252,8 +262,7 @@ std::vector<Finding> RecoverStore(const std::string& folder, const std::string& 
         for (const Finding& finding : found) {
             if (KindOf(finding.problem).repair == Repair::None) continue;
             if (!tried.insert(AttemptOf(finding)).second) continue;
-            if (!dryRun) TellWait(finding, wait);
-            const Outcome outcome = Mend(finding, dryRun);
+            const Outcome outcome = MendUnlessRefused(finding, dryRun, wait);
             report({finding.problem, finding.file, outcome.done, outcome.text});
             changed = changed || (outcome.done && !dryRun);
         }
