@@ -61,7 +61,7 @@ class LargeSource : public ByteSource {
 };
 
 TEST(IndexLimits, AnEntryThatEndsBeyondFourGibibytesIsNotTaken) {
-    const std::string last = Element("A", "1", "");
+    const std::string last = Element("A", "1", "<X>v</X>");
     for (const bool fits : {true, false}) {
         const ReportRecorder reports;
         const std::uint64_t blanks = 0xFFFFFFFF - kHeaderLength - last.size() + (fits ? 0 : 1);
