@@ -54,7 +54,8 @@ struct Usage {
 };
 
 TEST_F(Exports, LoadingCallingAndUnloadingLeavesNothingBehind) {
-    Put("Y11M08.CAL", "1\t2\tA\r\n1\t2\tB");
+    // So long that a buffer left behind by each module shows.
+    Put("Y11M08.CAL", "1\t2\tA\r\n1\t2\tB\r\n1\t2\t" + std::string(400, 'D'));
     module_.Close();
     Usage before;
     for (int round = 0; round < 1100; ++round) {
