@@ -8,6 +8,7 @@ namespace {
 thread_local int allocationsLeft = 0;  // up to the failing one; 0: none fails
 thread_local bool allFailAfter = false;
 thread_local bool anyFailed = false;
+thread_local int held = 0;
 
 bool FailsNow() {
     if (allocationsLeft > 0 && --allocationsLeft == 0) {
@@ -17,11 +18,17 @@ bool FailsNow() {
     return anyFailed && allFailAfter;
 }
 
+void Free(void* memory) {
+    if (memory != nullptr) --held;
+    std::free(memory);
+}
+
 }  // namespace
 
 void* operator new(std::size_t size) {
     if (!FailsNow()) {
-        if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
+        void* const memory = std::malloc(size == 0 ? 1 : size);
+        if (memory != nullptr) return ++held, memory;
     }
     throw std::bad_alloc();
 }
@@ -29,16 +36,16 @@ void* operator new[](std::size_t size) {
     return operator new(size);
 }
 void operator delete(void* memory) noexcept {
-    std::free(memory);
+    Free(memory);
 }
 void operator delete[](void* memory) noexcept {
-    std::free(memory);
+    Free(memory);
 }
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
-    std::free(memory);
+    Free(memory);
 }
 void operator delete[](void* memory, std::size_t /*size*/) noexcept {
-    std::free(memory);
+    Free(memory);
 }
 
 namespace tarnwick::testing {
@@ -56,6 +63,10 @@ FailingAllocations::~FailingAllocations() {
 
 bool FailingAllocations::Any() {
     return anyFailed;
+}
+
+int FailingAllocations::Held() {
+    return held;
 }
 
 }  // namespace tarnwick::testing

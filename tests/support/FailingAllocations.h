@@ -17,6 +17,8 @@ class FailingAllocations {
 
     // Whether any has failed so far.
     static bool Any();
+    // How many blocks of memory there are, at any time.
+    static int Held();
 };
 
 // Calls `attempt(number, andAllAfter)`, which gives whether an allocation failed, for each number

@@ -26,6 +26,17 @@ std::unique_ptr<RealIndex> Prepared(int count, const Change& prepare) {
     return index;
 }
 
+TEST(IndexFaults, AnIndexThatIsLoadedAgainHoldsNoMoreMemory) {
+    std::string many;
+    for (int name = 0; name < 999; ++name) {
+        many += "<" + std::to_string(name) + "></" + std::to_string(name) + ">";
+    }
+    RealIndex index(Index(9, Element("1", "1", many)));
+    std::vector<int> held;
+    while (held.size() < 4) index.Load({}), held.push_back(FailingAllocations::Held());
+    EXPECT_EQ(held[2], held[3]);
+}
+
 TEST(IndexFaults, AChangeWithoutMemoryLeavesTheIndexAsItWas) {
     const Change nothing = [](RealIndex&) {};
     const Change add = [](RealIndex& index) { index.Add(std::string(900, 'I')); };
