@@ -1,6 +1,5 @@
 #include "common/TextFile.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "common/Scan.h"
@@ -9,8 +8,14 @@
 namespace tarnwick {
 namespace {
 
-constexpr char kTextEnd = '\x1a';
 constexpr std::string_view kLineBreak = "\r\n";
+
+// What reading in text mode makes of a piece's text and its line break.
+std::string_view WithoutBreak(std::string_view piece) {
+    if (!piece.ends_with('\n')) return piece;
+    piece.remove_suffix(piece.ends_with(kLineBreak) ? kLineBreak.size() : 1);
+    return piece;
+}
 
 }  // namespace
 
@@ -39,35 +44,33 @@ void AppendTextMode(std::string& bytes, std::string_view text) {
     bytes.append(text, from);
 }
 
+std::size_t PieceLength(std::string_view bytes, std::size_t limit, FileMode mode) {
+    // A pair counts once, so its LF may stand one byte farther.
+    const std::size_t reach = limit + (mode == FileMode::Text ? 1 : 0);
+    const std::size_t lineEnd = FindByte(bytes.substr(0, reach), '\n');
+    if (lineEnd == kNotFound) return bytes.size() < reach ? kNotFound : limit;
+    const bool fits = lineEnd < limit || bytes[lineEnd - 1] == '\r';
+    return fits ? lineEnd + 1 : limit;
+}
+
 std::optional<std::string_view> LineReader::NextPiece() {
-    if (position_ == text_.size()) return std::nullopt;
-    const std::string_view rest = text_.substr(position_, pieceLimit_);
-    const std::size_t lineEnd = FindByte(rest, '\n');
-    const std::string_view piece = lineEnd == kNotFound ? rest : rest.substr(0, lineEnd + 1);
+    const std::string_view rest = text_.substr(position_);
+    if (rest.empty()) return std::nullopt;
+    const std::string_view piece = rest.substr(0, PieceLength(rest, pieceLimit_, FileMode::Binary));
     position_ += piece.size();
     return piece;
 }
 
 std::optional<std::string_view> TextModeLines::Next() {
-    // A piece may be as long as the limit and its line break be a pair.
-    std::string_view rest = bytes_.substr(position_, pieceLimit_ + 1);
-    std::size_t lineEnd = FindByte(rest, '\n');
-    if (const std::size_t textEnd = FindByte(rest.substr(0, lineEnd), kTextEnd);
-        textEnd != kNotFound) {
+    const std::string_view rest = bytes_.substr(position_);
+    std::string_view piece = rest.substr(0, PieceLength(rest, pieceLimit_, FileMode::Text));
+    if (const std::size_t textEnd = FindByte(piece, kTextEnd); textEnd != kNotFound) {
         bytes_ = bytes_.substr(0, position_ + textEnd);
-        rest = rest.substr(0, textEnd);
-        lineEnd = kNotFound;
+        piece = piece.substr(0, textEnd);
     }
-    if (rest.empty()) return std::nullopt;
-    std::size_t length = lineEnd == kNotFound ? rest.size() : lineEnd;
-    if (lineEnd != kNotFound && length > 0 && rest[length - 1] == '\r') --length;
-    if (lineEnd != kNotFound && length < pieceLimit_) {
-        position_ += lineEnd + 1;
-    } else {
-        length = std::min(length, pieceLimit_);
-        position_ += length;
-    }
-    return UpToNul(rest.substr(0, length));
+    if (piece.empty()) return std::nullopt;
+    position_ += piece.size();
+    return UpToNul(WithoutBreak(piece));
 }
 
 void LineRun::Add(std::string& bytes, std::string_view line) {

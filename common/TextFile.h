@@ -9,15 +9,27 @@
 
 namespace tarnwick {
 
+// The modes of the C runtime. In text mode a CR LF pair on disk is one LF to the reader, a Ctrl-Z
+// ends the file, and each LF is written as a pair.
+enum class FileMode { Binary, Text };
+
+inline constexpr char kTextEnd = '\x1a';
+
 // What reading in text mode makes of a file's bytes: each CR LF pair becomes LF, other CRs stay,
-// and a Ctrl-Z (0x1A) ends the text. Changes `bytes` in place.
+// and a Ctrl-Z ends the text. Changes `bytes` in place.
 void DecodeTextMode(std::string& bytes);
 
 // Appends `text` as writing in text mode puts it on disk: each LF becomes a CR LF pair.
 void AppendTextMode(std::string& bytes, std::string_view text);
 
-// Cuts a text into the pieces that fgets with a buffer of fixed size returns: up to and including
-// the next LF, at most `bufferSize` - 1 bytes; a longer line comes in several pieces.
+// Length of the first piece that fgets with a buffer of `limit` + 1 bytes returns of a file that
+// begins with `bytes`: up to and including the next LF, at most `limit`. In text mode a pair counts
+// as the one byte that it is to the reader, and is never cut. kNotFound when more bytes are needed
+// to tell; with none to come all of them are the piece.
+std::size_t PieceLength(std::string_view bytes, std::size_t limit, FileMode mode);
+
+// Cuts a text into the pieces that fgets with a buffer of fixed size returns; a longer line comes
+// in several pieces.
 class LineReader {
   public:
     // `text` must outlive the reader. `bufferSize` counts the terminator and is at least 2.

@@ -49,6 +49,23 @@ std::size_t FindClosingText(std::string_view text, std::string_view boundary, st
     return kNotFound;
 }
 
+std::string_view FirstPiece(std::string_view pieces) {
+    return pieces.substr(0, PieceLength(pieces, kLineBufferSize - 1, FileMode::Text));
+}
+
+// Where the piece begins that holds the byte at `position`.
+std::size_t PieceStart(std::string_view pieces, std::size_t position) {
+    // A piece begins behind every line break. Nothing stands before the first byte, so npos + 1 = 0
+    // serves there too.
+    std::size_t next = pieces.substr(0, position).rfind('\n') + 1;
+    std::size_t start = next;
+    while (next <= position) {
+        start = next;
+        next += FirstPiece(pieces.substr(start)).size();
+    }
+    return start;
+}
+
 // One message on its way from the old file to the new one.
 class AttachmentCopy {
   public:
@@ -141,8 +158,8 @@ std::size_t AttachmentCopy::FindClosingPiece(std::string_view pieces) const {
     for (std::size_t at = FindClosingText(pieces, boundary_, 0); at != kNotFound;
          at = FindClosingText(pieces, boundary_, at + 1)) {
         // One that two pieces share is in neither.
-        const std::size_t start = lines_.StartOf(pieces, at);
-        if (lines_.StartOf(pieces, at + boundary_.size() + kDashes.size() - 1) == start) {
+        const std::size_t start = PieceStart(pieces, at);
+        if (PieceStart(pieces, at + boundary_.size() + kDashes.size() - 1) == start) {
             return start;
         }
     }
@@ -157,7 +174,7 @@ void AttachmentCopy::CopyPartsToClosingLine() {
         copy_.Copy(pieces->substr(0, closing));
         if (closing == kNotFound) continue;
         // Kept for compatibility: what follows this line, the epilogue, is dropped.
-        closingLine_ = lines_.FirstOf(pieces->substr(closing));
+        closingLine_ = FirstPiece(pieces->substr(closing));
         break;
     }
     Put({kDashes, boundary_, "\n"});
@@ -169,7 +186,7 @@ void AttachmentCopy::CopyPartsToClosingLine() {
 void AttachmentCopy::CopyBodyAsPreamble() {
     while (const Line pieces = lines_.NextPieces()) {
         copy_.Copy(*pieces);
-        lastLine_ = pieces->substr(lines_.StartOf(*pieces, pieces->size() - 1));
+        lastLine_ = pieces->substr(PieceStart(*pieces, pieces->size() - 1));
     }
     Put({kDashes, newBoundary_, "\n"});
     copy_.Copy(contentType_);

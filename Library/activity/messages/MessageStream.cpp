@@ -6,63 +6,36 @@
 #include "common/Scan.h"
 
 namespace tarnwick {
-namespace {
-
-constexpr char kTextEnd = '\x1a';
-
-}  // namespace
 
 PieceReader::PieceReader(ByteSource& source, std::size_t bufferSize, FileMode mode)
     : source_(source), pieceLimit_(bufferSize - 1), mode_(mode), buffer_(2 * kStreamBlock, '\0') {}
 
 std::optional<std::string_view> PieceReader::NextPiece() {
-    std::size_t length = PieceLength(Unread());
-    while (length == 0 && Refill()) length = PieceLength(Unread());
+    std::size_t length = PieceLength(Unread(), pieceLimit_, mode_);
+    while (length == kNotFound && Refill()) length = PieceLength(Unread(), pieceLimit_, mode_);
     return Take(length);
 }
 
 std::optional<std::string_view> PieceReader::NextPieces() {
     std::size_t length = WholePieces(Unread());
-    while (length == 0 && Refill()) length = WholePieces(Unread());
+    while (length == kNotFound && Refill()) length = WholePieces(Unread());
     return Take(length);
 }
 
 // Without a length the stream ended before the piece did: what is left is the last one.
 std::optional<std::string_view> PieceReader::Take(std::size_t length) {
-    const std::string_view taken = Unread().substr(0, length == 0 ? kNotFound : length);
+    const std::string_view taken = Unread().substr(0, length);
     if (failed_ || taken.empty()) return std::nullopt;
     begin_ += taken.size();
     return taken;
 }
 
-std::string_view PieceReader::FirstOf(std::string_view pieces) const {
-    const std::size_t length = PieceLength(pieces);
-    return length == 0 ? pieces : pieces.substr(0, length);
-}
-
-std::size_t PieceReader::StartOf(std::string_view pieces, std::size_t position) const {
-    // Nothing stands before the first byte, so npos + 1 = 0 serves there too.
-    const std::size_t lineStart = pieces.substr(0, position).rfind('\n') + 1;
-    std::size_t offset = position - lineStart;
-    const bool pair = offset > 0 && pieces[position] == '\n' && pieces[position - 1] == '\r';
-    if (pair && mode_ == FileMode::Text) --offset;
-    return lineStart + offset / pieceLimit_ * pieceLimit_;
-}
-
-std::size_t PieceReader::PieceLength(std::string_view unread) const {
-    // A pair counts once, so its LF may stand one byte farther.
-    const std::size_t reach = pieceLimit_ + (mode_ == FileMode::Text ? 1 : 0);
-    const std::size_t lineEnd = FindByte(unread.substr(0, reach), '\n');
-    if (lineEnd == kNotFound) return unread.size() < reach ? 0 : pieceLimit_;
-    const bool fits = lineEnd < pieceLimit_ || unread[lineEnd - 1] == '\r';
-    return fits ? lineEnd + 1 : pieceLimit_;
-}
-
 std::size_t PieceReader::WholePieces(std::string_view unread) const {
     const std::size_t lineEnd = unread.rfind('\n');
     if (lineEnd != kNotFound) return lineEnd + 1;
+    if (unread.size() <= pieceLimit_) return kNotFound;
     // The last byte may be the CR of a pair, which then belongs to the piece before it.
-    return unread.empty() ? 0 : (unread.size() - 1) / pieceLimit_ * pieceLimit_;
+    return (unread.size() - 1) / pieceLimit_ * pieceLimit_;
 }
 
 bool PieceReader::Refill() {

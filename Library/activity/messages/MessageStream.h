@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "common/ByteSource.h"
+#include "common/TextFile.h"
 
 namespace tarnwick {
 
@@ -21,16 +22,12 @@ class ByteSink {
     virtual bool Write(std::string_view bytes) = 0;
 };
 
-// The modes of the C runtime. In text mode a CR LF pair on disk is one LF to the reader, a Ctrl-Z
-// ends the file, and each LF is written as a pair.
-enum class FileMode { Binary, Text };
-
-// Cuts a stream into the pieces that fgets with a buffer of fixed size returns: up to and including
-// the next LF, at most `bufferSize` - 1 bytes. A longer line comes in several pieces, and whoever
-// reads header lines takes each piece for a line of its own. Bytes are kept whole, NULs too.
+// Cuts a stream into the pieces that fgets with a buffer of fixed size returns (PieceLength). A
+// longer line comes in several, and whoever reads header lines takes each piece for a line of its
+// own. Bytes are kept whole, NULs too.
 //
-// In text mode a pair counts as the one byte that it is to the reader and is never cut, but pieces
-// are given as they lie on disk: what is only copied need not be decoded and encoded again.
+// In text mode too pieces are given as they lie on disk: what is only copied need not be decoded
+// and encoded again.
 class PieceReader {
   public:
     // `bufferSize` counts the terminator; 2 to kStreamBlock / 2.
@@ -43,15 +40,8 @@ class PieceReader {
     // Whether the pieces ended because a read failed.
     bool Failed() const { return failed_; }
 
-    // Within `pieces` that one call gave: the first of them, and where the one begins that holds
-    // the byte at `position`.
-    std::string_view FirstOf(std::string_view pieces) const;
-    std::size_t StartOf(std::string_view pieces, std::size_t position) const;
-
   private:
-    // Length of the first piece; 0 when more bytes are needed to tell.
-    std::size_t PieceLength(std::string_view unread) const;
-    // Length of all pieces that are surely whole.
+    // Length of all pieces that are surely whole; kNotFound when none is.
     std::size_t WholePieces(std::string_view unread) const;
     // Moves the unread bytes to the front and reads behind them; false when none came.
     bool Refill();
