@@ -15,8 +15,8 @@ namespace {
 
 // Waits of a second after which a block file counts as abandoned.
 constexpr std::uint32_t kAbandonedAfterWaits = 60;
-// Further tries to remove a block file that something holds open, a second apart.
-constexpr std::int32_t kRemoveRetries = 80;
+// Waits of a second for a block file to be removed that something holds open.
+constexpr int kRemoveWaits = 80;
 constexpr int kAccessDeniedReportLevel = 6;
 
 bool IsIndexUnblockModeSet() {
@@ -47,11 +47,8 @@ bool MayPass(DWORD error, const std::string& path) {
 }
 
 bool RemoveBlockFile(const std::string& path) {
-    // One try and 80 more: with the test before the wait the limit counts the waits allowed.
-    const RetryOutcome outcome =
-        RetryWhileRefused([&] { return RemoveFile(path); }, [] { return kRemoveRetries - 1; },
-                          GiveUpTest::BeforeWait);
-    return outcome != RetryOutcome::GivenUp;
+    return RetryWhileRefused([&] { return RemoveFile(path); }, [] { return kRemoveWaits; }) !=
+           RetryOutcome::GivenUp;
 }
 
 // The setting is kept to "_index.blk": a block of groups has to wait like any other.

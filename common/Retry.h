@@ -15,27 +15,30 @@ inline bool IsGone(DWORD error) {
 
 enum class RetryOutcome { Done, Gone, GivenUp };
 
-// Where a loop looks whether it has waited too often: a test after the wait makes its last wait in
-// vain, one before it does not.
-enum class GiveUpTest { BeforeWait, AfterWait };
+// Whether an attempt follows the last wait too.
+enum class LastWait { BeforeAttempt, InVain };
 
 // Calls `attempt` (true on success, else the reason is the thread's last error) until it succeeds,
-// fails because the file is gone, or the count of one-second waits exceeds `limit()`, which is
-// asked afresh each time. A limit of n makes n + 1 attempts with the test after the wait, n + 2
-// with the test before it. The last error is that of the last attempt.
-template <typename Attempt, typename Limit>
-RetryOutcome RetryWhileRefused(Attempt attempt, Limit limit, GiveUpTest test) {
-    for (std::int32_t waits = 0;;) {
+// fails because the file is gone, or fails behind `waitsAllowed()` waits of a second, which is
+// asked afresh for each failure: n waits make n + 1 attempts. With LastWait::InVain there is a wait
+// behind each of these, and the question comes after it. The last error is that of the last
+// attempt.
+//
+// Activity files have a loop of their own (ActivityReplacement.cpp): that one says in the log what
+// it waits for, and its deletes wait behind a try that succeeded.
+template <typename Attempt, typename WaitsAllowed>
+RetryOutcome RetryWhileRefused(Attempt attempt, WaitsAllowed waitsAllowed,
+                               LastWait last = LastWait::BeforeAttempt) {
+    for (std::int64_t waits = 0;; ++waits) {
         if (attempt()) return RetryOutcome::Done;
         const DWORD error = GetLastError();
         if (IsGone(error)) return RetryOutcome::Gone;
-        if (test == GiveUpTest::AfterWait || waits <= limit()) {
-            WaitMilliseconds(kPollMilliseconds);
-            ++waits;
-            if (test == GiveUpTest::BeforeWait || waits <= limit()) continue;
+        if (last == LastWait::InVain) WaitMilliseconds(kPollMilliseconds);
+        if (waits >= waitsAllowed()) {
+            SetLastError(error);
+            return RetryOutcome::GivenUp;
         }
-        SetLastError(error);
-        return RetryOutcome::GivenUp;
+        if (last == LastWait::BeforeAttempt) WaitMilliseconds(kPollMilliseconds);
     }
 }
 

@@ -52,7 +52,7 @@ struct WriterRule {
 bool RemoveBlockFile(const std::string& path) {
     const RetryOutcome outcome =
         RetryWhileRefused([&] { return RemoveFile(path); },
-                          [] { return SecondsOf(kUnBlockTimeout); }, GiveUpTest::AfterWait);
+                          [] { return SecondsOf(kUnBlockTimeout); }, LastWait::InVain);
     if (outcome == RetryOutcome::GivenUp) {
         char message[kPathCapacity + 64];
         std::snprintf(message, sizeof message, "Unable to remove blocking file %s\n", path.c_str());
@@ -61,11 +61,11 @@ bool RemoveBlockFile(const std::string& path) {
     return outcome == RetryOutcome::Done;
 }
 
-// The swap's deletes and moves fail while a reader holds the calendar open.
+// The swap's deletes and moves fail while a reader holds the calendar open. Kept for compatibility:
+// one wait more than the setting says.
 template <typename Attempt>
 void TryUntilApplied(Attempt attempt) {
-    RetryWhileRefused(
-        attempt, [] { return SecondsOf(kApplyTimeout); }, GiveUpTest::BeforeWait);
+    RetryWhileRefused(attempt, [] { return std::int64_t{SecondsOf(kApplyTimeout)} + 1; });
 }
 
 }  // namespace

@@ -11,8 +11,7 @@ namespace {
 
 constexpr std::uint32_t kDefaultWaitTimeoutSeconds = 100;
 constexpr std::uint32_t kWaitsPerMessage = 10;
-// Kept for compatibility: 81 waits, the last of them in vain.
-constexpr std::int32_t kRemoveRetries = 80;
+constexpr int kRemoveWaits = 80;
 
 // Kept for compatibility: read once, and a 0 is used as 0.
 std::uint32_t WaitTimeoutSeconds() {
@@ -115,8 +114,9 @@ bool WaitForAccessToFile(const std::string& path, File* handle, bool keepHandle,
 
 UnblockResult UnBlockIndexFileAccess_Notify(const std::string& path, File* handle) {
     CloseBlockHandle(path, handle);
-    const RetryOutcome outcome = RetryWhileRefused(
-        [&] { return RemoveFile(path); }, [] { return kRemoveRetries; }, GiveUpTest::AfterWait);
+    // Kept for compatibility: one wait more, in vain.
+    const RetryOutcome outcome = RetryWhileRefused([&] { return RemoveFile(path); },
+                                                   [] { return kRemoveWaits; }, LastWait::InVain);
     if (outcome == RetryOutcome::Done) return UnblockResult::Removed;
     if (outcome == RetryOutcome::Gone) {
         const DWORD error = GetLastError();

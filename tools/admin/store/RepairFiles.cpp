@@ -7,7 +7,7 @@
 namespace tarnwick::admin {
 namespace {
 
-constexpr std::int32_t kMoveWaits = 10;
+constexpr int kMoveWaits = 11;
 
 std::string FreeName(const std::string& path) {
     std::string kept = path + ".kept";
@@ -57,8 +57,8 @@ bool WriteAnew(const std::string& path, std::string_view bytes) {
 }
 
 bool MoveInPlace(const std::string& from, const std::string& to) {
-    return RetryWhileRefused([&] { return MoveToName(from, to); }, [] { return kMoveWaits; },
-                             GiveUpTest::BeforeWait) == RetryOutcome::Done;
+    return RetryWhileRefused([&] { return MoveToName(from, to); }, [] { return kMoveWaits; }) ==
+           RetryOutcome::Done;
 }
 
 }  // namespace tarnwick::admin
