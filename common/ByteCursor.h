@@ -12,19 +12,19 @@
 
 namespace tarnwick {
 
-// A set of bytes: those that have no bit which kLargest has not.
-template <unsigned char kLargest>
-struct BitsOf {
+// A set of bytes: those that have no bit which kBits has not.
+template <unsigned char kBits>
+struct BytesWithin {
     // Of 16 bytes those that belong to the set become -1.
     static __m128i In(__m128i lane) {
-        const __m128i others = _mm_set1_epi8(static_cast<char>(~kLargest));
+        const __m128i others = _mm_set1_epi8(static_cast<char>(~kBits));
         return _mm_cmpeq_epi8(_mm_and_si128(lane, others), _mm_setzero_si128());
     }
 };
 // NUL, line feed, Ctrl-Z, and five control characters that nobody writes.
-using LineEnds = BitsOf<'\n' | '\x1a'>;
+using LineEnds = BytesWithin<'\n' | '\x1a'>;
 // These, the tab and seven more; not the carriage return.
-using FieldEnds = BitsOf<'\t' | '\n' | '\x1a'>;
+using FieldEnds = BytesWithin<'\t' | '\n' | '\x1a'>;
 
 template <typename Set>
 class ByteCursor {

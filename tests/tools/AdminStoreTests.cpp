@@ -4,6 +4,7 @@
 #include <random>
 
 #include "common/Reports.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 #include "tools/admin/IndexPieces.h"
 
 namespace tarnwick::admin {

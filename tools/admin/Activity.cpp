@@ -4,6 +4,8 @@
 #include "common/Clock.h"
 #include "common/Text.h"
 #include "common/Waits.h"
+#include "Library/activity/ActivityReplacement.h"
+#include "Library/activity/ActivityStore.h"
 #include "tools/admin/Connections.h"
 #include "tools/admin/Console.h"
 #include "tools/admin/Json.h"

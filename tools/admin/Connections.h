@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/admin/ActivityLibrary.h"
+#include "Library/activity/ActivityFile.h"
 
 namespace tarnwick::admin {
 

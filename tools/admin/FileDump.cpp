@@ -6,6 +6,7 @@
 #include <span>
 
 #include "common/Scan.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 #include "tools/admin/IndexPieces.h"
 #include "tools/admin/Times.h"
 

@@ -4,6 +4,11 @@
 #include <memory>
 
 #include "common/Text.h"
+#include "Library/FolderFiles.h"
+#include "Library/FolderScan.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
+#include "Library/LIBStoreIndexSerialisation/StreamXMLStoreIndexSerialiser.h"
 #include "tools/admin/Console.h"
 #include "tools/admin/IndexPieces.h"
 #include "tools/admin/Json.h"

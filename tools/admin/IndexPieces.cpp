@@ -5,6 +5,9 @@
 #include <set>
 
 #include "common/Scan.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
+#include "Library/LIBStoreIndexSerialisation/IndexLoad.h"
+#include "Library/LIBStoreIndexSerialisation/IndexReader.h"
 
 namespace tarnwick::admin {
 namespace {

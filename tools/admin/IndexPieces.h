@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/admin/IndexLibrary.h"
+#include "Library/LIBStoreIndexSerialisation/StoreIndex.h"
 
 namespace tarnwick::admin {
 

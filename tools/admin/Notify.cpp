@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "common/Text.h"
-#include "tools/admin/ActivityLibrary.h"
+#include "Library/activity/NotifyFlags.h"
 #include "tools/admin/Console.h"
 #include "tools/admin/Json.h"
 #include "tools/admin/StorePlaces.h"

@@ -5,10 +5,12 @@
 #include "common/Clock.h"
 #include "common/Retry.h"
 #include "common/Text.h"
+#include "Library/activity/FolderPlace.h"
+#include "Library/activity/StoreSettings.h"
 #include "Library/convert/TextEncoding.h"
+#include "Library/IndexBlockFile.h"
 #include "tools/admin/CalendarLibrary.h"
 #include "tools/admin/Console.h"
-#include "tools/admin/IndexLibrary.h"
 
 namespace tarnwick::admin {
 namespace {
