@@ -47,7 +47,7 @@ bool WriteFlag(const std::string& path, std::string_view text) {
 
 }  // namespace
 
-const char* MessageFileExtension(std::uint32_t folderType) {
+const char* MessageFileExtension(FolderType folderType) {
     switch (folderType) {
         case kMailFolder:
             return "MAI";

@@ -7,19 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
+
 namespace tarnwick {
 
-// The folder types of the store, as every index operation receives them.
-enum FolderType : std::uint32_t {
-    kMailFolder = 0,
-    kContactsFolder = 1,
-    kCalendarFolder = 2,
-    kTaskFolder = 3,
-    kGroupsFolder = 54,
-};
-
 // Extension of the message files of a folder type, without the dot; null for any other number.
-const char* MessageFileExtension(std::uint32_t folderType);
+const char* MessageFileExtension(FolderType folderType);
 
 struct MessageFile {
     std::string name;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "common/Files.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 #include "Library/LIBStoreIndexSerialisation/StoreIndex.h"
 
 namespace tarnwick {
@@ -21,8 +22,8 @@ struct FolderDetails {
 // What the operations below work on. The caller sets the folder before it opens the index and
 // changes the entries between open and commit; it is not for use by two threads at once.
 struct FolderIndex {
-    std::string folder;            // full path without a backslash at the end
-    std::uint32_t folderType = 0;  // FolderFiles.h
+    std::string folder;  // full path without a backslash at the end
+    FolderType folderType = kMailFolder;
     // Where the folder's details go when it is closed; without a name they are not written.
     std::string dataDirectory;
     std::string postoffice;
@@ -32,7 +33,7 @@ struct FolderIndex {
     bool open = false;
     // Of what the entries were loaded.
     std::string loadedFolder;
-    std::uint32_t loadedType = 0;
+    FolderType loadedType = kMailFolder;
 };
 
 enum StoreOpenMode : int {

@@ -18,7 +18,7 @@ std::string IndexPath(const FolderIndex& index) {
     return IndexFilePath(index.folder, index.folderType);
 }
 
-bool HasOwnScan(std::uint32_t folderType) {
+bool HasOwnScan(FolderType folderType) {
     return folderType != kCalendarFolder && folderType != kTaskFolder;
 }
 

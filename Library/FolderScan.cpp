@@ -35,7 +35,7 @@ std::string ReadUpTo(const std::string& path, std::size_t limit) {
 
 // SIZE (bytes), the time of the last write in seconds since 1970, and what the content gives: that
 // comes later and so counts more. A file that cannot be read gives the first two alone.
-void AddFile(StoreIndex& index, const std::string& folder, std::uint32_t folderType,
+void AddFile(StoreIndex& index, const std::string& folder, FolderType folderType,
              const MessageFile& file) {
     StoreIndex::Entry* const entry = index.Add(file.name);
     if (entry == nullptr) return;
@@ -50,7 +50,7 @@ void AddFile(StoreIndex& index, const std::string& folder, std::uint32_t folderT
     }
 }
 
-void AddFiles(StoreIndex& index, const std::string& folder, std::uint32_t folderType,
+void AddFiles(StoreIndex& index, const std::string& folder, FolderType folderType,
               const std::vector<MessageFile>& files) {
     IdSet known;
     for (const StoreIndex::Entry& entry : index.InPositionOrder()) known.emplace(entry.Id());
@@ -86,7 +86,7 @@ FolderScan InstalledFolderScan() {
     return scan == nullptr ? DefaultFolderScan : scan;
 }
 
-bool AddUnknownFiles(StoreIndex& index, const std::string& folder, std::uint32_t folderType) {
+bool AddUnknownFiles(StoreIndex& index, const std::string& folder, FolderType folderType) {
     const char* const extension = MessageFileExtension(folderType);
     if (extension == nullptr) return false;
     const auto files = ListMessageFiles(folder, extension);
@@ -95,7 +95,7 @@ bool AddUnknownFiles(StoreIndex& index, const std::string& folder, std::uint32_t
     return true;
 }
 
-bool DefaultFolderScan(StoreIndex& index, const std::string& folder, std::uint32_t folderType) {
+bool DefaultFolderScan(StoreIndex& index, const std::string& folder, FolderType folderType) {
     const char* const extension = MessageFileExtension(folderType);
     if (extension == nullptr) return false;
     const auto files = ListMessageFiles(folder, extension);

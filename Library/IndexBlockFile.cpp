@@ -74,7 +74,7 @@ struct IndexBlockRule {
 
 }  // namespace
 
-std::string IndexBlockPath(const std::string& folder, std::uint32_t folderType) {
+std::string IndexBlockPath(const std::string& folder, FolderType folderType) {
     // A path that is too long is cut, and two such folders may wait for each other's block.
     return FormatPath(folderType == kGroupsFolder ? "%s\\_groups.blk" : "%s\\_index.blk", {folder});
 }

@@ -5,13 +5,13 @@
 #include <string>
 
 #include "common/Files.h"
-#include "Library/FolderFiles.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 
 namespace tarnwick {
 
 // Path of the block file of a folder, cut to 1023 characters: "_groups.blk" in a group folder,
 // "_index.blk" in every other.
-std::string IndexBlockPath(const std::string& folder, std::uint32_t folderType);
+std::string IndexBlockPath(const std::string& folder, FolderType folderType);
 
 // Waits for the block file at `path` and creates it. The open file is the lock; it is not open when
 // the wait gave up (the folder is gone, its name is not valid, or a block file stands that cannot
@@ -31,7 +31,7 @@ void ReleaseIndexBlock(File& lock, const std::string& path);
 // whatever happens in between.
 class IndexBlock {
   public:
-    IndexBlock(const std::string& folder, std::uint32_t folderType)
+    IndexBlock(const std::string& folder, FolderType folderType)
         : path_(IndexBlockPath(folder, folderType)), file_(WaitForAccessToIndexFileEx(path_)) {}
     ~IndexBlock();
     IndexBlock(const IndexBlock&) = delete;

@@ -2,7 +2,6 @@
 
 #include "common/Reports.h"
 #include "Library/ExceptionReport.h"
-#include "Library/FolderFiles.h"
 #include "Library/FolderScan.h"
 #include "Library/LIBStoreIndexSerialisation/IndexSettings.h"
 
@@ -14,7 +13,7 @@ bool BackupsEnabled() {
 }
 
 std::uint32_t LoadAndCatch(StoreIndexSerialiser& serialiser, StoreIndex& index,
-                           const std::string& folder, std::uint32_t folderType,
+                           const std::string& folder, FolderType folderType,
                            const DeserialiseRequest& request) {
     try {
         return serialiser.Deserialise(index, folder, folderType, request);
@@ -45,7 +44,7 @@ void ReportFailure(const std::string& folder, const char* what) {
 
 // The backup takes the index's place and the folder's files tell what it does not know yet.
 std::uint32_t LoadBackup(SerialiserOwner& serialiser, StoreIndex& index, const std::string& folder,
-                         std::uint32_t folderType, const DeserialiseRequest& request) {
+                         FolderType folderType, const DeserialiseRequest& request) {
     StoreIndexSerialiser& recovering = *serialiser;
     const bool restored = recovering.RestoreBackup(folder);
     UnindexedStoreIndexSerialiser wrapper(std::move(serialiser), WrappedLoad::Plain);
@@ -73,7 +72,7 @@ std::uint32_t LoadBackup(SerialiserOwner& serialiser, StoreIndex& index, const s
 }
 
 std::uint32_t Recover(SerialiserOwner& serialiser, StoreIndex& index, const std::string& folder,
-                      std::uint32_t folderType, const DeserialiseRequest& request) {
+                      FolderType folderType, const DeserialiseRequest& request) {
     if (!BackupsEnabled() || !serialiser->SupportsRecovery()) {
         ReportFailure(folder, "");
         return kLoadFailed;
@@ -87,7 +86,7 @@ std::uint32_t Recover(SerialiserOwner& serialiser, StoreIndex& index, const std:
     return kLoadFailed;
 }
 
-bool ScanByType(StoreIndex& index, const std::string& folder, std::uint32_t folderType) {
+bool ScanByType(StoreIndex& index, const std::string& folder, FolderType folderType) {
     switch (folderType) {
         case kMailFolder:
         case kContactsFolder:
@@ -107,7 +106,7 @@ bool ScanByType(StoreIndex& index, const std::string& folder, std::uint32_t fold
 }  // namespace
 
 std::uint32_t LoadWithRecovery(SerialiserOwner& serialiser, StoreIndex& index,
-                               const std::string& folder, std::uint32_t folderType,
+                               const std::string& folder, FolderType folderType,
                                const DeserialiseRequest& request, BackupWish backup) {
     if (serialiser == nullptr) {
         index.SetLoadStatus(kLoadFailed);
@@ -128,7 +127,7 @@ std::uint32_t LoadWithRecovery(SerialiserOwner& serialiser, StoreIndex& index,
 
 std::uint32_t UnindexedStoreIndexSerialiser::LoadWrapped(StoreIndex& index,
                                                          const std::string& folder,
-                                                         std::uint32_t folderType,
+                                                         FolderType folderType,
                                                          const DeserialiseRequest& request) {
     // All of it: an entry that is not loaded would be taken for a file without one.
     DeserialiseRequest full = request;
@@ -140,7 +139,7 @@ std::uint32_t UnindexedStoreIndexSerialiser::LoadWrapped(StoreIndex& index,
 
 std::uint32_t UnindexedStoreIndexSerialiser::Deserialise(StoreIndex& index,
                                                          const std::string& folder,
-                                                         std::uint32_t folderType,
+                                                         FolderType folderType,
                                                          const DeserialiseRequest& request) {
     index.SetIdFilter({});
     if (wrapped_ == nullptr) {

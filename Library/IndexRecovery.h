@@ -34,7 +34,7 @@ enum class BackupWish { None, Refresh };
 // No serialiser (there was no memory for it) is a failed load.
 // `serialiser` may be moved into a wrapper of it and is then empty.
 std::uint32_t LoadWithRecovery(SerialiserOwner& serialiser, StoreIndex& index,
-                               const std::string& folder, std::uint32_t folderType,
+                               const std::string& folder, FolderType folderType,
                                const DeserialiseRequest& request, BackupWish backup);
 
 // How the wrapped serialiser is called.
@@ -57,17 +57,17 @@ class UnindexedStoreIndexSerialiser : public StoreIndexSerialiser {
         : wrapped_(std::move(wrapped)), load_(load) {}
     virtual ~UnindexedStoreIndexSerialiser() = default;
 
-    bool Serialise(StoreIndex&, const std::string&, std::uint32_t) override { return false; }
+    bool Serialise(StoreIndex&, const std::string&, FolderType) override { return false; }
     // Mail and contacts: the installed scan (FolderScan.h). Calendar and tasks: an entry for each
     // file that has none. Groups: an empty index. Any other type fails.
-    std::uint32_t Deserialise(StoreIndex& index, const std::string& folder,
-                              std::uint32_t folderType, const DeserialiseRequest& request) override;
+    std::uint32_t Deserialise(StoreIndex& index, const std::string& folder, FolderType folderType,
+                              const DeserialiseRequest& request) override;
     bool RequiresFullLoad() override { return true; }
     bool SupportsRecovery() override { return false; }
 
   private:
-    std::uint32_t LoadWrapped(StoreIndex& index, const std::string& folder,
-                              std::uint32_t folderType, const DeserialiseRequest& request);
+    std::uint32_t LoadWrapped(StoreIndex& index, const std::string& folder, FolderType folderType,
+                              const DeserialiseRequest& request);
 
     SerialiserOwner wrapped_;
     WrappedLoad load_;

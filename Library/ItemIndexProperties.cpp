@@ -10,7 +10,6 @@
 #include "Library/convert/CalendarReader.h"
 #include "Library/convert/ContactReader.h"
 #include "Library/convert/PropertyNames.h"
-#include "Library/FolderFiles.h"
 
 namespace tarnwick {
 namespace {
@@ -152,12 +151,12 @@ Properties CalendarProperties(std::string_view text) {
 
 }  // namespace
 
-std::size_t ItemTextLimit(std::uint32_t folderType) {
+std::size_t ItemTextLimit(FolderType folderType) {
     if (folderType == kGroupsFolder) return 0;
     return folderType == kMailFolder ? kMailHeaderLimit : kItemTextLimit;
 }
 
-std::vector<NamedValue> ItemIndexProperties(std::uint32_t folderType, std::string_view text) {
+std::vector<NamedValue> ItemIndexProperties(FolderType folderType, std::string_view text) {
     text = text.substr(0, ItemTextLimit(folderType));
     switch (folderType) {
         case kMailFolder:

@@ -39,17 +39,17 @@ SerialiserOwner LoaderByPresence(const std::string& folder, const LoaderChoice& 
 
 }  // namespace
 
-IndexPresence LookForIndex(const std::string& folder, std::uint32_t folderType) {
+IndexPresence LookForIndex(const std::string& folder, FolderType folderType) {
     if (FileExists(IndexFilePath(folder, folderType))) return IndexPresence::There;
     return IsGone(GetLastError()) ? IndexPresence::Gone : IndexPresence::CannotTell;
 }
 
-bool IsAlwaysScanned(std::uint32_t folderType) {
+bool IsAlwaysScanned(FolderType folderType) {
     static const bool calendars = RegistryDwordOr(kProductKey, "Calendar ReIndex Mode", 0) != 0;
     return folderType == kCalendarFolder && calendars;
 }
 
-SerialiserOwner ChooseLoader(const std::string& folder, std::uint32_t folderType,
+SerialiserOwner ChooseLoader(const std::string& folder, FolderType folderType,
                              const LoaderChoice& choice, IndexPresence presence) {
     SerialiserOwner loader = LoaderByPresence(folder, choice, presence);
     if (loader == nullptr || !IsAlwaysScanned(folderType)) return loader;
@@ -69,7 +69,7 @@ bool SaverRequiresFullLoad() {
     return saver != nullptr && saver->RequiresFullLoad();
 }
 
-bool SaveByChoice(StoreIndex& index, const std::string& folder, std::uint32_t folderType) {
+bool SaveByChoice(StoreIndex& index, const std::string& folder, FolderType folderType) {
     const SerialiserOwner saver = ChooseSaver();
     if (saver == nullptr) return false;
     // A saver that always writes the whole file would lose what was not loaded.

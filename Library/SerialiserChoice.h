@@ -7,7 +7,7 @@ namespace tarnwick {
 
 // Whether a folder has an index; CannotTell when the look-up itself failed.
 enum class IndexPresence { There, Gone, CannotTell };
-IndexPresence LookForIndex(const std::string& folder, std::uint32_t folderType);
+IndexPresence LookForIndex(const std::string& folder, FolderType folderType);
 
 struct LoaderChoice {
     bool reindexIfFlagged = false;  // scan the files when the folder is marked as changed
@@ -17,7 +17,7 @@ struct LoaderChoice {
 // The loader for a folder whose index is there or not. Without an index there is nothing to load:
 // the loader scans the files, or gives an empty index when it was not to look whether the folder is
 // marked. None when it cannot be told whether there is one.
-SerialiserOwner ChooseLoader(const std::string& folder, std::uint32_t folderType,
+SerialiserOwner ChooseLoader(const std::string& folder, FolderType folderType,
                              const LoaderChoice& choice, IndexPresence presence);
 
 // What reads an index that is there, without a scan.
@@ -25,7 +25,7 @@ SerialiserOwner ChooseReader();
 
 // Whether every load of such a folder looks through the files (calendars, when the registry says
 // so).
-bool IsAlwaysScanned(std::uint32_t folderType);
+bool IsAlwaysScanned(FolderType folderType);
 
 SerialiserOwner ChooseSaver();
 
@@ -33,6 +33,6 @@ SerialiserOwner ChooseSaver();
 bool SaverRequiresFullLoad();
 
 // Saves by the chosen class; false also when it needs a whole index and this is a part of one.
-bool SaveByChoice(StoreIndex& index, const std::string& folder, std::uint32_t folderType);
+bool SaveByChoice(StoreIndex& index, const std::string& folder, FolderType folderType);
 
 }  // namespace tarnwick

@@ -54,7 +54,8 @@ double LoadTime(const std::string& folder, int rounds) {
         [&] {
             StoreIndex index;
             Serialiser serialiser;
-            if (serialiser.Deserialise(index, folder, 0, {}) != kLoadFull) std::printf("failed\n");
+            if (serialiser.Deserialise(index, folder, kMailFolder, {}) != kLoadFull)
+                std::printf("failed\n");
         },
         rounds);
 }
@@ -65,7 +66,7 @@ double SaveTime(StoreIndex& index, const std::string& folder, int rounds) {
         [&] {
             Serialiser serialiser;
             index.InvalidateExtents();
-            if (!serialiser.Serialise(index, folder, 0)) std::printf("failed\n");
+            if (!serialiser.Serialise(index, folder, kMailFolder)) std::printf("failed\n");
         },
         rounds);
 }

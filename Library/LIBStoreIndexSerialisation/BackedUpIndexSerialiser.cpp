@@ -11,7 +11,7 @@ namespace {
 
 // Of a group folder too, whose own index so has no copies; kept for compatibility.
 std::string IndexPath(const std::string& folder) {
-    return IndexFilePath(folder, 0);
+    return IndexFilePath(folder, kMailFolder);
 }
 std::string BackupPath(const std::string& folder) {
     return IndexPath(folder) + ".bak";

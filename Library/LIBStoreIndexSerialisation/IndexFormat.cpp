@@ -47,8 +47,8 @@ inline void AppendInLanes(ByteBuffer& output, std::string_view tag) {
 
 }  // namespace
 
-std::string IndexFilePath(const std::string& folder, std::uint32_t folderType) {
-    return folder + (folderType == kGroupFolder ? "\\_groups.xml" : "\\_index.xml");
+std::string IndexFilePath(const std::string& folder, FolderType folderType) {
+    return folder + (folderType == kGroupsFolder ? "\\_groups.xml" : "\\_index.xml");
 }
 
 // Zeros keep it at 33 bytes: a save overwrites it where it stands, and nothing may move.

@@ -30,10 +30,17 @@ inline constexpr std::size_t kTagLimit = 1024;
 // fields are a few kilobytes.
 inline constexpr std::size_t kTextLimit = std::size_t{1} << 24;
 
-inline constexpr std::uint32_t kGroupFolder = 54;
+// The folder types of the store, as every index operation receives them.
+enum FolderType : std::uint32_t {
+    kMailFolder = 0,
+    kContactsFolder = 1,
+    kCalendarFolder = 2,
+    kTaskFolder = 3,
+    kGroupsFolder = 54,
+};
 
-// The index file of a folder: "_groups.xml" for a group folder, else "_index.xml".
-std::string IndexFilePath(const std::string& folder, std::uint32_t folderType);
+// The index file of a folder: "_groups.xml" for a groups folder, else "_index.xml".
+std::string IndexFilePath(const std::string& folder, FolderType folderType);
 
 // The 33 bytes that begin a file in the current format.
 std::string IndexHeader(std::uint32_t lastUid);

@@ -225,7 +225,7 @@ MSXMLStoreIndexSerialiser::MSXMLStoreIndexSerialiser()
     : oldFormat_(StoredIndexSettings().domWritesOldFormat == 1) {}
 
 std::uint32_t MSXMLStoreIndexSerialiser::Deserialise(StoreIndex& index, const std::string& folder,
-                                                     std::uint32_t folderType,
+                                                     FolderType folderType,
                                                      const DeserialiseRequest& /*request*/) {
     const ComApartment apartment;
     const std::string path = IndexFilePath(folder, folderType);
@@ -250,7 +250,7 @@ std::uint32_t MSXMLStoreIndexSerialiser::Deserialise(StoreIndex& index, const st
 }
 
 bool MSXMLStoreIndexSerialiser::Serialise(StoreIndex& index, const std::string& folder,
-                                          std::uint32_t folderType) {
+                                          FolderType folderType) {
     const ComApartment apartment;
     // Also when nothing is saved: the filter ends, and the next stream save is a full one.
     index.InvalidateExtents();

@@ -17,10 +17,10 @@ class MSXMLStoreIndexSerialiser : public BackedUpIndexSerialiser {
     // The eleventh operation of its table.
     virtual ~MSXMLStoreIndexSerialiser() = default;
 
-    bool Serialise(StoreIndex& index, const std::string& folder, std::uint32_t folderType) override;
+    bool Serialise(StoreIndex& index, const std::string& folder, FolderType folderType) override;
     // Reads everything whatever the request; entries that a stream save blanked are left out.
-    std::uint32_t Deserialise(StoreIndex& index, const std::string& folder,
-                              std::uint32_t folderType, const DeserialiseRequest& request) override;
+    std::uint32_t Deserialise(StoreIndex& index, const std::string& folder, FolderType folderType,
+                              const DeserialiseRequest& request) override;
     bool RequiresFullLoad() override { return true; }
     bool SupportsRecovery() override { return false; }
 

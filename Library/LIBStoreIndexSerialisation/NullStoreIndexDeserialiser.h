@@ -8,8 +8,8 @@ namespace tarnwick {
 // Loads nothing, successfully; cannot save.
 class NullStoreIndexDeserialiser : public StoreIndexSerialiser {
   public:
-    bool Serialise(StoreIndex&, const std::string&, std::uint32_t) override { return false; }
-    std::uint32_t Deserialise(StoreIndex& index, const std::string&, std::uint32_t,
+    bool Serialise(StoreIndex&, const std::string&, FolderType) override { return false; }
+    std::uint32_t Deserialise(StoreIndex& index, const std::string&, FolderType,
                               const DeserialiseRequest&) override {
         index.Clear();
         index.SetLoadStatus(kLoadFull);

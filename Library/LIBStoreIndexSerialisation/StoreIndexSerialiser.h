@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 #include "Library/LIBStoreIndexSerialisation/StoreIndex.h"
 
 namespace tarnwick {
@@ -15,20 +16,18 @@ struct DeserialiseRequest {
     bool verifyFiles = false;         // leave entries out whose message file is missing
 };
 
-// Folder directories come without a backslash at the end; folder types are 0 mail, 1 contacts,
-// 2 calendar, 3 tasks, 54 groups. The backup operations work on "_index.xml" whatever the type.
+// Folder directories come without a backslash at the end. The backup operations work on
+// "_index.xml" whatever the folder's type.
 class StoreIndexSerialiser {
   public:
     virtual void CreateBackup(const std::string& /*folder*/) {}
     virtual bool RestoreBackup(const std::string& /*folder*/) { return false; }
     virtual bool QuarantineIndex(const std::string& /*folder*/) { return false; }
     // True when the file was written or nothing needed writing.
-    virtual bool Serialise(StoreIndex& index, const std::string& folder,
-                           std::uint32_t folderType) = 0;
+    virtual bool Serialise(StoreIndex& index, const std::string& folder, FolderType folderType) = 0;
     // The load status (StoreIndex.h).
     virtual std::uint32_t Deserialise(StoreIndex& index, const std::string& folder,
-                                      std::uint32_t folderType,
-                                      const DeserialiseRequest& request) = 0;
+                                      FolderType folderType, const DeserialiseRequest& request) = 0;
     virtual bool RequiresFullLoad() = 0;
     virtual bool SupportsRecovery() = 0;
     virtual bool BackupExists(const std::string& /*folder*/) { return false; }

@@ -13,7 +13,7 @@ namespace tarnwick {
 
 std::uint32_t StreamXMLStoreIndexSerialiser::Deserialise(StoreIndex& index,
                                                          const std::string& folder,
-                                                         std::uint32_t folderType,
+                                                         FolderType folderType,
                                                          const DeserialiseRequest& request) {
     const std::string path = IndexFilePath(folder, folderType);
     IndexLoad load;
@@ -40,7 +40,7 @@ std::uint32_t StreamXMLStoreIndexSerialiser::Deserialise(StoreIndex& index,
 }
 
 bool StreamXMLStoreIndexSerialiser::Serialise(StoreIndex& index, const std::string& folder,
-                                              std::uint32_t folderType) {
+                                              FolderType folderType) {
     const std::string path = IndexFilePath(folder, folderType);
     SaveKind kind = ChooseSave(index, StampOf(path), folder, path);
     if (kind == SaveKind::Nothing) return true;

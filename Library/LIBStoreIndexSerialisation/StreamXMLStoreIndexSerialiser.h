@@ -12,9 +12,9 @@ namespace tarnwick {
 // It adds no operation to the ten of its base; a destructor would be an eleventh.
 class StreamXMLStoreIndexSerialiser final : public BackedUpIndexSerialiser {
   public:
-    bool Serialise(StoreIndex& index, const std::string& folder, std::uint32_t folderType) override;
-    std::uint32_t Deserialise(StoreIndex& index, const std::string& folder,
-                              std::uint32_t folderType, const DeserialiseRequest& request) override;
+    bool Serialise(StoreIndex& index, const std::string& folder, FolderType folderType) override;
+    std::uint32_t Deserialise(StoreIndex& index, const std::string& folder, FolderType folderType,
+                              const DeserialiseRequest& request) override;
     bool RequiresFullLoad() override { return false; }
     bool SupportsRecovery() override { return true; }
 };

@@ -23,7 +23,7 @@ using testing::WriteBytesTo;
 template <typename Serialiser>
 std::string Loaded(const std::string& folder) {
     StoreIndex index;
-    const std::uint32_t status = Serialiser().Deserialise(index, folder, 0, {});
+    const std::uint32_t status = Serialiser().Deserialise(index, folder, kMailFolder, {});
     return std::to_string(status) + " " + std::to_string(index.LastUid()) + " " +
            testing::Describe(index);
 }
@@ -31,7 +31,7 @@ std::string Loaded(const std::string& folder) {
 // Saves with the DOM; false also when it throws.
 bool DomSaves(StoreIndex& index, const std::string& folder) {
     try {
-        return MSXMLStoreIndexSerialiser().Serialise(index, folder, 0);
+        return MSXMLStoreIndexSerialiser().Serialise(index, folder, kMailFolder);
     } catch (const _com_error&) {
         return false;
     }
@@ -75,7 +75,7 @@ TEST_P(DomSerialiser, KeepsWhatXmlCanHoldAndTheStreamReadsIt) {
         const std::string loaded = std::string("3 9 ") + row.loaded;
         EXPECT_EQ(Loaded<MSXMLStoreIndexSerialiser>(folder), loaded);
         StoreIndex index;
-        MSXMLStoreIndexSerialiser().Deserialise(index, folder, 0, {});
+        MSXMLStoreIndexSerialiser().Deserialise(index, folder, kMailFolder, {});
         EXPECT_TRUE(DomSaves(index, folder));
         const std::string saved = ReadBytesOf(folder + "\\_index.xml");
         EXPECT_TRUE(!oldFormat || saved.starts_with(row.saved)) << saved;
@@ -85,10 +85,10 @@ TEST_P(DomSerialiser, KeepsWhatXmlCanHoldAndTheStreamReadsIt) {
         EXPECT_EQ(Loaded<MSXMLStoreIndexSerialiser>(folder), loaded);
         EXPECT_EQ(Loaded<StreamXMLStoreIndexSerialiser>(folder), loaded);
         StoreIndex again;
-        StreamXMLStoreIndexSerialiser().Deserialise(again, folder, 0, {});
+        StreamXMLStoreIndexSerialiser().Deserialise(again, folder, kMailFolder, {});
         EXPECT_EQ(again.FileStamp(), index.FileStamp());
         EXPECT_FALSE(index.ExtentsTrusted());
-        EXPECT_TRUE(StreamXMLStoreIndexSerialiser().Serialise(again, folder, 0));
+        EXPECT_TRUE(StreamXMLStoreIndexSerialiser().Serialise(again, folder, kMailFolder));
         EXPECT_EQ(Loaded<MSXMLStoreIndexSerialiser>(folder), loaded);
     }
 }

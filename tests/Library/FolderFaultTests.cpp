@@ -23,7 +23,7 @@ using testing::WriteBytesTo;
 
 struct Life {
     const char* name;
-    std::uint32_t type;
+    FolderType type;
     int mode;
     bool closes;  // else it commits
     bool stored = true;
@@ -37,10 +37,10 @@ const Life kLives[] = {
 
 FolderIndex index;
 
-std::string Entry(const std::string& name, std::uint32_t type, int uid) {
+std::string Entry(const std::string& name, FolderType type, int uid) {
     return EntryText(name + MessageFileExtension(type), uid, "<SUBJECT>" + name + "</SUBJECT>");
 }
-std::string IndexFile(const std::string& folder, std::uint32_t type) {
+std::string IndexFile(const std::string& folder, FolderType type) {
     return folder + (type == kGroupsFolder ? "\\_groups.xml" : "\\_index.xml");
 }
 
@@ -156,7 +156,7 @@ constexpr int kKeptFiles = 6;
 // between and marks the folder.
 void Transact(const std::string& folder, const std::string& worker, int round, bool blocked) {
     File block;
-    if (blocked) block = WaitForAccessToIndexFileEx(IndexBlockPath(folder, 0));
+    if (blocked) block = WaitForAccessToIndexFileEx(IndexBlockPath(folder, kMailFolder));
     FolderIndex changed = IndexOf(folder);
     ASSERT_EQ(StoreIndex_Open(&changed, blocked ? kOpenUnscanned : kOpenChecked), kOpenLoaded);
     const auto name = [&](int number) { return worker + "-" + std::to_string(number) + ".MAI"; };

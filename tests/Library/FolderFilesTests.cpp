@@ -56,7 +56,7 @@ TEST(FolderScan, TakesWhatItCanReadOfAFile) {
     const ScratchFolder folder;
     const std::string path = folder.Path("F.MAI");
     StoreIndex none;
-    EXPECT_FALSE(AddUnknownFiles(none, folder.Path(), 9)) << "no such type";
+    EXPECT_FALSE(AddUnknownFiles(none, folder.Path(), FolderType(9))) << "no such type";
     WriteBytesTo(path, "To: b and more");
     std::string received = Said(folder.Path());
     received = received.substr(0, received.find(",SIZE"));

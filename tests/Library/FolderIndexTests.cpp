@@ -40,9 +40,9 @@ class StoreIndexLife : public ::testing::Test {
         // It has run, and been judged, in a process of its own by then.
         if (!testing::IsAlone()) GTEST_SKIP();
         testing::Use({.backups = true});
-        Fill("MAI", 0);
+        Fill("MAI", kMailFolder);
     }
-    void Fill(const std::string& extension, std::uint32_t type) {
+    void Fill(const std::string& extension, FolderType type) {
         for (const char* name : {"A.", "B.", "C."})
             WriteBytesTo(folder_.Path(name + extension), "");
         stored_ = IndexText("x00000007", EntryText("A." + extension, 5, "<CC>x</CC>") +
@@ -231,8 +231,8 @@ TEST_F(StoreIndexLife, SeesASaveRightBehindItsLoad) {
 
 struct FailingLoader final : StoreIndexSerialiser {
     explicit FailingLoader(bool loads) : loads_(loads) {}
-    bool Serialise(StoreIndex&, const std::string&, std::uint32_t) override { return false; }
-    std::uint32_t Deserialise(StoreIndex&, const std::string&, std::uint32_t,
+    bool Serialise(StoreIndex&, const std::string&, FolderType) override { return false; }
+    std::uint32_t Deserialise(StoreIndex&, const std::string&, FolderType,
                               const DeserialiseRequest&) override {
         return loads_ ? kLoadFull : throw std::runtime_error("torn");
     }
@@ -248,7 +248,7 @@ TEST_F(StoreIndexLife, WhatALoaderOrItsBackupThrowsIsTold) {
     const auto load = [&](SerialiserOwner loader) {
         index_.entries.SetLoadStatus(kLoadIdentifiers);
         const auto status =
-            LoadWithRecovery(loader, index_.entries, "F", 0, {}, BackupWish::Refresh);
+            LoadWithRecovery(loader, index_.entries, "F", kMailFolder, {}, BackupWish::Refresh);
         EXPECT_EQ(status, index_.entries.LoadStatus());
         return status;
     };
@@ -274,18 +274,18 @@ TEST_F(StoreIndexLife, WhatALoaderOrItsBackupThrowsIsTold) {
 TEST_F(StoreIndexLife, ALoaderThatIsForcedLooksAtTheFiles) {
     struct Row {
         bool exists;
-        std::uint32_t type;
+        FolderType type;
         bool forced;
         const char* entries;
     };
-    const Row rows[] = {{true, 3, false, "A.TSK:5[CC=x] "},
-                        {true, 3, true, "A.TSK:5[CC=x] B.TSK:7 C.TSK:8"},
-                        {false, 3, true, ""},
-                        {true, 54, true, ""}};
+    const Row rows[] = {{true, kTaskFolder, false, "A.TSK:5[CC=x] "},
+                        {true, kTaskFolder, true, "A.TSK:5[CC=x] B.TSK:7 C.TSK:8"},
+                        {false, kTaskFolder, true, ""},
+                        {true, kGroupsFolder, true, ""}};
     // A scan needs the whole index, whatever part is wished.
     const IdSet known{"A.TSK"};
     for (const Row& row : rows) {
-        Fill(row.type == 3 ? "TSK" : "GRP", row.type);
+        Fill(row.type == kTaskFolder ? "TSK" : "GRP", row.type);
         if (!row.exists) RemoveFile(file_);
         SerialiserOwner loader =
             ChooseLoader(folder_.Path(), row.type, {.forceReindex = row.forced},
@@ -301,8 +301,10 @@ TEST_F(StoreIndexLife, ALoaderThatIsForcedLooksAtTheFiles) {
         EXPECT_TRUE(!row.forced || !loader->Serialise(index_.entries, folder_.Path(), row.type));
     }
     EXPECT_FALSE(SaverRequiresFullLoad());
-    SerialiserOwner loader = ChooseLoader("F", 9, {.reindexIfFlagged = true}, IndexPresence::Gone);
-    EXPECT_EQ(loader->Deserialise(index_.entries, "F", 9, {}), kLoadFailed) << "no type";
+    SerialiserOwner loader =
+        ChooseLoader("F", FolderType(9), {.reindexIfFlagged = true}, IndexPresence::Gone);
+    EXPECT_EQ(loader->Deserialise(index_.entries, "F", FolderType(9), {}), kLoadFailed)
+        << "no type";
 }
 
 // The setting is read once a process.
@@ -376,7 +378,7 @@ TEST(IndexAvailability, TellsBusyMissingAndPresent) {
     const ScratchFolder folder;
     const ReportRecorder reports;
     const CountingSleeper sleeper;
-    EXPECT_EQ(IndexBlockPath(std::string(2000, 'x'), 0), std::string(1023, 'x'));
+    EXPECT_EQ(IndexBlockPath(std::string(2000, 'x'), kMailFolder), std::string(1023, 'x'));
     EXPECT_EQ(CheckIndexFileAvailability(folder.Path("gone"), 0), IndexAvailability::Busy);
     EXPECT_EQ(CheckIndexFileAvailability(folder.Path(), 0), IndexAvailability::NoIndex);
     WriteBytesTo(folder.Path("_index.xml"), "x");

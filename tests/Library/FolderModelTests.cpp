@@ -357,18 +357,21 @@ const std::map<char, Act> kSteps{
     {'P', [](World& world, FolderIndex&) { return ++world.minute, 0; }},
     {'S', [](World& world, FolderIndex&) { return world.scanFails = !world.scanFails; }},
     {'G', [](World& world, FolderIndex& it) { return it.folder = Other(world, it), 0; }},
-    {'K', [](World&, FolderIndex& it) { return it.folderType = it.folderType == 3 ? 0 : 3; }},
+    {'K',
+     [](World&, FolderIndex& it) {
+         return it.folderType = it.folderType == kTaskFolder ? kMailFolder : kTaskFolder;
+     }},
 };
 constexpr const char* kWeighted = "1122356777ccnsssbiqaarRdFmmMhkffgxotuvyzZpPSGK";
 
-void Begin(World& world, std::uint32_t type) {
+void Begin(World& world, FolderType type) {
     for (const char* name : {kFolders[1], kFolders[0]}) {
         world.it = testing::IndexOf(world.root + name, type);
         for (const std::string& left : testing::NamesIn(world.root + name)) {
             // Message files are slow to make and keep what they say.
             if (left[0] == '_' || left[0] == 'D') RemoveFile(In(world.it, left));
         }
-        for (const std::uint32_t each : {0U, 3U, type}) {
+        for (const FolderType each : {kMailFolder, kTaskFolder, type}) {
             world.it.folderType = each;
             for (const char* message : {"A", "B", "C"}) WriteMessage(world.it, message);
         }
@@ -447,12 +450,13 @@ TEST_P(FolderModel, IsWhatTheProductDoes) {
         testing::MakePath(root.Path("MAILROOT\\PO\\F"));
     }
     SetClock([] { return now; });
-    InstallFolderScan([](StoreIndex& entries, const std::string& folder, std::uint32_t type) {
+    InstallFolderScan([](StoreIndex& entries, const std::string& folder, FolderType type) {
         ++scans;
         return !scanFails && DefaultFolderScan(entries, folder, type);
     });
     CachedTransactionsEnabled() = true;
-    for (const std::uint32_t type : {0U, 1U, 2U, 3U, 54U}) {
+    for (const FolderType type :
+         {kMailFolder, kContactsFolder, kCalendarFolder, kTaskFolder, kGroupsFolder}) {
         SCOPED_TRACE(type);
         const auto differs = [&](const std::string& text) {
             World product{StoreIndex_Open, StoreIndex_Commit, StoreIndex_SaveAndClose,

@@ -59,7 +59,7 @@ TEST(ItemIndexProperties, AreWhatTheFilesSay) {
     };
     for (const Row& row : rows) {
         std::string joined;
-        for (const NamedValue& property : ItemIndexProperties(row.type, row.text)) {
+        for (const NamedValue& property : ItemIndexProperties(FolderType(row.type), row.text)) {
             joined += property.name + "=" + property.value + " ";
         }
         EXPECT_EQ(joined, row.properties) << row.text.substr(0, 200);

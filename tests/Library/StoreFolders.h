@@ -6,7 +6,6 @@
 #include <string>
 
 #include "common/Registry.h"
-#include "Library/FolderFiles.h"
 #include "Library/FolderIndex.h"
 #include "tests/support/WindowsFixtures.h"
 
@@ -66,7 +65,7 @@ inline std::string Describe(const StoreIndex& index) {
 inline FolderIndex IndexOf(const std::string& folder, std::uint32_t folderType = 0) {
     FolderIndex index;
     index.folder = folder;
-    index.folderType = folderType;
+    index.folderType = static_cast<FolderType>(folderType);
     return index;
 }
 

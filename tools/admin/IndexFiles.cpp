@@ -24,11 +24,11 @@ struct IndexOptions {
     std::string name;
 };
 
-const std::map<std::string, std::uint32_t> kFolderTypes{{"mail", kMailFolder},
-                                                        {"contacts", kContactsFolder},
-                                                        {"calendar", kCalendarFolder},
-                                                        {"tasks", kTaskFolder},
-                                                        {"groups", kGroupsFolder}};
+const std::map<std::string, FolderType> kFolderTypes{{"mail", kMailFolder},
+                                                     {"contacts", kContactsFolder},
+                                                     {"calendar", kCalendarFolder},
+                                                     {"tasks", kTaskFolder},
+                                                     {"groups", kGroupsFolder}};
 
 std::vector<std::string> FolderTypeNames() {
     std::vector<std::string> names;
@@ -37,17 +37,17 @@ std::vector<std::string> FolderTypeNames() {
 }
 
 // Whether the folder has message files of the type.
-bool HasFilesOf(const std::string& folder, std::uint32_t type) {
+bool HasFilesOf(const std::string& folder, FolderType type) {
     return FileExists(folder + "\\*." + MessageFileExtension(type));
 }
 
 // The type of a folder for which none was given, by the files that are there.
-std::uint32_t GuessedType(const std::string& folder) {
+FolderType GuessedType(const std::string& folder) {
     if (!FileExists(IndexFilePath(folder, kMailFolder)) &&
         FileExists(IndexFilePath(folder, kGroupsFolder))) {
         return kGroupsFolder;
     }
-    std::uint32_t guessed = kMailFolder;
+    FolderType guessed = kMailFolder;
     std::string found;
     for (const auto& [name, type] : kFolderTypes) {
         if (type == kGroupsFolder || !HasFilesOf(folder, type)) continue;
@@ -74,7 +74,7 @@ class IndexOnDisk {
     }
 
     const std::string& Folder() const { return folder_; }
-    std::uint32_t Type() const { return type_; }
+    FolderType Type() const { return type_; }
     const std::string& Path() const { return path_; }
     std::string FileOf(const StoreIndex::Entry& entry) const {
         return folder_ + "\\" + std::string(entry.Id());
@@ -124,7 +124,7 @@ class IndexOnDisk {
     const Context& context_;
     LibraryMessages messages_;
     std::string folder_;
-    std::uint32_t type_;
+    FolderType type_;
     std::string path_;
     FolderLock lock_;
     std::string bytes_;

@@ -20,7 +20,6 @@
 namespace tarnwick::admin {
 namespace {
 
-constexpr std::uint32_t kMail = 0;  // as a folder's type
 constexpr std::string_view kUidField = "X-UID";
 constexpr std::string_view kFlagsField = "X-TWTempFlags";
 
@@ -42,7 +41,7 @@ struct MessageOptions {
 std::string IndexName(const HeaderField& field) {
     if (EqualsIgnoreCase(field.name, kUidField)) return "UID";
     if (EqualsIgnoreCase(field.name, kFlagsField)) return "flags";
-    const auto properties = ItemIndexProperties(kMail, field.name + ": x\r\n\r\n");
+    const auto properties = ItemIndexProperties(kMailFolder, field.name + ": x\r\n\r\n");
     return properties.empty() ? std::string() : properties.front().name;
 }
 
@@ -87,7 +86,7 @@ class EditedMessage {
     EditedMessage(const std::string& file, const Context& context)
         : path_(StoreFile(file, context)),
           folder_(path_.substr(0, path_.find_last_of("\\/"))),
-          lock_(folder_, kMail, FolderLock::For::Writing, context) {
+          lock_(folder_, kMailFolder, FolderLock::For::Writing, context) {
         const std::string sibling = PathsOfMessage(path_).sibling;
         if (FileExists(sibling)) {
             throw Failure(ExitStatus::Busy, "the message is being edited: " + sibling +

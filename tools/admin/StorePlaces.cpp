@@ -130,7 +130,7 @@ std::string ReadStoreFile(const std::string& path) {
     throw SystemFailure("the file " + path + " cannot be read; another program may hold it");
 }
 
-FolderLock::FolderLock(const std::string& folder, std::uint32_t folderType, For purpose,
+FolderLock::FolderLock(const std::string& folder, FolderType folderType, For purpose,
                        const Context& context)
     : blockPath_(IndexBlockPath(folder, folderType)) {
     if (purpose == For::Writing) {

@@ -9,6 +9,7 @@
 #include "common/Files.h"
 #include "common/MutexLock.h"
 #include "common/Reports.h"
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 #include "tools/admin/Commands.h"
 
 namespace tarnwick::admin {
@@ -45,7 +46,7 @@ std::string ReadStoreFile(const std::string& path);
 class FolderLock {
   public:
     enum class For { Reading, Writing };
-    FolderLock(const std::string& folder, std::uint32_t folderType, For purpose,
+    FolderLock(const std::string& folder, FolderType folderType, For purpose,
                const Context& context);
     ~FolderLock();
     FolderLock(const FolderLock&) = delete;

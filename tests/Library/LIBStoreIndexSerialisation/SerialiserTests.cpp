@@ -27,10 +27,10 @@ class IndexSerialiser : public ::testing::Test {
     void Restart(const std::string& filter = {}) {
         WriteBytesTo(path_, kTwo);
         index_.SetIdFilter(filter);
-        EXPECT_EQ(serialiser_.Deserialise(index_, folder_.Path(), 0, {}), kLoadFull);
+        EXPECT_EQ(serialiser_.Deserialise(index_, folder_.Path(), kMailFolder, {}), kLoadFull);
         reports_.Take();
     }
-    bool Save() { return serialiser_.Serialise(index_, folder_.Path(), 0); }
+    bool Save() { return serialiser_.Serialise(index_, folder_.Path(), kMailFolder); }
     bool ChangeAndSave() {
         index_.SetProperty(*index_.FindById("B"), "SUBJECT", "");
         return Save();
@@ -52,10 +52,11 @@ TEST_F(IndexSerialiser, SavesInPlaceAndCutsTheFile) {
 }
 
 TEST_F(IndexSerialiser, GroupsHaveTheirOwnFile) {
-    EXPECT_EQ(serialiser_.Deserialise(index_, folder_.Path(), 54, {}), kLoadFailed);
-    EXPECT_FALSE(serialiser_.Serialise(index_, folder_.Path(), 54)) << "none is made of nothing";
+    EXPECT_EQ(serialiser_.Deserialise(index_, folder_.Path(), kGroupsFolder, {}), kLoadFailed);
+    EXPECT_FALSE(serialiser_.Serialise(index_, folder_.Path(), kGroupsFolder))
+        << "none is made of nothing";
     WriteBytesTo(folder_.Path("_groups.xml"), "damaged");
-    EXPECT_EQ(serialiser_.Deserialise(index_, folder_.Path(), 54, {}), kLoadFailed);
+    EXPECT_EQ(serialiser_.Deserialise(index_, folder_.Path(), kGroupsFolder, {}), kLoadFailed);
     EXPECT_EQ(index_.FileStamp(), StampOf(folder_.Path("_groups.xml"))) << "whatever the outcome";
     EXPECT_EQ(folder_.Names(), (std::vector<std::string>{"_groups.xml", "_index.xml"}));
 }
@@ -71,10 +72,10 @@ TEST_F(IndexSerialiser, LeavesOutEntriesWhoseFilesAreGone) {
     for (const auto& [error, count] : rows) {
         CallRecorder calls;
         calls.FailAll("FindFirstFile", error);
-        EXPECT_EQ(serialiser_.Deserialise(index_, folder_.Path(), 0, request), kLoadFull);
+        EXPECT_EQ(serialiser_.Deserialise(index_, folder_.Path(), kMailFolder, request), kLoadFull);
         EXPECT_EQ(index_.Count(), count) << error;
     }
-    EXPECT_EQ(serialiser_.Deserialise(index_, folder_.Path(), 0, request), kLoadFull);
+    EXPECT_EQ(serialiser_.Deserialise(index_, folder_.Path(), kMailFolder, request), kLoadFull);
     EXPECT_TRUE(Save());
     EXPECT_EQ(ReadBytesOf(path_), Index(9, Element("B", "2")));
 }
@@ -147,11 +148,11 @@ TEST_F(IndexSerialiser, TriesForFortySecondsToOpenAndToCut) {
 
 TEST_F(IndexSerialiser, WhatAFailureOrADeathLeftUnsavedIsSavedByTheNextTry) {
     const auto load = [this] {
-        return serialiser_.Deserialise(index_, FaultFolder(), 0, {}) == kLoadFull;
+        return serialiser_.Deserialise(index_, FaultFolder(), kMailFolder, {}) == kLoadFull;
     };
     const auto save = [this] {
         index_.SetProperty(*index_.FindById("B"), "SUBJECT", "");
-        return serialiser_.Serialise(index_, FaultFolder(), 0);
+        return serialiser_.Serialise(index_, FaultFolder(), kMailFolder);
     };
     const auto outcome = [&](const Trial& trial) -> std::string {
         const std::string bytes = ReadBytesOf(FaultFolder() + "\\_index.xml");
@@ -188,7 +189,7 @@ TEST(IndexSettingsOwnProcess, AreReadOnce) {
     for (const bool trusted : {true, true, false, false}) {
         WriteBytesTo(folder.Path("_index.xml"), Index(9, garbage));
         StoreIndex index;
-        StreamXMLStoreIndexSerialiser().Deserialise(index, folder.Path(), 0, {});
+        StreamXMLStoreIndexSerialiser().Deserialise(index, folder.Path(), kMailFolder, {});
         EXPECT_EQ(index.ExtentsTrusted(), trusted);
         garbage += Element("-", "-");
     }

@@ -42,7 +42,7 @@ std::string Entries(std::size_t count) {
 
 // Does `change` with the folder to itself.
 template <typename Change>
-Outcome WithFolder(const std::string& folder, std::uint32_t type, Change change) {
+Outcome WithFolder(const std::string& folder, FolderType type, Change change) {
     const IndexBlock block(folder, type);
     const ObjectHandle mutex = OpenFolderMutex(folder);
     const MutexLock lock(mutex.Get(), kMutexMilliseconds);
@@ -50,7 +50,7 @@ Outcome WithFolder(const std::string& folder, std::uint32_t type, Change change)
     return change();
 }
 
-bool SaveWhole(StoreIndex& index, const std::string& folder, std::uint32_t type) {
+bool SaveWhole(StoreIndex& index, const std::string& folder, FolderType type) {
     index.CountAsWhole();
     return StreamXMLStoreIndexSerialiser().Serialise(index, folder, type);
 }
@@ -84,12 +84,12 @@ std::size_t AddMissing(StoreIndex& index, const StoreIndex& backup) {
 
 }  // namespace
 
-std::uint32_t IndexTypeOf(const Finding& finding) {
+FolderType IndexTypeOf(const Finding& finding) {
     return EqualsIgnoreCase(NameOf(finding.file), kGroupsName) ? kGroupsFolder : kMailFolder;
 }
 
 Outcome RewriteIndex(const Finding& finding, bool dryRun) {
-    const std::uint32_t type = IndexTypeOf(finding);
+    const FolderType type = IndexTypeOf(finding);
     const std::string backupPath = finding.folder + "\\" + kBackupName;
     const auto change = [&] {
         IndexContent content = ContentOf(finding.file);

@@ -3,13 +3,14 @@
 
 #include <cstdint>
 
+#include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 #include "tools/admin/store/Problem.h"
 #include "tools/admin/store/RepairFiles.h"
 
 namespace tarnwick::admin {
 
 // Of the folder whose index the problem is in.
-std::uint32_t IndexTypeOf(const Finding& finding);
+FolderType IndexTypeOf(const Finding& finding);
 
 // Writes what can be read of the index anew, with what a backup that loads has besides.
 Outcome RewriteIndex(const Finding& finding, bool dryRun);
