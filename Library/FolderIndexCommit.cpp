@@ -6,6 +6,7 @@
 #include "Library/ExceptionReport.h"
 #include "Library/FolderFiles.h"
 #include "Library/FolderIndex.h"
+#include "Library/FolderMutex.h"
 #include "Library/IndexBlockFile.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"

@@ -4,6 +4,7 @@
 #include "Library/ExceptionReport.h"
 #include "Library/FolderFiles.h"
 #include "Library/FolderIndex.h"
+#include "Library/FolderMutex.h"
 #include "Library/FolderScan.h"
 #include "Library/IndexBlockFile.h"
 #include "Library/IndexRecovery.h"

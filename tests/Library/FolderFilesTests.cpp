@@ -1,10 +1,15 @@
-// The files of a folder beside its index: messages and flags.
+// The files of a folder beside its index, messages and flags, and its mutex.
 #include "Library/FolderFiles.h"
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
+#include "common/MutexLock.h"
+#include "Library/FolderMutex.h"
 #include "Library/FolderScan.h"
 #include "tests/Library/StoreFolders.h"
+#include "tests/support/ReportRecorder.h"
 
 namespace tarnwick {
 namespace {
@@ -107,6 +112,33 @@ TEST(FolderFlags, FailWithTheirCallsAndTheCachedOneIsWrittenWhenSwitchedOn) {
     }
     EXPECT_FALSE(HasCachedFlag(folder.Path()));
     CachedTransactionsEnabled() = false;
+}
+
+TEST(FolderMutex, ARefusedOneIsOpenedAndWithoutItTheTraceSaysSo) {
+    const testing::ReportRecorder reports;
+    const auto openWithRefusal = [] {
+        CallRecorder calls;
+        calls.FailAll("CreateMutex", ERROR_ACCESS_DENIED);
+        return OpenFolderMutex("C:\\Refused");
+    };
+    EXPECT_FALSE(openWithRefusal().IsValid());
+    EXPECT_EQ(reports.Joined(ReportChannel::Trace),
+              "No mutex for folder C:\\Refused, error 5: going on without");
+    const ObjectHandle created = OpenFolderMutex("C:\\Refused");
+    const xMutexLock held(created.Get(), 0);
+    const ObjectHandle opened = openWithRefusal();
+    std::thread([&] { EXPECT_FALSE(MutexLock(opened.Get(), 0).IsLocked()); }).join();
+    EXPECT_TRUE(opened.IsValid());
+}
+
+TEST(FolderMutexName, IsOneForEverySpellingOfAFolder) {
+    const std::string name = FolderMutexName("Z:\\Mail\\PO\\Inbox");
+    for (const char* spelling :
+         {"z:/mail/po/inbox", "Z:\\Mail\\\\PO\\Inbox\\", "Z:\\Mail\\x\\..\\PO/Inbox//"}) {
+        EXPECT_EQ(FolderMutexName(spelling), name) << spelling;
+    }
+    EXPECT_EQ(FolderMutexName("Z:\\B\xC4R"), FolderMutexName("z:\\b\xE4r"));
+    EXPECT_NE(FolderMutexName("Z:\\Mail\\PO\\Inbox2"), name);
 }
 
 }  // namespace

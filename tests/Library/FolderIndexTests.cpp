@@ -12,6 +12,7 @@
 #include "common/MutexLock.h"
 #include "Library/ExceptionReport.h"
 #include "Library/FolderFiles.h"
+#include "Library/FolderMutex.h"
 #include "Library/IndexBlockFile.h"
 #include "Library/IndexRecovery.h"
 #include "Library/SerialiserChoice.h"

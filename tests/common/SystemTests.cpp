@@ -284,33 +284,6 @@ TEST(MutexLock, ThrowsOrTellsWhyItIsNotLocked) {
     EXPECT_TRUE(Failure(nullptr, 0).empty() && MutexLock(nullptr, 0).IsLocked());
 }
 
-TEST(FolderMutex, ARefusedOneIsOpenedAndWithoutItTheTraceSaysSo) {
-    const testing::ReportRecorder reports;
-    const auto openWithRefusal = [] {
-        CallRecorder calls;
-        calls.FailAll("CreateMutex", ERROR_ACCESS_DENIED);
-        return OpenFolderMutex("C:\\Refused");
-    };
-    EXPECT_FALSE(openWithRefusal().IsValid());
-    EXPECT_EQ(reports.Joined(ReportChannel::Trace),
-              "No mutex for folder C:\\Refused, error 5: going on without");
-    const ObjectHandle created = OpenFolderMutex("C:\\Refused");
-    const xMutexLock held(created.Get(), 0);
-    const ObjectHandle opened = openWithRefusal();
-    std::thread([&] { EXPECT_FALSE(MutexLock(opened.Get(), 0).IsLocked()); }).join();
-    EXPECT_TRUE(opened.IsValid());
-}
-
-TEST(FolderMutexName, IsOneForEverySpellingOfAFolder) {
-    const std::string name = FolderMutexName("Z:\\Mail\\PO\\Inbox");
-    for (const char* spelling :
-         {"z:/mail/po/inbox", "Z:\\Mail\\\\PO\\Inbox\\", "Z:\\Mail\\x\\..\\PO/Inbox//"}) {
-        EXPECT_EQ(FolderMutexName(spelling), name) << spelling;
-    }
-    EXPECT_EQ(FolderMutexName("Z:\\B\xC4R"), FolderMutexName("z:\\b\xE4r"));
-    EXPECT_NE(FolderMutexName("Z:\\Mail\\PO\\Inbox2"), name);
-}
-
 TEST(Reports, GoEachToThePlaceOfItsKind) {
     ::testing::internal::CaptureStdout();
     SetLastError(77);

@@ -8,6 +8,7 @@
 #include "Library/activity/FolderPlace.h"
 #include "Library/activity/StoreSettings.h"
 #include "Library/convert/TextEncoding.h"
+#include "Library/FolderMutex.h"
 #include "Library/IndexBlockFile.h"
 #include "tools/admin/CalendarLibrary.h"
 #include "tools/admin/Console.h"

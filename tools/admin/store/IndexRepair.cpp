@@ -7,6 +7,7 @@
 #include "common/MutexLock.h"
 #include "common/Text.h"
 #include "Library/FolderFiles.h"
+#include "Library/FolderMutex.h"
 #include "Library/IndexBlockFile.h"
 #include "Library/LIBStoreIndexSerialisation/BackedUpIndexSerialiser.h"
 #include "Library/LIBStoreIndexSerialisation/StreamXMLStoreIndexSerialiser.h"
