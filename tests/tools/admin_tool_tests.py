@@ -3,9 +3,9 @@
 
 usage: admin_tool_tests.py SOURCE_DIR BINARY_DIR GROUP
 
-The rows of a group run in their order in a mail store of their own; the Wine prefix, whose registry
-names that store, belongs to these tests alone (one group at a time). Every row that writes runs with
---dry-run first, which must say the same and leave all files as they are.
+The rows of a group run in their order in a mail store of their own; the Wine prefix, whose
+registry names that store, belongs to these tests alone (one group at a time). Every row that writes
+runs with --dry-run first, which must say the same and leave all files as they are.
 """
 import calendar as grids
 import contextlib
@@ -42,8 +42,8 @@ PROGRAM = f"{BINARY}/bin/tarnwick-admin.exe"
 # Wine reads arguments in the character set of the locale.
 ENVIRONMENT = dict(os.environ, LC_ALL="C.UTF-8")
 DAY = "1740787200\t1740873599\t"  # 2025-03-01
-WRITERS = {"add", "edit", "remove", "import", "put", "delete", "salvage", "rebuild", "compact", "purge",
-           "attach", "--set", "--clear", "--add", "--clean", "--uid", "--flags", "--strip"}
+WRITERS = {"add", "edit", "remove", "import", "put", "delete", "salvage", "rebuild", "compact",
+           "purge", "attach", "--set", "--clear", "--add", "--clean", "--uid", "--flags", "--strip"}
 failures = []
 
 
@@ -102,7 +102,8 @@ def run(arguments, status=0, out="", error="", stdin=b""):
         check(row, "standard error", got_error, error)
     if out is not None:
         encoding = "utf-8" if "--json" in arguments else "cp1252"
-        check(row, "standard output", done.stdout, out if isinstance(out, bytes) else out.encode(encoding))
+        check(row, "standard output", done.stdout,
+              out if isinstance(out, bytes) else out.encode(encoding))
     return done.stdout
 
 
@@ -129,10 +130,10 @@ def unescaped(text):
 
 
 def play(rows, **words):
-    """Runs a table, a command line a row, an exit status other than 0 in front. Behind it what comes
-    back: "|" the output ("|*": any), "||" a row of its table, "|J" the objects behind the header of
-    --json, "#" how often texts stand in it, "!" a part of standard error; "<" is standard input, "="
-    a file and its content. `words` are arguments and inputs that stand for others."""
+    """Runs a table, a command line a row, an exit status other than 0 in front. Behind it what
+    comes back: "|" the output ("|*": any), "||" a row of its table, "|J" the objects behind the
+    header of --json, "#" how often texts stand in it, "!" a part of standard error; "<" is standard
+    input, "=" a file and its content. `words` are arguments and inputs that stand for others."""
     words = {"anna": "sales/anna", "ben": "sales/ben", **words}
     for row in rows.strip().splitlines():
         command, *rest = re.split(r" (\|[|J*]?|[#!<=])(?= |$)", " " + row.strip())
@@ -149,7 +150,8 @@ def play(rows, **words):
             names = [word for word in line if word[:2] != "--"]
             name = " ".join(names[:2 if names[0] in ("item", "hosts", "contacts") else 1])
             objects = said["|J"][0].replace("\\n", "\n") + "\n" if said["|J"][0] else ""
-            out = json.dumps({"formatVersion": 1, "command": name}, separators=(",", ":")) + "\n" + objects
+            out = json.dumps({"formatVersion": 1, "command": name},
+                             separators=(",", ":")) + "\n" + objects
         stdin = said.get("<", [""])[0]
         got = run(line, int(status), None if {"|*", "#"} & said.keys() else out,
                   said.get("!", [""])[0].replace("\\n", "\n"), words.get(stdin) or unescaped(stdin))
@@ -200,7 +202,8 @@ remove anna --all --year 2024 | removed 0 entries
 1 remove anna --all --month 2025-03 ! this would remove 2 entries, and their calendars with them
 remove anna --all --month 2025-03 --force | removed 2 entries
 remove anna --all --calendar 'Own Days' --force --json |J {"calendar":"Own Days","id":"Own",\
-"start":1748736000,"end":1748822399,"startTime":"2025-06-01T00:00:00Z","endTime":"2025-06-01T23:59:59Z"}
+"start":1748736000,"end":1748822399,"startTime":"2025-06-01T00:00:00Z",\
+"endTime":"2025-06-01T23:59:59Z"}
 """.replace("\\\n", ""))
     check_names("*.CAL", "Y-31M12D31.CAL", "Y.CAL", "Y25.CAL")
 
@@ -220,11 +223,13 @@ def random_line(r, number):
     """A line of times in any of their forms, and the entry that it is."""
     times, texts = [], []
     start = r.choice([r.randint(-2**31, 2**31 - 1), r.choice([-2**31, 2**31 - 1, 0, -1])])
-    for second in (start, min(start + r.choice([0, 3600, 86400 * r.randint(1, 40), 10**8]), 2**31 - 1)):
+    for second in (start,
+                   min(start + r.choice([0, 3600, 86400 * r.randint(1, 40), 10**8]), 2**31 - 1)):
         ahead = r.choice([0, 0, r.randint(-14 * 60, 14 * 60)])
         minute = second - second % 60 if second >= -2**31 + 60 else second
         clock = dt.datetime(1970, 1, 1) + dt.timedelta(minutes=ahead, seconds=second)
-        zone = f"{'-' if ahead < 0 else '+'}{abs(ahead) // 60:02}{r.choice(['', ':'])}{abs(ahead) % 60:02}"
+        sign = "-" if ahead < 0 else "+"
+        zone = f"{sign}{abs(ahead) // 60:02}{r.choice(['', ':'])}{abs(ahead) % 60:02}"
         forms = [(second, str(second)), (second, f"+{second}".replace("+-", "-"))]
         forms += [(second, f"{clock:%Y-%m-%d{r.choice('T t')}%H:%M:%S}{zone}")] * 2
         if not ahead:
@@ -233,18 +238,21 @@ def random_line(r, number):
         time, text = r.choice(forms)
         times.append(time)
         texts.append(text)
-    name = "".join(r.choice("ab\u00e9 ;'\"#/:*?\\") for _ in range(r.randint(0, 60 - len(str(number)))))
+    name = "".join(r.choice("ab\u00e9 ;'\"#/:*?\\")
+                   for _ in range(r.randint(0, 60 - len(str(number)))))
     return (*times, f"{number}{name}".encode("cp1252")), texts
 
 
 def transfers():
     r = random.Random(20261122)
     lines = [random_line(r, number) for number in range(300)]
-    text = b"".join("\t".join(texts).encode() + b"\t" + entry[2] + r.choice([b"\n", b"\r\n", b"\n\n# x\r\n"])
+    text = b"".join("\t".join(texts).encode() + b"\t" +
+                    entry[2] + r.choice([b"\n", b"\r\n", b"\n\n# x\r\n"])
                     for entry, texts in lines)
     wanted = {}
     for start, end, name in (entry for entry, _ in lines):
-        wanted.setdefault(bucket(start, end) + ".CAL", []).append(b"%d\t%d\t%s" % (start, end, name))
+        wanted.setdefault(bucket(start, end) + ".CAL",
+                          []).append(b"%d\t%d\t%s" % (start, end, name))
     done = wine(PROGRAM, "import", "sales/anna", stdin=text)
     check("import", "output", done.stdout, b"added 300, replaced 0, refused 0\n")
     check("import", "progress lines", done.stderr.count(b"import: "), 10)
@@ -254,7 +262,8 @@ def transfers():
     exported = run(["export", "sales/anna"], out=None)
     check("export", "lines", sorted(exported.splitlines()),
           sorted(line for of_it in wanted.values() for line in of_it))
-    run(["import", "sales/ben", "--quiet"], stdin=exported, out="added 300, replaced 0, refused 0\n")
+    run(["import", "sales/ben", "--quiet"], stdin=exported,
+        out="added 300, replaced 0, refused 0\n")
     check("export", "again", run(["export", "sales/ben"], out=None), exported)
     check("calendars of the copy", "bytes", copied(BEN), copied(FOLDER))
     iso = lambda time: (dt.datetime(1970, 1, 1) + dt.timedelta(seconds=int(time))).strftime(
@@ -265,9 +274,10 @@ def transfers():
     play(r"""
 import anna - --calendar Own < @one\r\n\r\n# note\r\n@two\r\n | added 2, replaced 0, refused 0 \
 = Own.CAL:@one\n@two
-4 import anna --calendar Own < 1\t2\tTWO\n@three\n9\t9\tTHREE | added 1, replaced 0, refused 2 ! line \
-1: calendar Own has an entry "TWO" already; --replace would change it
-import anna --calendar Own --replace --json < 1\t2\tTWO\n5\t6\tfour |J {"added":1,"replaced":1,"refused":0}
+4 import anna --calendar Own < 1\t2\tTWO\n@three\n9\t9\tTHREE | added 1, replaced 0, refused 2 \
+! line 1: calendar Own has an entry "TWO" already; --replace would change it
+import anna --calendar Own --replace --json < 1\t2\tTWO\n5\t6\tfour \
+|J {"added":1,"replaced":1,"refused":0}
 1 import anna --calendar Own < 1\t2\tTWO | added 0, replaced 0, refused 1 ! line 1: calendar
 export anna out --calendar Own | exported 4 entries
 1 export anna --calendar None ! no calendar "None"
@@ -281,7 +291,8 @@ export anna out --calendar Own | exported 4 entries
     check("own.tsv", "content", (WORK / "own.tsv").read_bytes(), kept + b"\n")
     for lines, problem in (
             ("7\t8\tfive\n7 8\tsix\n", "line 2: there are fewer than two tabs"),
-            ("1\n", "line 1: there are fewer than two tabs"), ("\n\nx\t2\tid", 'line 3: "x" is no time'),
+            ("1\n", "line 1: there are fewer than two tabs"),
+            ("\n\nx\t2\tid", 'line 3: "x" is no time'),
             ("1\t2147483648\tid\n", '"2147483648" is no time'), ("1\t\tid\n", '"" is no time'),
             ("1\t2\t\n", "the ID is empty"), ("1\t2\ta\tb\n", "the ID holds a tab"),
             ("1\t2\t" + 64 * "i", "the ID is longer than 63 characters")):
@@ -299,11 +310,12 @@ def calendar_files():
     events = facts.read_bytes().count(b"BEGIN:VEVENT")
     last = ["--until", "2026-12-31"]
     # One takes place three times, and two are of one UID, which has one item.
-    run(["import", "sales/anna", windows_path(facts), "--quiet", *last], out=f"{events + 2} added\n",
+    run(["import", "sales/anna", windows_path(facts), "--quiet", *last],
+        out=f"{events + 2} added\n",
         error="39 events go on without end beyond 2026-12-31 (--until)")
     check_file("Y26M12D10.CAL", b"1796860800\t1796947199\thuman-rights-day@un-days.example")
     check("items", "count", len(list(FOLDER.glob("*.ICS"))), events - 1)
-    # An entry that was moved keeps what its item says; one without an item is an event all the same.
+    # An entry that was moved keeps what its item says; without an item it is an event all the same.
     play(rf"""
 export anna --ics # {events}*BEGIN:VEVENT
 export anna --ics --month 2026-07 # 3*BEGIN:VEVENT
@@ -328,8 +340,8 @@ def series_in_the_store():
     damaged = calendar(["UID:good", "DTSTART:20260501T080000Z", "PRIORITY:HIGH"], ["UID:bad"],
                        ["UID:fine", "DTSTART:20260502T080000Z"])
     item = BEN / "series.ICS"
-    inputs = {"series": series, "kept": series.replace(b"UID:series", b"UID:kept-1"), "change": change,
-              "alone": change.replace(b"kept-1", b"kept-2"), "damaged": damaged,
+    inputs = {"series": series, "kept": series.replace(b"UID:series", b"UID:kept-1"),
+              "change": change, "alone": change.replace(b"kept-1", b"kept-2"), "damaged": damaged,
               "moved": series.replace(b"20261201", b"20260601")}
 
     def with_series(rows):
@@ -366,26 +378,31 @@ list ben --month 2026-05 ! no entries
 4 ics --replace --json < damaged # 1*"added":0,"replaced":2,"refused":0, 1*"line":5,"uid":"good" \
 1*"line":7,"uid":"bad" 1*"leftOut":1,"beyond":0,"endless":0 2*"file":"standard ! line 5
 1 ics < BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:1\n ! line 2: BEGIN:VEVENT is never ended
-ics < BEGIN:VCALENDAR\nBEGIN:VTODO\nUID:1\nEND:VTODO\nEND:VCALENDAR\n | 0 added ! a task is passed over
+ics < BEGIN:VCALENDAR\nBEGIN:VTODO\nUID:1\nEND:VTODO\nEND:VCALENDAR\n | 0 added \
+! a task is passed over
 """)
     # An item that cannot be written leaves no entry behind, which no dry run foresees.
     item.unlink()
     item.mkdir()
-    done = wine(PROGRAM, "import", "sales/ben", "--ics", "--until", "2026-12-31", stdin=inputs["moved"])
-    check("no item", "told", (done.returncode, b"line 2: the item was not written" in done.stderr), (1, True))
+    done = wine(PROGRAM, "import", "sales/ben", "--ics", "--until", "2026-12-31",
+                stdin=inputs["moved"])
+    check("no item", "told", (done.returncode, b"line 2: the item was not written" in done.stderr),
+          (1, True))
     check("no item", "calendars", list(BEN.glob("Y26M06*")), [])
     item.rmdir()
 
 
 def what_the_mailbox_has():
     event = lambda uid, day, *more: calendar([f"UID:{uid}", f"DTSTART:202608{day}T080000Z", *more])
-    earlier = ("BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Tarnwick//Tarnwick//EN\r\nBEGIN:VEVENT\r\n"
-               "DTSTART:20260901T080000Z\r\nDTEND:20260901T090000Z\r\nUID:earlier\r\nLOCATION:\r\n"
-               "DESCRIPTION:\r\nSUMMARY:Tea\r\nRRULE:FREQ=DAILY\r\nLAST-MODIFIED:\r\nEND:VEVENT\r\n"
+    earlier = ("BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Tarnwick//Tarnwick//EN\r\n"
+               "BEGIN:VEVENT\r\nDTSTART:20260901T080000Z\r\nDTEND:20260901T090000Z\r\n"
+               "UID:earlier\r\nLOCATION:\r\nDESCRIPTION:\r\nSUMMARY:Tea\r\nRRULE:FREQ=DAILY\r\n"
+               "LAST-MODIFIED:\r\nEND:VEVENT\r\n"
                "END:VCALENDAR\r\n")
     # One entry of a series moves neither the series nor another component's texts; UIDs that differ
-    # in case alone have items of their own, also when they come one by one; a later window makes the
-    # item's wider; of a series that an earlier version kept, the entry is the first, and takes all along.
+    # in case alone have items of their own, also when they come one by one; a later window makes
+    # the item's wider; of a series that an earlier version kept, the entry is the first, and takes
+    # all along.
     play(r"""
 ics --until 2026-12-31 < yearly | 1 added ! 1 occurrence lies beyond
 ics < daily | 1 added
@@ -409,8 +426,10 @@ item put ben earlier.ICS < earlier |*
 add ben earlier --start 2026-09-01T08:00Z --end 2026-09-01T09:00Z |*
 export ben --ics --day 2026-09-01 # 1*DTSTART:20260901T080000Z\r 1*RRULE:FREQ=DAILY
 edit ben earlier --start 2026-09-01T08:30Z |*
-export ben --ics --day 2026-09-01 # 1*DTSTART:20260901T083000Z\r 1*RRULE:FREQ=DAILY ! is written as it was
-""".replace("ics ", "import ben --ics --quiet ").replace("--import ben --ics --quiet", "--ics").replace("august", "export ben --ics --month 2026-08"),
+export ben --ics --day 2026-09-01 # 1*DTSTART:20260901T083000Z\r 1*RRULE:FREQ=DAILY \
+! is written as it was
+""".replace("ics ", "import ben --ics --quiet ").replace("--import ben --ics --quiet", "--ics")
+         .replace("august", "export ben --ics --month 2026-08").replace("\\\n", ""),
          yearly=event("yearly", "01", "RRULE:FREQ=YEARLY;COUNT=2"),
          daily=calendar(["UID:daily", "DTSTART:20260801T080000Z", "SUMMARY:Tea",
                          "RRULE:FREQ=DAILY;COUNT=2", "EXDATE:20260802T080000Z"],
@@ -436,14 +455,17 @@ def zone_text(name):
         return (f"BEGIN:{kind}\r\nDTSTART:2000{month:02}01T{clock}\r\nTZOFFSETFROM:{before}\r\n"
                 f"TZOFFSETTO:{after}\r\nRRULE:FREQ=YEARLY;BYMONTH={month};BYDAY={day}\r\n"
                 f"END:{kind}\r\n")
-    return (f"BEGIN:VTIMEZONE\r\nTZID:{escaped}\r\n" + part("DAYLIGHT", on, on_day, winter, summer) +
+    return (f"BEGIN:VTIMEZONE\r\nTZID:{escaped}\r\n" +
+            part("DAYLIGHT", on, on_day, winter, summer) +
             part("STANDARD", off, off_day, summer, winter) + "END:VTIMEZONE\r\n")
 
 
 RULES = ["FREQ=DAILY;INTERVAL=3;COUNT=7", "FREQ=WEEKLY;BYDAY=MO,WE,SU;WKST=SU", "FREQ=WEEKLY",
          "FREQ=MONTHLY;BYMONTHDAY=-3;COUNT=30", "FREQ=MONTHLY;BYDAY=MO,TU,WE,TH,FR;BYSETPOS=-1",
-         "FREQ=YEARLY;BYMONTH=11;BYDAY=-1TH", "FREQ=YEARLY;BYWEEKNO=20;BYDAY=MO,FR", "FREQ=YEARLY;BYYEARDAY=-1"]
-WORDS = ["Tea", "Review, final; really", "END:VEVENT", "SUMMARY:no", "Caf\u00e9 \u4e2d\u6587", "a\\b",
+         "FREQ=YEARLY;BYMONTH=11;BYDAY=-1TH", "FREQ=YEARLY;BYWEEKNO=20;BYDAY=MO,FR",
+         "FREQ=YEARLY;BYYEARDAY=-1"]
+WORDS = ["Tea", "Review, final; really", "END:VEVENT", "SUMMARY:no", "Caf\u00e9 \u4e2d\u6587",
+         "a\\b",
          "\"quoted\"", "x" * 90, "RRULE:FREQ=DAILY", "BEGIN:VCALENDAR", "tab\tin it", "one\ntwo"]
 
 
@@ -463,7 +485,8 @@ def fold(line, random_):
 
 def event(r, number):
     uid = f"made-{number}@example.net" if r.random() < .9 else "long-" + "u" * 80 + str(number)
-    start = dt.datetime(2025, 1, 1) + dt.timedelta(days=r.randint(0, 150), minutes=15 * r.randint(0, 95))
+    start = dt.datetime(2025, 1, 1) + dt.timedelta(days=r.randint(0, 150),
+                                                   minutes=15 * r.randint(0, 95))
     is_day = r.random() < .2
     zone = None if is_day else r.choice([None, *ZONES])
 
@@ -482,7 +505,8 @@ def event(r, number):
         if r.random() < .7:
             lines.append(f"{name}:" + escape(" ".join(r.choices(WORDS, k=r.randint(1, 3)))))
     if r.random() < .3:
-        lines += ["BEGIN:VALARM", "ACTION:DISPLAY", "TRIGGER:-PT15M", "DESCRIPTION:soon", "END:VALARM"]
+        lines += ["BEGIN:VALARM", "ACTION:DISPLAY", "TRIGGER:-PT15M", "DESCRIPTION:soon",
+                  "END:VALARM"]
     if r.random() < .3:
         lines.append("ATTENDEE;CN=\"Lee, Ann\";ROLE=REQ-PARTICIPANT:mailto:ann@example.net")
     parts = [lines]
@@ -497,21 +521,26 @@ def event(r, number):
 
 
 def round_trips():
-    """Events and the zones that they name come back line by line, however their lines were folded."""
+    """Events and the zones that they name come back line by line, however they were folded."""
     for seed in (20261122, 20261123):
         r = random.Random(seed)
         events = [event(r, number) for number in range(40)]
         zones = {zone_text(zone) for zone, _ in events if zone}
         wanted = [lines for _, parts in events for lines in parts]
-        text = "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Example//Made//EN\r\n" + "".join(sorted(zones))
-        text = text.encode() + b"".join(fold(line, r) for lines in wanted for line in lines)
-        run(["import", "sales/anna", "--ics", "--quiet", "--until", "2025-06-30"], out=None, error="beyond",
-            stdin=text + b"END:VCALENDAR\r\n")
+        text = "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Example//Made//EN\r\n"
+        text = "".join([text, *sorted(zones)]).encode()
+        text += b"".join(fold(line, r) for lines in wanted for line in lines)
+        run(["import", "sales/anna", "--ics", "--quiet", "--until", "2025-06-30"], out=None,
+            error="beyond", stdin=text + b"END:VCALENDAR\r\n")
         exported = run(["export", "sales/anna", "--ics"], out=None)
-        check("export --ics", "long lines", [line for line in exported.split(b"\r\n") if len(line) > 75], [])
+        check("export --ics", "long lines",
+              [line for line in exported.split(b"\r\n") if len(line) > 75], [])
         unfolded = exported.replace(b"\r\n ", b"").decode()
-        for kind, all_of_it in (("VTIMEZONE", zones), ("VEVENT", {"\r\n".join([*e, ""]) for e in wanted})):
-            got = {part[0] for part in re.finditer(rf"BEGIN:{kind}\r\n.*?\r\nEND:{kind}\r\n", unfolded, re.S)}
+        for kind, all_of_it in (("VTIMEZONE", zones),
+                                ("VEVENT", {"\r\n".join([*e, ""]) for e in wanted})):
+            got = {part[0]
+                   for part in re.finditer(rf"BEGIN:{kind}\r\n.*?\r\nEND:{kind}\r\n", unfolded,
+                                           re.S)}
             check(f"export --ics of {seed}", kind, got ^ all_of_it, set())
         shutil.rmtree(FOLDER)
 
@@ -551,8 +580,8 @@ item delete anna review.txt | deleted review.txt, 24577 bytes = review.txt = bin
 
 def grid(year, month, busy):
     """The page of a month, from the weeks of Python's calendar."""
-    page = (f"{dt.date(year, month, 1):%B %Y}  sales/anna\n\nweek |  Mo   Tu   We   Th   Fr   Sa   Su\n"
-            "-----+-----------------------------------\n")
+    page = (f"{dt.date(year, month, 1):%B %Y}  sales/anna\n\n"
+            "week |  Mo   Tu   We   Th   Fr   Sa   Su\n-----+-----------------------------------\n")
     for week in grids.Calendar().monthdatescalendar(year, month):
         cells = "".join((f" [{day.day:2}]" if day.day in busy else f"  {day.day:2} ")
                         if day.month == month else 5 * " " for day in week)
@@ -574,7 +603,8 @@ def strips(months, busy):
         for mailbox, days in busy.items():
             page += line(mailbox, lambda day: "#" if day in days[month] else ".")
             free -= days[month]
-            objects.append({"mailbox": mailbox, "month": f"{year}-{month:02}", "busyDays": sorted(days[month])})
+            objects.append({"mailbox": mailbox, "month": f"{year}-{month:02}",
+                            "busyDays": sorted(days[month])})
         runs = [[day for _, day in of_it] for _, of_it in
                 itertools.groupby(enumerate(sorted(free)), lambda pair: pair[1] - pair[0])]
         spans = (f"{days[0]}-{days[-1]}" if len(days) > 1 else str(days[0]) for days in runs)
@@ -607,7 +637,8 @@ def several_mailboxes():
     # What cannot be read is told and left out: no folder, and one that cannot be listed.
     shutil.rmtree(long)
     long.write_bytes(b"")
-    run(["freebusy", "sales/*", "2023-02", "--json"], 4, objects, "sales/long-name is left out: the folder")
+    run(["freebusy", "sales/*", "2023-02", "--json"], 4, objects,
+        "sales/long-name is left out: the folder")
     play("""
 1 freebusy sales/x sales/y 2023-02 ! sales/x is left out: the mailbox folder
 1 freebusy shop/* 2023-02 ! no mailbox has a folder
@@ -624,7 +655,8 @@ def overviews():
     for year, month in [(2020, 12), (2021, 1), (2024, 12), (2025, 1),
                         *((r.randint(1902, 2037), r.randint(1, 12)) for _ in range(6))]:
         busy = r.sample(range(1, grids.monthrange(year, month)[1] + 1), 7)
-        for day in [*(f"{day:02}" for day in busy), "00", "32", "3", "1x", "-1", "015", "", "03-more"]:
+        for day in [*(f"{day:02}" for day in busy), "00", "32", "3", "1x", "-1", "015", "",
+                    "03-more"]:
             (FOLDER / f"Y{year - 2000}M{month:02}D{day}.CAL").write_bytes(b"0\t0\tx")
         run(["freebusy", "sales/anna", f"{year}-{month:02}"], out=grid(year, month, busy))
         shutil.rmtree(FOLDER)
@@ -636,7 +668,8 @@ calendars anna --month 2025-03 | Y25M03\t1\nY25M03D01\t2\nY25M03D14\t1
 calendars anna --day 2025-03-14 --json |J {"calendar":"Y25M03D14","entries":1}
 """)
     listed = run(["list", "sales/anna", "--month", "2025-03"], out=None).decode()
-    run(["freebusy", "sales/anna", "2025-03", "--entries"], out=grid(2025, 3, (1, 14)) + "\n" + listed)
+    run(["freebusy", "sales/anna", "2025-03", "--entries"], out=grid(2025, 3, (1, 14)) + "\n" +
+        listed)
     # The first and the last month have one bucket with their years.
     for month, second in (("2038-01", 2**31 - 1), ("1901-12", -2**31)):
         run(["add", "sales/anna", "x", "--start", str(second)], out=None)
@@ -652,17 +685,20 @@ def store_card(names, nickname="", email=""):
 def contacts():
     book, store = WORK / "book.vcf", WORK / "store.vcf"
     anna = "BEGIN:VCARD\nVERSION:3.0\nN:Smith;Anna\nEMAIL:anna@example.net\nEND:VCARD\n"
-    ben = "BEGIN:VCARD\nVERSION:4.0\nFN:B\u00fcro\\n\u4e2d\nTEL:1\nthis line\nNOTE:a\\nb\nEND:VCARD\n"
+    ben = ("BEGIN:VCARD\nVERSION:4.0\nFN:B\u00fcro\\n\u4e2d\nTEL:1\nthis line\nNOTE:a\\nb\n"
+           "END:VCARD\n")
     old = "BEGIN:VCARD\nVERSION:2.1\nN;QUOTED-PRINTABLE:=3B;C=\n=3D\nNICKNAME:n\xfc\nEND:VCARD\n"
     wide = f"BEGIN:VCARD\nN:{41 * 'w'}\nNICKNAME:n\nEND:VCARD\n"
     book.write_bytes((anna + ben).encode() + (old + wide).encode("cp1252"))
     cards = store_card("Smith;Anna;;;", email="anna@example.net") + store_card(";;;;") + store_card(
         "\\;;C=;;;", "n\xfc") + store_card(41 * "w" + ";;;;", "n")
     stray = f"{windows_path(book)}: line 10: the line is not a property: this line"
-    left = f"{windows_path(book)}: line 6: B\xfcro ?: left out: FN, NOTE, TEL\ntarnwick-admin: {stray}"
+    left = (f"{windows_path(book)}: line 6: B\xfcro ?: left out: FN, NOTE, TEL\n"
+            f"tarnwick-admin: {stray}")
     blanks = lambda count: count * " "
     run(["contacts", "show", windows_path(book)], error=stray, out=(
-        f"NAME{blanks(38)}E-MAIL            NICKNAME\nAnna Smith{blanks(32)}anna@example.net\nB\u00fcro ?\n"
+        f"NAME{blanks(38)}E-MAIL            NICKNAME\n"
+        f"Anna Smith{blanks(32)}anna@example.net\nB\u00fcro ?\n"
         f"C= ;{blanks(56)}n\u00fc\n{41 * 'w'}{blanks(20)}n\n").encode("cp1252"))
     run(["contacts", "show", windows_path(book), "--json"], error=stray, out=(
         '{"formatVersion":1,"command":"contacts show"}\n'
@@ -670,8 +706,8 @@ def contacts():
         '{"displayName":"B\u00fcro\\r\\n\u4e2d","note":"a\\r\\nb"}\n'
         '{"surname":";","givenName":"C=","nickname":"n\u00fc"}\n'
         f'{{"surname":"{41 * "w"}","nickname":"n"}}\n'))
-    # What the store writes comes back as it is, without a note; also from UTF-16. A file that cannot be
-    # read as a whole replaces nothing.
+    # What the store writes comes back as it is, without a note; also from UTF-16. A file that
+    # cannot be read as a whole replaces nothing.
     play(r"""
 contacts convert book out | converted 4 contacts ! LEFT
 contacts convert book - # 4*BEGIN:VCARD ! LEFT
@@ -698,41 +734,52 @@ def usage():
             ("list anna --year 2039", "is no year"), ("list anna --month 1901-11", "is no month"),
             ("list anna --month 2025-13", "is no month"), ("freebusy anna March", "is no month"),
             ("freebusy 2025-03", "no mailbox is named"), ("freebusy anna", "one month is needed"),
-            ("freebusy anna 2025-03 --year 2025", "one month"), ("freebusy anna 2025-03 2025-04", "one month"),
-            ("freebusy anna --year 2025 --entries", "--entries is for"), ("freebusy ../* 2025-03", '"..'),
+            ("freebusy anna 2025-03 --year 2025", "one month"),
+            ("freebusy anna 2025-03 2025-04", "one month"),
+            ("freebusy anna --year 2025 --entries", "--entries is for"),
+            ("freebusy ../* 2025-03", '"..'),
             ("--host x freebusy sales/* 2025-03", "leave --host away"),
-            ("list anna --day 2025-03-01 --year 2025", "at most 1"), ("add anna x", "needs --start"),
+            ("list anna --day 2025-03-01 --year 2025", "at most 1"),
+            ("add anna x", "needs --start"),
             ("add anna x --start 5 --end 4", "lies before the start"),
-            ("add anna x --on 2025-03-01 --start 5", "excludes"), ("edit anna x", "nothing to change"),
-            ("add anna \u65e5 --start 5", "code page lacks"), ("edit anna x --id 'a\tb'", "holds a tab"),
+            ("add anna x --on 2025-03-01 --start 5", "excludes"),
+            ("edit anna x", "nothing to change"),
+            ("add anna \u65e5 --start 5", "code page lacks"),
+            ("edit anna x --id 'a\tb'", "holds a tab"),
             ("remove anna", "either the ID"), ("remove anna x --all", "either"),
-            ("remove anna --all", "--all needs"), ("get anna ''", "is empty"), ("item", "item --help"),
-            ("--root '' list anna", "--root: is empty"), ("--root . --host x list anna", "excludes"),
-            ("contacts", "contacts --help"), ("contacts show a b", "b"), ("contacts sing", '"sing"'),
+            ("remove anna --all", "--all needs"), ("get anna ''", "is empty"),
+            ("item", "item --help"),
+            ("--root '' list anna", "--root: is empty"),
+            ("--root . --host x list anna", "excludes"),
+            ("contacts", "contacts --help"), ("contacts show a b", "b"),
+            ("contacts sing", '"sing"'),
             ("contacts convert a b c", "c"), ("contacts convert --json", "leave --json away")):
         play(f"2 {command} ! {part}")
     long = lambda size: size * "m"
-    for name in ("anna", "/anna", "sales/", "a/b/c", "../anna", "sales/..", "sales/a..b", "sales\\x/anna",
+    for name in ("anna", "/anna", "sales/", "a/b/c", "../anna", "sales/..", "sales/a..b",
+                 "sales\\x/anna",
                  "C:/anna", "sales/an*na", "sales/anna ", "sales/anna.", "sales/a\tb", "nul/anna",
                  "sales/" + long(256)):
         run(["list", name], 2, "", " name " if "/" in name else "is not a mailbox")
-    for name in ("x.cal", "x.Tmp", "x.bak", "x.OLD", "x.blk", "_change.dty", "a\\b", "x:stream", "con",
-                 "NUL.txt", "lpt1.doc", "x?.txt", "", long(64)):
+    for name in ("x.cal", "x.Tmp", "x.bak", "x.OLD", "x.blk", "_change.dty", "a\\b", "x:stream",
+                 "con", "NUL.txt", "lpt1.doc", "x?.txt", "", long(64)):
         run(["item", "put", "sales/anna", name], 2, "", "the item name")
     for time in ("noon", "2147483648", "2038-01-19T03:14:08Z", "1901-12-13T20:45:51Z", "2025-02-29",
-                 "2025-13-01", "2025-01-32", "2025-01-01T24:00", "2025-01-01T10:60", "2025-1-1", "+-1",
-                 "2025-01-01T10:00:00X", "2025-01-01T10:00:00+2", "20250101T000000", "10 "):
+                 "2025-13-01", "2025-01-32", "2025-01-01T24:00", "2025-01-01T10:60", "2025-1-1",
+                 "+-1", "2025-01-01T10:00:00X", "2025-01-01T10:00:00+2", "20250101T000000", "10 "):
         run(["add", "sales/anna", "x", "--start", "5", "--end=" + time], 2, "", "is no time")
     check_names("*")
     run(["--version"], out="1.0.0\n")
-    check("--help", "statuses", b"5 busy, another program holds the lock" in run(["--help"], out=None), True)
+    check("--help", "statuses",
+          b"5 busy, another program holds the lock" in run(["--help"], out=None), True)
 
 
 def helps(path=()):
     """Each command's path and help."""
     text = run([*path, "--help"], out=None).decode()
     yield list(path), text
-    for name in re.findall(r"^  ([a-z-]+) ", text.partition("\nSubcommands:\n")[2].partition("\n\n")[0], re.M):
+    for name in re.findall(r"^  ([a-z-]+) ",
+                           text.partition("\nSubcommands:\n")[2].partition("\n\n")[0], re.M):
         yield from helps((*path, name))
 
 
@@ -752,9 +799,11 @@ def descriptions():
                  for kind in ("manual", "completion bash", "completion powershell")}
     bash = WORK / "completion.bash"
     bash.write_text(described["completion bash"])
-    asks = "".join(f"COMP_WORDS=(x {' '.join(path)} {word}); COMP_CWORD={len(path) + 1}; _tarnwick_admin; "
-                   "echo ${COMPREPLY[@]}\n" for path, _ in texts for word in ("''", "--"))
-    told = subprocess.run(["bash", "-c", f". {bash}\n{asks}"], capture_output=True, check=True).stdout.decode()
+    asks = "".join(f"COMP_WORDS=(x {' '.join(path)} {word}); COMP_CWORD={len(path) + 1}; "
+                   "_tarnwick_admin; echo ${COMPREPLY[@]}\n" for path, _ in texts
+                   for word in ("''", "--"))
+    told = subprocess.run(["bash", "-c", f". {bash}\n{asks}"], capture_output=True,
+                          check=True).stdout.decode()
     answers = dict(zip([" ".join(path) for path, _ in texts], zip(*[iter(told.split("\n"))] * 2)))
     manual = described["manual"].replace("\\-", "-")
     check("completion powershell", "left open", left_open(described["completion powershell"]), "")
@@ -765,12 +814,14 @@ def descriptions():
         of_all = of_all or options - {"--help", "--version"}
         check(name, "options of all commands", {o for o in of_all if o not in text}, set())
         check(name, "completed options", options - set(answers[name][1].split()), set())
-        below = {" ".join(p[len(path):]) for p, _ in texts if len(p) == len(path) + 1 and p[:-1] == path}
+        below = {" ".join(p[len(path):]) for p, _ in texts if len(p) == len(path) + 1
+                 and p[:-1] == path}
         check(name, "completed commands", set(answers[name][0].split()), below)
         check(name, "manual", f".SS {name}" in manual or not path, True)
         check(name, "manual's options", {o for o in options if o not in manual}, set())
         entry, = re.findall(f"^ +'{name}' = (.*)", described["completion powershell"], re.M)
-        check(name, "PowerShell", (options | below) - set(entry.replace("'", "").split(", ")), set())
+        check(name, "PowerShell", (options | below) - set(entry.replace("'", "").split(", ")),
+              set())
 
 
 def frame():
@@ -793,7 +844,8 @@ def frame():
                               ("list", "--json >>out"), ("get", "\"B?ro\" 2>>out")))
     (WORK / "console.bat").write_text(script.replace("out", windows_path(WORK / "out")))
     console, screen = pty.openpty()
-    subprocess.run(["bash", f"{SOURCE}/script/wine", "cmd", "/c", windows_path(WORK / "console.bat")],
+    subprocess.run(["bash", f"{SOURCE}/script/wine", "cmd", "/c",
+                    windows_path(WORK / "console.bat")],
                    stdin=screen, stdout=screen, stderr=screen, env=ENVIRONMENT, check=False)
     os.close(screen)
     os.close(console)
@@ -812,8 +864,8 @@ def refusals():
                       (171000, "47 h 30 min"), (172860, "2 days"), (200, "3 min ")):
         blocked.write_bytes(b"")
         os.utime(blocked, (blocked.stat().st_mtime - age,) * 2)
-        play(f"5 remove anna x --day 2025-03-01 --dry-run ! is blocked: {windows_path(blocked)} has been "
-             f"there for {text}")
+        play("5 remove anna x --day 2025-03-01 --dry-run "
+             f"! is blocked: {windows_path(blocked)} has been there for {text}")
     # A writer waits, here as short as it can, and gives up.
     play(r"""
 1 list sales/carl ! sales\MAILROOT\carl does not exist. Create it
@@ -825,7 +877,8 @@ def refusals():
     check("the block file", "is there", blocked.exists(), True)
     held.write_bytes((DAY + "x").encode())
     # A reader waits and takes the block file away.
-    play("list anna --day 2025-03-01 || Y25M03D01 2025-03-01T00:00:00Z 2025-03-01T23:59:59Z x ! ; waiting")
+    play("list anna --day 2025-03-01 "
+         "|| Y25M03D01 2025-03-01T00:00:00Z 2025-03-01T23:59:59Z x ! ; waiting")
     check("the block file", "is there", blocked.exists(), False)
     # A calendar that cannot be deleted keeps its old content, whatever the library says of it. What
     # was done before it stays done, and is told.
@@ -932,22 +985,28 @@ with-lock anna Y25M03D01 --dry-run -- cmd /c 'exit 7' | dry run: held Y25M03D01 
     check_names("*")
     play(r"""
 7 with-lock anna Y25M03D01 -- cmd /c 'dir /b FOLDER\*.BLK& exit 7' | Y25M03D01.BLK\r
-with-lock anna Y25M03D01 -- PROGRAM add anna '-- [x] "y\"' --on 2025-03-02 | added "-- [x] "y\"" to Y25M03D02
+with-lock anna Y25M03D01 -- PROGRAM add anna '-- [x] "y\"' --on 2025-03-02 \
+| added "-- [x] "y\"" to Y25M03D02
 1 with-lock anna Y25M03D01 -- no-such-program ! (the program was not run)
-""".replace("FOLDER", windows_path(FOLDER)).replace("PROGRAM", windows_path(PROGRAM).replace("\\", "\\\\")))
+""".replace("FOLDER", windows_path(FOLDER)).replace("\\\n", "")
+         .replace("PROGRAM", windows_path(PROGRAM).replace("\\", "\\\\")))
     held.write_bytes(b"")
     play("5 with-lock anna Y25M03D01 -- cmd ! (the program was not run)")
     held.unlink()
 
     def start(*arguments):
-        return subprocess.Popen(["bash", f"{SOURCE}/script/wine", PROGRAM, *arguments], env=ENVIRONMENT,
-                                stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-    # A program that reads its input to the end; Ctrl-C of the tool leaves it to the program. No reader
-    # takes the block file away.
-    command = ["with-lock", "sales/anna", "Y25M03D01", "--", windows_path(PROGRAM), "contacts", "show", "-"]
+        return subprocess.Popen(["bash", f"{SOURCE}/script/wine", PROGRAM, *arguments],
+                                env=ENVIRONMENT,
+                                stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE)
+    # A program that reads its input to the end; Ctrl-C of the tool leaves it to the program. No
+    # reader takes the block file away.
+    command = ["with-lock", "sales/anna", "Y25M03D01", "--", windows_path(PROGRAM), "contacts",
+               "show", "-"]
     for fatal in (signal.SIGINT, signal.SIGKILL):
         tool = start(*command)
-        check("with-lock", "holds", until(lambda: held.exists() and len(processes("contacts")) == 2), True)
+        check("with-lock", "holds",
+              until(lambda: held.exists() and len(processes("contacts")) == 2), True)
         reader = start("list", "sales/anna", "--day", "2025-03-01")
         play("5 add anna z --on 2025-03-01 ! delete the file")
         time.sleep(2)
@@ -955,17 +1014,19 @@ with-lock anna Y25M03D01 -- PROGRAM add anna '-- [x] "y\"' --on 2025-03-02 | add
         os.kill(number, fatal)
         if fatal == signal.SIGINT:
             time.sleep(1)
-            check("with-lock", "holds for a reader and after Ctrl-C", (held.exists(), reader.poll()), (True, None))
+            check("with-lock", "holds for a reader and after Ctrl-C",
+                  (held.exists(), reader.poll()), (True, None))
             card = tool.communicate(b"BEGIN:VCARD\nN:Smith\nEND:VCARD\n")[0]
             check("with-lock", "program", (tool.returncode, b"Smith" in card), (0, True))
-        check("with-lock", "ends", until(lambda: not held.exists() and not processes("contacts")), True)
+        check("with-lock", "ends", until(lambda: not held.exists() and not processes("contacts")),
+              True)
         reader.communicate(timeout=60)
         check("list", "exit status", reader.returncode, 0)
     delete_values(PROVIDERS_KEY, "Write Wait Timeout", "Read Wait Timeout", "UnBlock Timeout")
 
 
 def served(*answers):
-    """The port of a service that gives each answer to one request and then closes the connection."""
+    """The port of a service that gives each answer to one request and closes the connection."""
     listener = socket.create_server(("127.0.0.1", 0))
 
     def serve():
@@ -988,7 +1049,8 @@ def host_tests():
     said = ""
     for step, address, port in (
             ("address", "no.such.invalid", 1), ("connect", "127.0.0.1", unused),
-            ("AUTH", "127.0.0.1", served(b"<DATA></DATA>")), ("LOAD", "127.0.0.1", served(success, b"no")),
+            ("AUTH", "127.0.0.1", served(b"<DATA></DATA>")),
+            ("LOAD", "127.0.0.1", served(success, b"no")),
             ("PING", "127.0.0.1", served(success, success))):
         play(f"hosts add odd --address {address} --port {port} --credentials-file key |*",
              key=windows_path(WORK / "key.txt"))
@@ -1022,8 +1084,8 @@ hosts list
     try:
         port = int(service.stdout.readline().decode().rsplit(":", 1)[1])
         host_tests()
-        # A call that no service takes is refused: its finding nothing would look like no entries. What
-        # the commands change on a host lies in the service's store.
+        # A call that no service takes is refused: its finding nothing would look like no entries.
+        # What the commands change on a host lies in the service's store.
         play(r"""
 hosts add north --address 127.0.0.1 --port PORT --credentials-file key | added host north
 hosts add shut --address 127.0.0.1 --port PORT --credentials-file wrong | added host shut
@@ -1034,14 +1096,16 @@ hosts list | north\t127.0.0.1:PORT
 hosts test north --json |J {"host":"north","failed":null}
 --host north add anna Review --on 2025-03-01 | added "Review" to Y25M03D01 = Y25M03D01.CAL:@Review
 1 --host north add anna review --on 2025-03-01 ! already
---host north list anna --day 2025-03-01 || Y25M03D01 2025-03-01T00:00:00Z 2025-03-01T23:59:59Z Review
+--host north list anna --day 2025-03-01 || Y25M03D01 2025-03-01T00:00:00Z 2025-03-01T23:59:59Z \
+Review
 --host north remove anna Review --day 2025-03-01 --force |* = Y25M03D01.CAL
 2 --host north list anna ! leave --host away
 --host north item put anna a.txt content | written a.txt, 21000 bytes
 --host north item get anna a.txt copy
 1 --host north item put anna a.txt content ! no server replaces one
 2 --host north item delete anna a.txt ! leave --host away
-""".replace("PORT", str(port)), content=windows_path(content), copy=windows_path(WORK / "copy.txt"),
+""".replace("PORT", str(port)).replace("\\\n", ""), content=windows_path(content),
+             copy=windows_path(WORK / "copy.txt"),
              key=windows_path(WORK / "key.txt"), wrong=windows_path(WORK / "wrong.txt"))
         check("item get", "content", (WORK / "copy.txt").read_bytes(), content.read_bytes())
     finally:
@@ -1054,8 +1118,8 @@ hosts remove north | removed host north
 
 
 def transcript(text, **words):
-    """Runs rows whose answers have lines and backslashes: "$STATUS" and a command line, then "|" a line
-    of the output and "!" a part of standard error."""
+    """Runs rows whose answers have lines and backslashes: "$STATUS" and a command line, then "|" a
+    line of the output and "!" a part of standard error."""
     words = {"anna": "sales/anna", **words}
     for row in text.strip("\n").split("\n$"):
         command, *lines = row.lstrip("$").split("\n")
@@ -1066,7 +1130,8 @@ def transcript(text, **words):
 
 
 def run_json(arguments, error=""):
-    return [json.loads(line) for line in run([*arguments, "--json"], 0, None, error).splitlines()[1:]]
+    return [json.loads(line)
+            for line in run([*arguments, "--json"], 0, None, error).splitlines()[1:]]
 
 
 def leave(path):
@@ -1087,10 +1152,12 @@ def folders():
     inbox = anna / "In Büro"
     inbox.mkdir()
     index = inbox / "_index.xml"
-    index.write_bytes(index_file(("1.MAI", 1, "Gr&#xfc;n"), ("-----", "-", "x"), ("3.MAI", 3, "R&amp;D")))
+    index.write_bytes(index_file(("1.MAI", 1, "Gr&#xfc;n"), ("-----", "-", "x"),
+                                 ("3.MAI", 3, "R&amp;D")))
     for name in "135":
         (inbox / f"{name}.MAI").write_bytes(b"From: me@x\nSubject: new %b\n\nhi\n" % name.encode())
-    words = {"inbox": "sales/anna/In Büro", "copy": windows_path(inbox), "file": windows_path(index)}
+    words = {"inbox": "sales/anna/In Büro", "copy": windows_path(inbox),
+             "file": windows_path(index)}
     transcript("""
 $1 index list anna
 ! index rebuild makes one
@@ -1121,7 +1188,8 @@ $ dump file --json
 | {"offset":144,"length":109,"meaning":"entry 3.MAI, UID 3"}
 | {"offset":253,"length":16,"meaning":"trailer"}
 """, **words)
-    check("index", "compacted", index.read_bytes(), index_file(("1.MAI", 1, "Gr&#xfc;n"), ("3.MAI", 3, "R&amp;D")))
+    check("index", "compacted", index.read_bytes(),
+          index_file(("1.MAI", 1, "Gr&#xfc;n"), ("3.MAI", 3, "R&amp;D")))
     torn = index_file(("1.MAI", 1, "a"), ("2.MAI", 2, "b"), ("4.MAI", 4, "c"))
     torn = torn.replace(b'UID="2"', b'UID="2" X')
     index.write_bytes(torn)
@@ -1174,7 +1242,8 @@ $ notify markers anna --json
 | {"number":2,"bytes":3,"counts":true,"text":"two"}
 $ notify markers anna --clean
 | deleted 1 marker; the number is 2
-""".replace("flagged inbox", "flagged sales/anna/In Büro").replace("cleared inbox", "cleared sales/anna/In Büro"), **words)
+""".replace("flagged inbox", "flagged sales/anna/In Büro")
+               .replace("cleared inbox", "cleared sales/anna/In Büro"), **words)
 
 
 def activity(anna):
@@ -1184,7 +1253,8 @@ def activity(anna):
              line.format("POP", 7, 100, "A"), "short"]
     tab.write_bytes("\r\n".join(lines).encode())
     listed = run_json(["activity", "list", "sales/anna"], error="1 line is no entry")
-    check("activity list", "stale", [bool(entry["stale"]) for entry in listed], [True, False, False])
+    check("activity list", "stale", [bool(entry["stale"]) for entry in listed],
+          [True, False, False])
     leave(anna / "_activity.blk")
     run(["activity", "purge", "sales/anna"], 5, "", "the activity file is locked")
     (anna / "_activity.blk").unlink()
@@ -1225,7 +1295,8 @@ def messages():
 
     def outline():
         parts = run_json(["message", "show", message])
-        return [(part["type"], part["name"], None if "multipart/" in part["type"] else part["decodedLength"])
+        return [(part["type"], part["name"],
+                 None if "multipart/" in part["type"] else part["decodedLength"])
                 for part in parts]
 
     check("message show", "parts", outline(), wanted)
@@ -1270,16 +1341,18 @@ $1 message show sales/anna/Inbox/3.MAI
     run(["message", "headers", "sales/anna/Inbox/2.MAI", "--set", "A=b"], 5, "", "is being edited")
     delete_values(PRODUCT_KEY, "UID Branding Enabled")
 def product_reads():
-    """The registry values that the product's sources name where they read, each with its default when
-    the line has one; and the files that read by a name from elsewhere."""
+    """The registry values that the product's sources name where they read, each with its default
+    when the line has one; and the files that read by a name from elsewhere."""
     reader = r"(?:ReadRegistryString|ReadRegistryDword|RegistryDwordOr|\bSetting)\("
     named = rf'(?:{reader}|TimeoutSetting k\w+\{{|\bk\w+Value =)[^;"]*?"([^"]+)"(?:,\s*(\w+))?'
     values, others = {}, set()
     for room in ("common", "remote", "provider", "Library"):
-        for file in [*pathlib.Path(SOURCE, room).rglob("*.cpp"), *pathlib.Path(SOURCE, room).rglob("*.h")]:
+        for file in [*pathlib.Path(SOURCE, room).rglob("*.cpp"),
+                     *pathlib.Path(SOURCE, room).rglob("*.h")]:
             text = file.read_text(encoding="utf-8")
             for name, default in re.findall(named, text):
-                default = (re.findall(rf"\b{default} = (\d+);", text) if default else []) or [default]
+                default = (re.findall(rf"\b{default} = (\d+);", text)
+                           if default else []) or [default]
                 values[name] = default[0].replace("INFINITE", str(2**32 - 1))
             if re.search(rf'RegQueryValue|RegGetValue|{reader}[^;"]*;', text):
                 others.add(file.relative_to(SOURCE).as_posix())
@@ -1287,11 +1360,13 @@ def product_reads():
 
 
 def listed_settings():
-    objects = [json.loads(line) for line in run(["doctor", "--settings", "--json"], out=None).splitlines()]
+    objects = [json.loads(line)
+               for line in run(["doctor", "--settings", "--json"], out=None).splitlines()]
     listed = [(o["key"], o["setting"], o["type"], o["default"], o["unit"], o["read"], o["means"])
               for o in objects[1:]]
     documented, key = [], ""
-    for line in pathlib.Path(SOURCE, "docs", "settings.md").read_text(encoding="utf-8").splitlines():
+    for line in pathlib.Path(SOURCE, "docs",
+                             "settings.md").read_text(encoding="utf-8").splitlines():
         key = line.strip("`") if line.startswith("`HK") else key
         if line.startswith("| `"):
             name, *rest = (cell.strip() for cell in line.strip("|").split("|"))
@@ -1304,13 +1379,14 @@ def listed_settings():
             check(name, "default", default, values[name])
     # By names that stand in their tables, which are looked through above.
     check("settings", "reads by other names", others, {
-        "common/Registry.cpp", "common/Registry.h", "provider/CalendarLock.cpp", "remote/AdminHost.cpp",
-        "Library/LIBStoreIndexSerialisation/IndexSettings.cpp"})
+        "common/Registry.cpp", "common/Registry.h", "provider/CalendarLock.cpp",
+        "remote/AdminHost.cpp", "Library/LIBStoreIndexSerialisation/IndexSettings.cpp"})
 
 
 def settle(values):
     """Has the product's keys hold these lines of a registry file and nothing else."""
-    keys = {"P": PRODUCT_KEY, "W": PRODUCT_KEY + r"\Providers", "S": PRODUCT_KEY + r"\Providers\Store",
+    keys = {"P": PRODUCT_KEY, "W": PRODUCT_KEY + r"\Providers", "S": PRODUCT_KEY +
+            r"\Providers\Store",
             "T": PROVIDERS_KEY, "A": PRODUCT_KEY.replace("HKLM", "HKCU") + r"\Administration"}
     text = "Windows Registry Editor Version 5.00\r\n"
     for key in (r"HKLM\SOFTWARE\Wow6432Node\Tarnwick", r"HKLM\SOFTWARE\Tarnwick",
@@ -1328,7 +1404,8 @@ def doctored(values, problems="", risks="", *options):
     """What the doctor says of a machine with these settings, as objects."""
     settle(values)
     before, count = files(), len(problems.split())
-    said = run(["doctor", "--json", *options], 3 if count else 0, None, f"{count} problem" if count else "")
+    said = run(["doctor", "--json", *options], 3 if count else 0, None,
+               f"{count} problem" if count else "")
     objects = [json.loads(line) for line in said.splitlines()]
     for kind, wanted in (("problem", problems), ("risk", risks)):
         check(values, kind, sorted(o[kind] for o in objects if kind in o), sorted(wanted.split()))
@@ -1351,18 +1428,20 @@ P "Use XML Stream Index Serialisation"=dword:1
 P "Use XML Stream Index Deserialisation"=dword:1"""
     doctored("", "mail-root-unset", usual)
     objects = doctored(fine)
-    for what, part in (("value", {"setting": "Mail Root", "value": windows_path(home), "from": "registry"}),
+    for what, part in (("value",
+                        {"setting": "Mail Root", "value": windows_path(home), "from": "registry"}),
                        ("default", {"setting": "Apply Timeout", "value": "20", "from": "default"}),
                        ("wait", {"wait": "writer-lingers", "seconds": 81}),
                        ("folder", {"folder": "mail root", "writable": True, "exists": True}),
                        ("library", {"version": "1.0.0", "toolVersion": "1.0.0"})):
         check("doctor", what, any(part.items() <= o.items() for o in objects), True)
     text = run(["doctor"], out=None)
-    for line in ("  Mail Root +registry +" + re.escape(windows_path(home)), "  101 +a waiter for the act",
+    for line in ("  Mail Root +registry +" + re.escape(windows_path(home)),
+                 "  101 +a waiter for the act",
                  "  mail root +is there, writable", "  library, of version +1.0.0 +Z:",
                  "  clock of the library.* 20..-"):
         check("doctor", line, len(re.findall(line.encode("cp1252"), text)), 1)
-    # Each of these has a command that mends it: run as it is printed, it leaves nothing to be found.
+    # Each of these has a command that mends it: run as printed, it leaves nothing to be found.
     objects = doctored(fine.replace("=dword:1", "=dword:2", 1) + r"""
 T "Read Wait Timeout"="90"
 T "Write Wait Timeout"=hex(b):46,00,00,00,00,00,00,00
@@ -1370,26 +1449,30 @@ T "UnBlock Timeout"=dword:ffffffff
 W "Apply Timeout"=dword:5
 W "Index Unblock Mode"=hex:01,00
 P "Data Directory"=hex(2):25,00,53,00,79,00,73,00,74,00,65,00,6d,00,44,00,72,00,69,00,76,00,65,00,25,00,00,00
-""", "switch-odd timeout-negative value-misplaced value-not-expanded" + 3 * " value-wrong-type", "backup-off")
+""", "switch-odd timeout-negative value-misplaced value-not-expanded" + 3 * " value-wrong-type",
+                       "backup-off")
     batch = "".join("@" + o["mend"] + "\r\n" for o in objects if "problem" in o)
     (WORK / "mend.bat").write_bytes(batch.encode("cp1252"))
     wine("cmd", "/c", windows_path(WORK / "mend.bat"))
     mended = [json.loads(line) for line in run(["doctor", "--json"], out=None).splitlines()]
-    for name, value in (("Read Wait Timeout", "90"), ("Write Wait Timeout", "70"), ("Apply Timeout", "5"),
-                        ("UnBlock Timeout", "86400"), ("Backup Index", "1"), ("Data Directory", "C:")):
+    for name, value in (("Read Wait Timeout", "90"), ("Write Wait Timeout", "70"),
+                        ("Apply Timeout", "5"),
+                        ("UnBlock Timeout", "86400"), ("Backup Index", "1"),
+                        ("Data Directory", "C:")):
         check("mended", name, [o["value"] for o in mended if o.get("setting") == name], [value])
     # One setting each beside those that are fine.
     for values, problems, risks in (
             (r'P "Mail Root"="mail"', "mail-root-missing mail-root-relative", ""),
             (r'P "Mail Root"=""', "mail-root-unset", ""),
-            (r'P "Mail Root"="\\\\nowhere.invalid\\mail"', "mail-root-missing", "mail-root-on-share"),
+            (r'P "Mail Root"="\\\\nowhere.invalid\\mail"', "mail-root-missing",
+             "mail-root-on-share"),
             (r'P "Mail Root"="Z:\\proc"', "mail-root-not-writable", "no-postoffice"),
             ('P "Mail Root"="Z:\\\\\u4e2d"', "mail-root-missing value-characters", ""),
             ('P "Mail Root"=dword:41', "mail-root-missing mail-root-relative value-wrong-type", ""),
             ('P "Data Directory"="' + 1024 * "x" + '"', "value-too-long", ""),
             ('P "Application Directory"="C:\\\\none"', "program-folder-missing", ""),
-            ('P "Use XML Stream Index Deserialisation"=dword:0\nS "XML Version"="6.0"', "dom-version",
-             "backup-idle dom-chosen"),
+            ('P "Use XML Stream Index Deserialisation"=dword:0\nS "XML Version"="6.0"',
+             "dom-version", "backup-idle dom-chosen"),
             ('T "Read Wait Timeout"=dword:29', "", "reader-outruns-writer"),
             ('W "Store Notification Wait Timeout"=dword:ffffffff', "", "wait-endless"),
             ('W "Index Unblock Mode"=dword:1\nP "Calendar ReIndex Mode"=dword:1', "",
@@ -1405,15 +1488,17 @@ P "Data Directory"=hex(2):25,00,53,00,79,00,73,00,74,00,65,00,6d,00,44,00,72,00,
 def doctor_of_hosts():
     success = b"<DATA><STATUS>SUCCESS</STATUS></DATA>"
     with socket.create_server(("127.0.0.1", 0)) as listener:
-        for name, port in (("Default", served(success, success, success)), ("mute", listener.getsockname()[1]),
-                           ("shut", 1)):
+        for name, port in (("Default", served(success, success, success)),
+                           ("mute", listener.getsockname()[1]), ("shut", 1)):
             run(["hosts", "add", name, "--address", "127.0.0.1", "--port", str(port)], out=None)
-        wine("reg", "add", PRODUCT_KEY.replace("HKLM", "HKCU") + r"\Administration", "/v", "ForceDefaultHost",
-             "/t", "REG_DWORD", "/d", "1", "/f")
+        wine("reg", "add", PRODUCT_KEY.replace("HKLM", "HKCU") + r"\Administration", "/v",
+             "ForceDefaultHost", "/t", "REG_DWORD", "/d", "1", "/f")
         said = run(["doctor", "--json", "--root", windows_path(ROOT)], 3, None, "2 problems")
     objects = [json.loads(line) for line in said.splitlines()]
-    check("hosts", "steps", [o["failed"] for o in objects if "failed" in o], [None, "AUTH", "connect"])
-    check("hosts", "codes", [o["problem"] for o in objects if "problem" in o], 2 * ["host-unreachable"])
+    check("hosts", "steps", [o["failed"] for o in objects if "failed" in o],
+          [None, "AUTH", "connect"])
+    check("hosts", "codes", [o["problem"] for o in objects if "problem" in o],
+          2 * ["host-unreachable"])
     check("hosts", "forced", "default-host-forced" in said.decode(), True)
     check("hosts", "credentials", said.count(b'"(not shown)"'), 3)
 
@@ -1422,7 +1507,8 @@ def doctor_of_libraries():
     """Tools beside another library, or none."""
     settle("")
     library = pathlib.Path(BINARY, "bin", "TWAICP.DLL").read_bytes()
-    newer = library.replace(b"\xbd\x04\xef\xfe\0\0\1\0\0\0\1\0", b"\xbd\x04\xef\xfe\0\0\1\0\2\0\1\0")
+    newer = library.replace(b"\xbd\x04\xef\xfe\0\0\1\0\0\0\1\0",
+                            b"\xbd\x04\xef\xfe\0\0\1\0\2\0\1\0")
     for content, code in ((None, "library-unusable"), (b"no library", "library-unusable"),
                           (newer, "library-version")):
         folder = WORK / f"tool {len(content or '')}"
@@ -1456,7 +1542,8 @@ EXAMPLE_FILES = {
     "holidays.ics": "BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:1\nDTSTART;VALUE=DATE:20250501\n"
                     "RRULE:FREQ=YEARLY\nEND:VEVENT\nEND:VCALENDAR\n",
     "agenda.txt": "the agenda", "key.txt": "ann:secret\n", "plan.pdf": "%PDF",
-    "copies/copy-calendars.cmd": "@copy Mail\\sales\\MAILROOT\\anna\\Calendar\\*.CAL D:\\copies >nul",
+    "copies/copy-calendars.cmd":
+        "@copy Mail\\sales\\MAILROOT\\anna\\Calendar\\*.CAL D:\\copies >nul",
     "Copy/sales/MAILROOT/anna/Calendar/Y25M03D01.CAL": REVIEWS,
     "C:/Copy of Inbox/_index.xml": index_file(("0A1B2C3D.MAI", 17, "Agenda"), last=17),
 }

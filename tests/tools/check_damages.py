@@ -345,7 +345,8 @@ def main():
         # Every text that was there is there, the empty files of ended holders apart.
         gone = set(damaged[name].values()) - set(now.values()) - {b""}
         check(name, "lost by recover", gone, set())
-    found = tool("check", windows_path(MAILBOXES / "reversed"), "--root", windows_path(WORK), status=3)
+    found = tool("check", windows_path(MAILBOXES / "reversed"), "--root", windows_path(WORK),
+                 status=3)
     check("outside", "mend", found[0]["mend"], f"tarnwick-admin --root {root} get sales/reversed "
           '--calendar "Own days" "Old fair"')
     tool("check", "sales/sound", status=0)

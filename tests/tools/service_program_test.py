@@ -1,4 +1,4 @@
-"""tarnwick-service as a process: what it says when it cannot start, and that Ctrl-C ends it cleanly.
+"""tarnwick-service as a process: what it says when it cannot start, and that Ctrl-C ends it.
 
 Usage: service_program_test.py SCRIPT_WINE PROGRAM SCRATCH_FOLDER
 """
