@@ -6,11 +6,18 @@
 #include "Library/activity/NotifyFlags.h"
 #include "tools/admin/Console.h"
 #include "tools/admin/Json.h"
+#include "tools/admin/store/RepairFiles.h"
 #include "tools/admin/StorePlaces.h"
 #include "tools/admin/TextTable.h"
 
 namespace tarnwick::admin {
 namespace {
+
+// The library does not tell why it wrote nothing.
+Failure NotWritten(const std::string& directory, const std::string& text) {
+    if (CanMakeFiles(directory)) return Refusal(text);
+    return {ExitStatus::NotAllowed, text + ": this account cannot make files there"};
+}
 
 struct NotifyOptions {
     std::string place;
@@ -95,7 +102,7 @@ void Flag(const NotifyOptions& options, Context& context) {
     if (!context.dryRun) {
         FlagFolderChanged(name.postoffice, name.mailbox, name.folder);
         if (!FileExists(directory + "\\_NOTIFY.NFY")) {
-            throw SystemFailure("no flag was written in " + directory);
+            throw NotWritten(directory, "no flag was written in " + directory);
         }
     }
     PrintFlagResult("flagged", options, context);
@@ -163,7 +170,9 @@ void Markers(const NotifyOptions& options, Context& context) {
     const std::string path = directory + "\\_" + std::to_string(highest + 1) + ".NEW";
     if (!context.dryRun) {
         WriteNewMailMarker(name.postoffice, name.mailbox, *options.text);
-        if (!FileExists(path)) throw SystemFailure("the marker " + path + " cannot be written");
+        if (!FileExists(path)) {
+            throw NotWritten(directory, "the marker " + path + " cannot be written");
+        }
     }
     if (context.json) return JsonLines(context).Add({{"number", highest + 1}});
     PrintDone("added marker " + std::to_string(highest + 1), context);
