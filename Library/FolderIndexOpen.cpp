@@ -1,7 +1,7 @@
+#include "common/CaughtException.h"
 #include "common/MutexLock.h"
 #include "common/Reports.h"
 #include "common/Text.h"
-#include "Library/ExceptionReport.h"
 #include "Library/FolderFiles.h"
 #include "Library/FolderIndex.h"
 #include "Library/FolderMutex.h"

@@ -3,7 +3,6 @@
 #include <cstdio>
 
 #include "common/BlockFile.h"
-#include "common/DiagnosticLevel.h"
 #include "common/Registry.h"
 #include "common/Reports.h"
 #include "common/Retry.h"

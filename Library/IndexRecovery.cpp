@@ -1,7 +1,7 @@
 #include "Library/IndexRecovery.h"
 
+#include "common/CaughtException.h"
 #include "common/Reports.h"
-#include "Library/ExceptionReport.h"
 #include "Library/FolderScan.h"
 #include "Library/LIBStoreIndexSerialisation/IndexSettings.h"
 

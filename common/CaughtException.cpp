@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <exception>
 
+#include "common/Reports.h"
+
 namespace tarnwick {
 namespace {
 
@@ -44,6 +46,18 @@ CaughtException DescribeCaughtException(std::string_view operation) {
                     exception.what() + "\n"};
     } catch (...) {
         return {CaughtKind::Other, name + " raised an exception"};
+    }
+}
+
+void ReportCaughtException(std::string_view operation) noexcept {
+    try {
+        const CaughtException caught = DescribeCaughtException(operation);
+        Trace(caught.text);
+        if (caught.kind == CaughtKind::Exception) {
+            Report(ReportChannel::EventLogError, caught.text);
+        }
+    } catch (...) {
+        // Memory is too short even for the report.
     }
 }
 

@@ -18,4 +18,8 @@ struct CaughtException {
 // one line has no break. Throws when memory is too short for the text.
 CaughtException DescribeCaughtException(std::string_view operation);
 
+// To be called in a catch block: writes this text to the trace, and an exception's to the event log
+// too. Never throws.
+void ReportCaughtException(std::string_view operation) noexcept;
+
 }  // namespace tarnwick

@@ -1,7 +1,9 @@
 // Everything the system tells somebody other than its caller, through one door that a test may
-// watch: the process's standard output, the debug trace and the event log.
+// watch: the process's standard output, the debug trace and the event log. And how much of it: one
+// number for all rooms.
 #pragma once
 
+#include <atomic>
 #include <string_view>
 
 namespace tarnwick {
@@ -32,6 +34,15 @@ inline void PrintStandardOutput(std::string_view text) {
 }
 inline void Trace(std::string_view text) {
     Report(ReportChannel::Trace, text);
+}
+
+// One below what the report of a refused index block asks for, which is off so until a host asks.
+inline constexpr int kDefaultDiagnosticLevel = 5;
+
+// The process-wide level; each gated message names the level above which it is written.
+inline std::atomic<int>& DiagnosticLevel() {
+    static std::atomic<int> level{kDefaultDiagnosticLevel};
+    return level;
 }
 
 // The real channels of the platform (Reports reaches them; nobody else needs them).

@@ -24,7 +24,7 @@ enum class LastWait { BeforeAttempt, InVain };
 // behind each of these, and the question comes after it. The last error is that of the last
 // attempt.
 //
-// Activity files have a loop of their own (ActivityReplacement.cpp): that one says in the log what
+// Activity files have a loop of their own (ActivityStore.cpp): that one says in the log what
 // it waits for, and its deletes wait behind a try that succeeded.
 template <typename Attempt, typename WaitsAllowed>
 RetryOutcome RetryWhileRefused(Attempt attempt, WaitsAllowed waitsAllowed,

@@ -102,7 +102,7 @@ std::int32_t CalendarReader::SkipStrides(std::int32_t count) {
     while (lines_.Bytes().size() - at >= kStride) {
         // With a line feed in each window no line is longer than a piece.
         const std::string_view stride(lines_.Bytes().data() + at, kStride);
-        const auto lines = static_cast<std::int32_t>(CountInWindows(stride, '\n', '\x1a'));
+        const auto lines = static_cast<std::int32_t>(CountInWindows(stride, '\n', kTextEnd));
         if (lines == 0 || lines > count - skipped) break;
         skipped += lines;
         at += kStride;

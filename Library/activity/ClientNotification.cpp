@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "Library/activity/ActivityReplacement.h"
 #include "Library/activity/ActivityStore.h"
 #include "Library/activity/FolderPlace.h"
 #include "Library/activity/NotifyRemote.h"

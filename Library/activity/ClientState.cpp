@@ -1,9 +1,8 @@
 #include "Library/activity/ClientState.h"
 
 #include "common/Clock.h"
-#include "common/DiagnosticLevel.h"
+#include "common/Reports.h"
 #include "common/Retry.h"
-#include "Library/activity/ActivityReplacement.h"
 #include "Library/activity/ActivityRules.h"
 #include "Library/activity/ActivityStore.h"
 #include "Library/activity/ModuleLog.h"

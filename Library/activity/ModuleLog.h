@@ -1,6 +1,6 @@
 // The store library's log: each message goes to the debug trace and to the event log, as an error
 // or a warning when it begins with "TW-E" or "TW-W", as information otherwise. The level that gates
-// the less important messages is that of common/DiagnosticLevel.h.
+// the less important messages is that of common/Reports.h.
 #pragma once
 
 #include <concepts>

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "common/DiagnosticLevel.h"
+#include "common/Reports.h"
 #include "common/Text.h"
 #include "Library/activity/ModuleLog.h"
 #include "Library/activity/NotifyRemote.h"

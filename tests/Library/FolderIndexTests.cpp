@@ -8,9 +8,9 @@
 
 #include <thread>
 
-#include "common/DiagnosticLevel.h"
+#include "common/CaughtException.h"
 #include "common/MutexLock.h"
-#include "Library/ExceptionReport.h"
+#include "common/Reports.h"
 #include "Library/FolderFiles.h"
 #include "Library/FolderMutex.h"
 #include "Library/IndexBlockFile.h"

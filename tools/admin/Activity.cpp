@@ -4,7 +4,6 @@
 #include "common/Clock.h"
 #include "common/Text.h"
 #include "common/Waits.h"
-#include "Library/activity/ActivityReplacement.h"
 #include "Library/activity/ActivityStore.h"
 #include "tools/admin/Connections.h"
 #include "tools/admin/Console.h"

@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 #include "common/Clock.h"
-#include "common/DiagnosticLevel.h"
+#include "common/Reports.h"
 #include "tests/Library/activity/ActivityOperations.h"
 #include "tests/support/Model.h"
 #include "tests/support/ReportRecorder.h"

@@ -5,7 +5,7 @@
 
 #include "common/Registry.h"
 #include "common/Reports.h"
-#include "Library/activity/ActivityReplacement.h"
+#include "Library/activity/ActivityStore.h"
 #include "Library/activity/BlockFileLock.h"
 #include "tests/support/WindowsFixtures.h"
 

@@ -6,7 +6,7 @@
 
 #include "common/Files.h"
 #include "common/Retry.h"
-#include "Library/activity/ActivityReplacement.h"
+#include "Library/activity/ActivityStore.h"
 #include "Library/activity/BlockFileLock.h"
 #include "Library/IndexBlockFile.h"
 #include "provider/CalendarPaths.h"
