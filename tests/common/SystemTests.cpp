@@ -1,6 +1,7 @@
 // What the rooms share of the system: files, the registry, waits, mutexes and reports.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <ctime>
 #include <thread>
@@ -41,6 +42,14 @@ BOOL WINAPI CloseSource(HANDLE /*source*/) {
     return TRUE;
 }
 
+DWORD mostWritten = MAXDWORD;
+
+BOOL WINAPI WriteInPart(HANDLE file, LPCVOID bytes, DWORD size, LPDWORD count, LPOVERLAPPED at) {
+    static const auto write = reinterpret_cast<decltype(&WriteFile)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernel32.dll"), "WriteFile")));
+    return write(file, bytes, std::min(size, mostWritten), count, at);
+}
+
 }  // namespace
 
 // In place of the C runtime's, which gives -1 in a process that is too old for it.
@@ -48,12 +57,13 @@ extern "C" std::clock_t clock() {
     return clockStandsStill ? -1 : static_cast<std::clock_t>(GetTickCount64() % 1'000'000'000);
 }
 
-// In place of the import library's: what this program's reports call.
+// In place of the import library's: what this program's reports and files call.
 extern "C" {
 decltype(&OutputDebugStringA) __imp_OutputDebugStringA = NoteDebugString;
 decltype(&RegisterEventSourceA) __imp_RegisterEventSourceA = OpenSource;
 decltype(&ReportEventA) __imp_ReportEventA = NoteEvent;
 decltype(&DeregisterEventSource) __imp_DeregisterEventSource = CloseSource;
+decltype(&WriteFile) __imp_WriteFile = WriteInPart;
 }
 
 namespace tarnwick {
@@ -88,6 +98,10 @@ TEST(Files, AreReadToTheirEndWhateverTheirSizeSaid) {
     EXPECT_EQ(ReadWholeFile(folder.Path("missing")), std::nullopt);
     EXPECT_EQ(FileBytes(7 << 20).RoomSize(), (7U << 20) * 5 / 4);
     EXPECT_LT(FileBytes(1).RoomSize(), 7U << 20) << "as no larger buffer is kept";
+    FileBytes grown(1);
+    const char* const freed = grown.Room();
+    grown.Grow();
+    EXPECT_NE(grown.Room(), freed);
     ASSERT_TRUE(File(path, kOpenTruncate).Write(std::string(300000, 'x')));
     for (int number = 2; number < 5; ++number) {
         FileBytes::FreeKept();
@@ -103,6 +117,14 @@ TEST(Files, AreReadToTheirEndWhateverTheirSizeSaid) {
         return 0U;
     };
     EXPECT_EQ(ReadWholeFile(path), "short") << "than its size said";
+}
+
+TEST(Files, AShortWriteIsAFullDisk) {
+    const ScratchFolder folder;
+    mostWritten = 2;
+    EXPECT_FALSE(File(folder.Path("f"), kOpenTruncate).Write("whole"));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_DISK_FULL));
+    EXPECT_EQ(ReadWholeFile(folder.Path("f")), "wh");
 }
 
 TEST(Files, AskingQuicklyGivesWhatASearchFinds) {
