@@ -38,6 +38,8 @@ void RegisterDump(const Command& app, Context& context);          // dump
 void RegisterDoctor(const Command& app, Context& context);        // doctor
 void RegisterReport(const Command& app, Context& context);        // report
 void RegisterWithLock(const Command& app, Context& context);      // with-lock
+void RegisterSnapshot(const Command& app, Context& context);      // snapshot
+void RegisterRestore(const Command& app, Context& context);       // restore
 void RegisterDescriptions(const Command& app,
                           Context& context);  // completion bash|powershell, manual
 

@@ -55,7 +55,8 @@ void RegisterCommands(CLI::App& app, Context& context) {
          {RegisterEntryChanges, RegisterEntryQueries, RegisterTransfers, RegisterItems,
           RegisterOverviews, RegisterHosts, RegisterContacts, RegisterStoreCare, RegisterIndexFiles,
           RegisterActivity, RegisterNotify, RegisterMessages, RegisterDump, RegisterDoctor,
-          RegisterReport, RegisterWithLock, RegisterDescriptions}) {
+          RegisterReport, RegisterWithLock, RegisterSnapshot, RegisterRestore,
+          RegisterDescriptions}) {
         registerFamily(Command(&app), context);
     }
 }

@@ -46,12 +46,15 @@ HeldBlock::HeldBlock(const std::string& path) : path_(path) {
     if (!rule) return;
     BreakBlock(path);
     RepairRule waiting{path, rule->patienceSeconds + kMoreWaits};
-    // Its existence is the lock; nobody needs its handle.
     held_ = WaitForBlockFile(path, waiting).IsOpen();
+    if (!held_) return;
+    // Its existence is the lock. Open in this way the system deletes it, whatever ends the process.
+    block_ = FileHandle(CreateFileA(path.c_str(), DELETE, kShareReadWrite, nullptr, OPEN_EXISTING,
+                                    FILE_FLAG_DELETE_ON_CLOSE, nullptr));
 }
 
 HeldBlock::~HeldBlock() {
-    if (held_) RemoveFile(path_);
+    if (held_ && !block_.IsValid()) RemoveFile(path_);
 }
 
 }  // namespace tarnwick::admin

@@ -4,12 +4,15 @@
 #include <cstdint>
 #include <string>
 
+#include "common/Handle.h"
+
 namespace tarnwick::admin {
 
 // Seconds beyond the patience of writers, after which whoever mends something gives up.
 inline constexpr std::uint32_t kMoreWaits = 5;
 
-// Waits for a holder as a writer does, and removes the block file of one that has ended.
+// Waits for a holder as a writer does, and removes the block file of one that has ended. What ends
+// this process ends the hold.
 class HeldBlock {
   public:
     explicit HeldBlock(const std::string& path);
@@ -22,6 +25,7 @@ class HeldBlock {
   private:
     std::string path_;
     bool held_ = false;
+    FileHandle block_;
 };
 
 // Removes a block file whose holder has ended, looking at it a second time before; false when it
