@@ -1159,7 +1159,9 @@ def folders():
     for name in "135":
         (inbox / f"{name}.MAI").write_bytes(b"From: me@x\nSubject: new %b\n\nhi\n" % name.encode())
     words = {"inbox": "sales/anna/In Büro", "copy": windows_path(inbox),
-             "file": windows_path(index)}
+             "file": windows_path(index), "message": "sales/anna/In Büro/1.MAI",
+             "wire": windows_path(WORK / "wire")}
+    (WORK / "wire").write_bytes(b"<DATA><PARAMETER0 SIZE=4>AQAAAAEB</PARAMETER0>\0\x1b[1m")
     transcript("""
 $1 index list anna
 ! index rebuild makes one
@@ -1189,6 +1191,25 @@ $ dump file --json
 | {"offset":33,"length":111,"meaning":"entry 1.MAI, UID 1"}
 | {"offset":144,"length":109,"meaning":"entry 3.MAI, UID 3"}
 | {"offset":253,"length":16,"meaning":"trailer"}
+$ dump message
+| 00000000  46 72 6f 6d 3a 20 6d 65 40 78 0a                 From: me@x.       11: field: "From: me@x"
+| 0000000b  53 75 62 6a 65 63 74 3a 20 6e 65 77 20 31 0a     Subject: new 1.   15: field: "Subject: new 1"
+| 0000001a  0a                                               .                 1: empty line: the header ends
+| 0000001b  68 69 0a                                         hi.               3: body: text/plain
+$ dump wire --json
+| {"formatVersion":1,"command":"dump"}
+| {"offset":0,"length":6,"meaning":"DATA"}
+| {"offset":6,"length":19,"meaning":"parameter 0, SIZE=4"}
+| {"offset":25,"length":8,"meaning":"value of parameter 0, 3 codes for 4 bytes"}
+| {"offset":0,"length":4,"meaning":"parameter 0, the result: number 1","decoded":true}
+| {"offset":33,"length":13,"meaning":"end of parameter 0"}
+| {"offset":46,"length":5,"meaning":"behind the NUL that ends the text"}
+$ dump wire --as lzw
+| 00000000  3c 44                                            <D                2: damaged: code 17468: no entry of that number is there yet
+| 00000002  41 54 41 3e 3c 50 41 52 41 4d 45 54 45 52 30 20  ATA><PARAMETER0   49: behind the fault: not expanded
+| 00000012  53 49 5a 45 3d 34 3e 41 51 41 41 41 41 45 42 3c  SIZE=4>AQAAAAEB<
+$2 dump wire --as book
+! --as knows calendar
 """, **words)
     check("index", "compacted", index.read_bytes(),
           index_file(("1.MAI", 1, "Gr&#xfc;n"), ("3.MAI", 3, "R&amp;D")))

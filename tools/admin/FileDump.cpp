@@ -91,12 +91,22 @@ std::vector<DumpRow> DumpActivity(std::string_view bytes) {
     return DumpLines(bytes, kActivityFields);
 }
 
+std::string QuotedBriefly(std::string_view text) {
+    constexpr std::size_t kLongest = 60;
+    std::string quoted(text.substr(0, kLongest));
+    std::ranges::replace_if(
+        quoted, [](unsigned char byte) { return byte < ' ' || byte == 0x7F; }, '.');
+    return "\"" + quoted + (text.size() > kLongest ? "\"..." : "\"");
+}
+
 std::string DumpText(std::string_view bytes, const DumpRow& row, std::size_t limit) {
     constexpr std::size_t kBytesInLine = 16;
     std::string text;
     std::array<char, 16> number{};
-    const std::string_view shown = bytes.substr(row.offset, std::min(row.length, limit));
+    const std::string_view all = row.decoded ? *row.decoded : bytes.substr(row.offset, row.length);
+    const std::string_view shown = all.substr(0, limit);
     for (std::size_t at = 0; at < shown.size(); at += kBytesInLine) {
+        if (row.decoded) text += "  ";
         std::snprintf(number.data(), number.size(), "%08zx ", row.offset + at);
         text += number.data();
         std::string letters;

@@ -51,7 +51,7 @@ std::uint64_t LinesOf(std::string_view calendar) {
 // Takes the files of a mailbox into an archive, or in a dry run nowhere.
 class Snapshot {
   public:
-    Snapshot(const Mailbox& mailbox, const Context& context, const ByteSink& sink)
+    Snapshot(const Mailbox& mailbox, const Context& context, const ByteTarget& sink)
         : mailbox_(mailbox),
           context_(context),
           folder_(FullPath(CalendarFolder({mailbox.postoffice, mailbox.name, {}}))),

@@ -26,6 +26,6 @@ inline constexpr std::uint32_t kNoSize = 0xFFFFFFFF;
 inline constexpr std::uint16_t kNoCount = 0xFFFF;
 
 // Takes bytes in pieces, in their order. Throws Failure when it cannot.
-using ByteSink = std::function<void(std::string_view bytes)>;
+using ByteTarget = std::function<void(std::string_view bytes)>;
 
 }  // namespace tarnwick::admin

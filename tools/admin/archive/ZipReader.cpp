@@ -184,7 +184,7 @@ void RequireApart(const std::vector<ZipMember>& members) {
 // Counts and sums up the bytes on their way to the sink.
 class CheckedSink {
   public:
-    CheckedSink(const ZipMember& member, const ByteSink& sink) : member_(member), sink_(sink) {}
+    CheckedSink(const ZipMember& member, const ByteTarget& sink) : member_(member), sink_(sink) {}
 
     void Take(std::string_view bytes) {
         if (bytes.size() > member_.size - taken_) {
@@ -203,7 +203,7 @@ class CheckedSink {
 
   private:
     const ZipMember& member_;
-    const ByteSink& sink_;
+    const ByteTarget& sink_;
     std::uint64_t taken_ = 0;
     std::uint32_t crc_ = 0;
 };
@@ -266,7 +266,7 @@ std::vector<ZipMember> ReadZipDirectory(ByteRange& archive) {
     return members;
 }
 
-void ReadZipMember(ByteRange& archive, const ZipMember& member, const ByteSink& sink) {
+void ReadZipMember(ByteRange& archive, const ZipMember& member, const ByteTarget& sink) {
     CheckedSink checked(member, sink);
     Inflation inflation(member, checked);
     std::array<char, kBlock> block;

@@ -41,6 +41,6 @@ std::string ShownName(const std::string& name);
 std::vector<ZipMember> ReadZipDirectory(ByteRange& archive);
 
 // The member's bytes. The sink may have taken some before they turn out to be damaged.
-void ReadZipMember(ByteRange& archive, const ZipMember& member, const ByteSink& sink);
+void ReadZipMember(ByteRange& archive, const ZipMember& member, const ByteTarget& sink);
 
 }  // namespace tarnwick::admin

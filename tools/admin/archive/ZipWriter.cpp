@@ -84,7 +84,7 @@ struct ZipWriter::Deflation {
     std::array<char, 1U << 16> room{};
 };
 
-ZipWriter::ZipWriter(ByteSink sink)
+ZipWriter::ZipWriter(ByteTarget sink)
     : sink_(std::move(sink)), deflation_(std::make_unique<Deflation>()) {}
 
 ZipWriter::~ZipWriter() = default;

@@ -19,7 +19,7 @@ struct ZipTime {
 // Throws Failure (Refused) at what a plain zip cannot hold: 4 GiB and 65535 files.
 class ZipWriter {
   public:
-    explicit ZipWriter(ByteSink sink);
+    explicit ZipWriter(ByteTarget sink);
     ZipWriter(const ZipWriter&) = delete;
     ZipWriter& operator=(const ZipWriter&) = delete;
     ~ZipWriter();
@@ -37,7 +37,7 @@ class ZipWriter {
     void Put(std::string_view bytes);
     void Deflate(std::string_view bytes, bool isLast);
 
-    ByteSink sink_;
+    ByteTarget sink_;
     std::unique_ptr<Deflation> deflation_;
     std::string directory_;
     std::uint64_t position_ = 0;
