@@ -68,13 +68,9 @@ class Snapshot {
         }
         Progress progress("snapshot", listing.Files().size(), !context_.json);
         for (const StoredFile& file : listing.Files()) {
+            if (IsOfCalendar(listing, file.name)) TakeCalendar(std::string(StemOf(file.name)));
+            if (RoleOf(file.name) == FileRole::Item) TakeItem(file.name);
             progress.Step();
-            const FileRole role = RoleOf(file.name);
-            // In the middle of a swap the replacement alone is there.
-            const bool isAlone = role == FileRole::Replacement &&
-                                 listing.Find(Calendar(file.name) + ".CAL") == nullptr;
-            if (role == FileRole::Calendar || isAlone) TakeCalendar(Calendar(file.name));
-            if (role == FileRole::Item) TakeItem(file.name);
         }
         zip_.Begin(kManifestName, TimeOf(CurrentFileTime()));
         zip_.Write(ManifestText(manifest_));
@@ -86,7 +82,16 @@ class Snapshot {
     std::size_t LeftOut() const { return leftOut_; }
 
   private:
-    static std::string Calendar(std::string_view file) { return std::string(StemOf(file)); }
+    // Whether the file is a calendar, or the first sign of one that was not seen.
+    static bool IsOfCalendar(const FolderListing& listing, std::string_view name) {
+        const FileRole role = RoleOf(name);
+        const std::string stem(StemOf(name));
+        const bool isSwapped =
+            role == FileRole::SwapSign && listing.Find(stem + ".CAL") == nullptr &&
+            (HasExtension(name, "BLK") || listing.Find(stem + ".BLK") == nullptr);
+        return role == FileRole::Calendar || isSwapped;
+    }
+
     std::string PathOf(const std::string& name) const { return folder_ + "\\" + name; }
 
     void LeaveOut(const std::string& name, const std::string& reason) {

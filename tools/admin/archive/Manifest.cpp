@@ -82,14 +82,15 @@ Manifest ParseManifest(std::string_view text) {
 }
 
 FileRole RoleOf(std::string_view name) {
-    static constexpr std::array<std::string_view, 3> kCompanions{".BAK", ".OLD", ".BLK"};
+    static constexpr std::array<std::string_view, 2> kSwapSigns{".TMP", ".BLK"};
     static constexpr std::array<std::string_view, 3> kFlags{".DTY", ".NFY", ".NEW"};
     static constexpr std::array<std::string_view, 3> kStoreFiles{"_index.", "_groups.",
                                                                  "_activity."};
     if (EndsWith(name, ".CAL")) return FileRole::Calendar;
-    if (EndsWith(name, ".TMP")) return FileRole::Replacement;
-    const bool isOther = HasAny(name, kCompanions, EndsWith) || EndsWith(name, kUnfinished) ||
-                         IsKept(name) || HasAny(name, kStoreFiles, StartsWithIgnoreCase) ||
+    if (HasAny(name, kStoreFiles, StartsWithIgnoreCase)) return FileRole::Other;
+    if (HasAny(name, kSwapSigns, EndsWith)) return FileRole::SwapSign;
+    const bool isOther = EndsWith(name, ".BAK") || EndsWith(name, ".OLD") ||
+                         EndsWith(name, kUnfinished) || IsKept(name) ||
                          (name.starts_with('_') && HasAny(name, kFlags, EndsWith));
     return isOther ? FileRole::Other : FileRole::Item;
 }

@@ -31,8 +31,13 @@ std::string ManifestText(const Manifest& manifest);
 Manifest ParseManifest(std::string_view text);
 
 // Whether a file of a Calendar folder goes into a snapshot, and as what. Files that belong to the
-// store's locks, swaps, flags and indexes do not, nor what repairs and restores have put aside.
-enum class FileRole { Calendar, Replacement, Item, Other };
+// store's swaps, flags and indexes do not, nor what repairs and restores have put aside.
+enum class FileRole {
+    Calendar,
+    SwapSign,  // tells of a calendar that its writer has taken away for a moment
+    Item,
+    Other,
+};
 FileRole RoleOf(std::string_view name);
 
 // What stands behind the name of a file that is not written to its end.

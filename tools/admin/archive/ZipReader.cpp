@@ -170,6 +170,7 @@ void TakeLocalHeader(ByteRange& archive, ZipMember& member, std::uint64_t end) {
 // What lies over another unpacks to more than anything of the archive's size should.
 void RequireApart(const std::vector<ZipMember>& members) {
     std::vector<const ZipMember*> inOrder;
+    inOrder.reserve(members.size());
     for (const ZipMember& member : members) inOrder.push_back(&member);
     std::sort(inOrder.begin(), inOrder.end(), [](const ZipMember* left, const ZipMember* right) {
         return left->header < right->header;
