@@ -5,6 +5,8 @@
 
 #include "common/Reports.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
+#include "tools/admin/archive/ZipWriter.h"
+#include "tools/admin/Failure.h"
 #include "tools/admin/IndexPieces.h"
 
 namespace tarnwick::admin {
@@ -73,6 +75,20 @@ TEST(IndexSalvage, KeepsEveryEntryThatIsWhole) {
         }
         EXPECT_TRUE(isBlank(file.substr(covered)));
     }
+}
+
+TEST(ZipWriter, RefusesWhatNoPlainZipHolds) {
+    ZipWriter writer([](std::string_view) {});
+    for (int count = 0; count < 65534; ++count) {
+        writer.Begin("f", {});
+        writer.End();
+    }
+    EXPECT_THROW(writer.Begin("f", {}), Failure);
+    ZipWriter another([](std::string_view) {});
+    another.Begin("f", {});
+    another.Write("1");
+    // None of these bytes is looked at.
+    EXPECT_THROW(another.Write(std::string_view("", 0xFFFFFFFE)), Failure);
 }
 
 }  // namespace

@@ -61,6 +61,7 @@ def tool(*arguments, status=0, says=""):
     out, error = process.communicate()
     check(arguments, "exit status", process.returncode, status)
     error = error.decode("utf-8", "replace")
+    check(arguments, "escape codes", "\x1b" in error, False)
     if says is not None and (not says or says not in error):
         check(arguments, "standard error", error, says)
     return out
@@ -139,7 +140,9 @@ def round_trip():
     old = ARCHIVE.read_bytes()
     tool("snapshot", "sales/anna", "anna.zip", status=1, says="--force replaces it")
     check("snapshot", "archive", ARCHIVE.read_bytes(), old)
-    tool("snapshot", "sales/anna", "anna.zip", "--force")
+    said = tool("snapshot", "sales/anna", "anna.zip", "--force", "--json").splitlines()
+    check("snapshot", "answer in JSON", json.loads(said[1]),
+          {"result": "taken", "calendars": 4, "lines": 5, "items": 4, "leftOut": 0})
     # A mailbox with a folder, and one without; then all is there.
     for mailbox in ("ben", "new"):
         folder = MAILBOXES / mailbox
@@ -153,6 +156,10 @@ def round_trip():
         check("restore", "again", said,
               f"0 files restored, 0 replaced, 8 unchanged in sales/{mailbox}\n".encode())
         check(mailbox, "files", contents(folder / "Calendar"), TAKEN | flag)
+    block = ANNA / "Y25M03D01.BLK"
+    block.touch()
+    tool("snapshot", "sales/anna", "anna.zip", "--force", "--dry-run", status=5, says="is blocked")
+    block.unlink()
     tool("restore", "anna.zip", "none/anna", status=1, says="create it, or correct the name")
     tool("snapshot", "sales/none", "none.zip", status=1, says="does not exist")
 
@@ -188,6 +195,10 @@ def conflicts():
     for name in changed:
         tool("restore", "anna.zip", "sales/ben", status=1, says=f"{name} differs")
     check("restore", "files after it was refused", contents(ben), before)
+    (ben / "Y25M03D01.CAL").chmod(0o444)
+    tool("restore", "anna.zip", "sales/ben", "--force", status=6, says="is read-only")
+    (ben / "Y25M03D01.CAL").chmod(0o644)
+    check("restore", "files after a read-only one", contents(ben), before)
     said = tool("restore", "anna.zip", "sales/ben", "--force", "--json")
     answers = map(json.loads, said.splitlines()[1:])
     results = {answer["file"]: answer["result"] for answer in answers}
@@ -221,7 +232,7 @@ def damaged_archives():
     rows = [
         ("no zip", b"PK", "no zip archive"), ("empty", b"", "no zip archive"),
         ("no manifest", packed([(name, text)]), "no snapshot"),
-        ("odd manifest", packed([(MANIFEST, b"[" * 9000)]), "no snapshot"),
+        ("odd manifest", packed([(MANIFEST, b"[" * 30_000_000)]), "no snapshot"),
         ("later", snapshot_of(formatVersion=2), "later version"),
         ("missing", packed([(MANIFEST, manifest_of([(name, text)]))]), "is missing"),
         ("more", packed([(MANIFEST, manifest_of([])), (name, text)]), "not named by its manifest"),
@@ -251,12 +262,12 @@ def damaged_archives():
                           ("Calendar/x.cal", DAY)]), "no file of a snapshot"),
     ]
     rows += [(odd, snapshot_of((odd, DAY)), part) for odd, part in (
-        ("..\\x.txt", "the manifest names"), ("Calendar/..\\x.txt", "holds one of"),
-        ("Calendar/../x.txt", "holds one of"), ("C:/x.txt", "the manifest names"),
-        ("Calendar/C:x.txt", "holds one of"), ("/x.txt", "the manifest names"),
+        ("..\\x.txt", "its manifest names"), ("Calendar/..\\x.txt", "holds one of"),
+        ("Calendar/../x.txt", "holds one of"), ("C:/x.txt", "its manifest names"),
+        ("Calendar/C:x.txt", "holds one of"), ("/x.txt", "its manifest names"),
         ("Calendar/NUL.txt", "device"), ("Calendar/com1", "device"), ("Calendar/", "is empty"),
         ("Calendar/x.txt.", "ends in a dot"), ("Calendar/x.txt ", "ends in a dot"),
-        ("Calendar/a\nb", "control"), ("Calendar/" + "n" * 70 + ".txt", "longer than"),
+        ("Calendar/a\x1b[1m", "control"), ("Calendar/" + "n" * 70 + ".txt", "longer than"),
         ("Calendar/Y25.BLK", "no file of a snapshot"), ("Calendar/.CAL", "no file of a snapshot"),
         ("Calendar/_index.xml", "no file of a snapshot"), ("Calendar/日.txt", "code page"))]
     # Two members of one name, which the manifest names once.
@@ -341,8 +352,8 @@ def killed(when, *arguments):
 def ended_on_the_way():
     """The names have the old or the new content at every moment, and the next run completes."""
     folder = MAILBOXES / "long" / "Calendar"
-    files = {f"C{n}.CAL": DAY * n for n in range(120)}
-    files |= {f"i{n}.bin": random.Random(n).randbytes(70_000) for n in range(60)}
+    files = {f"C{n}.CAL": DAY * n for n in range(50)}
+    files |= {f"i{n}.bin": random.Random(n).randbytes(70_000) for n in range(30)}
     fill(folder, files)
     archive = WORK / "long.zip"
     for size in (1, 1_000_000):
@@ -352,7 +363,7 @@ def ended_on_the_way():
     tool("snapshot", "sales/long", "long.zip", "--json")
     before = {name: b"old" for name in files}
     at_work = 0
-    for count in (1, 30, 59, 61, 100, 170):
+    for count in (1, 29, 31, 70):
         shutil.rmtree(folder)
         fill(folder, before)
         at_work += killed(lambda: len(list(folder.glob("*.kept"))) >= count,
@@ -365,7 +376,7 @@ def ended_on_the_way():
         now = contents(folder)
         check("restore again", "files", {name: now.get(name) for name in files}, files)
         check("restore again", "left", [name for name in now if name.endswith(".unfinished")], [])
-    check("killed restore", "was at work", at_work >= 4, True)
+    check("killed restore", "was at work", at_work >= 3, True)
 
 
 def changed_meanwhile():

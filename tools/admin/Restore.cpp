@@ -21,14 +21,14 @@
 #include "tools/admin/store/RepairFiles.h"
 #include "tools/admin/store/StoreCheck.h"
 #include "tools/admin/store/StoreNames.h"
-#include "tools/admin/StorePlaces.h"
+#include "tools/admin/TextTable.h"
 
 namespace tarnwick::admin {
 namespace {
 
 constexpr OpenMode kReadUnchanged{GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING};
 constexpr OpenMode kReadShared{GENERIC_READ, kShareReadWrite | FILE_SHARE_DELETE, OPEN_EXISTING};
-constexpr std::uint64_t kLargestManifest = 64U << 20;
+constexpr std::uint64_t kLargestManifest = 32U << 20;
 constexpr std::uint64_t kLargestCalendar = 256U << 20;
 
 struct RestoreOptions {
@@ -108,7 +108,7 @@ PlannedFile PlaceOf(const SnapshotFile& file, const Mailbox& mailbox, const std:
         if (file.lines) CheckCalendarName(planned.calendar);
         if (!file.lines) CheckItemName(*name);
     } catch (const Failure& failure) {
-        throw Refusal(std::string("the archive is refused: ") + failure.what());
+        throw Refusal("the archive is refused: " + OnOneLine(failure.what()));
     }
     const CalendarNames names{mailbox.postoffice, mailbox.name, planned.calendar};
     const bool isTooLong = planned.path.size() + std::string_view(kUnfinished).size() >= MAX_PATH;
@@ -207,6 +207,11 @@ Standing StandingOf(ByteRange& archive, const PlannedFile& file) {
     return isSame ? Standing::Same : Standing::Differs;
 }
 
+void RequireReplaceable(const std::string& path) {
+    if ((GetFileAttributesA(path.c_str()) & FILE_ATTRIBUTE_READONLY) == 0) return;
+    throw Failure(ExitStatus::NotAllowed, "the file " + path + " is read-only");
+}
+
 // Brings the files of a plan into the mailbox.
 class Restoring {
   public:
@@ -253,7 +258,7 @@ class Restoring {
             file.standing = StandingOf(archive_, file);
             if (file.standing != Standing::Differs) continue;
             ++differing;
-            if (force_) RequireWritable(file.path);
+            if (force_) RequireReplaceable(file.path);
             if (!force_) Note(file.name + " differs from what " + mailbox_.Text() + " has");
         }
         if (differing == 0 || force_) return;

@@ -6,6 +6,7 @@
 
 #include "common/Text.h"
 #include "tools/admin/Failure.h"
+#include "tools/admin/TextTable.h"
 
 namespace tarnwick::admin {
 namespace {
@@ -13,6 +14,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr int kFormatVersion = 1;
+constexpr int kDeepest = 3;
 
 bool EndsWith(std::string_view name, std::string_view end) {
     return name.size() > end.size() && EqualsIgnoreCase(name.substr(name.size() - end.size()), end);
@@ -40,7 +42,10 @@ SnapshotFile FileOf(const Json& json, bool isCalendar) {
     constexpr std::string_view kFolder = kCalendarFolder;
     SnapshotFile file{.name = json.at("file").get<std::string>(),
                       .bytes = json.at("bytes").get<std::uint64_t>()};
-    if (!file.name.starts_with(kFolder)) throw Refusal("the manifest names \"" + file.name + "\"");
+    if (!file.name.starts_with(kFolder)) {
+        throw Refusal("the archive is refused: its manifest names \"" + OnOneLine(file.name) +
+                      "\"");
+    }
     file.name.erase(0, kFolder.size());
     if (isCalendar) file.lines = json.at("lines").get<std::uint64_t>();
     return file;
@@ -73,11 +78,16 @@ std::string ManifestText(const Manifest& manifest) {
 }
 
 Manifest ParseManifest(std::string_view text) {
+    const Failure noSnapshot = Refusal(std::string("the archive is no snapshot: its ") +
+                                       kManifestName + " cannot be understood");
+    // What is nested deeper is made to fill the memory.
+    const auto isShallow = [&noSnapshot](int depth, Json::parse_event_t, const Json&) {
+        return depth <= kDeepest ? true : throw noSnapshot;
+    };
     try {
-        return ManifestOf(Json::parse(text));
+        return ManifestOf(Json::parse(text, isShallow));
     } catch (const Json::exception&) {
-        throw Refusal(std::string("the archive is no snapshot: its ") + kManifestName +
-                      " cannot be understood");
+        throw noSnapshot;
     }
 }
 
