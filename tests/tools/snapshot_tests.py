@@ -135,7 +135,7 @@ def round_trip():
     check("manifest", "rest", (told["formatVersion"], told["mailbox"]), (1, "sales/anna"))
     with zipfile.ZipFile(ARCHIVE) as opened:
         date = opened.getinfo("Calendar/large.bin").date_time
-    written = time.gmtime((ANNA / "large.bin").stat().st_mtime)
+    written = time.localtime((ANNA / "large.bin").stat().st_mtime)
     check("archive", "time", date, (*written[:5], written[5] // 2 * 2))
     old = ARCHIVE.read_bytes()
     tool("snapshot", "sales/anna", "anna.zip", status=1, says="--force replaces it")
@@ -337,6 +337,14 @@ def processes(text):
     return numbers
 
 
+def written(archive):
+    """How much there is of an archive that is not finished."""
+    try:
+        return (WORK / f"{archive}.unfinished").stat().st_size
+    except FileNotFoundError:
+        return 0
+
+
 def killed(when, *arguments):
     """Runs the tool and kills it at a moment; true when it was at work then."""
     process = start(f"{BINARY}/bin/tarnwick-admin.exe", *arguments)
@@ -357,8 +365,7 @@ def ended_on_the_way():
     fill(folder, files)
     archive = WORK / "long.zip"
     for size in (1, 1_000_000):
-        killed(lambda: size <= sum(p.stat().st_size for p in WORK.glob("long.zip.*")),
-               "snapshot", "sales/long", "long.zip")
+        killed(lambda: size <= written("long.zip"), "snapshot", "sales/long", "long.zip")
         check("killed snapshot", "archive", archive.exists(), False)
     tool("snapshot", "sales/long", "long.zip", "--json")
     before = {name: b"old" for name in files}
@@ -376,7 +383,7 @@ def ended_on_the_way():
         now = contents(folder)
         check("restore again", "files", {name: now.get(name) for name in files}, files)
         check("restore again", "left", [name for name in now if name.endswith(".unfinished")], [])
-    check("killed restore", "was at work", at_work >= 3, True)
+    check("killed restore", "was at work", at_work >= 2, True)
 
 
 def changed_meanwhile():
@@ -385,7 +392,7 @@ def changed_meanwhile():
     fill(folder, {"large.bin": random.Random(7).randbytes(40_000_000), "Lost.TMP": DAY,
                   "a.txt": b"a"})
     taking = start(f"{BINARY}/bin/tarnwick-admin.exe", "snapshot", "sales/changing", "changing.zip")
-    while sum(path.stat().st_size for path in WORK.glob("changing.zip.*")) < 1_000_000:
+    while taking.poll() is None and written("changing.zip") < 1_000_000:
         pass
     with open(folder / "large.bin", "ab") as item:
         item.write(b"more")
