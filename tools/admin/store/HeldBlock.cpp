@@ -1,6 +1,7 @@
 #include "tools/admin/store/HeldBlock.h"
 
-#include "common/BlockFile.h"
+#include "common/Files.h"
+#include "common/Waits.h"
 #include "tools/admin/store/BlockRule.h"
 #include "tools/admin/store/RepairFiles.h"
 
@@ -16,18 +17,11 @@ std::optional<FoundFile> StaleBlock(const std::string& path) {
     return found;
 }
 
-struct RepairRule {
-    const std::string& path;
-    std::uint32_t limit;
-
-    static bool MayWait(DWORD error, std::uint32_t /*waits*/) {
-        return error != ERROR_PATH_NOT_FOUND;
-    }
-    BlockVerdict AfterWait(DWORD /*error*/, std::uint32_t waits) const {
-        if (BreakBlock(path)) return BlockVerdict::TryAgain;
-        return waits > limit ? BlockVerdict::GiveUp : BlockVerdict::TryAgain;
-    }
-};
+// Its existence is the lock. The system deletes it with its handle, whatever ends the process.
+FileHandle CreateBlock(const std::string& path) {
+    return FileHandle(CreateFileA(path.c_str(), GENERIC_WRITE | DELETE, kShareReadWrite, nullptr,
+                                  CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+}
 
 }  // namespace
 
@@ -41,20 +35,17 @@ bool BreakBlock(const std::string& path) {
     return now->size == 0 ? RemoveFile(path) : SetAside(path).has_value();
 }
 
-HeldBlock::HeldBlock(const std::string& path) : path_(path) {
+HeldBlock::HeldBlock(const std::string& path) {
     const auto rule = RuleOf(std::string(ParentOf(path)), std::string(NameOf(path)));
     if (!rule) return;
     BreakBlock(path);
-    RepairRule waiting{path, rule->patienceSeconds + kMoreWaits};
-    held_ = WaitForBlockFile(path, waiting).IsOpen();
-    if (!held_) return;
-    // Its existence is the lock. Open in this way the system deletes it, whatever ends the process.
-    block_ = FileHandle(CreateFileA(path.c_str(), DELETE, kShareReadWrite, nullptr, OPEN_EXISTING,
-                                    FILE_FLAG_DELETE_ON_CLOSE, nullptr));
-}
-
-HeldBlock::~HeldBlock() {
-    if (held_ && !block_.IsValid()) RemoveFile(path_);
+    const std::uint32_t limit = rule->patienceSeconds + kMoreWaits;
+    for (std::uint32_t waits = 0; waits <= limit; ++waits) {
+        block_ = CreateBlock(path);
+        if (block_.IsValid() || GetLastError() == ERROR_PATH_NOT_FOUND) return;
+        WaitMilliseconds(kPollMilliseconds);
+        BreakBlock(path);
+    }
 }
 
 }  // namespace tarnwick::admin

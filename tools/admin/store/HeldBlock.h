@@ -18,13 +18,10 @@ class HeldBlock {
     explicit HeldBlock(const std::string& path);
     HeldBlock(const HeldBlock&) = delete;
     HeldBlock& operator=(const HeldBlock&) = delete;
-    ~HeldBlock();
 
-    bool IsHeld() const { return held_; }
+    bool IsHeld() const { return block_.IsValid(); }
 
   private:
-    std::string path_;
-    bool held_ = false;
     FileHandle block_;
 };
 
