@@ -1,35 +1,28 @@
 // restore
-#include <algorithm>
-#include <map>
+#include <array>
 #include <memory>
 #include <optional>
 
-#include "common/Retry.h"
-#include "Library/convert/TextEncoding.h"
+#include "common/Files.h"
 #include "provider/CalendarPaths.h"
 #include "provider/ModuleState.h"
-#include "tools/admin/archive/Manifest.h"
-#include "tools/admin/archive/ZipReader.h"
 #include "tools/admin/CalendarLibrary.h"
 #include "tools/admin/Commands.h"
 #include "tools/admin/Console.h"
 #include "tools/admin/Diagnosis.h"
 #include "tools/admin/Json.h"
 #include "tools/admin/NewFile.h"
+#include "tools/admin/RestorePlan.h"
 #include "tools/admin/store/FolderListing.h"
 #include "tools/admin/store/HeldBlock.h"
 #include "tools/admin/store/RepairFiles.h"
 #include "tools/admin/store/StoreCheck.h"
 #include "tools/admin/store/StoreNames.h"
-#include "tools/admin/TextTable.h"
 
 namespace tarnwick::admin {
 namespace {
 
 constexpr OpenMode kReadUnchanged{GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING};
-constexpr OpenMode kReadShared{GENERIC_READ, kShareReadWrite | FILE_SHARE_DELETE, OPEN_EXISTING};
-constexpr std::uint64_t kLargestManifest = 32U << 20;
-constexpr std::uint64_t kLargestCalendar = 256U << 20;
 
 struct RestoreOptions {
     std::string file;
@@ -64,149 +57,6 @@ class ArchiveFile : public ByteRange {
     std::uint64_t size_ = 0;
 };
 
-// How what the archive has stands to what the mailbox has.
-enum class Standing { New, Same, Differs };
-
-struct PlannedFile {
-    std::string name;
-    std::string path;
-    std::string calendar;  // empty: an item
-    ZipMember member;
-    Standing standing = Standing::New;
-};
-
-// The name of a member as UTF-8. Programs that do not say that it is UTF-8 write it all the same,
-// or in the character set of consoles.
-std::string NameInUtf8(const ZipMember& member) {
-    if (member.isUtf8 || IsUtf8(member.name)) return member.name;
-    std::string name(member.name.size(), '\0');
-    OemToCharBuffA(member.name.data(), name.data(), static_cast<DWORD>(name.size()));
-    return ToUtf8(name);
-}
-
-// The name as the system compares names.
-std::string Folded(std::string name) {
-    CharUpperBuffA(name.data(), static_cast<DWORD>(name.size()));
-    return name;
-}
-
-Failure Refused(const std::string& name, const std::string& reason) {
-    return Refusal("the archive is refused: " + ShownName(name) + " " + reason);
-}
-
-// Where the file goes; nothing that a name could do leads out of the folder or to another file.
-PlannedFile PlaceOf(const SnapshotFile& file, const Mailbox& mailbox, const std::string& folder) {
-    const auto name = FromUtf8(file.name);
-    if (!name) throw Refused(file.name, "has a character that the system code page lacks");
-    PlannedFile planned{.name = *name, .path = folder + "\\" + *name, .calendar = {}, .member = {}};
-    const FileRole role = RoleOf(*name);
-    if (role != (file.lines ? FileRole::Calendar : FileRole::Item)) {
-        throw Refused(file.name, "is no file of a snapshot");
-    }
-    try {
-        if (file.lines) planned.calendar = StemOf(*name);
-        if (file.lines) CheckCalendarName(planned.calendar);
-        if (!file.lines) CheckItemName(*name);
-    } catch (const Failure& failure) {
-        throw Refusal("the archive is refused: " + OnOneLine(failure.what()));
-    }
-    const CalendarNames names{mailbox.postoffice, mailbox.name, planned.calendar};
-    const bool isTooLong = planned.path.size() + std::string_view(kUnfinished).size() >= MAX_PATH;
-    if (isTooLong || !NamesCalendar(names)) throw Refused(file.name, "has too long a path here");
-    if (file.lines && file.bytes > kLargestCalendar) throw Refused(file.name, "is too large");
-    return planned;
-}
-
-// What the archive holds, placed in the mailbox. Throws Failure at the first thing in it that no
-// snapshot has.
-class Plan {
-  public:
-    Plan(ByteRange& archive, const Mailbox& mailbox, const std::string& folder) {
-        std::vector<ZipMember> members = ReadZipDirectory(archive);
-        std::erase_if(members, [](const ZipMember& member) {
-            return member.name == kCalendarFolder && member.size == 0;
-        });
-        const Manifest manifest = ParseManifest(TakeManifest(archive, members));
-        std::map<std::string, std::size_t> placeOfName;
-        for (const SnapshotFile& file : manifest.files) {
-            files_.push_back(PlaceOf(file, mailbox, folder));
-            if (!placeOfName.emplace(Folded(files_.back().name), placeOfName.size()).second) {
-                throw Refused(file.name, "is there twice");
-            }
-        }
-        std::vector<bool> isThere(files_.size());
-        for (const ZipMember& member : members) {
-            const std::string name = NameInUtf8(member);
-            const std::size_t at = IndexOf(manifest, name);
-            if (at == files_.size()) throw Refused(name, "is not named by its manifest");
-            if (isThere[at]) throw Refused(name, "is there twice");
-            if (member.size != manifest.files[at].bytes) {
-                throw Refused(name, "has another size than its manifest says");
-            }
-            isThere[at] = true;
-            files_[at].member = member;
-        }
-        const auto missing = std::find(isThere.begin(), isThere.end(), false);
-        if (missing != isThere.end()) {
-            const auto at = static_cast<std::size_t>(missing - isThere.begin());
-            throw Refused(manifest.files[at].name, "is missing");
-        }
-        // An entry is there when its item is.
-        std::stable_partition(files_.begin(), files_.end(),
-                              [](const PlannedFile& file) { return file.calendar.empty(); });
-    }
-
-    std::vector<PlannedFile>& Files() { return files_; }
-
-  private:
-    static std::string TakeManifest(ByteRange& archive, std::vector<ZipMember>& members) {
-        const auto found = std::ranges::find(members, kManifestName, &ZipMember::name);
-        if (found == members.end()) {
-            throw Refusal(std::string("the archive is no snapshot: it has no ") + kManifestName);
-        }
-        const ZipMember member = *found;
-        members.erase(found);
-        if (member.size > kLargestManifest) throw Refused(member.name, "is too large");
-        std::string text;
-        ReadZipMember(archive, member, [&text](std::string_view bytes) { text += bytes; });
-        return text;
-    }
-
-    std::size_t IndexOf(const Manifest& manifest, const std::string& name) {
-        if (indexOfName_.empty()) {
-            for (const SnapshotFile& file : manifest.files) {
-                indexOfName_.emplace(kCalendarFolder + file.name, indexOfName_.size());
-            }
-        }
-        const auto found = indexOfName_.find(name);
-        return found == indexOfName_.end() ? files_.size() : found->second;
-    }
-
-    std::vector<PlannedFile> files_;
-    std::map<std::string, std::size_t> indexOfName_;
-};
-
-// Reads the member to its end, which proves that it is whole, and compares it with the file.
-Standing StandingOf(ByteRange& archive, const PlannedFile& file) {
-    const DWORD attributes = GetFileAttributesA(file.path.c_str());
-    const bool isThere = attributes != INVALID_FILE_ATTRIBUTES;
-    if (isThere && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
-        throw Refusal("a folder has the name " + file.path + "; rename it");
-    }
-    File standing(file.path, kReadShared);
-    const auto size = standing.IsOpen() ? standing.Size() : std::nullopt;
-    bool isSame = size && static_cast<std::uint64_t>(*size) == file.member.size;
-    std::string block;
-    ReadZipMember(archive, file.member, [&](std::string_view bytes) {
-        if (!isSame) return;
-        block.resize(bytes.size());
-        const auto count = standing.Read(block.data(), static_cast<std::uint32_t>(block.size()));
-        isSame = count && block.substr(0, *count) == bytes;
-    });
-    if (!isThere) return Standing::New;
-    return isSame ? Standing::Same : Standing::Differs;
-}
-
 void RequireReplaceable(const std::string& path) {
     if ((GetFileAttributesA(path.c_str()) & FILE_ATTRIBUTE_READONLY) == 0) return;
     throw Failure(ExitStatus::NotAllowed, "the file " + path + " is read-only");
@@ -223,8 +73,7 @@ class Restoring {
           folder_(FullPath(CalendarFolder({mailbox.postoffice, mailbox.name, {}}))) {}
 
     void Run() {
-        Plan plan(archive_, mailbox_, folder_);
-        files_ = std::move(plan.Files());
+        files_ = PlanRestore(archive_, mailbox_, folder_);
         RequireRoom();
         Compare();
         if (context_.json) lines_.emplace(context_);
