@@ -1564,12 +1564,17 @@ EXAMPLE_FILES = {
     "year.tsv": "2025-06-01\t2025-06-02\tFair of the year\n", "book.vcf": CARD, "mail.mai": MESSAGE,
     "holidays.ics": "BEGIN:VCALENDAR\nBEGIN:VEVENT\nUID:1\nDTSTART;VALUE=DATE:20250501\n"
                     "RRULE:FREQ=YEARLY\nEND:VEVENT\nEND:VCALENDAR\n",
+    ANNA + "Inbox/1.MAI": MESSAGE,
+    "request.txt": "<DATA><PARAMETER0 SIZE=4>AQAAAAEB</PARAMETER0></DATA>\0",
     "agenda.txt": "the agenda", "key.txt": "ann:secret\n", "plan.pdf": "%PDF",
     "copies/copy-calendars.cmd":
         "@copy Mail\\sales\\MAILROOT\\anna\\Calendar\\*.CAL D:\\copies >nul",
     "Copy/sales/MAILROOT/anna/Calendar/Y25M03D01.CAL": REVIEWS,
     "C:/Copy of Inbox/_index.xml": index_file(("0A1B2C3D.MAI", 17, "Agenda"), last=17),
 }
+# What was typed before examples in which these words stand.
+TYPED_BEFORE = {"restore anna.zip": "snapshot sales/anna anna.zip",
+                "anna.zip --force": "snapshot sales/anna anna.zip"}
 # Others for the commands whose names begin so, written long ago; None: no such file.
 EXAMPLE_FILES_OF = {
     "add": {ANNA + "Calendar/Y25M03D01.CAL": None, ANNA + "Calendar/Holidays.CAL": None},
@@ -1606,10 +1611,12 @@ def run_example(drives, path, example, port):
     if has_hosts:
         wine(PROGRAM, "hosts", "add", "north", "--address", "127.0.0.1", "--port", port,
              "--credentials-file", "D:\\key.txt")
+    before = next((line for words, line in TYPED_BEFORE.items() if words in example), "--version")
     typed = example.replace("%", "%%")
     for word, other in EXAMPLE_WORDS.items():
         typed = typed.replace(word, other)
-    batch = (f"@cd /d D:\\\n@set PATH={windows_path(BINARY)}\\bin;%PATH%\n@{typed}\n"
+    batch = (f"@cd /d D:\\\n@set PATH={windows_path(BINARY)}\\bin;%PATH%\n"
+             f"@tarnwick-admin {before} >nul\n@{typed}\n"
              "@exit %errorlevel%\n")
     lay_out(drives, {"example.cmd": batch})
     done = wine("cmd", "/c", "D:\\example.cmd")

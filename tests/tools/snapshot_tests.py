@@ -25,8 +25,7 @@ MAILBOXES = WORK / "postoffices" / "sales" / "MAILROOT"
 ANNA = MAILBOXES / "anna" / "Calendar"
 ARCHIVE = WORK / "anna.zip"
 PRODUCT_KEY = r"HKLM\SOFTWARE\Wow6432Node\Tarnwick\Tarnwick"
-ENVIRONMENT = dict(os.environ, LC_ALL="C.UTF-8",
-                   TARNWICK_PREFIX=str(pathlib.Path(SOURCE) / "build" / "wine-tools"))
+ENVIRONMENT = {"TARNWICK_PREFIX": f"{SOURCE}/build/wine-tools1", **os.environ, "LC_ALL": "C.UTF-8"}
 MANIFEST = "tarnwick-snapshot.json"
 failures = 0
 

@@ -42,7 +42,7 @@ void NewFile::Keep(bool mayReplace) {
             isTaken = !isKept_ && GetLastError() == ERROR_ALREADY_EXISTS;
             return isKept_ || isTaken;
         },
-        [] { return kMoveWaits; }, GiveUpTest::BeforeWait);
+        [] { return kMoveWaits; });
     if (isTaken) throw Refusal("there is a file " + path_ + " meanwhile");
     if (!isKept_) throw SystemFailure("the file " + path_ + " cannot be replaced");
 }
