@@ -5,12 +5,12 @@
 
 #include "common/Text.h"
 #include "Library/FolderFiles.h"
-#include "Library/FolderScan.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFileStream.h"
 #include "Library/LIBStoreIndexSerialisation/IndexFormat.h"
 #include "Library/LIBStoreIndexSerialisation/StreamXMLStoreIndexSerialiser.h"
 #include "tools/admin/Console.h"
 #include "tools/admin/IndexPieces.h"
+#include "tools/admin/IndexRebuild.h"
 #include "tools/admin/Json.h"
 #include "tools/admin/StorePlaces.h"
 #include "tools/admin/TextTable.h"
@@ -297,80 +297,6 @@ void Salvage(const IndexOptions& options, Context& context) {
                       " lost; index rebuild makes entries for message files without one");
 }
 
-// What a rebuild did to one entry.
-struct EntryChange {
-    const char* result;
-    std::string id;
-    std::optional<std::uint32_t> uid;
-    std::vector<std::string> properties{};  // those that changed
-};
-
-// Lets an entry say what its file says. When a message was received no file tells for sure: copies
-// and edits are younger.
-std::vector<std::string> Refresh(StoreIndex& entries, StoreIndex::Entry& entry,
-                                 const StoreIndex::Entry& fresh) {
-    std::vector<std::string> changed;
-    for (std::size_t at = 0; at < fresh.PropertyCount(); ++at) {
-        const std::string_view name = fresh.Names().Name(at);
-        const auto old = entry.Property(name);
-        if (old == fresh.Value(at) || (old && name == "RECEIVED")) continue;
-        if (entries.SetProperty(entry, name, fresh.Value(at))) changed.emplace_back(name);
-    }
-    return changed;
-}
-
-class Rebuild {
-  public:
-    Rebuild(const IndexOnDisk& disk, StoreIndex& entries) : disk_(disk), entries_(entries) {}
-
-    std::vector<EntryChange> Run() {
-        const std::map<std::string, std::optional<std::uint32_t>> before = Uids();
-        // What the library makes of the files where no entry is known yet.
-        StoreIndex fresh;
-        fresh.CountAsWhole();
-        if (!AddUnknownFiles(fresh, disk_.Folder(), disk_.Type()) ||
-            !DefaultFolderScan(entries_, disk_.Folder(), disk_.Type())) {
-            throw SystemFailure("the folder " + disk_.Folder() + " cannot be listed");
-        }
-        RefreshAll(fresh);
-        const auto after = Uids();
-        for (const auto& [id, uid] : before) {
-            if (!after.contains(id)) changes_.push_back({"dropped", id, uid});
-        }
-        for (const auto& [id, uid] : after) {
-            if (!before.contains(id)) changes_.push_back({"added", id, uid});
-        }
-        return std::move(changes_);
-    }
-
-  private:
-    std::map<std::string, std::optional<std::uint32_t>> Uids() const {
-        std::map<std::string, std::optional<std::uint32_t>> uids;
-        for (const StoreIndex::Entry& entry : entries_.InUidOrder()) {
-            uids[std::string(entry.Id())] =
-                entry.HasUid() ? std::optional(entry.Uid()) : std::nullopt;
-        }
-        return uids;
-    }
-
-    void RefreshAll(const StoreIndex& fresh) {
-        std::map<std::string_view, const StoreIndex::Entry*, LessIgnoreCase> byName;
-        for (const StoreIndex::Entry& entry : fresh.InPositionOrder()) byName[entry.Id()] = &entry;
-        for (StoreIndex::Entry& entry : entries_.InUidOrder()) {
-            const auto found = byName.find(entry.Id());
-            if (found == byName.end()) continue;
-            auto changed = Refresh(entries_, entry, *found->second);
-            if (changed.empty()) continue;
-            changes_.push_back(
-                {"changed", std::string(entry.Id()), entry.Uid(), std::move(changed)});
-        }
-    }
-
-    const IndexOnDisk& disk_;
-    StoreIndex& entries_;
-    std::vector<EntryChange> changes_;
-};
-
 void PrintRebuild(const StoreIndex& entries, const std::vector<EntryChange>& changes,
                   const std::string& kept, const Context& context) {
     std::map<std::string, std::size_t> counts{{"added", 0}, {"changed", 0}, {"dropped", 0}};
@@ -416,7 +342,7 @@ void RebuildIndex(const IndexOptions& options, Context& context) {
     std::vector<EntryChange> changes;
     std::string kept;
     try {
-        changes = Rebuild(disk, index.entries).Run();
+        changes = RebuildEntries(index.entries, disk.Folder(), disk.Type());
         if (isDamaged) kept = disk.KeepAside();
         if (!isThere || isDamaged || !changes.empty()) {
             index.entries.CountAsWhole();
