@@ -11,7 +11,9 @@ import calendar as grids
 import contextlib
 import datetime as dt
 import email.mime.application
+import email.mime.message
 import email.mime.multipart
+import email.mime.text
 import itertools
 import json
 import os
@@ -1292,8 +1294,12 @@ def nested(depth, chance):
     """A random message of parts within parts, made by Python's own library."""
     if depth == 0 or chance.random() < 0.4:
         body = chance.randbytes(chance.randrange(200))
-        part = mime.application.MIMEApplication(body, name=f"Ä {len(body)}.bin")
-        return part
+        if len(body) % 2:
+            # Quoted-printable, in lines that go on.
+            return mime.text.MIMEText("ä = b" * len(body), _charset="latin-1")
+        return mime.application.MIMEApplication(body, name=f"Ä {len(body)}.bin")
+    if chance.random() < 0.3:
+        return mime.message.MIMEMessage(nested(depth - 1, chance))
     part = mime.multipart.MIMEMultipart(chance.choice(["mixed", "alternative"]))
     for _ in range(chance.randrange(1, 4)):
         part.attach(nested(depth - 1, chance))
@@ -1318,8 +1324,9 @@ def messages():
 
     def outline():
         parts = run_json(["message", "show", message])
+        whole = ("multipart/", "message/")
         return [(part["type"], part["name"],
-                 None if "multipart/" in part["type"] else part["decodedLength"])
+                 None if part["type"].startswith(whole) else part["decodedLength"])
                 for part in parts]
 
     check("message show", "parts", outline(), wanted)
