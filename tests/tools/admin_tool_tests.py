@@ -843,8 +843,11 @@ def frame():
     script = "@chcp 65001 >nul\r\n" + "".join(
         f"@{windows_path(PROGRAM)} --root {windows_path(copy)} {command} sales/anna {rest}\r\n"
         for command, rest in (("list", "--calendar Y-30M01D01 >>out"), ("export", ">>out"),
-                              ("list", "--json >>out"), ("get", "\"B?ro\" 2>>out")))
-    (WORK / "console.bat").write_text(script.replace("out", windows_path(WORK / "out")))
+                              ("list", "--json >>out"), ("import", "--dry-run lines 2>>out")))
+    (WORK / "lines").write_bytes(b"7\t8\tB\xfcro\n")
+    for name in ("out", "lines"):
+        script = script.replace(name, windows_path(WORK / name))
+    (WORK / "console.bat").write_text(script)
     console, screen = pty.openpty()
     subprocess.run(["bash", f"{SOURCE}/script/wine", "cmd", "/c",
                     windows_path(WORK / "console.bat")],
@@ -852,8 +855,8 @@ def frame():
     os.close(screen)
     os.close(console)
     said = (WORK / "out").read_bytes()
-    for text in (b"B\xc3\xbcro\n", b"B\xfcro\n", b'"B\xc3\xbcro"'):
-        check("console", text, said.count(text), 1)
+    for text, count in ((b"B\xc3\xbcro\n", 1), (b"B\xfcro\n", 1), (b'"B\xc3\xbcro"', 2)):
+        check("console", text, said.count(text), count)
 
 
 def refusals():
