@@ -18,14 +18,15 @@ namespace {
 using testing::AllTexts;
 
 TEST(Scan, AgreesWithTheLibraryAtEveryLengthAndOffset) {
+    constexpr std::string_view kEither("x\0", 2);
     for (std::size_t size = 0; size < 150; ++size) {
         for (std::size_t at = 0; at <= size; ++at) {
             std::string text(size, '.');
             if (at < size) text[at] = 'x';
-            if (at + 20 < size) text[at + 20] = 'y';
+            if (at + 20 < size) text[at + 20] = '\0';
             for (const std::size_t from : {std::size_t{0}, at, at + 1, size, size + 1}) {
                 ASSERT_EQ(FindByte(text, 'x', from), text.find('x', from)) << size << " " << from;
-                ASSERT_EQ(FindEither(text, 'x', 'y', from), text.find_first_of("xy", from));
+                ASSERT_EQ(FindEither(text, 'x', '\0', from), text.find_first_of(kEither, from));
                 ASSERT_EQ(FindText(text, "x.", from), text.find("x.", from));
             }
             ASSERT_EQ(BoundedLength(text.c_str(), at), at);
