@@ -98,6 +98,7 @@ std::string OutcomesOfFailures(const std::string& filter) {
         real.Load({});
         real.Set("A", "FROM", std::string(60, 'a'));
         real.Remove("D");
+        const std::size_t trailer = real.file.bytes.find("</BASEELEMENT>");
         MemoryStream stream(real.file.bytes);
         stream.FailCall(number);
         const auto outcome = WriteIndex(real, stream, "F\\_index.xml", SaveKind::InPlace);
@@ -109,7 +110,11 @@ std::string OutcomesOfFailures(const std::string& filter) {
         const std::string trace = real.reports.Joined(ReportChannel::Trace);
         EXPECT_TRUE(report.starts_with(start)) << report;
         outcomes += report.substr(start.size(), report.find(end) - start.size());
-        outcomes += trace.substr(std::min(trace.find("Info: "), trace.size()));
+        const std::size_t info = std::min(trace.find("Info: "), trace.size());
+        outcomes += trace.substr(info);
+        if (info != trace.size()) {
+            EXPECT_EQ(real.file.bytes.find("</BASEELEMENT>"), trailer) << "all is behind it";
+        }
         RealIndex next(real.file.bytes);
         outcomes += next.Load({}) ? " " : " damaged ";
         for (const StoreIndex::Entry& entry : next.InUidOrder()) outcomes += entry.Id();

@@ -72,8 +72,8 @@ TEST(IndexModel, Attributes) {
 }
 
 TEST(IndexModel, Saves) {
-    constexpr const char* kFiles[] = {"HABCT", "HAGBVCU", "OCBAU",
-                                      "HGT",   "HBAT",    "HA1234567890BT123"};
+    constexpr const char* kFiles[] = {"HABCT", "HAGBVCU",           "OCBAU",           "HGT",
+                                      "HBAT",  "HA1234567890BT123", "HD12345678901BT", "YAT"};
     CompareWithModel("lhifkvaaxyzurmscgwndssslll", 2, 1500, 20, [&](const std::string& text) {
         return DifferenceOf(kFiles[text.size() % std::size(kFiles)] + text);
     });
@@ -94,6 +94,9 @@ TEST(IndexModel, EachSizeOfEachPart) {
             EXPECT_EQ(Difference(Index(9, file), "lasilhl"), "") << size;
         }
     }
+    // One that grows by as much as the next is long.
+    const std::string grows = Element("A", "1", "<P>a</P>") + "gap" + Element("BBBB", "2", "");
+    EXPECT_EQ(Difference(Index(9, grows), "xs"), "");
 }
 
 TEST(IndexModel, EscapedTexts) {
