@@ -59,6 +59,8 @@ void Prepare(const Life& life, const std::string& folder) {
     WriteBytesTo(file,
                  IndexText("x00000007", Entry("A.", life.type, 5) + Entry("B.", life.type, 7)));
     if (!life.stored) RemoveFile(file);
+    // The backup is never that of groups, whose own index is loaded again in its place.
+    if (file.ends_with("_groups.xml")) WriteBytesTo(folder + "\\_index.xml.bak", "");
     if (life.mode == 1) MarkFolderChanged(folder);
 }
 
