@@ -123,6 +123,13 @@ TEST_F(Notify, AHeldLockIsUsedAndAnyOtherTaken) {
         EXPECT_EQ(lock.State(), LockState::Held);
         EXPECT_EQ(testing::NamesIn(inbox_), (Names{"_activity.blk", "_activity.tab"}));
     }
+    // Another may hold it for far longer than the threshold.
+    File other(block, kCreateBlockFile);
+    const CountingSleeper sleeper([&](int count) {
+        if (count == 300) other.Close(), RemoveFile(block);
+    });
+    EXPECT_EQ(testing::CountAll(inbox_), "1");
+    EXPECT_EQ(sleeper.Count(), 300);
 }
 
 // The stamp's open shares reading and deletion, not writing; the directory tells what it cannot.
