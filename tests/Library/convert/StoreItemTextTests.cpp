@@ -134,7 +134,8 @@ TEST(StoreItemWithoutMemory, IsNoText) {
     item.Set(property::kSubject, std::string(100, 'x'));
     for (const auto write : {WriteEventText, WriteTaskText, WriteContactText}) {
         const int count = testing::FailEachAllocation([&](int number, bool andAllAfter) {
-            char* text = nullptr;
+            char untouched = '\0';
+            char* text = &untouched;
             std::uint32_t length = 7;
             std::optional<testing::FailingAllocations> shortage;
             shortage.emplace(number, andAllAfter);

@@ -256,6 +256,7 @@ const struct {
     const char* letters;
     const char* line;  // without "RRULE:" and the line end
     const char* stored;
+    const char* standard = nullptr;  // that of RFC 5545, where it has less or more
 } kRows[] = {
     // Frequencies; missing numbers.
     {"", "FREQ=DAILY;COUNT=0;UNTIL=", ""},
@@ -275,13 +276,13 @@ const struct {
     {"T0 I0 E1", "FREQ=DAILY", "FREQ=DAILY;INTERVAL=0"},
     {"T1 I2 E1", "FREQ=WEEKLY;INTERVAL=2", "FREQ=WEEKLY;INTERVAL=2"},
     {"T4 I2 E1", "FREQ=;INTERVAL=2", "FREQ=;INTERVAL=2"},
-    {"T5 I2 E1", "FREQ=YEARLY", "FREQ=YEARLY;INTERVAL=2"},
+    {"T5 I2 E1", "FREQ=YEARLY", "FREQ=YEARLY;INTERVAL=2", "FREQ=YEARLY;INTERVAL=2"},
     {"T6 I2 E1", "FREQ=YEARLY", "FREQ=YEARLY;INTERVAL=2"},
     {"I2 E1", "FREQ=DAILY;INTERVAL=2", ";INTERVAL=2"},
     // Ends.
     {"T0 E0", "FREQ=DAILY;COUNT=0;UNTIL=", "FREQ=DAILY"},
     {"T0 E0 C9 U", "FREQ=DAILY;COUNT=9;UNTIL=20240305T060708", "FREQ=DAILY;UNTIL=20240305T060708"},
-    {"T0 C9 U", "FREQ=DAILY;COUNT=9;UNTIL=20240305T060708", "FREQ=DAILY"},
+    {"T0 C9 U", "FREQ=DAILY;COUNT=9;UNTIL=20240305T060708", "FREQ=DAILY", "FREQ=DAILY;COUNT=9"},
     {"T0 E-1 C9 U", "FREQ=DAILY", "FREQ=DAILY"},
     {"E0 X", "FREQ=DAILY;COUNT=0;UNTIL=", ";UNTIL="},
     // Days and instances.
@@ -292,11 +293,12 @@ const struct {
     {"T3 M32 N5 E1", "FREQ=MONTHLY;BYDAY=FR;BYSETPOS=-1;WKST=SU",
      "FREQ=MONTHLY;BYDAY=FR;BYSETPOS=-1;WKST=SU"},
     {"T3 M1 N0 E1", "FREQ=MONTHLY;BYDAY=SU;BYSETPOS=0;WKST=SU",
-     "FREQ=MONTHLY;BYDAY=SU;BYSETPOS=0;WKST=SU"},
+     "FREQ=MONTHLY;BYDAY=SU;BYSETPOS=0;WKST=SU", "FREQ=MONTHLY;BYDAY=SU;WKST=SU"},
     {"T1 M128 N2 E1", "FREQ=WEEKLY", "FREQ=WEEKLY"},
     // Monday to Friday.
     {"T1 M62 I2 N-1 E1", "FREQ=DAILY;BYDAY=MO,TU,WE,TH,FR;WKST=SU",
-     "FREQ=WEEKLY;INTERVAL=2;BYDAY=MO,TU,WE,TH,FR;BYSETPOS=-1;WKST=SU"},
+     "FREQ=WEEKLY;INTERVAL=2;BYDAY=MO,TU,WE,TH,FR;BYSETPOS=-1;WKST=SU",
+     "FREQ=WEEKLY;INTERVAL=2;BYDAY=MO,TU,WE,TH,FR;WKST=SU"},
     {"T3 M62 I2 N5 E1", "FREQ=MONTHLY;INTERVAL=2;BYDAY=MO,TU,WE,TH,FR;BYSETPOS=-1;WKST=SU",
      "FREQ=MONTHLY;INTERVAL=2;BYDAY=MO,TU,WE,TH,FR;BYSETPOS=-1;WKST=SU"},
     // Day of the month, month of the year.
@@ -313,13 +315,16 @@ const struct {
      "BYMONTH=12"},
 };
 
-TEST(RecurrenceRules, OfBothWriters) {
+TEST(RecurrenceRules, OfAllWriters) {
     for (const auto& row : kRows) {
         ItemPropertyContainer item = ItemOf(row.letters);
         const std::string line = row.line;
         EXPECT_EQ(row.stored, StoredRecurrenceRule(item)) << row.letters;
         EXPECT_EQ(line.empty() ? line : "RRULE:" + line + "\r\n", RecurrenceRuleLine(item))
             << row.letters;
+        if (row.standard != nullptr) {
+            EXPECT_EQ(row.standard, StandardRecurrenceRule(item)) << row.letters;
+        }
     }
 }
 
@@ -357,7 +362,7 @@ class Generator {
         static constexpr const char* kPieces[] = {
             "\r\nSUMMARY:",      "\r\nEND:VEVENT",
             "\r\nEND:VCALENDAR", "\r\nBEGIN:VCALENDAR",
-            "\r\nEND:VTODO",     "\r\nDESCRIPTION:",
+            "\r\nDESCRIPTION:",  "\r\nEND:VTODO\r\nEND:VCALENDAR",
             "\r\nUID:",          "\r\nLAST-MODIFIED:x",
             "\r\nRRULE:FREQ=",   "\r\nEND:VEVENT\r\nEND:VCALENDAR\r\nBEGIN:VCALENDAR\r\n"};
         std::string body = Text();
