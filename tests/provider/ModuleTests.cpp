@@ -187,6 +187,7 @@ const struct {
     {AcquireNowhere, kWriting, 2, "", 0, 0, false, 3, "CAL5 "},
     {Acquire, kWriting, kDefault, "BLK", 81, 0, false, 81, "CAL5 "},  // too late
     {Acquire, kWriting, kDefault, "BLK", 80, 0, true, 80, "BLK CAL5 "},
+    {Acquire, kWriting, 80, "BLK", 0, 3, false, 3, "BLK CAL5 "},
     {ChangeAnything, kWriting, 0, "BLK", 0, 0, false, 3, "BLK CAL5 "},
     {Release, kUnBlock, kDefault, "", 0, 0, false, 0, "CAL5 "},
     {Release, kUnBlock, kDefault, "BLK!", 0, 0, false, 81, "BLK CAL5 message"},
@@ -252,6 +253,12 @@ TEST_F(CalendarLock, AWriterThatCouldDeleteTheOtherNameCountsAsHolder) {
     ASSERT_TRUE(SetCurrentDirectoryA(folder_.c_str()));
     Put("X.BLK", "");
     Put("X.BLK.BLK", "");
+    // Its holder lets go meanwhile, so that what stands there in the end is the writer's.
+    testing::CallRecorder calls;
+    calls.onCall = [](const SystemCall& call) -> std::uint32_t {
+        if (call.name == "DeleteFile") DeleteFileA("X.BLK");
+        return 0;
+    };
     EXPECT_TRUE(AcquireCalendarBlock("X"));
     EXPECT_EQ(State(), "BLK ");
     ASSERT_TRUE(SetCurrentDirectoryA("C:\\"));
