@@ -98,7 +98,9 @@ void IndexParser::TakeEntryStart(std::string_view tag, bool closesItself) {
         return;
     }
     if (!entryHasId_) Malformed({malformation::kEntryWithoutId});
-    if (closesItself || tag.size() != draft_.StartTagLength()) foreignLayout_ = true;
+    // A tag without a first attribute has begun no draft.
+    const bool isAsWritten = entryLive_ && tag.size() == draft_.StartTagLength();
+    if (closesItself || !isAsWritten) foreignLayout_ = true;
 }
 
 void IndexParser::TakeEntryEnd() {

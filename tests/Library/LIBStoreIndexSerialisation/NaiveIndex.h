@@ -271,7 +271,7 @@ class NaiveParse {
         const bool isWanted = TakeAttributes(tag);
         live_ = live_ && isWanted;
         Expect(!isWanted || hasId_, "Encountered element start tag without an ID");
-        const bool isLong = closesItself || tag.size() != entry_.Start().size();
+        const bool isLong = closesItself || !live_ || tag.size() != entry_.Start().size();
         foreign_ = foreign_ || (isWanted && isLong);
     }
 
