@@ -31,46 +31,17 @@ import threading
 import time
 from email import mime
 
-SOURCE, BINARY, GROUP = sys.argv[1:4]
-PREFIX = pathlib.Path(os.environ.setdefault(
-    "TARNWICK_PREFIX", f"{SOURCE}/build/wine-tools1"))
+from tool_runs import (BINARY, ENVIRONMENT, PREFIX, PRODUCT_KEY, PROGRAM, PROVIDERS_KEY, SOURCE,
+                       check, delete_values, failures, processes, set_value, windows_path, wine)
+
+GROUP = sys.argv[3]
 WORK = pathlib.Path(BINARY) / "tools-tests" / GROUP
 ROOT = WORK / "postoffices"
 FOLDER = ROOT / "sales" / "MAILROOT" / "anna" / "Calendar"
 BEN = ROOT / "sales" / "MAILROOT" / "ben" / "Calendar"
-PRODUCT_KEY = r"HKLM\SOFTWARE\Wow6432Node\Tarnwick\Tarnwick"
-PROVIDERS_KEY = r"HKLM\SOFTWARE\Tarnwick\Tarnwick\Providers"
-PROGRAM = f"{BINARY}/bin/tarnwick-admin.exe"
-# Wine reads arguments in the character set of the locale.
-ENVIRONMENT = dict(os.environ, LC_ALL="C.UTF-8")
 DAY = "1740787200\t1740873599\t"  # 2025-03-01
 WRITERS = {"add", "edit", "remove", "import", "put", "delete", "salvage", "rebuild", "compact",
            "purge", "attach", "--set", "--clear", "--add", "--clean", "--uid", "--flags", "--strip"}
-failures = []
-
-
-def wine(*arguments, stdin=b""):
-    command = ["bash", f"{SOURCE}/script/wine", *map(str, arguments)]
-    return subprocess.run(command, input=stdin, capture_output=True, env=ENVIRONMENT)
-
-
-def windows_path(path):
-    return "Z:" + str(path).replace("/", "\\")
-
-
-def set_value(key, name, value, kind="REG_SZ"):
-    wine("reg", "add", key, "/v", name, "/t", kind, "/d", value, "/f")
-
-
-def delete_values(key, *names):
-    for name in names:
-        wine("reg", "delete", key, "/v", name, "/f")
-
-
-def check(row, what, got, wanted):
-    if got != wanted:
-        failures.append(row)
-        print(f"FAILED {row}: {what}\n  wanted {repr(wanted):.600}\n  got    {repr(got):.600}")
 
 
 def files():
@@ -962,19 +933,6 @@ def until(condition):
             return True
         time.sleep(.1)
     return False
-
-
-def processes(text):
-    """The numbers of the tool's processes with the text in their command lines."""
-    numbers = []
-    for process in pathlib.Path("/proc").glob("[0-9]*"):
-        try:
-            words = (process / "cmdline").read_bytes().decode(errors="replace").split("\0")
-        except OSError:
-            continue
-        if words[0].endswith("tarnwick-admin.exe") and text in words:
-            numbers.append(int(process.name))
-    return numbers
 
 
 def with_lock():

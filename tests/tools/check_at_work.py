@@ -7,32 +7,21 @@ The processes change calendars, indexes, messages, connections, flags and marker
 two processes to each; whatever check names is false. Tells how much was done.
 """
 import json
-import os
 import pathlib
 import shutil
-import subprocess
 import sys
 import time
 
-SOURCE, BINARY = sys.argv[1:3]
+from tool_runs import BINARY, PROGRAM, start, windows_path
+
 SECONDS = int(sys.argv[3]) if len(sys.argv) > 3 else 5
 WORK = pathlib.Path(BINARY) / "tools-tests" / "at-work"
 MAILBOXES = [WORK / "postoffices" / "sales" / "MAILROOT" / name for name in "abcd"]
-ENVIRONMENT = {"TARNWICK_PREFIX": f"{SOURCE}/build/wine-tools1", **os.environ}
-
-
-def windows_path(path):
-    return "Z:" + str(path).replace("/", "\\")
-
-
-def start(program, *arguments):
-    return subprocess.Popen(["bash", f"{SOURCE}/script/wine", f"{BINARY}/bin/{program}.exe",
-                             *arguments], env=ENVIRONMENT, stdout=subprocess.PIPE)
 
 
 def check():
     """What check finds; a store that cannot be checked is a finding too."""
-    process = start("tarnwick-admin", "check", "--json", "--root",
+    process = start(PROGRAM, "check", "--json", "--root",
                     windows_path(WORK / "postoffices"))
     found = [json.loads(line) for line in process.communicate()[0].splitlines()[1:]]
     return found or [f"exit status {process.returncode}"] * (process.returncode != 0)
@@ -46,7 +35,7 @@ def main():
             (mailbox / folder).mkdir(parents=True)
         (mailbox / "Calendar" / "Own days.CAL").write_bytes(entries)
     end = time.monotonic() + SECONDS
-    writers = [start("store_writer", "work", windows_path(mailbox), f"{mailbox.name}{number}",
+    writers = [start(f"{BINARY}/bin/store_writer.exe", "work", windows_path(mailbox), f"{mailbox.name}{number}",
                      str(SECONDS)) for mailbox in MAILBOXES for number in (1, 2)]
     checks, found = 0, []
     while time.monotonic() < end:

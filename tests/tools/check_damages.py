@@ -12,38 +12,24 @@ import pathlib
 import re
 import shlex
 import shutil
-import subprocess
 import sys
 import time
 
-SOURCE, BINARY = sys.argv[1:3]
+import tool_runs
+from tool_runs import (BINARY, PRODUCT_KEY, PROGRAM, PROVIDERS_KEY, check, failures, set_value,
+                       windows_path)
+
 WORK = pathlib.Path(BINARY) / "tools-tests" / "damages"
 MAILBOXES = WORK / "postoffices" / "sales" / "MAILROOT"
-PRODUCT_KEY = r"HKLM\SOFTWARE\Wow6432Node\Tarnwick\Tarnwick"
-PROVIDERS_KEY = r"HKLM\SOFTWARE\Tarnwick\Tarnwick\Providers"
-ENVIRONMENT = {"TARNWICK_PREFIX": f"{SOURCE}/build/wine-tools1", **os.environ, "LC_ALL": "C.UTF-8"}
-failures = 0
-
-
-def check(row, what, got, wanted):
-    global failures
-    if got != wanted:
-        failures += 1
-        print(f"FAILED {row}: {what}\n  wanted {wanted!r:.700}\n  got    {got!r:.700}")
 
 
 def wine(*arguments):
-    return subprocess.run(["bash", f"{SOURCE}/script/wine", *map(str, arguments)],
-                          capture_output=True, env=ENVIRONMENT, cwd=WORK)
-
-
-def windows_path(path):
-    return "Z:" + str(path).replace("/", "\\")
+    return tool_runs.wine(*arguments, cwd=WORK)
 
 
 def tool(*arguments, status):
     """The objects behind the first line of an answer in JSON."""
-    done = wine(f"{BINARY}/bin/tarnwick-admin.exe", *arguments, "--json")
+    done = wine(PROGRAM, *arguments, "--json")
     check(arguments, "exit status", (done.returncode, done.stderr if done.returncode == 1 else b""),
           (status, b""))
     head, *answers = map(json.loads, done.stdout.splitlines())
@@ -298,7 +284,7 @@ def locks():
     for seconds, status in ((60, 5), (65, 0), (0, 1)):
         if seconds:
             os.utime(block, (time.time() - seconds,) * 2)
-        done = wine(f"{BINARY}/bin/tarnwick-admin.exe", "locks", "break", windows_path(block))
+        done = wine(PROGRAM, "locks", "break", windows_path(block))
         check("locks break", f"{seconds} s", (done.returncode, block.exists()),
               (status, status == 5))
 
@@ -310,7 +296,7 @@ def waiting():
              "/d", "2", "/f")
     for options, wanted in (([], 1), (["--json"], 0)):
         write(MAILBOXES / "sound", {C: DAY + b"\r\n", L: b""}, time.time())
-        done = wine(f"{BINARY}/bin/tarnwick-admin.exe", "recover", "sales/sound", *options)
+        done = wine(PROGRAM, "recover", "sales/sound", *options)
         check("recover", "exit status", (done.returncode, (MAILBOXES / "sound" / C).read_bytes()),
               (0, DAY))
         told = re.findall(rb"waiting for .*Y25M03D01.BLK, which guards the calendar Y25M03D01 and "
@@ -324,8 +310,8 @@ def waiting():
 def main():
     build()
     root = windows_path(WORK / "postoffices")
-    wine("reg", "add", PRODUCT_KEY, "/v", "Mail Root", "/d", root, "/f")
-    wine("reg", "add", PRODUCT_KEY, "/v", "Backup Index", "/t", "REG_DWORD", "/d", "1", "/f")
+    set_value(PRODUCT_KEY, "Mail Root", root)
+    set_value(PRODUCT_KEY, "Backup Index", "1", "REG_DWORD")
     damaged = {name: contents(MAILBOXES / name) for name, *_ in ROWS}
     found = by_mailbox(tool("check", status=3))
     for name, _, wanted, _ in ROWS:

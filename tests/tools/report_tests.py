@@ -20,7 +20,7 @@ import tempfile
 import zlib
 
 import check_damages as damages
-from check_damages import BINARY, SOURCE, check, tool, windows_path, wine
+from check_damages import BINARY, PROGRAM, check, tool, windows_path, wine
 
 WORK = damages.WORK = pathlib.Path(BINARY) / "tools-tests" / "report"
 MAILBOXES = damages.MAILBOXES = WORK / "postoffices" / "sales" / "MAILROOT"
@@ -59,7 +59,7 @@ def build():
 
 
 def report(*arguments, status, error=""):
-    done = wine(f"{BINARY}/bin/tarnwick-admin.exe", "report", *arguments)
+    done = wine(PROGRAM, "report", *arguments)
     check(arguments, "exit status", done.returncode, status)
     check(arguments, "error", error if error in done.stderr.decode() else done.stderr, error)
     check(arguments, "left beside the page", list(WORK.glob("*.new")), [])

@@ -19,15 +19,14 @@ import time
 import zipfile
 import zlib
 
-SOURCE, BINARY = sys.argv[1:3]
+import tool_runs
+from tool_runs import BINARY, PRODUCT_KEY, PROGRAM, check, failures, processes, set_value
+
 WORK = pathlib.Path(BINARY) / "tools-tests" / "snapshots"
 MAILBOXES = WORK / "postoffices" / "sales" / "MAILROOT"
 ANNA = MAILBOXES / "anna" / "Calendar"
 ARCHIVE = WORK / "anna.zip"
-PRODUCT_KEY = r"HKLM\SOFTWARE\Wow6432Node\Tarnwick\Tarnwick"
-ENVIRONMENT = {"TARNWICK_PREFIX": f"{SOURCE}/build/wine-tools1", **os.environ, "LC_ALL": "C.UTF-8"}
 MANIFEST = "tarnwick-snapshot.json"
-failures = 0
 
 DAY = b"1740821400\t1740823200\tReview\r\n1740821400\t1740823200\tLunch"
 TAKEN = {
@@ -40,23 +39,14 @@ NOT_TAKEN = {name: b"x" for name in (
     "_index.xml.bak", "_activity.tab", "Y25M03D01.CAL.kept", "a.txt.kept2", "b.txt.unfinished")}
 
 
-def check(row, what, got, wanted):
-    global failures
-    if got != wanted:
-        failures += 1
-        print(f"FAILED {row}: {what}\n  wanted {wanted!r:.700}\n  got    {got!r:.700}")
-
-
 def start(*arguments):
-    return subprocess.Popen(["bash", f"{SOURCE}/script/wine", *map(str, arguments)],
-                            stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=ENVIRONMENT,
-                            cwd=WORK)
+    return tool_runs.start(PROGRAM, *arguments, stderr=subprocess.PIPE, cwd=WORK)
 
 
 def tool(*arguments, status=0, says=""):
     """The standard output; `says` is a part of standard error (None: anything), which is empty
     without one."""
-    process = start(f"{BINARY}/bin/tarnwick-admin.exe", *arguments)
+    process = start(*arguments)
     out, error = process.communicate()
     check(arguments, "exit status", process.returncode, status)
     error = error.decode("utf-8", "replace")
@@ -323,19 +313,6 @@ def while_entries_are_added():
     check("while entries are added", "moments", (sorted(seen), len(set(seen))), (seen, 4))
 
 
-def processes(text):
-    """The numbers of the tool's processes with the text in their command lines."""
-    numbers = []
-    for process in pathlib.Path("/proc").glob("[0-9]*"):
-        try:
-            words = (process / "cmdline").read_bytes().decode(errors="replace").split("\0")
-        except OSError:
-            continue
-        if words[0].endswith("tarnwick-admin.exe") and text in words:
-            numbers.append(int(process.name))
-    return numbers
-
-
 def written(archive):
     """How much there is of an archive that is not finished."""
     try:
@@ -346,7 +323,7 @@ def written(archive):
 
 def killed(when, *arguments):
     """Runs the tool and kills it at a moment; true when it was at work then."""
-    process = start(f"{BINARY}/bin/tarnwick-admin.exe", *arguments)
+    process = start(*arguments)
     numbers = []
     while process.poll() is None and not (numbers and when()):
         numbers = numbers or processes(arguments[1])
@@ -394,7 +371,7 @@ def changed_meanwhile():
     folder = MAILBOXES / "changing" / "Calendar"
     fill(folder, {"large.bin": random.Random(7).randbytes(40_000_000), "Lost.TMP": DAY,
                   "a.txt": b"a"})
-    taking = start(f"{BINARY}/bin/tarnwick-admin.exe", "snapshot", "sales/changing", "changing.zip")
+    taking = start("snapshot", "sales/changing", "changing.zip")
     while taking.poll() is None and written("changing.zip") < 1_000_000:
         pass
     with open(folder / "large.bin", "ab") as item:
@@ -412,7 +389,7 @@ def main():
     for mailbox in ("anna", "ben"):
         (MAILBOXES / mailbox).mkdir(parents=True)
     root = "Z:" + str(WORK / "postoffices").replace("/", "\\")
-    start("reg", "add", PRODUCT_KEY, "/v", "Mail Root", "/d", root, "/f").communicate()
+    set_value(PRODUCT_KEY, "Mail Root", root)
     for test in (round_trip, repacked, conflicts, damaged_archives, while_entries_are_added,
                  changed_meanwhile, ended_on_the_way):
         if not sys.argv[3:] or test.__name__ in sys.argv[3:]:
