@@ -49,6 +49,7 @@ ENTRIES = [f'<ELEMENT ID="{n}.MAI" UID="{n}"><SUBJECT>s{n}</SUBJECT></ELEMENT>'.
 BLANKED = b'<ELEMENT ID="-----" UID="-"><SUBJECT>gone</SUBJECT></ELEMENT>'
 TRAILER = b"</BASEELEMENT>\r\n"
 INDEX = HEADER + ENTRIES[0] + BLANKED + ENTRIES[1] + ENTRIES[2] + TRAILER
+BARE = [entry.replace(f' UID="{n}"'.encode(), b"") for n, entry in zip((3, 5, 7), ENTRIES)]
 SEEN = ENTRIES[0].replace(b"<SUBJECT>", b"<READ>1</READ><SUBJECT>")  # newer than the backup's
 WHOLE = HEADER + b"".join(ENTRIES) + TRAILER  # as it is rewritten
 ACTIVE = [b"srv\tIMAP-2\tbob\t10.0.0.1\t143\t1700000000\tInbox\t7\trun2",
@@ -144,6 +145,9 @@ ROWS = [
     ("merged", {I: HEADER + SEEN + ENTRIES[2] + b"<"},
      ("index-malformed", I, len(HEADER + SEEN + ENTRIES[2]) + 1),
      {I: HEADER + SEEN + ENTRIES[1] + ENTRIES[2] + TRAILER}),
+    ("no-uids", {I: HEADER + SEEN + b"<", I + ".bak": HEADER + BARE[1] + BARE[2] + TRAILER},
+     ("index-malformed", I, len(HEADER + SEEN) + 1),
+     {I: HEADER + BARE[1] + BARE[2] + SEEN + TRAILER}),
     ("order", {I: HEADER + ENTRIES[1] + ENTRIES[0] + ENTRIES[2] + TRAILER, I + ".bak": None},
      ("index-out-of-order", I, len(HEADER) + len(ENTRIES[1])), {I: WHOLE}),
     ("blanked", {I: after(HEADER, BLANKED * 500, INDEX)}, ("index-blanked", I, 33), {I: WHOLE}),

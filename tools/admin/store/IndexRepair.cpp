@@ -65,14 +65,15 @@ void Copy(const StoreIndex::Entry& entry, IndexEntryDraft& draft) {
 }
 
 // Adds the backup's entries that the index lacks, as they are; how many there were. One whose UID
-// has become another's stays out: its file gets a new one.
+// has become another's stays out: its file gets a new one. Entries without a UID share none.
 std::size_t AddMissing(StoreIndex& index, const StoreIndex& backup) {
     std::set<std::uint32_t> uids;
     for (const StoreIndex::Entry& entry : index.InUidOrder()) uids.insert(entry.Uid());
     const std::size_t before = index.Count();
     IndexEntryDraft draft;
     for (const StoreIndex::Entry& entry : backup.InUidOrder()) {
-        if (index.FindById(entry.Id()) != nullptr || !uids.insert(entry.Uid()).second) continue;
+        if (index.FindById(entry.Id()) != nullptr) continue;
+        if (entry.HasUid() && !uids.insert(entry.Uid()).second) continue;
         draft.Begin(index.Names());
         Copy(entry, draft);
         const auto number = static_cast<std::uint32_t>(index.Count() + 1);
