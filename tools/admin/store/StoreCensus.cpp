@@ -4,18 +4,11 @@
 
 #include "common/Text.h"
 #include "provider/CalendarReader.h"
+#include "tools/admin/archive/Manifest.h"
 #include "tools/admin/store/StoreNames.h"
 
 namespace tarnwick::admin {
 namespace {
-
-// Whether a file beside calendars is neither one nor a companion, nor put aside by a repair.
-bool IsItemFile(std::string_view name) {
-    constexpr std::string_view kOthers[] = {"CAL", "TMP", "BAK", "OLD", "BLK"};
-    const auto has = [name](std::string_view extension) { return HasExtension(name, extension); };
-    return !name.starts_with('_') && name.find(".kept") == name.npos &&
-           std::ranges::none_of(kOthers, has);
-}
 
 bool IsIndexFile(std::string_view name) {
     return EqualsIgnoreCase(name, kIndexName) || EqualsIgnoreCase(name, kGroupsName);
@@ -54,7 +47,7 @@ void CensusTaker::Take(const FolderListing& listing) {
             mailbox.indexBytes += file.size;
         } else if (hasCalendars && HasExtension(file.name, "CAL")) {
             TakeCalendar(listing.PathOf(file.name), file, mailbox);
-        } else if (hasCalendars && IsItemFile(file.name)) {
+        } else if (hasCalendars && RoleOf(file.name) == FileRole::Item) {
             ++mailbox.items;
             mailbox.itemBytes += file.size;
         }
