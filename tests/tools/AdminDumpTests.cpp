@@ -44,8 +44,8 @@ TEST(WireDump, DecodesTheParametersOfEnvelopes) {
 136+8 value of parameter 1, 3 codes for 4 bytes
   0+4 parameter 1: number 1
 144+13 end of parameter 1
-157+19 parameter 2, SIZE=1
-176+1 damaged: parameter 2 has no end, nobody reads it: "A"
+157+19 damaged: parameter 2 without its end, nobody reads it
+176+1 parameter 2: "A"
 177+3 damaged: a tag without its end
 180+2 behind the NUL that ends the text
 )");

@@ -159,13 +159,16 @@ class EnvelopeWalk {
         const std::string_view tag = text_.substr(at_, EndAt('>') - at_);
         const std::size_t size = FindText(tag, "SIZE=");
         const bool hasSize = size != kNotFound;
-        if (!TakeTagAs(hasSize ? name + ", " + std::string(tag.substr(size, 20))
-                               : "damaged: " + name + " without SIZE=, nobody reads it")) {
+        const std::size_t end = FindText(text_, "</PARAMETER" + number + ">", EndAt('>'));
+        const bool hasEnd = end != kNotFound;
+        const std::string missing = !hasSize ? "SIZE=" : !hasEnd ? "its end" : "";
+        if (!TakeTagAs(missing.empty()
+                           ? name + ", " + std::string(tag.substr(size, 20))
+                           : "damaged: " + name + " without " + missing + ", nobody reads it")) {
             return;
         }
-        const std::size_t end = FindText(text_, "</PARAMETER" + number + ">", at_);
-        if (end == kNotFound) {
-            element_ = "damaged: " + name + " has no end, nobody reads it";
+        if (!hasEnd) {
+            element_ = name;
             return;
         }
         const Value value = ValueOf(text_.substr(at_, end - at_));
