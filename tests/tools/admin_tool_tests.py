@@ -1326,7 +1326,7 @@ $ message headers plain
 | OFFSET  INDEX    FIELD    VALUE
 | 0       SUBJECT  Subject  plain
 $1 message show sales/anna/Inbox/3.MAI
-! there is no file
+! 3.MAI" is a place, a path has backslashes
 """, one=message, content=windows_path(content), plain="sales/anna/Inbox/2.MAI")
     leave(inbox / "_2.MAI")
     run(["message", "headers", "sales/anna/Inbox/2.MAI", "--set", "A=b"], 5, "", "is being edited")

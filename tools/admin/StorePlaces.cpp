@@ -114,8 +114,9 @@ std::string StoreFile(const std::string& text, const Context& context) {
     const std::string path =
         isPath ? OwnPath(text, context) : DirectoryOf(ParseStoreName(text, context));
     if (IsDirectory(path)) throw WrongUsage(path + " is a folder, not a file");
-    if (!FileExists(path)) throw SystemFailure("there is no file " + path);
-    return path;
+    if (FileExists(path)) return path;
+    throw SystemFailure("there is no file " + path +
+                        (isPath ? "" : "; \"" + text + "\" is a place, a path has backslashes"));
 }
 
 std::string AgeOfFile(const std::string& path) {
