@@ -895,7 +895,11 @@ def full_disk():
     try:
         folder.mkdir(parents=True)
         day = b"\r\n".join(b"1740787200\t1740873599\tEntry %d" % number for number in range(900))
-        torn = {"Y25M03D01.CAL": day, "Y25M03D02.CAL": b"1740873600\t1740959999\tx\r\n17408"}
+        torn = {"Y25M03D01.CAL": day, "Y25M03D02.CAL": b"1740873600\t1740959999\tx\r\n17408",
+                "_index.xml": index_file(), "_index.xml.bak": b"<BASEELEMENT",
+                "../Inbox/_index.xml.bak": index_file()}
+        (folder.parent / "Inbox").mkdir()
+        set_value(PRODUCT_KEY, "Backup Index", 1, "REG_DWORD")
         for name, content in torn.items():
             (folder / name).write_bytes(content)
         with contextlib.suppress(OSError), open(disk / "filler", "wb", buffering=0) as filler:
@@ -906,7 +910,7 @@ def full_disk():
 1 --root disk edit anna 'Entry 7' --day 2025-03-01 --end 2025-03-01T10:00Z ! all but full
 1 --root disk item put anna a.txt < text ! not written as it should be
 1 --root disk import anna < 2025-03-02\t2025-03-02\tNew\n |* ! 0 entries were imported before it
-3 --root disk recover |* ! 1 problem left
+3 --root disk recover # 2*left: no copy of it could be kept ! 3 problems left
 """, disk=windows_path(disk))
         # Nor where nothing may be written: no lock is waited for that cannot be made.
         subprocess.run(["mount", "-o", "remount,ro", disk], check=True)
@@ -916,13 +920,16 @@ def full_disk():
 6 --root disk with-lock anna Y25M03D01 -- cmd ! this account cannot make files in
 6 --root disk notify markers anna --add x ! _1.NEW cannot be written: this account cannot
 6 --root disk notify flag sales/anna/Calendar --set ! no flag was written in
-3 --root disk recover # 1*left: this account cannot make files ! 1 problem left
+3 --root disk recover # 3*left: this account cannot make files ! 3 problems left
 --root disk list anna --day 2025-03-01 # 901*\n
 """, disk=windows_path(disk))
         check("read-only disk", "waited", time.monotonic() - began > 60, False)
         for name, content in torn.items():
             check("full disk", name, (folder / name).read_bytes(), content)
+        check("full disk", "indexes", sorted(path.name for path in disk.rglob("_index*")),
+              ["_index.xml", "_index.xml.bak", "_index.xml.bak"])
     finally:
+        delete_values(PRODUCT_KEY, "Backup Index")
         subprocess.run(["umount", disk], check=True)
 
 

@@ -9,7 +9,6 @@
 #include "Library/FolderFiles.h"
 #include "Library/FolderMutex.h"
 #include "Library/IndexBlockFile.h"
-#include "Library/LIBStoreIndexSerialisation/BackedUpIndexSerialiser.h"
 #include "Library/LIBStoreIndexSerialisation/StreamXMLStoreIndexSerialiser.h"
 #include "tools/admin/store/FolderListing.h"
 #include "tools/admin/store/IndexInspection.h"
@@ -129,7 +128,7 @@ Outcome RestoreIndex(const Finding& finding, bool dryRun) {
         const std::string text = "from " + std::string(useBackup ? kBackupName : kQuarantineName) +
                                  " with " + Entries(taken.index.Count());
         if (dryRun) return Done(text);
-        if (!CopyOver(useBackup ? backup : quarantined, path)) return Left(kNoCopy);
+        if (!CopyToNew(useBackup ? backup : quarantined, path)) return Left(kNoCopy);
         if (!taken.loads && !SaveWhole(taken.index, finding.folder, kMailFolder)) {
             return Left("it could not be written");
         }
@@ -152,8 +151,11 @@ Outcome RenewBackup(const Finding& finding, bool dryRun) {
         if (dryRun) return Done("a new copy of the index");
         const auto kept = SetAside(finding.file);
         if (!kept) return Left(kNoCopy);
-        StreamXMLStoreIndexSerialiser().CreateBackup(finding.folder);
-        return Done("a new copy of the index; as it was: " + *kept);
+        if (CopyToNew(finding.folder + "\\" + kIndexName, finding.file)) {
+            return Done("a new copy of the index; as it was: " + *kept);
+        }
+        MoveInPlace(finding.folder + "\\" + *kept, finding.file);
+        return Left(kNoCopy);
     };
     return dryRun ? change() : WithFolder(finding.folder, kMailFolder, change);
 }

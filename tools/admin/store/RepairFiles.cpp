@@ -44,8 +44,14 @@ std::optional<std::string> SetAside(const std::string& path) {
 
 std::optional<std::string> KeepCopy(const std::string& path) {
     const std::string kept = FreeName(path);
-    if (!CopyOver(path, kept)) return std::nullopt;
+    if (!CopyToNew(path, kept)) return std::nullopt;
     return std::string(NameOf(kept));
+}
+
+bool CopyToNew(const std::string& from, const std::string& to) {
+    if (CopyOver(from, to)) return true;
+    RemoveFile(to);
+    return false;
 }
 
 bool WriteAnew(const std::string& path, std::string_view bytes) {

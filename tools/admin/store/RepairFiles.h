@@ -24,6 +24,9 @@ std::optional<std::string> SetAside(const std::string& path);
 // The same with a copy; the file stays.
 std::optional<std::string> KeepCopy(const std::string& path);
 
+// Copies to a name that is free; of a copy that fails, on a full disk for one, nothing stays.
+bool CopyToNew(const std::string& from, const std::string& to);
+
 // Sets aside the file that is there and writes it anew. One that cannot be written whole is what it
 // was before.
 bool WriteAnew(const std::string& path, std::string_view bytes);
