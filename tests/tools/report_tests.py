@@ -308,6 +308,7 @@ def page():
     report("Y26.CAL", status=2, error="let it end in .html")
     report("store.html", "--host", "north", status=2, error="leave --host away")
     report(r"none\store.html", status=1, error="cannot be written")
+    report("store.html", "--root", windows_path(WORK / "none"), status=1, error="or --root")
     PAGE.chmod(0o444)
     report("store.html", "sales/anna", status=6, error="is read-only")
     check("store.html", "kept", PAGE.read_bytes(), whole)

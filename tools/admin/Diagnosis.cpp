@@ -61,7 +61,7 @@ void RequireMailboxFolder(const Mailbox& mailbox) {
     if (FileExists(folder)) return;
     throw SystemFailure(
         "the mailbox folder " + folder +
-        " does not exist. Create it, or correct the name or the value \"Mail Root\" of "
+        " does not exist. Create it, or correct the name, --root or the value \"Mail Root\" of "
         "HKLM\\" +
         kProductKey);
 }

@@ -105,7 +105,7 @@ std::string FolderOfPlace(const std::string& place, const std::string& root) {
     if (place.empty()) {
         if (!root.empty() && IsFolder(root)) return FullPath(root);
         throw Refusal("there is no mail root \"" + root +
-                      "\"; correct the value \"Mail Root\", or name a folder");
+                      "\"; correct the value \"Mail Root\" or --root, or name a folder");
     }
     const std::string named = NamedFolder(place, root);
     for (const std::string& folder : {named, place}) {
