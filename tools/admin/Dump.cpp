@@ -64,9 +64,7 @@ const char* KindOf(const std::string& path, std::string_view bytes) {
 std::vector<DumpRow> RowsOf(const DumpOptions& options, const std::string& path,
                             std::string_view bytes) {
     const std::string_view kind = options.kind.empty() ? KindOf(path, bytes) : options.kind;
-    const auto found = std::ranges::find(kKinds, kind, &DumpKind::name);
-    if (found != kKinds.end()) return found->rows(bytes);
-    throw WrongUsage("--as knows calendar, index, activity, envelope, lzw and message");
+    return std::ranges::find(kKinds, kind, &DumpKind::name)->rows(bytes);
 }
 
 void Dump(const DumpOptions& options, Context& context) {
@@ -112,7 +110,9 @@ void RegisterDump(const Command& app, Context& context) {
          "  tarnwick-admin dump request.txt --as envelope\n"});
     command.AddOption("file", options->file, "The file: a path, or postoffice/mailbox/folder/file")
         .Required();
-    command.AddOption("--as", options->kind, "calendar, index, activity, envelope, lzw or message");
+    std::vector<std::string> kinds;
+    for (const DumpKind& kind : kKinds) kinds.emplace_back(kind.name);
+    command.AddOption("--as", options->kind, "What the file is").OneOf(kinds);
     command.AddFlag("--all", options->all, "All bytes of each piece, not the first 32 alone");
     command.OnRun([options, &context] { Dump(*options, context); });
 }

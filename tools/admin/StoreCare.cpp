@@ -102,7 +102,8 @@ void RunRecover(const std::string& place, const Context& context) {
         return;
     }
     const std::string command = OnRoot("tarnwick-admin check " + Quoted(folder), context.root);
-    EndWithProblems(left.size(), " left; " + command + " shows them");
+    EndWithProblems(left.size(),
+                    " left; " + command + (left.size() == 1 ? " shows it" : " shows them"));
 }
 
 void PrintLock(const BlockState& block, Answer& answer) {

@@ -12,6 +12,7 @@
 namespace tarnwick::admin {
 namespace {
 
+constexpr const char* kParameterEnd = "</PARAMETER";
 constexpr std::size_t kLongestValue = kRemoteTextSize - 1;
 constexpr unsigned kLostString = 0xFFFF;
 constexpr std::size_t kAddedLimit = kLzwEntryLimit - kLzwSingleBytes;
@@ -97,7 +98,8 @@ Value ValueOf(std::string_view text) {
 
 class EnvelopeWalk {
   public:
-    explicit EnvelopeWalk(std::string_view bytes) : bytes_(bytes), text_(UpToNul(bytes)) {}
+    explicit EnvelopeWalk(std::string_view bytes)
+        : bytes_(bytes), text_(UpToNul(bytes)), lastEnd_(text_.rfind(kParameterEnd)) {}
 
     std::vector<DumpRow> Run() {
         while (at_ < text_.size()) {
@@ -159,7 +161,10 @@ class EnvelopeWalk {
         const std::string_view tag = text_.substr(at_, EndAt('>') - at_);
         const std::size_t size = FindText(tag, "SIZE=");
         const bool hasSize = size != kNotFound;
-        const std::size_t end = FindText(text_, "</PARAMETER" + number + ">", EndAt('>'));
+        const bool mayEnd = lastEnd_ != text_.npos && lastEnd_ > at_;
+        const std::size_t end =
+            mayEnd ? FindText(text_, std::string(kParameterEnd) + number + ">", EndAt('>'))
+                   : kNotFound;
         const bool hasEnd = end != kNotFound;
         const std::string missing = !hasSize ? "SIZE=" : !hasEnd ? "its end" : "";
         if (!TakeTagAs(missing.empty()
@@ -181,6 +186,7 @@ class EnvelopeWalk {
 
     std::string_view bytes_;
     std::string_view text_;
+    std::size_t lastEnd_;  // of any parameter
     std::size_t at_ = 0;
     std::string element_;
     std::vector<DumpRow> rows_;
