@@ -21,10 +21,11 @@ bool HasControl(std::string_view text) {
     return std::any_of(text.begin(), text.end(), IsControl);
 }
 
-// Devices that Windows finds in every folder, with any extension.
+// Devices that Windows finds in every folder, with any extension and spaces in front of it.
 bool IsDeviceName(std::string_view name) {
     static constexpr std::array<std::string_view, 4> kDevices{"con", "prn", "aux", "nul"};
-    const std::string_view stem = name.substr(0, name.find('.'));
+    const std::string_view front = name.substr(0, name.find('.'));
+    const std::string_view stem = front.substr(0, front.find_last_not_of(' ') + 1);
     if (stem.size() == 4 && stem[3] >= '1' && stem[3] <= '9') {
         return StartsWithIgnoreCase(stem, "com") || StartsWithIgnoreCase(stem, "lpt");
     }
