@@ -371,7 +371,7 @@ def changed_meanwhile():
     """What is not of one moment, or was left without its file, is named; the rest is taken."""
     folder = MAILBOXES / "changing" / "Calendar"
     fill(folder, {"large.bin": random.Random(7).randbytes(40_000_000), "Lost.TMP": DAY,
-                  "a.txt": b"a"})
+                  "a.txt": b"a", "ā.txt": b"shown as a.txt"})
     taking = start("snapshot", "sales/changing", "changing.zip")
     while taking.poll() is None and written("changing.zip") < 1_000_000:
         pass
@@ -379,7 +379,8 @@ def changed_meanwhile():
         item.write(b"more")
     error = taking.communicate()[1].decode()
     check("changed meanwhile", "exit status", taking.returncode, 4)
-    for note in ("large.bin: it was changed", "Lost.CAL: a crash has left it", "2 files could not"):
+    for note in ("large.bin: it was changed", "Lost.CAL: a crash has left it",
+                 "a.txt: the system reads", "3 files could not"):
         check("changed meanwhile", note, note in error, True)
     check("changed meanwhile", "taken", sorted(files_of(WORK / "changing.zip")),
           ["Calendar/a.txt", "Calendar/large.bin", MANIFEST])

@@ -28,12 +28,6 @@ std::string NameInUtf8(const ZipMember& member) {
     return ToUtf8(name);
 }
 
-// The name as the system compares names.
-std::string Folded(std::string name) {
-    CharUpperBuffA(name.data(), static_cast<DWORD>(name.size()));
-    return name;
-}
-
 Failure Refused(const std::string& name, const std::string& reason) {
     return Refusal("the archive is refused: " + ShownName(name) + " " + reason);
 }
@@ -72,7 +66,7 @@ class Plan {
         std::map<std::string, std::size_t> placeOfName;
         for (const SnapshotFile& file : manifest.files) {
             files_.push_back(PlaceOf(file, mailbox, folder));
-            if (!placeOfName.emplace(Folded(files_.back().name), placeOfName.size()).second) {
+            if (!placeOfName.emplace(FoldedName(files_.back().name), placeOfName.size()).second) {
                 throw Refused(file.name, "is there twice");
             }
         }
@@ -128,6 +122,11 @@ class Plan {
 };
 
 }  // namespace
+
+std::string FoldedName(std::string name) {
+    CharUpperBuffA(name.data(), static_cast<DWORD>(name.size()));
+    return name;
+}
 
 std::vector<PlannedFile> PlanRestore(ByteRange& archive, const Mailbox& mailbox,
                                      const std::string& folder) {

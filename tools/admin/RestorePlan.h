@@ -20,6 +20,9 @@ struct PlannedFile {
     Standing standing = Standing::New;
 };
 
+// The name as the system compares names; an archive may have each once.
+std::string FoldedName(std::string name);
+
 // What the archive holds, items first, so that an entry is there when its item is; `folder` is the
 // mailbox's Calendar folder. Throws Failure at the first thing that no snapshot has.
 std::vector<PlannedFile> PlanRestore(ByteRange& archive, const Mailbox& mailbox,

@@ -1,6 +1,7 @@
 // snapshot
 #include <memory>
 #include <optional>
+#include <set>
 
 #include "common/Clock.h"
 #include "common/Retry.h"
@@ -13,6 +14,7 @@
 #include "tools/admin/Diagnosis.h"
 #include "tools/admin/Json.h"
 #include "tools/admin/NewFile.h"
+#include "tools/admin/RestorePlan.h"
 #include "tools/admin/store/FolderListing.h"
 #include "tools/admin/store/HeldBlock.h"
 #include "tools/admin/store/StoreCheck.h"
@@ -103,11 +105,13 @@ class Snapshot {
     bool IsFit(const std::string& name, void (*check)(std::string_view), std::string_view checked) {
         try {
             check(checked);
-            return true;
         } catch (const Failure& failure) {
             LeaveOut(name, std::string(failure.what()) + "; left out");
             return false;
         }
+        if (names_.insert(FoldedName(name)).second) return true;
+        LeaveOut(name, "the system reads the name of another file the same way; left out");
+        return false;
     }
 
     void TakeCalendar(const std::string& calendar) {
@@ -173,6 +177,7 @@ class Snapshot {
     std::string folder_;
     ZipWriter zip_;
     Manifest manifest_;
+    std::set<std::string> names_;
     SharedReader reader_;
     std::string block_ = std::string(kBlock, '\0');
     std::size_t leftOut_ = 0;
