@@ -149,6 +149,9 @@ def round_trip():
     block.touch()
     tool("snapshot", "sales/anna", "anna.zip", "--force", "--dry-run", status=5, says="is blocked")
     block.unlink()
+    tool("snapshot", "sales/anna", ANNA.relative_to(WORK) / "Own days.CAL", "--force", status=2,
+         says="would be an item")
+    check("snapshot", "files after wrong places", contents(ANNA), TAKEN | NOT_TAKEN)
     tool("restore", "anna.zip", "none/anna", status=1, says="create it, or correct the name")
     tool("snapshot", "sales/none", "none.zip", status=1, says="does not exist")
 

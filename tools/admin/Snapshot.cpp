@@ -5,6 +5,7 @@
 
 #include "common/Clock.h"
 #include "common/Retry.h"
+#include "common/Text.h"
 #include "common/TextFile.h"
 #include "provider/CalendarPaths.h"
 #include "tools/admin/archive/Manifest.h"
@@ -204,6 +205,13 @@ void PrintTaken(const Snapshot& snapshot, const Mailbox& mailbox, const Context&
               context);
 }
 
+// In the folder of the calendars it would be an item, and part of the next archive.
+void RequirePlaceOutside(const Mailbox& mailbox, const std::string& file) {
+    const std::string folder = FullPath(CalendarFolder({mailbox.postoffice, mailbox.name, {}}));
+    if (!EqualsIgnoreCase(ParentOf(FullPath(file)), folder)) return;
+    throw WrongUsage(file + " would be an item of the mailbox; name another folder");
+}
+
 void RequireFreeName(const SnapshotOptions& options) {
     const DWORD attributes = GetFileAttributesA(options.file.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES) return;
@@ -220,6 +228,7 @@ void Run(const SnapshotOptions& options, const Context& context) {
         throw WrongUsage("no server shows its files; leave --host away");
     }
     const MailboxStore store = OpenMailbox(options.mailbox, context);
+    RequirePlaceOutside(store.Owner(), options.file);
     RequireFreeName(options);
     std::optional<NewFile> archive;
     if (!context.dryRun) archive.emplace(options.file);
