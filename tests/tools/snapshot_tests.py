@@ -152,6 +152,7 @@ def round_trip():
     tool("snapshot", "sales/anna", ANNA.relative_to(WORK) / "Own days.CAL", "--force", status=2,
          says="would be an item")
     check("snapshot", "files after wrong places", contents(ANNA), TAKEN | NOT_TAKEN)
+    tool("restore", "none.zip", "sales/anna", status=1, says="there is no file none.zip")
     tool("restore", "anna.zip", "none/anna", status=1, says="create it, or correct the name")
     tool("snapshot", "sales/none", "none.zip", status=1, says="does not exist")
 

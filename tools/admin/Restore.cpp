@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "common/Files.h"
+#include "common/Retry.h"
 #include "provider/CalendarPaths.h"
 #include "provider/ModuleState.h"
 #include "tools/admin/CalendarLibrary.h"
@@ -34,6 +35,9 @@ struct RestoreOptions {
 class ArchiveFile : public ByteRange {
   public:
     explicit ArchiveFile(const std::string& path) : path_(path), file_(path, kReadUnchanged) {
+        if (!file_.IsOpen() && IsGone(GetLastError())) {
+            throw SystemFailure("there is no file " + path);
+        }
         const auto size = file_.IsOpen() ? file_.Size() : std::nullopt;
         if (!size) throw SystemFailure("the archive " + path + " cannot be read");
         size_ = static_cast<std::uint64_t>(*size);
