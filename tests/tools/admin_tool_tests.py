@@ -918,6 +918,7 @@ def full_disk():
         play(r"""
 6 --root disk add anna New --on 2025-03-01 ! this account cannot make files in
 6 --root disk with-lock anna Y25M03D01 -- cmd ! this account cannot make files in
+6 --root disk snapshot anna read-only.zip ! this account cannot make files in
 6 --root disk notify markers anna --add x ! _1.NEW cannot be written: this account cannot
 6 --root disk notify flag sales/anna/Calendar --set ! no flag was written in
 3 --root disk recover # 3*left: this account cannot make files ! 3 problems left

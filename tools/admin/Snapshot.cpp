@@ -230,6 +230,7 @@ void Run(const SnapshotOptions& options, const Context& context) {
     const MailboxStore store = OpenMailbox(options.mailbox, context);
     RequirePlaceOutside(store.Owner(), options.file);
     RequireFreeName(options);
+    if (!context.dryRun) RequireWritableCalendars(store.Owner());
     std::optional<NewFile> archive;
     if (!context.dryRun) archive.emplace(options.file);
     Snapshot snapshot(store.Owner(), context, [&archive](std::string_view bytes) {
