@@ -911,7 +911,10 @@ def full_disk():
 1 --root disk item put anna a.txt < text ! not written as it should be
 1 --root disk import anna < 2025-03-02\t2025-03-02\tNew\n |* ! 0 entries were imported before it
 3 --root disk recover # 2*left: no copy of it could be kept ! 3 problems left
-""", disk=windows_path(disk))
+--root disk snapshot anna archive |*
+--root disk restore archive anna # 1*0 files restored, 0 replaced
+1 --root disk restore archive ben ! has room for
+""", disk=windows_path(disk), archive=windows_path(WORK / "full.zip"))
         # Nor where nothing may be written: no lock is waited for that cannot be made.
         subprocess.run(["mount", "-o", "remount,ro", disk], check=True)
         began = time.monotonic()

@@ -91,17 +91,21 @@ class Restoring {
     }
 
   private:
-    // What does not fit is a slip, or made to fill the disk.
+    // What does not fit is a slip, or made to fill the disk. What is there needs no more room.
     void RequireRoom() const {
         std::uint64_t needed = 0;
-        for (const PlannedFile& file : files_) needed += file.member.size;
+        const FolderListing there(folder_);
+        for (const PlannedFile& file : files_) {
+            const StoredFile* found = there.Find(file.name);
+            if (found == nullptr || found->size != file.member.size) needed += file.member.size;
+        }
         std::string folder = folder_;
         while (!folder.empty() && !FileExists(folder)) folder = ParentOf(folder);
         ULARGE_INTEGER free{};
         if (GetDiskFreeSpaceExA(folder.c_str(), &free, nullptr, nullptr) == FALSE) return;
         if (needed <= free.QuadPart) return;
-        throw Refusal("the archive unpacks to " + std::to_string(needed) + " bytes, and " + folder +
-                      " has room for " + std::to_string(free.QuadPart));
+        throw Refusal("what the mailbox lacks of the archive unpacks to " + std::to_string(needed) +
+                      " bytes, and " + folder + " has room for " + std::to_string(free.QuadPart));
     }
 
     // All that speaks against the restore is told before anything is changed.
