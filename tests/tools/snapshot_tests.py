@@ -375,7 +375,8 @@ def changed_meanwhile():
     """What is not of one moment, or was left without its file, is named; the rest is taken."""
     folder = MAILBOXES / "changing" / "Calendar"
     fill(folder, {"large.bin": random.Random(7).randbytes(40_000_000), "Lost.TMP": DAY,
-                  "a.txt": b"a", "ā.txt": b"shown as a.txt"})
+                  "a.txt": b"a", "ā.txt": b"shown as a.txt", "Huge.CAL": b""})
+    os.truncate(folder / "Huge.CAL", (256 << 20) + 1)
     taking = start("snapshot", "sales/changing", "changing.zip")
     while taking.poll() is None and written("changing.zip") < 1_000_000:
         pass
@@ -384,7 +385,7 @@ def changed_meanwhile():
     error = taking.communicate()[1].decode()
     check("changed meanwhile", "exit status", taking.returncode, 4)
     for note in ("large.bin: it was changed", "Lost.CAL: a crash has left it",
-                 "a.txt: the system reads", "3 files could not"):
+                 "a.txt: the system reads", "Huge.CAL: it is larger", "4 files could not"):
         check("changed meanwhile", note, note in error, True)
     check("changed meanwhile", "taken", sorted(files_of(WORK / "changing.zip")),
           ["Calendar/a.txt", "Calendar/large.bin", MANIFEST])

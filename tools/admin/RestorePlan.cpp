@@ -17,7 +17,6 @@ namespace {
 
 constexpr OpenMode kReadShared{GENERIC_READ, kShareReadWrite | FILE_SHARE_DELETE, OPEN_EXISTING};
 constexpr std::uint64_t kLargestManifest = 32U << 20;
-constexpr std::uint64_t kLargestCalendar = 256U << 20;
 
 // The name of a member as UTF-8. Programs that do not say that it is UTF-8 write it all the same,
 // or in the character set of consoles.

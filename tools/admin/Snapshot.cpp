@@ -125,6 +125,9 @@ class Snapshot {
             if (!held->IsHeld()) throw RefusedChange(mailbox_, calendar);
         }
         const auto found = DirectoryScan(PathOf(name)).Next();
+        if (found && found->size > kLargestCalendar) {
+            return LeaveOut(name, "it is larger than a restore takes; left out");
+        }
         const auto bytes = reader_.Read(PathOf(name), found ? found->size : 0);
         const DWORD error = GetLastError();
         const bool isLost = !bytes && IsGone(error) && FileExists(PathOf(calendar + ".TMP"));
@@ -149,15 +152,16 @@ class Snapshot {
             return LeaveOut(name, isGone ? "it has gone meanwhile" : "it cannot be read; left out");
         }
         const std::uint64_t time = item.LastWriteTime().value_or(0);
+        auto count = item.Read(block_.data(), kBlock);
+        // Another program may have locked it; behind its first block it would be a torn member.
+        if (!count) return LeaveOut(name, "it cannot be read; left out");
         Begin(name, time);
         std::uint64_t size = 0;
-        for (;;) {
-            const auto count = item.Read(block_.data(), kBlock);
-            if (!count) throw SystemFailure("the item " + PathOf(name) + " cannot be read");
-            if (*count == 0) break;
+        for (; count && *count > 0; count = item.Read(block_.data(), kBlock)) {
             zip_.Write({block_.data(), *count});
             size += *count;
         }
+        if (!count) throw SystemFailure("the item " + PathOf(name) + " cannot be read");
         End(name, size, std::nullopt);
         if (item.LastWriteTime().value_or(0) != time) {
             LeaveOut(name, "it was changed while it was taken; part of it may be old, part new");

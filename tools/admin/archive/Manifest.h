@@ -13,6 +13,9 @@ namespace tarnwick::admin {
 inline constexpr const char* kManifestName = "tarnwick-snapshot.json";
 inline constexpr const char* kCalendarFolder = "Calendar/";
 
+// A restore holds one whole.
+inline constexpr std::uint64_t kLargestCalendar = 256U << 20;
+
 struct SnapshotFile {
     std::string name;  // in the mailbox's Calendar folder
     std::uint64_t bytes = 0;
