@@ -64,7 +64,7 @@ def report(*arguments, status, error=""):
     done = wine(PROGRAM, "report", *arguments)
     check(arguments, "exit status", done.returncode, status)
     check(arguments, "error", error if error in done.stderr.decode() else done.stderr, error)
-    check(arguments, "left beside the page", list(WORK.glob("*.new")), [])
+    check(arguments, "left beside the page", list(WORK.glob("*.unfinished")), [])
     return done.stdout
 
 

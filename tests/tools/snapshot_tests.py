@@ -128,6 +128,9 @@ def round_trip():
     check("archive", "time", date, (*written[:5], written[5] // 2 * 2))
     old = ARCHIVE.read_bytes()
     tool("snapshot", "sales/anna", "anna.zip", status=1, says="--force replaces it")
+    ARCHIVE.chmod(0o444)
+    tool("snapshot", "sales/anna", "anna.zip", "--force", status=6, says="is read-only")
+    ARCHIVE.chmod(0o644)
     check("snapshot", "archive", ARCHIVE.read_bytes(), old)
     said = tool("snapshot", "sales/anna", "anna.zip", "--force", "--json").splitlines()
     check("snapshot", "answer in JSON", json.loads(said[1]),

@@ -7,6 +7,7 @@
 #include "tools/admin/Commands.h"
 #include "tools/admin/Console.h"
 #include "tools/admin/Json.h"
+#include "tools/admin/NewFile.h"
 #include "tools/admin/report/StorePage.h"
 #include "tools/admin/StoreCare.h"
 #include "tools/admin/StorePlaces.h"
@@ -29,41 +30,6 @@ struct ReportOptions {
     std::string file;
     std::string place;
     std::string year;
-};
-
-// A file that takes its name when it is whole: made beside it, and gone when it never is.
-class WholeFile {
-  public:
-    explicit WholeFile(const std::string& path)
-        : path_(path), beside_(path + "." + std::to_string(GetCurrentProcessId()) + ".new") {
-        RequireWritable(path_);
-        file_ = File(beside_, kOpenTruncate);
-        if (!file_.IsOpen()) throw Unwritten();
-    }
-    WholeFile(const WholeFile&) = delete;
-    WholeFile& operator=(const WholeFile&) = delete;
-    ~WholeFile() {
-        file_.Close();
-        if (!isInPlace_) RemoveFile(beside_);
-    }
-
-    // Replaces a file of the name.
-    void Finish(std::string_view bytes) {
-        if (!file_.Write(bytes) || !file_.Close()) throw Unwritten();
-        isInPlace_ = MoveFileExA(beside_.c_str(), path_.c_str(), MOVEFILE_REPLACE_EXISTING) != 0;
-        if (!isInPlace_) throw Unwritten();
-    }
-
-  private:
-    Failure Unwritten() const {
-        return SystemFailure("the file " + path_ +
-                             " cannot be written; check its folder and its rights");
-    }
-
-    std::string path_;
-    std::string beside_;
-    File file_;
-    bool isInPlace_ = false;
 };
 
 // A name that the store has a use for is no page's.
@@ -107,9 +73,11 @@ StoreReport Gather(const ReportOptions& options, const Context& context) {
 
 void WriteReport(const ReportOptions& options, const Context& context) {
     RequirePageName(options.file);
-    WholeFile file(options.file);
+    RequireWritable(options.file);
+    NewFile file(options.file);
     const StoreReport report = Gather(options, context);
-    file.Finish(StorePage(report));
+    file.Write(StorePage(report));
+    file.Keep(true);
     const std::size_t problems = report.findings.size() + report.MachineProblems();
     const std::size_t mailboxes = report.Mailboxes();
     Answer(context).Add({{"file", ToUtf8(FullPath(options.file))},

@@ -19,6 +19,7 @@
 #include "tools/admin/store/FolderListing.h"
 #include "tools/admin/store/HeldBlock.h"
 #include "tools/admin/store/StoreCheck.h"
+#include "tools/admin/StorePlaces.h"
 
 namespace tarnwick::admin {
 namespace {
@@ -225,6 +226,7 @@ void RequireFreeName(const SnapshotOptions& options) {
     if (!options.force) {
         throw Refusal("there is a file " + options.file + " already; --force replaces it");
     }
+    RequireWritable(options.file);
 }
 
 void Run(const SnapshotOptions& options, const Context& context) {
